@@ -1,0 +1,57 @@
+# What every folder's CMakeLists.txt is made of.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE Release)
+endif()
+
+# Headers, language level, warnings and sanitizers of all our code.
+add_library(pwr_common INTERFACE)
+target_include_directories(pwr_common INTERFACE ${CMAKE_CURRENT_SOURCE_DIR})
+target_compile_options(pwr_common INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Werror)
+if(PWR_SANITIZE)
+    target_compile_options(pwr_common INTERFACE
+        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+    target_link_options(pwr_common INTERFACE -fsanitize=address,undefined)
+endif()
+
+# pwr_objects(NAME SOURCE...): a folder's code as objects, for the product that it is part of and its tests.
+function(pwr_objects name)
+    add_library(${name} OBJECT ${ARGN})
+    target_link_libraries(${name} PUBLIC pwr_common)
+endfunction()
+
+# pwr_writer_objects(NAME SOURCE...): the same for a folder that is part of the writer library.
+function(pwr_writer_objects name)
+    pwr_objects(${name} ${ARGN})
+    set_property(GLOBAL APPEND PROPERTY PWR_WRITER_OBJECTS ${name})
+endfunction()
+
+# Links the writer library from all folders that are part of it. It exports its two entry points only and is
+# not linked against the host: what it imports is resolved by the process that loads it.
+function(pwr_link_writer_library)
+    get_property(objects GLOBAL PROPERTY PWR_WRITER_OBJECTS)
+    add_library(writer_plugins SHARED plugins/writer_plugins.cpp)
+    target_link_libraries(writer_plugins PRIVATE pwr_common ${objects})
+    set(exports ${CMAKE_SOURCE_DIR}/plugins/exports.map)
+    target_link_options(writer_plugins PRIVATE -Wl,--version-script=${exports})
+    set_target_properties(writer_plugins PROPERTIES LINK_DEPENDS ${exports})
+endfunction()
+
+# pwr_add_test(NAME SOURCES FILE... [LIBRARIES TARGET...]): a GoogleTest program, run from the build tree.
+# OBJECT libraries must be named one by one: objects are not passed on through other targets.
+function(pwr_add_test name)
+    cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES" ${ARGN})
+    add_executable(${name} ${TEST_SOURCES})
+    target_link_libraries(${name} PRIVATE pwr_common ${TEST_LIBRARIES} GTest::gmock GTest::gtest_main)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/tests/work/${name})
+    add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests/work/${name})
+endfunction()

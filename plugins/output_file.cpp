@@ -1,0 +1,30 @@
+#include "plugins/output_file.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "plugins/log.h"
+#include "pwr/utilities.h"
+
+FilePtr openFile(const std::string& path, const char* mode) {
+    std::FILE* file = nullptr;
+    if (!pwr::openFileHandle(&file, path.c_str(), mode)) return nullptr;
+    return FilePtr(file);
+}
+
+bool finishFile(FilePtr file, const std::string& path) {
+    // After a write has failed, fflush and fclose may both succeed: only ferror tells, and no longer why.
+    errno = 0;
+    bool complete = std::ferror(file.get()) == 0;
+    int reason = complete ? 0 : EIO;
+    if (std::fflush(file.get()) != 0) {
+        complete = false;
+        reason = errno;
+    }
+    if (std::fclose(file.release()) != 0) {
+        if (complete) reason = errno;
+        complete = false;
+    }
+    if (!complete) LOG_ERROR("Could not complete %s: %s\n", path.c_str(), std::strerror(reason));
+    return complete;
+}

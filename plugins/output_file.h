@@ -1,0 +1,20 @@
+// Files that writers make through stdio.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// An open file that is closed with its owner.
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+// Opens `path` with a mode string of fopen, through the host. Null with errno set on failure.
+FilePtr openFile(const std::string& path, const char* mode);
+
+// Flushes and closes `file`, and returns true if everything that was ever written to it has reached the
+// system. Otherwise logs one error line that names `path` and the reason, and returns false.
+bool finishFile(FilePtr file, const std::string& path);

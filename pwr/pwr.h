@@ -1,0 +1,20 @@
+// All declarations of the host.
+#pragma once
+
+#include "pwr/attribute.h"
+#include "pwr/config_file_parser.h"
+#include "pwr/data.h"
+#include "pwr/data_descriptor.h"
+#include "pwr/data_handle.h"
+#include "pwr/entity_handle.h"
+#include "pwr/logger.h"
+#include "pwr/messages.h"
+#include "pwr/metric.h"
+#include "pwr/plugin_environment.h"
+#include "pwr/plugin_requirement.h"
+#include "pwr/process.h"
+#include "pwr/quantity.h"
+#include "pwr/system_metadata.h"
+#include "pwr/table_message.h"
+#include "pwr/unique_id.h"
+#include "pwr/utilities.h"
