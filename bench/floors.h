@@ -1,0 +1,32 @@
+// The least that each kind of result costs: what the writers are measured against.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace bench {
+
+// Plain numbers, one per element.
+struct PlainElements {
+    std::vector<std::uint64_t> start;
+    std::vector<std::uint64_t> end;
+    std::vector<double> value;
+
+    explicit PlainElements(std::size_t count);
+    std::size_t size() const { return value.size(); }
+};
+
+// Each returns the number of bytes that it produced.
+
+// Copies a packed record of 27 bytes per element into a growing buffer, and writes that to `path` at once.
+std::size_t packedRecords(const PlainElements& elements, const char* path);
+
+// Prints each value with two decimals into a length-prefixed spool in memory, then pads all cells to one
+// width in one pass over a buffer of 1 MiB.
+std::size_t paddedCells(const PlainElements& elements);
+
+// Writes {"x":..,"x1":..,"y":..} per element with the JSON library into one buffer in memory.
+std::size_t jsonPoints(const PlainElements& elements);
+
+}  // namespace bench

@@ -1,0 +1,257 @@
+// A preloaded object that makes a chosen call of the process fail.
+//
+// Environment:
+//   FAULT_KIND    "io" (system calls on files, made by the C library) or "alloc" (memory)
+//   FAULT_AT      which fallible call fails, counted from 1; 0: none
+//   FAULT_EVER    set: that call and all later ones of its kind fail
+//   FAULT_REPORT  a file that gets, at exit, "CALLS <n>", "FAILED <call>" and "OPEN <path>" for every
+//                 descriptor that was not open at the start
+//
+// System calls are caught by a filter that raises SIGSYS for the calls below when they come from the C
+// library's code; the handler makes the call itself or refuses it. The loader's and the sanitizers' own calls
+// are left alone.
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+namespace {
+
+struct Call {
+    long number;
+    const char* name;
+    int error;
+};
+
+const Call CALLS[] = {
+    {SYS_open, "open", EMFILE},       {SYS_openat, "open", EMFILE},      {SYS_read, "read", EIO},
+    {SYS_pread64, "read", EIO},       {SYS_write, "write", ENOSPC},      {SYS_pwrite64, "write", ENOSPC},
+    {SYS_writev, "write", ENOSPC},    {SYS_close, "close", EIO},         {SYS_lseek, "seek", EINVAL},
+    {SYS_unlink, "unlink", EACCES},   {SYS_unlinkat, "unlink", EACCES},  {SYS_rename, "rename", EACCES},
+    {SYS_renameat, "rename", EACCES}, {SYS_renameat2, "rename", EACCES}, {SYS_ftruncate, "truncate", EIO},
+};
+const Call ALLOCATION = {-1, "alloc", ENOMEM};
+
+bool s_io = false;
+bool s_alloc = false;
+bool s_ever = false;
+bool s_reporting = false;
+long s_at = 0;
+long s_calls = 0;
+const Call* s_failed = nullptr;
+char s_failedPath[512] = "-";
+const char* s_report = nullptr;
+bool s_openAtStart[1024];
+
+// Counts a fallible call and tells whether it is to fail.
+bool isRefused(const Call& call) {
+    if (s_reporting) return false;
+    ++s_calls;
+    if (s_at == 0) return false;
+    if (s_calls == s_at) {
+        s_failed = &call;
+        return true;
+    }
+    return s_ever && s_failed != nullptr && std::strcmp(s_failed->name, call.name) == 0;
+}
+
+long systemCall(long number, greg_t a, greg_t b, greg_t c, greg_t d, greg_t e, greg_t f) {
+    register greg_t r10 asm("r10") = d;
+    register greg_t r8 asm("r8") = e;
+    register greg_t r9 asm("r9") = f;
+    long result = 0;
+    asm volatile("syscall"
+                 : "=a"(result)
+                 : "a"(number), "D"(a), "S"(b), "d"(c), "r"(r10), "r"(r8), "r"(r9)
+                 : "rcx", "r11", "memory");
+    return result;
+}
+
+// Remembers what the refused call was about: a path, or what a descriptor refers to.
+void rememberPath(const Call& call, const greg_t* registers) {
+    const char* path = nullptr;
+    if (call.number == SYS_open || call.number == SYS_unlink || call.number == SYS_rename)
+        path = reinterpret_cast<const char*>(registers[REG_RDI]);
+    else if (call.number == SYS_openat || call.number == SYS_unlinkat || call.number == SYS_renameat ||
+             call.number == SYS_renameat2)
+        path = reinterpret_cast<const char*>(registers[REG_RSI]);
+    if (path != nullptr) {
+        std::strncpy(s_failedPath, path, sizeof s_failedPath - 1);
+        return;
+    }
+    char link[64];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%lld", static_cast<long long>(registers[REG_RDI]));
+    const long length = systemCall(SYS_readlink, reinterpret_cast<greg_t>(link),
+                                   reinterpret_cast<greg_t>(s_failedPath), sizeof s_failedPath - 1, 0, 0, 0);
+    s_failedPath[length > 0 ? length : 0] = '\0';
+}
+
+void handleCall(int, siginfo_t*, void* context) {
+    greg_t* const registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
+    const long number = registers[REG_RAX];
+    const Call* call = std::find_if(std::begin(CALLS), std::end(CALLS),
+                                    [number](const Call& known) { return known.number == number; });
+    const bool refused = call != std::end(CALLS) && isRefused(*call);
+    if (refused && s_calls == s_at) rememberPath(*call, registers);
+    // A descriptor is released even when close reports an error.
+    if (!refused || number == SYS_close)
+        registers[REG_RAX] = systemCall(number, registers[REG_RDI], registers[REG_RSI], registers[REG_RDX],
+                                        registers[REG_R10], registers[REG_R8], registers[REG_R9]);
+    if (refused) registers[REG_RAX] = -call->error;
+}
+
+struct Range {
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+};
+
+// Finds the code of the C library.
+int findCode(dl_phdr_info* info, std::size_t, void* found) {
+    if (std::strstr(info->dlpi_name, "/libc.so") == nullptr) return 0;
+    auto* const range = static_cast<Range*>(found);
+    for (int i = 0; i < info->dlpi_phnum; ++i) {
+        const auto& header = info->dlpi_phdr[i];
+        if (header.p_type != PT_LOAD || (header.p_flags & PF_X) == 0) continue;
+        range->begin = info->dlpi_addr + header.p_vaddr;
+        range->end = range->begin + header.p_memsz;
+    }
+    return 1;
+}
+
+bool installFilter() {
+    Range code;
+    dl_iterate_phdr(findCode, &code);
+    const auto high = static_cast<std::uint32_t>(code.begin >> 32);
+    if (code.begin == 0 || high != static_cast<std::uint32_t>(code.end >> 32)) return false;
+
+    constexpr std::uint32_t address = offsetof(seccomp_data, instruction_pointer);
+    constexpr auto count = static_cast<std::uint8_t>(std::size(CALLS));
+    sock_filter filter[6 + count + 2];
+    sock_filter* next = filter;
+    auto load = [&next](std::size_t offset) {
+        *next++ = BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(offset));
+    };
+    // Distances are counted from the instruction behind the jump; the one before the last allows the call.
+    load(address + 4);
+    *next++ = BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, high, 0, static_cast<std::uint8_t>(4 + count));
+    load(address);
+    *next++ = BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, static_cast<std::uint32_t>(code.begin), 0,
+                       static_cast<std::uint8_t>(2 + count));
+    *next++ = BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, static_cast<std::uint32_t>(code.end),
+                       static_cast<std::uint8_t>(1 + count), 0);
+    load(offsetof(seccomp_data, nr));
+    for (std::uint8_t i = 0; i < count; ++i)
+        *next++ = BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(CALLS[i].number),
+                           static_cast<std::uint8_t>(count - i), 0);
+    *next++ = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW);
+    *next++ = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP);
+
+    sock_fprog program{static_cast<unsigned short>(next - filter), filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+void readLink(int descriptor, char* path, std::size_t size) {
+    char link[64];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
+    const ssize_t length = readlink(link, path, size - 1);
+    path[length > 0 ? length : 0] = '\0';
+}
+
+bool isOpen(int descriptor) {
+    return fcntl(descriptor, F_GETFD) >= 0;
+}
+
+__attribute__((constructor)) void arm() {
+    const char* const kind = std::getenv("FAULT_KIND");
+    if (kind == nullptr) return;
+    const char* const at = std::getenv("FAULT_AT");
+    s_at = at != nullptr ? std::atol(at) : 0;
+    s_ever = std::getenv("FAULT_EVER") != nullptr;
+    s_report = std::getenv("FAULT_REPORT");
+    for (int i = 0; i < 1024; ++i) s_openAtStart[i] = isOpen(i);
+    if (std::strcmp(kind, "alloc") == 0) {
+        s_alloc = true;
+        return;
+    }
+    struct sigaction action {};
+    action.sa_sigaction = handleCall;
+    action.sa_flags = SA_SIGINFO | SA_NODEFER;
+    sigaction(SIGSYS, &action, nullptr);
+    s_io = installFilter();
+    if (!s_io) {
+        static const char text[] = "fault_injector: the system call filter is refused\n";
+        systemCall(SYS_write, 2, reinterpret_cast<greg_t>(text), sizeof text - 1, 0, 0, 0);
+        _exit(125);
+    }
+}
+
+__attribute__((destructor)) void report() {
+    s_reporting = true;
+    if (s_report == nullptr) return;
+    std::FILE* const file = std::fopen(s_report, "w");
+    if (file == nullptr) return;
+    std::fprintf(file, "CALLS %ld\n", s_calls);
+    if (s_failed != nullptr) std::fprintf(file, "FAILED %s %s\n", s_failed->name, s_failedPath);
+    for (int i = 0; i < 1024; ++i) {
+        if (s_openAtStart[i] || i == fileno(file) || !isOpen(i)) continue;
+        char path[512];
+        readLink(i, path, sizeof path);
+        std::fprintf(file, "OPEN %s\n", path);
+    }
+    std::fclose(file);
+}
+
+}  // namespace
+
+// The allocation functions; the C library's own are reached by their internal names.
+#ifndef FAULT_INJECTOR_WITHOUT_ALLOC
+extern "C" {
+
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+
+__attribute__((visibility("default"))) void* malloc(std::size_t size) {
+    if (s_alloc && isRefused(ALLOCATION)) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return __libc_malloc(size);
+}
+
+__attribute__((visibility("default"))) void* calloc(std::size_t count, std::size_t size) {
+    if (s_alloc && isRefused(ALLOCATION)) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return __libc_calloc(count, size);
+}
+
+__attribute__((visibility("default"))) void* realloc(void* block, std::size_t size) {
+    if (s_alloc && isRefused(ALLOCATION)) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return __libc_realloc(block, size);
+}
+
+}  // extern "C"
+#endif

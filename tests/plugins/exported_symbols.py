@@ -1,0 +1,32 @@
+#!/usr/bin/env python3
+"""Checks the dynamic symbols of the writer library: what it exports and what it leaves to the host."""
+import subprocess
+import sys
+
+
+def symbols(library, *options):
+    out = subprocess.run(["nm", "-DC", *options, library], capture_output=True, text=True, check=True).stdout
+    return {line.split(maxsplit=2)[-1].split("@")[0] if line[0] != " " else line.split(maxsplit=1)[1].split("@")[0]
+            for line in out.splitlines()}
+
+
+def needed_libraries(library):
+    out = subprocess.run(["readelf", "-d", library], capture_output=True, text=True, check=True).stdout
+    return [line.split("[")[1].rstrip("]") for line in out.splitlines() if "(NEEDED)" in line]
+
+
+library = sys.argv[1]
+exported = symbols(library, "--defined-only")
+imported = symbols(library, "--undefined-only")
+errors = []
+if exported != {"createPlugins", "destroyPlugins"}:
+    errors.append(f"exports {sorted(exported)}")
+for name in ("g_pluginEnvironment", "typeinfo for pwr::Attribute", "pwr::DataHandle::getName() const"):
+    if name not in imported:
+        errors.append(f"does not import {name} from the host")
+foreign = [l for l in needed_libraries(library)
+           if not l.startswith(("libstdc++", "libgcc_s", "libc.", "libm.", "ld-linux", "libasan", "libubsan"))]
+if foreign:
+    errors.append(f"is linked against {foreign}")
+print("\n".join(f"{library}: {e}" for e in errors))
+sys.exit(1 if errors else 0)
