@@ -1,0 +1,28 @@
+// The built writer library, loaded as any host loads it.
+#pragma once
+
+#include <string>
+
+#include "plugins/plugin_list.h"
+#include "plugins/writer_plugin.h"
+
+namespace bench {
+
+// Owns the loaded library and its writers. Exits the program with a message if it cannot be loaded.
+class PluginLibrary {
+public:
+    explicit PluginLibrary(const std::string& path);
+    ~PluginLibrary();
+    PluginLibrary(const PluginLibrary&) = delete;
+    PluginLibrary& operator=(const PluginLibrary&) = delete;
+
+    // The writer with that option name. Exits the program if there is none.
+    WriterPlugin& writer(const std::string& name) const;
+
+private:
+    void* m_library;
+    PluginList* m_list;
+    void (*m_destroy)(PluginList*);
+};
+
+}  // namespace bench
