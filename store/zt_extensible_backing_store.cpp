@@ -1,0 +1,363 @@
+#include "store/zt_extensible_backing_store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "plugins/log.h"
+#include "pwr/plugin_environment.h"
+#include "pwr/utilities.h"
+
+namespace pwr {
+
+namespace {
+
+constexpr std::size_t ERROR_TEXT_SIZE = 256;
+
+// Tells a failure of the temporary file through the stream form of the log, and leaves errno as it is.
+void report(const char* what) {
+    const int reason = errno;
+    char text[ERROR_TEXT_SIZE] = "";
+    pw_strerror(reason, text, sizeof(text));
+    const PluginEnvironment& environment = *g_pluginEnvironment;
+    std::ostream* stream = environment.m_discardStream;
+    if (environment.m_logLevel >= static_cast<std::int32_t>(LogLevel::Warning)) {
+        stream = environment.m_infoLog;
+        if (stream != nullptr)
+            *stream << static_cast<std::int32_t>(LogLevel::Warning) << "WARNING"
+                    << ": ";
+    }
+    if (stream != nullptr) *stream << what << ": errnum=" << reason << ": " << text << std::endl;
+    errno = reason;
+}
+
+// True if the open file is a plain one of this user under one name, so that emptying it harms nobody.
+bool isOwnPlainFile(const struct stat& status) {
+    return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
+}
+
+// Makes an empty file at `path`, without following a link that lies there: the name can be foretold.
+bool makeEmptyFile(const char* path, struct stat& status) {
+    const int descriptor =
+        open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (descriptor < 0) return false;
+    bool made = fstat(descriptor, &status) == 0;
+    if (made && !isOwnPlainFile(status)) {
+        errno = EEXIST;
+        made = false;
+    }
+    made = made && ftruncate(descriptor, 0) == 0;
+    const int reason = errno;
+    close(descriptor);
+    errno = reason;
+    return made;
+}
+
+bool isSameFile(const char* path, const struct stat& expected) {
+    struct stat found {};
+    if (lstat(path, &found) != 0) return false;
+    errno = EEXIST;
+    return found.st_dev == expected.st_dev && found.st_ino == expected.st_ino;
+}
+
+}  // namespace
+
+bool ZTExtensibleBackingStore::s_wasWorkingDirCreated = false;
+
+ZTExtensibleBackingStore::ZTExtensibleBackingStore(unsigned long maximumBufferSize)
+    : m_dirty(false),
+      m_readHead(0),
+      m_writeHead(0),
+      m_size(0),
+      m_windowStart(0),
+      m_maximumBufferSize(maximumBufferSize) {
+    if (init_i()) return;
+    const int reason = errno;
+    char text[ERROR_TEXT_SIZE] = "";
+    pw_strerror(reason, text, sizeof(text));
+    LOG_ERROR("Failed to initialize temporary file %s: errnum=%d: %s\n", m_path.c_str(), reason, text);
+    throw "Couldn't initialize buffer\n";
+}
+
+ZTExtensibleBackingStore::~ZTExtensibleBackingStore() {
+    destroy_i();
+}
+
+bool ZTExtensibleBackingStore::prepareWorkingDir_i() {
+    if (s_wasWorkingDirCreated) return true;
+    s_wasWorkingDirCreated = mkpath("./") == 0;
+    if (!s_wasWorkingDirCreated) {
+        const int reason = errno;
+        LOG_WARNING("couldn't prepare working directory for ZTExtensibleBackingStore!\n");
+        errno = reason;
+    }
+    return s_wasWorkingDirCreated;
+}
+
+std::string ZTExtensibleBackingStore::getUniquePath() {
+    return "./_" + std::to_string(getpid()) + "_" + std::to_string(std::rand());
+}
+
+bool ZTExtensibleBackingStore::init_i() {
+    if (!prepareWorkingDir_i()) return false;
+    m_path = getUniquePath();
+    m_buffer.resize(1);
+    if (createFile_i()) return true;
+    report("open error");
+    return false;
+}
+
+bool ZTExtensibleBackingStore::createFile_i() {
+    struct stat made {};
+    if (!makeEmptyFile(m_path.c_str(), made)) return false;
+    // The window is the buffer: without one of its own, the stream reports a failed write when it happens.
+    m_file.rdbuf()->pubsetbuf(nullptr, 0);
+    m_file.open(m_path, std::ios::in | std::ios::out | std::ios::binary);
+    if (m_file.is_open() && isSameFile(m_path.c_str(), made)) return true;
+    const int reason = errno;
+    if (m_file.is_open()) {
+        m_file.close();
+    } else {
+        unlink(m_path.c_str());
+    }
+    errno = reason;
+    return false;
+}
+
+void ZTExtensibleBackingStore::destroy_i() {
+    if (!m_file.is_open()) return;
+    m_file.close();
+    if (unlink(m_path.c_str()) != 0) {
+        LOG_DEBUG("couldn't unlink tmp file %s: %s\n", m_path.c_str(), std::strerror(errno));
+    }
+}
+
+// The window's end counts as inside, so that appending and reading to the end move nothing.
+bool ZTExtensibleBackingStore::isInWindow(std::uint64_t position) const {
+    return m_windowStart <= position && position <= windowEnd();
+}
+
+// How many bytes of the data lie in the window from `position` on.
+std::uint64_t ZTExtensibleBackingStore::readableFrom(std::uint64_t position) const {
+    const std::uint64_t end = std::min(windowEnd(), m_size);
+    return isInWindow(position) && position < end ? end - position : 0;
+}
+
+// The start of a full window that ends at `position`, or 0.
+std::uint64_t ZTExtensibleBackingStore::windowThatEndsAt(std::uint64_t position) const {
+    return position > m_buffer.size() ? position - m_buffer.size() : 0;
+}
+
+bool ZTExtensibleBackingStore::flush_i() {
+    if (!m_dirty) return true;
+    errno = 0;
+    if (!m_file.seekg(static_cast<std::streamoff>(m_windowStart))) {
+        report("seekg error");
+        return false;
+    }
+    // Only what lies below the write head: none of it if the head was moved in front of the window.
+    const std::uint64_t below = m_writeHead > m_windowStart ? m_writeHead - m_windowStart : 0;
+    const std::uint64_t length = std::min<std::uint64_t>(below, m_buffer.size());
+    if (!m_file.write(m_buffer.data(), static_cast<std::streamsize>(length))) {
+        report("write error while flushing to disk!\n");
+        return false;
+    }
+    m_windowStart = m_writeHead;
+    m_dirty = false;
+    return true;
+}
+
+bool ZTExtensibleBackingStore::rewind_i(unsigned long position) {
+    if (!flush_i()) {
+        std::fputs("ERROR flushing dirty buffer while rewinding!\n", stderr);
+        return false;
+    }
+    errno = 0;
+    if (!m_file.seekg(static_cast<std::streamoff>(position))) {
+        report("seekg error");
+        return false;
+    }
+    m_windowStart = position;
+    const std::uint64_t available = position < m_size ? m_size - position : 0;
+    const std::uint64_t length = std::min<std::uint64_t>(m_buffer.size(), available);
+    if (length == 0) return true;
+    if (!m_file.read(m_buffer.data(), static_cast<std::streamsize>(length))) {
+        report("read error");
+        return false;
+    }
+    return true;
+}
+
+// Makes room at a write head that stands at the end of the data and of the window.
+bool ZTExtensibleBackingStore::extendWindow_i() {
+    if (m_buffer.size() < m_maximumBufferSize) {
+        try {
+            m_buffer.resize(std::min<std::uint64_t>(m_buffer.size() * 2, m_maximumBufferSize));
+            return true;
+        } catch (const std::bad_alloc&) {
+            // Go on with the window as it is.
+        }
+    }
+    if (!flush_i()) return false;
+    // A window that was not dirty moves all the same.
+    m_windowStart = m_writeHead;
+    return true;
+}
+
+std::int64_t ZTExtensibleBackingStore::write(const void* source, unsigned long count) {
+    m_writeHead = std::min(m_writeHead, m_size);
+    if (!isInWindow(m_writeHead) && !rewind_i(m_writeHead)) return -1;
+    const char* const from = static_cast<const char*>(source);
+    unsigned long written = 0;
+    while (written < count) {
+        const std::uint64_t room = isInWindow(m_writeHead) ? windowEnd() - m_writeHead : 0;
+        const std::uint64_t length = std::min<std::uint64_t>(room, count - written);
+        if (length > 0) {
+            std::memcpy(m_buffer.data() + (m_writeHead - m_windowStart), from + written, length);
+            m_writeHead += length;
+            written += length;
+            m_size = std::max(m_size, m_writeHead);
+            m_dirty = true;
+        } else if (m_writeHead != m_size) {
+            if (!rewind_i(m_writeHead)) return -1;
+        } else if (!extendWindow_i()) {
+            return -1;
+        }
+    }
+    return static_cast<std::int64_t>(count);
+}
+
+std::int64_t ZTExtensibleBackingStore::read(void* destination, unsigned long count) {
+    if (m_readHead > m_size) return -1;
+    if (!isInWindow(m_readHead) && !rewind_i(m_readHead)) return -1;
+    char* const to = static_cast<char*>(destination);
+    unsigned long done = 0;
+    while (done < count && m_readHead < m_size) {
+        const std::uint64_t length = std::min<std::uint64_t>(count - done, readableFrom(m_readHead));
+        if (length == 0) {
+            if (!rewind_i(m_readHead)) return -1;
+            continue;
+        }
+        std::memcpy(to + done, m_buffer.data() + (m_readHead - m_windowStart), length);
+        m_readHead += length;
+        done += length;
+    }
+    return static_cast<std::int64_t>(done);
+}
+
+std::int64_t ZTExtensibleBackingStore::peek(void* destination, unsigned long count) {
+    if (m_readHead > m_size) return -1;
+    if (m_readHead < m_windowStart && !rewind_i(m_readHead)) return -1;
+    const std::uint64_t saved = m_readHead;
+    char* const to = static_cast<char*>(destination);
+    unsigned long done = 0;
+    bool moved = false;
+    while (done < count && m_readHead < m_size) {
+        const std::uint64_t length = std::min<std::uint64_t>(count - done, readableFrom(m_readHead));
+        if (length == 0) {
+            moved = true;
+            if (!rewind_i(m_readHead)) break;
+            continue;
+        }
+        std::memcpy(to + done, m_buffer.data() + (m_readHead - m_windowStart), length);
+        m_readHead += length;
+        done += length;
+    }
+    m_readHead = saved;
+    if (moved) rewind_i(saved);
+    return static_cast<std::int64_t>(done);
+}
+
+std::int64_t ZTExtensibleBackingStore::readBack(void* destination, unsigned long count) {
+    if (m_readHead > m_size) return -1;
+    if (!isInWindow(m_readHead) && !rewind_i(windowThatEndsAt(m_readHead))) return -1;
+    char* const to = static_cast<char*>(destination);
+    unsigned long remaining = count;
+    while (remaining > 0 && m_readHead > 0) {
+        const std::uint64_t length = std::min<std::uint64_t>(remaining, m_readHead - m_windowStart);
+        if (length == 0) {
+            if (!rewind_i(windowThatEndsAt(m_readHead))) return -1;
+            continue;
+        }
+        remaining -= length;
+        m_readHead -= length;
+        std::memcpy(to + remaining, m_buffer.data() + (m_readHead - m_windowStart), length);
+    }
+    return static_cast<std::int64_t>(count - remaining);
+}
+
+void ZTExtensibleBackingStore::resetForRead() {
+    m_readHead = 0;
+    if (!rewind_i(0)) LOG_WARNING("WARNING: couldn't reset buffer for reading!\n");
+}
+
+void ZTExtensibleBackingStore::resetForReadBack() {
+    m_readHead = m_size;
+    if (!rewind_i(windowThatEndsAt(m_size))) LOG_WARNING("WARNING: couldn't reset buffer for reading!\n");
+}
+
+void ZTExtensibleBackingStore::rewind(unsigned long count) {
+    if (count > m_readHead) {
+        std::fputs("ERROR: trying to rewind past the start of the buffer?!\n", stderr);
+        return;
+    }
+    if (!rewind_i(m_readHead - count)) {
+        std::fprintf(stderr, "ERROR: couldn't rewind %zu bytes\n", static_cast<std::size_t>(count));
+        return;
+    }
+    m_readHead -= count;
+}
+
+std::unique_ptr<ZTBufferProvider> ZTExtensibleBackingStore::clone(unsigned long) {
+    return std::make_unique<ZTExtensibleBackingStore>(WINDOW_LIMIT);
+}
+
+std::int32_t ZTExtensibleBackingStore::insert(unsigned long position, const void* source,
+                                              unsigned long count) {
+    if (position > size()) return -1;
+    if (count == 0) return 0;
+    // The heads are about to leave the window: what is dirty in it must not depend on the write head.
+    if (!isInWindow(position) && !flush_i()) return -1;
+    const std::unique_ptr<char, void (*)(void*)> first(static_cast<char*>(std::malloc(count)), std::free);
+    const std::unique_ptr<char, void (*)(void*)> second(static_cast<char*>(std::malloc(count)), std::free);
+    if (first == nullptr || second == nullptr) return -1;
+    char* scratch[2] = {first.get(), second.get()};
+    const std::uint64_t saved = m_readHead;
+    m_readHead = m_writeHead = position;
+    bool complete = true;
+    insertBlocks_i(static_cast<const char*>(source), scratch, count, complete);
+    m_readHead = saved;
+    return complete ? 0 : -1;
+}
+
+// Writes block after block over the data, each one read just before its place is taken.
+void ZTExtensibleBackingStore::insertBlocks_i(const char* source, char* scratch[2], unsigned long count,
+                                              bool& complete) {
+    const char* current = source;
+    unsigned long length = count;
+    while (length != 0 && current != nullptr) {
+        char* next = nullptr;
+        unsigned long nextLength = 0;
+        if (length == count) {
+            next = current == scratch[0] ? scratch[1] : scratch[0];
+            const std::int64_t taken = read(next, count);
+            complete = complete && taken >= 0;
+            nextLength = taken > 0 ? static_cast<unsigned long>(taken) : 0;
+        }
+        if (write(current, length) < 0) {
+            complete = false;
+            return;
+        }
+        current = next;
+        length = nextLength;
+    }
+}
+
+}  // namespace pwr
