@@ -1,0 +1,264 @@
+#include "binary/binary_writer_impl.h"
+
+#include "binary/record_fields.h"
+#include "plugins/log.h"
+#include "plugins/numbers.h"
+#include "plugins/value_text.h"
+#include "pwr/plugin_environment.h"
+#include "pwr/utilities.h"
+
+namespace bin = pwr::bin;
+using bin::MsgType;
+using namespace record_fields;
+
+namespace {
+
+constexpr std::size_t NAME_BUFFER_LENGTH = 1024;
+
+bool isDurationless(const pwr::Metric& metric) {
+    if (metric.m_metricType == pwr::Metric::TRACED_EVENT) return true;
+    if (metric.m_metricType != pwr::Metric::SAMPLED_VALUE) return false;
+    return metric.m_quantity == nullptr || metric.m_quantity->toQuantity() == pwr::QUANTITY_INSTANTANEOUS;
+}
+
+// A number, or the low end of a range; 0 for what is no number.
+double numberOf(const pwr::Data& data) {
+    const auto read = [&data](auto value, auto reader) {
+        (data.*reader)(value);
+        return value;
+    };
+    switch (data.m_type) {
+        case pwr::DATA_INT:
+            return static_cast<double>(read(0L, &pwr::Data::toInt));
+        case pwr::DATA_UINT:
+            return static_cast<double>(read(0UL, &pwr::Data::toUInt));
+        case pwr::DATA_REAL:
+            return read(0.0, &pwr::Data::toReal);
+        case pwr::DATA_INT_RANGE:
+            return static_cast<double>(read(std::pair<long, long>(), &pwr::Data::toIntRange).first);
+        case pwr::DATA_UINT_RANGE:
+            return static_cast<double>(
+                read(std::pair<unsigned long, unsigned long>(), &pwr::Data::toUIntRange).first);
+        case pwr::DATA_REAL_RANGE:
+            return read(std::pair<double, double>(), &pwr::Data::toRealRange).first;
+        default:
+            return 0.0;
+    }
+}
+
+const pwr::DataHandle* handleOf(const pwr::Data& data) {
+    const pwr::DataHandle* handle = nullptr;
+    data.toHandle(handle);
+    return handle;
+}
+
+bool hasStates(pwr::Metric::MetricType type, pwr::DataType kind) {
+    if (type == pwr::Metric::SAMPLED_DELTA) return false;
+    if (type != pwr::Metric::SAMPLED_VALUE) return true;
+    return kind == pwr::DATA_HANDLE || kind == pwr::DATA_STRING;
+}
+
+// The state that an element reports, in a sampled value also by the value itself.
+std::string stateOf(pwr::Metric::MetricType type, const pwr::DataElement& element) {
+    const pwr::Data& data = *element.getValue();
+    const bool traced = type == pwr::Metric::TRACED_VALUE_TRANSITION || type == pwr::Metric::TRACED_EVENT;
+    std::string state = getState(&element, traced);
+    if (type != pwr::Metric::SAMPLED_VALUE) return state;
+    if (data.m_type == pwr::DATA_STRING) {
+        data.toString(state);
+    } else if (data.m_type == pwr::DATA_HANDLE) {
+        const pwr::DataHandle* const handle = handleOf(data);
+        if (handle->getHandleType() == pwr::HANDLE_DATA_DESCRIPTOR) state = handle->getName();
+    }
+    return state;
+}
+
+}  // namespace
+
+BinaryWriter::Impl::Impl(const std::string& outputName, bool continuous)
+    : m_outputName(outputName),
+      m_continuous(continuous),
+      m_stringRecord(makeRecord(MsgType::StringStore, bin::STRING_FIXED_LENGTH, bin::STRING_FIXED_LENGTH)),
+      m_dataRecord(makeRecord(MsgType::MetricData, bin::DATA_VALUE, bin::DATA_VALUE)),
+      m_metricRecord(makeRecord(MsgType::MetricMeta, bin::METRIC_FIXED_LENGTH, bin::METRIC_FIXED_LENGTH)),
+      m_descriptorRecord(makeRecord(MsgType::DescriptorMeta, bin::DESCRIPTOR_LENGTH, bin::DESCRIPTOR_LENGTH)),
+      m_systemRecord(makeRecord(MsgType::SystemMeta, bin::SYSTEM_LENGTH, bin::SYSTEM_LENGTH)),
+      m_dataBuffer(m_buffers[MsgType::MetricData]) {}
+
+std::int32_t BinaryWriter::Impl::fini() {
+    if (m_continuous) return g_pluginEnvironment->getFileOutputHandle("")->finish();
+    if (m_metadata == nullptr) {
+        LOG_WARNING("Binary writer plugin got no system message, so it writes no file\n");
+        return 1;
+    }
+    flushResults_i(*m_metadata, false);
+    return 0;
+}
+
+void BinaryWriter::Impl::flushResults_i(const pwr::SystemMetadata& metadata, bool continuous) {
+    static int num = 0;
+    char name[NAME_BUFFER_LENGTH];
+    const int length = continuous
+                           ? pw_snprintf(name, sizeof(name), "%s_%d.ztbin", m_outputName.c_str(), num++)
+                           : pw_snprintf(name, sizeof(name), "%s.ztbin", m_outputName.c_str());
+    if (length >= static_cast<int>(sizeof(name))) noteLimit_i(LIMIT_NAME_LENGTH);
+
+    pwr::Logger& handle = *g_pluginEnvironment->getFileOutputHandle(name);
+    createSystemMeta_i(metadata);
+    flushBuffers_i(handle);
+    handle.flush();
+    std::vector<char>().swap(handle.m_buffer);  // the host keeps its handles, and would keep the memory
+    handle.m_writeCount = 0;
+    handle.close();
+}
+
+void BinaryWriter::Impl::writeMessage(const pwr::SystemMessage& message) {
+    m_metadata = message.m_metadata;
+    m_tscPeriod = static_cast<double>(1.0F / m_metadata->m_tscFrequency);
+    LOG_INFO_TAG(BINARY_WRITER_TAG, "wrote system message\n");
+}
+
+std::int32_t BinaryWriter::Impl::writeMessage(const pwr::Metric& metric) {
+    if (m_metadata == nullptr) {
+        if (!m_isMissingSystemNoted)
+            LOG_WARNING("Binary writer plugin got a metric before a system message\n");
+        m_isMissingSystemNoted = true;
+        return 1;
+    }
+    const pwr::Metric::Sample& sample = metric.getData();
+    const Message message{metric, sample.timestamp, isDurationless(metric),
+                          isLogged(LogLevel::Info, BINARY_WRITER_TAG)};
+    for (const pwr::DataElement* element : sample.elements)
+        if (!writeElement_i(message, *element)) return 1;
+    LOG_INFO_TAG(BINARY_WRITER_TAG, "wrote Metric message\n");
+    return 0;
+}
+
+// The order in which strings and descriptors are first referred to is part of the file: the element's
+// descriptor, then the metric's description, then the element's name.
+bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataElement& element) {
+    const Index descriptor = getDescriptorIdx_i(element.getDescriptor());
+    const double time = message.durationless ? 1.0 : static_cast<double>(element.getDuration()) * m_tscPeriod;
+    const auto duration = truncateSaturated<std::uint64_t>(time);
+    double value = 0.0;
+    if (!readValue_i(message.metric.m_metricType, *element.getValue(), duration, value)) return false;
+    if (message.isLogged) logElement_i(message, element, value);
+    describeOnce_i(message.metric);
+
+    putField(m_dataRecord, bin::DATA_TIMESTAMP, message.timestamp);
+    putField(m_dataRecord, bin::DATA_DURATION, static_cast<float>(duration));
+    putField(m_dataRecord, bin::DATA_METRIC_ID, message.metric.m_id);
+    putField(m_dataRecord, bin::DATA_NAME, getSampleNameIdx_i(message, element));
+    putField(m_dataRecord, bin::DATA_DESCRIPTOR, descriptor);
+    setPayloadLength(m_dataRecord, bin::DATA_LENGTH);
+    constexpr std::size_t FIXED_LENGTH = bin::HEAD_LENGTH + bin::DATA_VALUE;
+    char* const place = m_dataBuffer.extend(bin::HEAD_LENGTH + bin::DATA_LENGTH);
+    packing::put(packing::putBytes(place, m_dataRecord.data(), FIXED_LENGTH), static_cast<float>(value));
+    return true;
+}
+
+bool BinaryWriter::Impl::readValue_i(pwr::Metric::MetricType type, const pwr::Data& data,
+                                     std::uint64_t duration, double& value) const {
+    const bool isState = data.m_type == pwr::DATA_STRING || data.m_type == pwr::DATA_HANDLE;
+    switch (type) {
+        case pwr::Metric::SAMPLED_DELTA:
+            value = numberOf(data);
+            return true;
+        case pwr::Metric::SAMPLED_RESIDENCY:
+            value = numberOf(data) * m_tscPeriod;
+            return true;
+        case pwr::Metric::SAMPLED_VALUE:
+            value = isState ? static_cast<double>(duration) : numberOf(data);
+            break;
+        case pwr::Metric::TRACED_VALUE_TRANSITION:
+            value = static_cast<double>(duration);
+            return true;
+        case pwr::Metric::TRACED_EVENT:
+            value = 1.0;
+            return true;
+        default:
+            return true;
+    }
+    if (data.m_type != pwr::DATA_HANDLE) return true;
+    const pwr::DataHandle* const handle = handleOf(data);
+    if (handle != nullptr && handle->getHandleType() != pwr::HANDLE_DATA_DESCRIPTOR) {
+        value = 0.0;
+        return true;
+    }
+    if (dynamic_cast<const pwr::DataDescriptor*>(handle) != nullptr) return true;
+    LOG_WARNING("Binary writer plugin failed to retrieve descriptor\n");
+    return false;
+}
+
+void BinaryWriter::Impl::logElement_i(const Message& message, const pwr::DataElement& element,
+                                      double value) const {
+    const pwr::Metric::MetricType type = message.metric.m_metricType;
+    const std::string state = stateOf(type, element);
+    std::string key = element.getEntity()->getName();
+    std::string name = key;
+    if (type == pwr::Metric::SAMPLED_DELTA) {
+        key += ' ' + state;
+        name = state;
+    }
+    LOG_INFO_TAG(BINARY_WRITER_TAG, "key = %s, name = %s, state = %s, hasStates = %s, Value = %.2f\n",
+                 key.c_str(), name.c_str(), state.c_str(),
+                 hasStates(type, element.getValue()->m_type) ? "TRUE" : "FALSE", value);
+}
+
+void BinaryWriter::Impl::describeOnce_i(const pwr::Metric& metric) {
+    static pwr::PWSet<unsigned int> metricsWithMetadataSent;
+    const std::uint32_t* const described = m_describedMetrics.find(&metric);
+    if (described != nullptr && *described == metric.m_id) return;
+    if (metricsWithMetadataSent.count(metric.m_id) == 0) {
+        LOG_INFO_TAG(BINARY_WRITER_TAG,
+                     "metric container with name %s and id %u does NOT have metadata sent yet\n",
+                     metric.m_name.c_str(), metric.m_id);
+        createMetricMeta_i(metric);
+        metricsWithMetadataSent.insert(metric.m_id);
+    }
+    m_describedMetrics.remember(&metric, metric.m_id);
+}
+
+bin::Index BinaryWriter::Impl::getSampleNameIdx_i(const Message& message, const pwr::DataElement& element) {
+    const bool isDelta = message.metric.m_metricType == pwr::Metric::SAMPLED_DELTA;
+    if (message.isLogged)
+        return getStringStoreIdx_i(isDelta ? getState(&element, false) : element.getEntity()->getName());
+    return isDelta ? getStateIdx_i(element) : getNameIdx_i(element.getEntity()->getName());
+}
+
+bin::Index BinaryWriter::Impl::getStateIdx_i(const pwr::DataElement& element) {
+    static const std::string noState;
+    const pwr::DataDescriptor* const descriptor = element.getDescriptor();
+    if (descriptor == nullptr) return getNameIdx_i(noState);
+    KnownDescriptor* const known = m_knownDescriptors.find(descriptor);
+    if (known != nullptr && known->stateIndex != 0) return known->stateIndex;
+    const Index index = getStringStoreIdx_i(getState(&element, false));
+    if (known != nullptr) known->stateIndex = index;
+    return index;
+}
+
+bin::Index BinaryWriter::Impl::getNameIdx_i(const std::string& name) {
+    const StringEntry* const* const known = m_knownNames.find(&name);
+    if (known != nullptr && (*known)->first == name) return (*known)->second;
+    const StringEntry& entry = internString_i(name);
+    if (entry.second != 0) m_knownNames.remember(&name, &entry);
+    return entry.second;
+}
+
+void BinaryWriter::Impl::append_i(MsgType type, std::string_view record, std::string_view tail) {
+    char* const place = m_buffers[type].extend(record.size() + tail.size());
+    packing::putBytes(packing::putBytes(place, record.data(), record.size()), tail.data(), tail.size());
+}
+
+void BinaryWriter::Impl::flushBuffers_i(pwr::Logger& handle) {
+    std::size_t total = handle.m_buffer.size();
+    for (const auto& [type, buffer] : m_buffers) total += buffer.size();
+    handle.m_buffer.reserve(total);
+    for (auto& [type, buffer] : m_buffers) {
+        if (buffer.empty()) continue;
+        const std::size_t size = buffer.size();
+        buffer.moveTo(handle.m_buffer);
+        LOG_INFO_TAG(BINARY_WRITER_TAG, "flushBuffers_i() wrote %zu bytes from buffer %d\n", size,
+                     static_cast<int>(type));
+    }
+}
