@@ -1,0 +1,160 @@
+#!/usr/bin/env python3
+"""Runs pwrhost with all writers again and again, and each time makes another call fail.
+
+For every fallible call of a run (system calls on files, memory allocations) there are two fault points: the
+call fails once, and it fails for ever after. After each run this holds:
+  - the process ended by itself, with no report of a sanitizer;
+  - every temporary file is gone and every descriptor closed;
+  - a result that differs from the run without a fault comes with a non-zero exit status and a line that says why;
+  - a fault that hits the files of one writer leaves the files of all others as they were.
+
+The last line printed is "N fault points, N silent, N crashed, N leaked".
+"""
+import argparse
+import collections
+import concurrent.futures
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+WRITER_OF_FILE = [("Automation_Summary.csv", "auto"), ("_phm.csv", "phm-csv"), ("_trace.csv", "int"),
+                  (".csv", "sum"), (".txt", "raw"), (".pwr", "vyrta"), (".ztjson", "json"), (".ztbin", "bin")]
+
+Outcome = collections.namedtuple("Outcome", "status stderr files calls failed open_files")
+Scenario = collections.namedtuple("Scenario", "name stream arguments kind stride")
+
+
+def writer_of(name):
+    return next((writer for end, writer in WRITER_OF_FILE if name.endswith(end)), None)
+
+
+def spilling_stream():
+    """A stream whose over-time tables outgrow the memory that writers keep of them."""
+    lines = ['{"def":"quantity","id":1,"kind":1,"name":"Count","units":"#"}',
+             '{"def":"entity","id":1,"name":"Disk"}',
+             '{"def":"metric","id":10,"name":"Requests","type":"SAMPLED_VALUE","group":"disk","quantity":1,"entities":[1]}',
+             '{"def":"metric","id":11,"name":"Names","type":"SAMPLED_VALUE","group":"disk","entities":[1]}',
+             '{"msg":"system","id":1,"tscMHz":1000,"cpuMHz":1000,"host":"h","topology":[[1,0,-1],[3,0,0],[4,0,1]]}']
+    for i in range(1, 21000):
+        lines.append(f'{{"msg":"metric","metric":10,"t":{i * 1000},"data":[{{"e":1,"dur":1000,"v":{{"u":{i % 97}}}}}]}}')
+    for i in range(1, 23):
+        text = chr(96 + i) * 60000
+        lines.append(f'{{"msg":"metric","metric":11,"t":{i * 1000},"data":[{{"e":1,"dur":1000,"v":{{"s":"{text}"}}}}]}}')
+    return "\n".join(lines) + "\n"
+
+
+class Runner:
+    def __init__(self, options):
+        self.options = options
+        self.problems = collections.Counter()
+        self.points = 0
+
+    def run_once(self, scenario, at, ever):
+        base = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+        with tempfile.TemporaryDirectory(dir=base, prefix="faults-") as folder:
+            work = pathlib.Path(folder) / "work"
+            work.mkdir()
+            report = pathlib.Path(folder) / "report"
+            env = {k: v for k, v in os.environ.items() if not k.startswith(("PW_", "FAULT_"))}
+            env.update(FAULT_KIND=scenario.kind, FAULT_AT=str(at), FAULT_REPORT=str(report),
+                       LD_PRELOAD=" ".join(filter(None, [self.options.runtime, self.options.injector])))
+            if ever:
+                env["FAULT_EVER"] = "1"
+            command = [self.options.pwrhost, *scenario.arguments, str(scenario.stream)]
+            try:
+                done = subprocess.run(command, cwd=work, env=env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                      stderr=subprocess.PIPE, timeout=120)
+                status, stderr = done.returncode, done.stderr.decode(errors="replace")
+            except subprocess.TimeoutExpired:
+                status, stderr = "no end within 120 s", ""
+            facts = report.read_text(errors="replace").splitlines() if report.exists() else []
+            files = {str(p.relative_to(work)): p.read_bytes() for p in work.rglob("*") if p.is_file()}
+
+        def fact(key):
+            return [line.split(" ", 1)[1] for line in facts if line.startswith(key + " ")]
+        calls = int(fact("CALLS")[0]) if fact("CALLS") else None
+        return Outcome(status, stderr, files, calls, (fact("FAILED") or [""])[0], fact("OPEN"))
+
+    def judge(self, scenario, clean, at, ever, got):
+        """Returns (kind of problem, text) pairs."""
+        problems = []
+        if got.status not in (0, 1, 2) or got.calls is None:
+            problems.append(("crashed", f"ended with {got.status}"))
+        if "Sanitizer" in got.stderr or "runtime error:" in got.stderr:
+            problems.append(("crashed", "report of a sanitizer"))
+        if problems:
+            return problems
+        call, _, path = got.failed.partition(" ")
+        left = sorted(set(got.files) - set(clean.files))
+        if left and call != "unlink":
+            problems.append(("leaked", f"left {left}"))
+        if got.open_files:
+            problems.append(("leaked", f"still open: {got.open_files}"))
+        changed = sorted(name for name in clean.files if got.files.get(name) != clean.files[name])
+        if changed and (got.status == 0 or not got.stderr.strip()):
+            problems.append(("silent", f"exit status {got.status}, but other bytes in {changed}"))
+        victim = writer_of(path)
+        others = {writer_of(name) for name in changed} - {victim}
+        if victim is not None and not ever and others:
+            problems.append(("spread", f"a fault of {victim} changed {sorted(others)}"))
+        return problems
+
+    def run_scenario(self, scenario):
+        clean = self.run_once(scenario, 0, False)
+        if clean.status != 0 or clean.calls is None or clean.open_files:
+            print(f"{scenario.name}: the run without a fault fails: {clean.status}\n{clean.stderr}{clean.open_files}")
+            self.problems["crashed"] += 1
+            return
+        stride = 1 if self.options.all else scenario.stride
+        points = [(n, ever) for n in range(1, clean.calls + 1, stride) for ever in (False, True)]
+        self.points += len(points)
+        found = 0
+        with concurrent.futures.ThreadPoolExecutor(self.options.jobs) as pool:
+            outcomes = pool.map(lambda point: self.run_once(scenario, *point), points)
+            for (at, ever), got in zip(points, outcomes):
+                for kind, text in self.judge(scenario, clean, at, ever, got):
+                    self.problems[kind] += 1
+                    found += 1
+                    if found <= self.options.show:
+                        print(f"{scenario.name}: {kind}: call {at}{' and later' if ever else ''} ({got.failed}): {text}")
+                        print("".join(f"    {line}\n" for line in got.stderr.splitlines()[:6]), end="")
+        print(f"{scenario.name}: {clean.calls} calls, {len(points)} fault points, {found} problems", flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Makes every fallible call of a run fail, one after the other.")
+    parser.add_argument("pwrhost")
+    parser.add_argument("injector")
+    parser.add_argument("--runtime", default="", help="a sanitizer's runtime library, loaded first")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--only", help="only the scenarios whose name contains this")
+    parser.add_argument("--all", action="store_true", help="leave out no fault point, however long it takes")
+    parser.add_argument("--show", type=int, default=20, help="how many problems of a scenario are printed")
+    options = parser.parse_args()
+
+    with tempfile.TemporaryDirectory() as folder:
+        spilling = pathlib.Path(folder) / "spilling.ndjson"
+        spilling.write_text(spilling_stream())
+        every_kind = HERE / "every_kind.ndjson"
+        replay = ["replay", "-w", "all", "-o", "run"]
+        scenarios = [
+            Scenario("replay", every_kind, replay, "io", 1),
+            Scenario("continuous", every_kind, [*replay, "--continuous"], "io", 1),
+            Scenario("spilling", spilling, ["replay", "-w", "vyrta,raw,int,phm-csv", "-o", "run"], "io", 1),
+        ]
+        if not options.runtime:
+            scenarios.append(Scenario("memory", every_kind, replay, "alloc", 7))
+        runner = Runner(options)
+        for scenario in scenarios:
+            if options.only is None or options.only in scenario.name:
+                runner.run_scenario(scenario)
+    problems = runner.problems
+    print(f"{runner.points} fault points, {problems['silent'] + problems['spread']} silent, "
+          f"{problems['crashed']} crashed, {problems['leaked']} leaked")
+    return 1 if sum(problems.values()) else 0
+
+
+sys.exit(main())
