@@ -12,14 +12,14 @@ FilePtr openFile(const std::string& path, const char* mode) {
     return FilePtr(file);
 }
 
-bool finishFile(FilePtr file, const std::string& path) {
+bool finishFile(FilePtr file, const std::string& path, int writeError) {
     // After a write has failed, fflush and fclose may both succeed: only ferror tells, and no longer why.
     errno = 0;
     bool complete = std::ferror(file.get()) == 0;
-    int reason = complete ? 0 : EIO;
+    int reason = complete ? 0 : writeError != 0 ? writeError : EIO;
     if (std::fflush(file.get()) != 0) {
+        if (writeError == 0) reason = errno;
         complete = false;
-        reason = errno;
     }
     if (std::fclose(file.release()) != 0) {
         if (complete) reason = errno;

@@ -16,5 +16,6 @@ using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 FilePtr openFile(const std::string& path, const char* mode);
 
 // Flushes and closes `file`, and returns true if everything that was ever written to it has reached the
-// system. Otherwise logs one error line that names `path` and the reason, and returns false.
-bool finishFile(FilePtr file, const std::string& path);
+// system. Otherwise logs one error line that names `path` and the reason, and returns false. `writeError` is
+// the errno of a write that has failed before, where the caller has kept it, or 0.
+bool finishFile(FilePtr file, const std::string& path, int writeError = 0);

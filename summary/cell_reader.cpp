@@ -1,0 +1,87 @@
+#include "summary/cell_reader.h"
+
+#include <cerrno>
+#include <string_view>
+
+#include "plugins/log.h"
+#include "plugins/packing.h"
+#include "summary/cell_printer.h"
+
+namespace {
+
+constexpr std::size_t FIRST_SIZE = 256;
+constexpr std::size_t LENGTH_SIZE = sizeof(std::uint32_t);
+
+}  // namespace
+
+CellReader::CellReader() : m_size(FIRST_SIZE), m_buffer(static_cast<char*>(std::malloc(FIRST_SIZE))) {
+    if (m_buffer == nullptr)
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %zu\n", m_size);
+}
+
+CellReader::Result CellReader::replay(std::FILE* file, const std::string& path, CellPrinter& printer) {
+    for (;;) {
+        errno = 0;
+        const std::size_t count = std::fread(m_buffer.get(), 1, m_size, file);
+        if (count < m_size && std::ferror(file) != 0) {
+            LOG_WARNING_TAG(TEXT_WRITER_TAG, "Error reading file %s: %d\n", path.c_str(), errno);
+            return Result::Incomplete;
+        }
+        if (count == 0) return Result::Complete;
+        const std::size_t position = printWholeCells_i(count, printer);
+        if (position == count) continue;
+        const Result result = stepBack_i(file, path, position, count);
+        if (result != Result::Complete) return result;
+    }
+}
+
+// Prints the cells that lie wholly in the first `count` bytes and returns the place behind them.
+std::size_t CellReader::printWholeCells_i(std::size_t count, CellPrinter& printer) const {
+    const char* const bytes = m_buffer.get();
+    std::size_t position = 0;
+    while (count - position >= LENGTH_SIZE) {
+        const std::size_t length = packing::get<std::uint32_t>(bytes + position);
+        if (count - position - LENGTH_SIZE < length) break;
+        printer.printCell(std::string_view(bytes + position + LENGTH_SIZE, length));
+        position += LENGTH_SIZE + length;
+    }
+    return position;
+}
+
+// Goes back to the start of the cell at `position`, of which the `count` bytes in the buffer hold a part,
+// and makes the buffer bigger if the cell is longer.
+CellReader::Result CellReader::stepBack_i(std::FILE* file, const std::string& path, std::size_t position,
+                                          std::size_t count) {
+    if (count < m_size) {
+        // The file ends here, so reading again would not help.
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Incomplete cell at the end of temp file: %s\n", path.c_str());
+        return Result::Incomplete;
+    }
+    const long offset = static_cast<long>(position) - static_cast<long>(count);
+    const bool hasLength = count - position >= LENGTH_SIZE;
+    if (hasLength)
+        LOG_INFO("Rewinding file 2 a by %d (%d %d)\n", static_cast<int>(offset), static_cast<int>(position),
+                 static_cast<int>(count));
+    else
+        LOG_INFO("Rewinding file a by %d (%d %d)\n", static_cast<int>(offset), static_cast<int>(position),
+                 static_cast<int>(count));
+    if (std::fseek(file, offset, SEEK_CUR) != 0) {
+        LOG_WARNING("fseek failed\n");
+        return Result::Incomplete;
+    }
+    if (!hasLength) return Result::Complete;
+    const std::size_t length = packing::get<std::uint32_t>(m_buffer.get() + position);
+    return LENGTH_SIZE + length <= m_size || grow_i() ? Result::Complete : Result::OutOfMemory;
+}
+
+bool CellReader::grow_i() {
+    char* const bigger = static_cast<char*>(std::realloc(m_buffer.get(), 2 * m_size));
+    if (bigger == nullptr) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to re-allocate buffer of size %zu\n", 2 * m_size);
+        return false;
+    }
+    static_cast<void>(m_buffer.release());
+    m_buffer.reset(bigger);
+    m_size *= 2;
+    return true;
+}

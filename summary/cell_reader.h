@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+class CellPrinter;
+
+// Reads temporary column files and prints their cells. One buffer serves all files; it doubles whenever a
+// cell does not fit, and the cell is read again.
+class CellReader {
+public:
+    enum class Result {
+        Complete,     // every cell of the file was printed
+        Incomplete,   // the rest of the file could not be read, or its last cell is torn
+        OutOfMemory,  // the buffer could not grow
+    };
+
+    // Allocates the buffer; logs a warning if that fails.
+    CellReader();
+
+    // False if there is no buffer; the reader is of no use then.
+    bool isReady() const { return m_buffer != nullptr; }
+
+    // Prints all cells of `file`, which is open for reading; `path` names it in log lines.
+    Result replay(std::FILE* file, const std::string& path, CellPrinter& printer);
+
+private:
+    struct Free {
+        void operator()(char* memory) const { std::free(memory); }
+    };
+
+    std::size_t printWholeCells_i(std::size_t count, CellPrinter& printer) const;
+    Result stepBack_i(std::FILE* file, const std::string& path, std::size_t position, std::size_t count);
+    bool grow_i();
+
+    std::size_t m_size;
+    std::unique_ptr<char, Free> m_buffer;
+};

@@ -1,0 +1,177 @@
+#include "summary/temp_file_manager.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cinttypes>
+#include <cstddef>
+#include <limits>
+#include <utility>
+
+#include "plugins/log.h"
+#include "pwr/entity_handle.h"
+#include "pwr/plugin_environment.h"
+#include "pwr/utilities.h"
+#include "summary/cell_printer.h"
+#include "summary/cell_reader.h"
+
+namespace {
+
+constexpr std::size_t NAME_SIZE = 32;
+constexpr std::size_t ERROR_TEXT_SIZE = 256;
+
+// Tags of what is told once per process.
+enum OnceTag { TOO_MANY_FILES_ONCE = 1000, NO_SPACE_ONCE = 1001, READ_ONLY_ONCE = 1002 };
+
+const char* const TOO_MANY_FILES =
+    "Warning: Could not post process metric data: Too many open file handles. Results may be incomplete for "
+    "some metrics. Try post processing results with only one -r option at a time. If the problem persists; "
+    "try collecting fewer metrics.\n";
+const char* const NO_SPACE = "Warning: Could not generate result files. No space is left on the disk.\n";
+const char* const READ_ONLY = "Warning: Could not generate result files. The file system is not writeable.\n";
+
+// Users know these lines without a level's word, but they belong to the error log.
+void logErrorAsIs(const char* line) {
+    if (isLogged(LogLevel::Error))
+        g_pluginEnvironment->m_errorLog->log(static_cast<std::int32_t>(LogLevel::Error), line);
+}
+
+void reportNoSpace() {
+    pwr::executeOnce<NO_SPACE_ONCE>([] { logErrorAsIs(NO_SPACE); });
+}
+
+void reportCreationFailure(const std::string& path, int error) {
+    switch (error) {
+        case EMFILE:
+            pwr::executeOnce<TOO_MANY_FILES_ONCE>([] { logErrorAsIs(TOO_MANY_FILES); });
+            return;
+        case ENOSPC:
+            reportNoSpace();
+            return;
+        case EROFS:
+            pwr::executeOnce<READ_ONLY_ONCE>([] { logErrorAsIs(READ_ONLY); });
+            return;
+        default:
+            char text[ERROR_TEXT_SIZE];
+            LOG_ERROR("Cannot create temp output file: %s. error: errnum=%d: %s\n", path.c_str(), error,
+                      pwr::pw_strerror(error, text, sizeof text));
+    }
+}
+
+void reportWriteFailure(const std::string& path, const std::string& title, int error) {
+    if (error == ENOSPC) reportNoSpace();
+    char text[ERROR_TEXT_SIZE];
+    LOG_ERROR("Cannot write temp output file: %s, table: %s, error: errnum=%d: %s\n", path.c_str(),
+              title.c_str(), error, pwr::pw_strerror(error, text, sizeof text));
+}
+
+// Closes the file first: a reader's or writer's buffer has no say in what is removed.
+void removeFile(TempFile& file) {
+    if (file.file == nullptr) return;
+    file.file.reset();
+    unlink(file.path.c_str());
+}
+
+}  // namespace
+
+std::uint32_t TempFileManager::s_nextTempFileId = 0;
+
+TempFileManager::TempFileManager(int columnCount) : m_firstRow(1), m_console(false) {
+    char name[NAME_SIZE];
+    pw_snprintf(name, sizeof name, "tmp___%d", static_cast<int>(s_nextTempFileId++));
+    m_baseName = name;
+    m_base.path = m_baseName + ".tmp";
+    m_base.file = openFile(m_base.path, "wb");
+    if (m_base.file == nullptr) reportCreationFailure(m_base.path, errno);
+    m_columnWidths.resize(static_cast<std::size_t>(std::max(columnCount, 0)));
+}
+
+TempFileManager::~TempFileManager() {
+    removeFile(m_base);
+    for (auto& [id, file] : m_entityFiles) removeFile(file);
+}
+
+int TempFileManager::pushString(const pwr::EntityHandle* entity, const std::string& text, int column) {
+    TempFile* const target = entity == nullptr ? &m_base : entityFile_i(*entity);
+    if (target == nullptr || target->file == nullptr || m_incomplete) return 1;
+    if (!m_replayed && !append_i(*target, text)) return 1;
+    const auto index = static_cast<std::size_t>(column);
+    if (index < m_columnWidths.size())
+        m_columnWidths[index] = std::max(m_columnWidths[index], static_cast<std::int32_t>(text.size()));
+    return 0;
+}
+
+int TempFileManager::flush(std::FILE* output, const std::string& delimiter) {
+    if (output == nullptr) return 1;
+    CellReader reader;
+    if (!reader.isReady()) return 1;
+    CellPrinter printer(output, m_console, m_columnWidths, delimiter);
+    printer.printLine(m_title);
+
+    m_replayed = true;
+    const bool complete = replayFiles_i(reader, printer) && !m_incomplete;
+    if (!complete) printer.endRow();
+    printer.printLine("");
+    return printer.finish() && complete ? 0 : 1;
+}
+
+TempFile* TempFileManager::entityFile_i(const pwr::EntityHandle& entity) {
+    const unsigned long id = entity.getId();
+    const auto found = m_entityFiles.find(id);
+    if (found != m_entityFiles.end()) return &found->second;
+
+    char suffix[NAME_SIZE];
+    pw_snprintf(suffix, sizeof suffix, "___%llu.tmp", static_cast<unsigned long long>(id));
+    TempFile file{nullptr, m_baseName + suffix};
+    file.file = openFile(file.path, "wb");
+    if (file.file == nullptr) {
+        const int error = errno;
+        char text[ERROR_TEXT_SIZE];
+        LOG_ERROR("Cannot open temp output file: %s, error: errnum=%d: %s\n", file.path.c_str(), error,
+                  pwr::pw_strerror(error, text, sizeof text));
+        return nullptr;
+    }
+    return &m_entityFiles.emplace(id, std::move(file)).first->second;
+}
+
+bool TempFileManager::append_i(TempFile& target, const std::string& text) {
+    std::FILE* const file = target.file.get();
+    const auto length = static_cast<std::uint32_t>(text.size());
+    errno = EFBIG;  // of a text that no cell can hold
+    if (text.size() <= std::numeric_limits<std::int32_t>::max() &&
+        std::fwrite(&length, sizeof length, 1, file) == 1 &&
+        std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0)
+        return true;
+    m_incomplete = true;
+    reportWriteFailure(target.path, m_title, errno);
+    return false;
+}
+
+// Prints the cells of all files. Returns false if some of them could not be printed.
+bool TempFileManager::replayFiles_i(CellReader& reader, CellPrinter& printer) {
+    std::vector<TempFile*> files{&m_base};
+    for (auto& [id, file] : m_entityFiles) files.push_back(&file);
+
+    bool complete = true;
+    for (TempFile* file : files) {
+        if (!reopen_i(*file)) {
+            LOG_WARNING_TAG(TEXT_WRITER_TAG, "Unable to open temp file: %s\n", file->path.c_str());
+            continue;
+        }
+        const CellReader::Result result = reader.replay(file->file.get(), file->path, printer);
+        complete = complete && result == CellReader::Result::Complete;
+        if (result == CellReader::Result::OutOfMemory) break;
+    }
+    return complete;
+}
+
+// Opens a file of ours for reading. One that was never created stays closed, whatever lies at its path.
+bool TempFileManager::reopen_i(TempFile& source) {
+    if (source.file == nullptr) return false;
+    source.file.reset();
+    source.file = openFile(source.path, "rb");
+    // What cannot be read again is of no use to anybody.
+    if (source.file == nullptr) unlink(source.path.c_str());
+    return source.file != nullptr;
+}
