@@ -9,9 +9,11 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <set>
 
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/output_file.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/messages.h"
@@ -21,6 +23,7 @@
 
 namespace {
 
+const char* const OPTION_NAME = "auto";
 const char* const FIRST_COLUMN = "Output_Name";
 const char* const FILE_NAME = "Automation_Summary.csv";
 
@@ -75,12 +78,12 @@ bool endsUnderHeader(const std::string& path, const std::string& header) {
     std::string line;
     while (std::getline(file, line))
         if (line.starts_with(FIRST_COLUMN)) present = line == header;
+    if (file.bad()) LOG_WARNING("Could not read all of %s\n", path.c_str());
     return present;
 }
 
 // Puts the line at the end of the unbuffered file in one write.
-bool appendLine(std::FILE* file, std::string line) {
-    line.push_back('\n');
+bool appendLine(std::FILE* file, const std::string& line) {
     return std::fwrite(line.data(), 1, line.size(), file) == line.size() && std::fflush(file) == 0;
 }
 
@@ -100,7 +103,7 @@ bool appendLines(FilePtr file, const std::string& path, const std::vector<std::s
     struct stat before;
     const bool known = fstat(fileno(file.get()), &before) == 0;
     std::size_t total = 0;
-    for (const std::string& line : lines) total += line.size() + 1;
+    for (const std::string& line : lines) total += line.size();
 
     errno = 0;
     const bool written = std::all_of(lines.begin(), lines.end(),
@@ -114,7 +117,7 @@ bool appendLines(FilePtr file, const std::string& path, const std::vector<std::s
 
 AutoWriter::AutoWriter() : WriterPlugin("894d2fa0-61c8-11e7-9598-0800200c9a66") {
     addCapability(std::make_unique<pwr::WriterPluginCapability>(
-                      std::set<pwr::TableClass>(), "auto",
+                      std::set<pwr::TableClass>(), OPTION_NAME,
                       "Write summary data as single line to file Automation_Summary.csv", ".csv", false)
                       .release());
 }
@@ -122,24 +125,15 @@ AutoWriter::AutoWriter() : WriterPlugin("894d2fa0-61c8-11e7-9598-0800200c9a66") 
 AutoWriter::~AutoWriter() = default;
 
 std::int32_t AutoWriter::init(const std::string& outputName, bool) {
-    m_outputName = outputName;
-    addColumn_i(FIRST_COLUMN, outputName);
-    return 0;
+    return guardMemory(OPTION_NAME, 1, [&] {
+        m_outputName = outputName;
+        addColumn_i(FIRST_COLUMN, outputName);
+        return 0;
+    });
 }
 
 std::int32_t AutoWriter::fini() {
-    const std::string header = joined(m_columnNames);
-    const std::string path = path_i();
-    const bool headerPresent = endsUnderHeader(path, header);
-    FilePtr file = openFile(path, "ab");
-    if (file == nullptr) {
-        LOG_ERROR("Could not open automation summary file.\n");
-        return 1;
-    }
-    std::vector<std::string> lines;
-    if (!headerPresent) lines.push_back(header);
-    lines.push_back(joined(m_rowValues));
-    return appendLines(std::move(file), path, lines) ? 0 : 1;
+    return guardMemory(OPTION_NAME, 1, [&] { return appendToFile_i(); });
 }
 
 std::int32_t AutoWriter::writeMessage(const pwr::TableMessage& message) {
@@ -147,9 +141,12 @@ std::int32_t AutoWriter::writeMessage(const pwr::TableMessage& message) {
 }
 
 std::int32_t AutoWriter::writeMessage(const pwr::SystemMessage& message) {
-    addColumn_i("Collection_Time", message.m_metadata->getCollectionStartTime());
-    addColumn_i("Duration (sec)", pwr::toString<double>(message.m_metadata->getCollectionDurationSec()));
-    return 0;
+    return guardMemory(OPTION_NAME, 1, [&] {
+        const pwr::SystemMetadata& metadata = *message.m_metadata;
+        addColumn_i("Collection_Time", metadata.getCollectionStartTime());
+        addColumn_i("Duration (sec)", pwr::toString<double>(metadata.getCollectionDurationSec()));
+        return 0;
+    });
 }
 
 std::int32_t AutoWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) {
@@ -168,7 +165,7 @@ void AutoWriter::getColumnTitles(const pwr::TableMessage& message, std::deque<st
 }
 
 std::int32_t AutoWriter::reportTableStatus_i(const pwr::TableMessage& table) {
-    if (writeMessage_i(table) == 0) return 0;
+    if (guardMemory(OPTION_NAME, 1, [&] { return writeMessage_i(table); }) == 0) return 0;
     LOG_INFO("Error in TableMessage %s\n", table.getTitle().c_str());
     return 1;
 }
@@ -220,7 +217,26 @@ std::string AutoWriter::keyOfRow_i(const std::deque<std::string>& values, std::s
 
 void AutoWriter::addColumn_i(const std::string& name, const std::string& value) {
     m_columnNames.push_back(name);
-    m_rowValues.push_back(value);
+    try {
+        m_rowValues.push_back(value);
+    } catch (const std::bad_alloc&) {
+        m_columnNames.pop_back();
+        throw;
+    }
+}
+
+std::int32_t AutoWriter::appendToFile_i() const {
+    const std::string header = joined(m_columnNames);
+    const std::string path = path_i();
+    std::vector<std::string> lines;
+    if (!endsUnderHeader(path, header)) lines.push_back(header + "\n");
+    lines.push_back(joined(m_rowValues) + "\n");
+    FilePtr file = openFile(path, "ab");
+    if (file == nullptr) {
+        LOG_ERROR("Could not open automation summary file.\n");
+        return 1;
+    }
+    return appendLines(std::move(file), path, lines) ? 0 : 1;
 }
 
 std::string AutoWriter::path_i() const {

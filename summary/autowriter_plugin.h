@@ -48,6 +48,7 @@ private:
     std::int32_t addRow_i(const pwr::TableMessage& table);
     std::string keyOfRow_i(const std::deque<std::string>& values, std::size_t keyColumns) const;
     void addColumn_i(const std::string& name, const std::string& value);
+    std::int32_t appendToFile_i() const;
     std::string path_i() const;
 
     std::string m_outputName;

@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
 #include <set>
 
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/messages.h"
 #include "pwr/table_message.h"
 
 namespace {
+
+const char* const OPTION_NAME = "sum";
 
 int columnCountOf(const pwr::TableMessage& table) {
     const std::size_t repeats = std::max<std::size_t>(table.getEntityCount(), 1);
@@ -29,7 +33,7 @@ SummaryWriter::SummaryWriter()
       m_features(std::make_unique<FeatureMap>()) {
     m_impl = std::make_unique<TextWriterImpl>(", ", ".csv");
     addCapability(std::make_unique<pwr::WriterPluginCapability>(
-                      std::set{pwr::TABLE_CLASS_SUMMARY}, "sum",
+                      std::set{pwr::TABLE_CLASS_SUMMARY}, OPTION_NAME,
                       "Write summary reports for all collected metrics to CSV file [default]", ".csv", false)
                       .release());
 }
@@ -40,12 +44,15 @@ SummaryWriter::~SummaryWriter() {
 
 std::int32_t SummaryWriter::init(const std::string& outputName, bool) {
     m_console = outputName == "console";
-    return m_impl->init(outputName);
+    return guardMemory(OPTION_NAME, 1, [&] { return m_impl->init(outputName); });
 }
 
 std::int32_t SummaryWriter::fini() {
     m_impl->setReportOrder(m_metricOrder.get(), m_features.get());
-    return m_impl->fini();
+    const std::int32_t status = guardMemory(OPTION_NAME, 1, [&] { return m_impl->fini(); });
+    if (m_console && (std::fflush(stdout) != 0 || std::ferror(stdout) != 0))
+        LOG_ERROR("Could not complete the report on standard output\n");
+    return status;
 }
 
 std::int32_t SummaryWriter::writeMessage(const pwr::TableMessage& message) {
@@ -54,11 +61,7 @@ std::int32_t SummaryWriter::writeMessage(const pwr::TableMessage& message) {
                      message.getTitle().c_str());
         return 0;
     }
-    if (addToMetricOrder_i(message.m_metricContainerId) && message.m_metricContainerId == 0)
-        LOG_INFO_TAG(TEXT_WRITER_TAG, "Metric Container Id not set for TableMessage?\n");
-    bool created = false;
-    TempFileManager* const manager = m_impl->getTempFile(keyOf(message), created, columnCountOf(message));
-    return manager == nullptr ? 1 : handleTableMessage(message, manager, created);
+    return guardMemory(OPTION_NAME, 1, [&] { return fileTable_i(message); });
 }
 
 std::int32_t SummaryWriter::writeMessage(const pwr::TextMessage& message) {
@@ -72,6 +75,18 @@ std::int32_t SummaryWriter::writeMessage(const pwr::HeaderTextMessage& message) 
 }
 
 std::int32_t SummaryWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) {
+    return guardMemory(OPTION_NAME, 1, [&] { return fileContainer_i(message); });
+}
+
+std::int32_t SummaryWriter::fileTable_i(const pwr::TableMessage& message) {
+    if (addToMetricOrder_i(message.m_metricContainerId) && message.m_metricContainerId == 0)
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Metric Container Id not set for TableMessage?\n");
+    bool created = false;
+    TempFileManager* const manager = m_impl->getTempFile(keyOf(message), created, columnCountOf(message));
+    return manager == nullptr ? 1 : handleTableMessage(message, manager, created);
+}
+
+std::int32_t SummaryWriter::fileContainer_i(const pwr::MetricContainerInfoMessage& message) {
     const unsigned int id = message.m_metricContainerId;
     if (message.m_notes != nullptr) m_impl->setContainerNotes(id, message.m_notes);
     if (!message.m_containerHeader.empty()) m_impl->setContainerHeader(id, message.m_containerHeader);
@@ -104,16 +119,20 @@ std::int32_t SummaryWriter::handleTableMessage(const pwr::TableMessage& message,
 }
 
 std::int32_t SummaryWriter::writeText_i(unsigned long key, const std::string& text) {
-    bool created = false;
-    TempFileManager* const manager = m_impl->getTempFile(key, created, 1);
-    if (manager == nullptr) return 1;
-    if (created && m_console) manager->setConsole(true);
-    return m_impl->writeText(manager, text);
+    return guardMemory(OPTION_NAME, 1, [&] {
+        bool created = false;
+        TempFileManager* const manager = m_impl->getTempFile(key, created, 1);
+        if (manager == nullptr) return 1;
+        if (created && m_console) manager->setConsole(true);
+        return m_impl->writeText(manager, text);
+    });
 }
 
 // Returns true if the container was not there yet.
 bool SummaryWriter::addToMetricOrder_i(unsigned int containerId) {
-    if (!m_knownContainers.insert(containerId).second) return false;
-    m_metricOrder->push_back(containerId);
+    if (m_knownContainers.contains(containerId)) return false;
+    std::list<unsigned int> entry{containerId};
+    m_knownContainers.insert(containerId);
+    m_metricOrder->splice(m_metricOrder->end(), entry);
     return true;
 }

@@ -45,6 +45,8 @@ public:
     using TextWriter::writeMessage;
 
 private:
+    std::int32_t fileTable_i(const pwr::TableMessage& message);
+    std::int32_t fileContainer_i(const pwr::MetricContainerInfoMessage& message);
     std::int32_t handleTableMessage(const pwr::TableMessage& message, TempFileManager* manager, bool created);
     std::int32_t writeText_i(unsigned long key, const std::string& text);
     bool addToMetricOrder_i(unsigned int containerId);

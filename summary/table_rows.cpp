@@ -11,6 +11,7 @@
 namespace {
 
 const std::string NOTHING;
+const std::string INVALID = "Invalid";
 
 const std::string& headerOf(const pwr::DataHandle* handle) {
     return handle != nullptr ? handle->getHeader() : NOTHING;
@@ -20,11 +21,18 @@ const std::string& fieldNameOf(const pwr::DataHandle* handle) {
     return handle != nullptr ? handle->getFieldName() : NOTHING;
 }
 
-// Writes the cells of a row from left to right and keeps in mind whether one was lost.
+// Writes the cells of a row from left to right and keeps in mind whether one was lost. A row that does not
+// reach its end ends the table, since later cells would stand under wrong columns.
 class RowWriter {
 public:
     RowWriter(TempFileManager& manager, const pwr::EntityHandle* entity, int firstColumn)
         : m_manager(manager), m_entity(entity), m_column(firstColumn) {}
+
+    RowWriter(const RowWriter&) = delete;
+    RowWriter& operator=(const RowWriter&) = delete;
+    ~RowWriter() {
+        if (!m_finished) m_manager.stop();
+    }
 
     void write(const std::string& text) {
         // The loss of a table without a file was told when the file could not be created.
@@ -33,18 +41,22 @@ public:
     }
 
     void writeLookedUp(int lookupStatus, const std::string& text, bool valid) {
-        static const std::string INVALID = "Invalid";
         if (lookupStatus != 0) m_status = 1;
         write(lookupStatus != 0 ? INVALID : valid ? text : NOTHING);
     }
 
-    int status() const { return m_status; }
+    // Returns 0, or 1 if a cell was lost.
+    int finish() {
+        m_finished = true;
+        return m_status;
+    }
 
 private:
     TempFileManager& m_manager;
     const pwr::EntityHandle* m_entity;
     int m_column;
     int m_status = 0;
+    bool m_finished = false;
 };
 
 std::vector<std::string> fieldNamesOf(const pwr::TableMessage& message) {
@@ -81,7 +93,7 @@ int TextWriterImpl::handleFieldHeaders(const pwr::TableMessage* message, TempFil
     for (std::size_t i = 0; i < repeats; ++i)
         for (auto handle = message->handlesBegin(); handle != message->handlesEnd(); ++handle)
             row.write(headerOf(*handle));
-    return row.status();
+    return row.finish();
 }
 
 int TextWriterImpl::handleFieldMetadata(const pwr::TableMessage* message, TempFileManager* manager,
@@ -91,7 +103,7 @@ int TextWriterImpl::handleFieldMetadata(const pwr::TableMessage* message, TempFi
     for (const std::string& name : names) nameRow.write(name);
     RowWriter dashRow(*manager, nullptr, firstColumn);
     for (const std::string& name : names) dashRow.write(getDelimiter(name.size()));
-    return nameRow.status() | dashRow.status();
+    return nameRow.finish() | dashRow.finish();
 }
 
 int TextWriterImpl::handlePerTableTextNotes(const pwr::TableMessage* message) {
@@ -118,13 +130,13 @@ int TextWriterImpl::handleData(const pwr::TableMessage* message, const pwr::Enti
             row.writeLookedUp(status, text, valid);
         }
     }
-    return row.status();
+    return row.finish();
 }
 
 int TextWriterImpl::writeText(TempFileManager* manager, const std::string& text) {
     RowWriter row(*manager, nullptr, 0);
     row.write(text);
-    return row.status();
+    return row.finish();
 }
 
 std::string TextWriterImpl::getDelimiter(unsigned long length) const {

@@ -66,11 +66,18 @@ void reportWriteFailure(const std::string& path, const std::string& title, int e
               title.c_str(), error, pwr::pw_strerror(error, text, sizeof text));
 }
 
-// Closes the file first: a reader's or writer's buffer has no say in what is removed.
-void removeFile(TempFile& file) {
+void removeFile(const std::string& path) {
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
+    const int error = errno;
+    char text[ERROR_TEXT_SIZE];
+    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Cannot remove temp output file: %s, error: errnum=%d: %s\n",
+                    path.c_str(), error, pwr::pw_strerror(error, text, sizeof text));
+}
+
+void closeAndRemove(TempFile& file) {
     if (file.file == nullptr) return;
     file.file.reset();
-    unlink(file.path.c_str());
+    removeFile(file.path);
 }
 
 }  // namespace
@@ -88,8 +95,8 @@ TempFileManager::TempFileManager(int columnCount) : m_firstRow(1), m_console(fal
 }
 
 TempFileManager::~TempFileManager() {
-    removeFile(m_base);
-    for (auto& [id, file] : m_entityFiles) removeFile(file);
+    closeAndRemove(m_base);
+    for (auto& [id, file] : m_entityFiles) closeAndRemove(file);
 }
 
 int TempFileManager::pushString(const pwr::EntityHandle* entity, const std::string& text, int column) {
@@ -169,9 +176,12 @@ bool TempFileManager::replayFiles_i(CellReader& reader, CellPrinter& printer) {
 // Opens a file of ours for reading. One that was never created stays closed, whatever lies at its path.
 bool TempFileManager::reopen_i(TempFile& source) {
     if (source.file == nullptr) return false;
-    source.file.reset();
+    if (std::fclose(source.file.release()) != 0) {
+        m_incomplete = true;
+        reportWriteFailure(source.path, m_title, errno);
+    }
     source.file = openFile(source.path, "rb");
     // What cannot be read again is of no use to anybody.
-    if (source.file == nullptr) unlink(source.path.c_str());
+    if (source.file == nullptr) removeFile(source.path);
     return source.file != nullptr;
 }

@@ -31,7 +31,7 @@ struct TempFile {
 // the width of each column is kept in memory. At the end the file is replayed into the report, padded.
 //
 // A manager holds one open file for its whole life, and one more for each entity that has cells of its own.
-// After a failed write it takes no further cells, so that what it has stays in step with the columns.
+// After a failed write it takes no further cells, so that those that it has stay in step with the columns.
 class TempFileManager {
 public:
     // Creates the temporary file. If that fails the reason is logged, hasFile() is false, and the table is
@@ -52,6 +52,9 @@ public:
     // ascending id. Returns 0, or 1 if something was lost. A second call prints the same table again.
     int flush(std::FILE* output, const std::string& delimiter);
 
+    // Takes no further cells: those that it has are all that there will be.
+    void stop() { m_incomplete = true; }
+
     bool hasFile() const { return m_base.file != nullptr; }
     void setTitle(const std::string& title) { m_title = title; }
     void setConsole(bool console) { m_console = console; }
@@ -69,7 +72,7 @@ private:
     std::map<unsigned long, TempFile> m_entityFiles;  // by entity id
     [[maybe_unused]] std::int32_t m_firstRow;
     bool m_console;             // the table also goes to standard output
-    bool m_incomplete = false;  // a write has failed
+    bool m_incomplete = false;  // cells are missing
     bool m_replayed = false;    // the files are open for reading
 
     static std::uint32_t s_nextTempFileId;
