@@ -1,0 +1,100 @@
+#include "continuous/cont_writer.h"
+
+#include "continuous/metadata_trees.h"
+#include "plugins/log.h"
+#include "pwr/plugin_environment.h"
+#include "pwr/utilities.h"
+
+namespace {
+
+void deliver(pwr::Logger& handle, const JsonBuffer& text) {
+    const char* const bytes = text.GetString();
+    handle.m_buffer.insert(handle.m_buffer.end(), bytes, bytes + text.GetSize());
+    handle.flush();
+    handle.m_buffer.clear();
+    handle.m_writeCount = 0;
+    handle.close();
+}
+
+}  // namespace
+
+ContWriter* g_contWriter = nullptr;
+
+ContWriter::~ContWriter() = default;
+
+bool ContWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
+    static std::int32_t num = 0;
+
+    m_metadata.emplace_back("SystemMetadata", makeSystemTree(metadata));
+    char fileName[1024];
+    pw_snprintf(fileName, sizeof fileName, "%s_%d.ztjson", m_name.c_str(), num++);
+    pwr::Logger* const handle = g_pluginEnvironment->getFileOutputHandle(fileName);
+
+    JsonBuffer text;
+    JsonTextWriter writer(text);
+    writeDocument_i(writer);
+    LOG_INFO_TAG(JSON_WRITER_TAG, "string is %s\n", text.GetString());
+    deliver(*handle, text);
+
+    m_metadata.clear();
+    LOG_INFO_TAG(JSON_WRITER_TAG, "data size = %zu\n", m_data.size());
+    m_data.clear();
+    return true;
+}
+
+void ContWriter::writeDocument_i(JsonTextWriter& writer) const {
+    writer.StartObject();
+    writeKey(writer, "Metadata");
+    writer.StartArray();
+    for (const auto& [name, tree] : m_metadata) {
+        writer.StartObject();
+        writeMember(writer, "FeatureName", tree->m_name);
+        writeMember(writer, "Name", name);
+        writeKey(writer, "ID");
+        writer.Int(tree->m_id);
+        flushMetadata_i(tree.get(), writer);
+        writer.EndObject();
+    }
+    writer.EndArray();
+    writeKey(writer, "Data");
+    writeRecords_i(writer);
+    writer.EndObject();
+}
+
+void ContWriter::writeRecords_i(JsonTextWriter& writer) const {
+    writer.StartArray();
+    for (const Data& record : m_data) {
+        writer.StartObject();
+        writeKey(writer, "ID");
+        writer.Int(record.m_id);
+        writeMember(writer, "Entity", *record.m_entity);
+        writeMember(writer, "Descriptor", *record.m_descriptor);
+        writeKey(writer, "Timestamp");
+        writer.Uint64(record.m_timestamp);
+        writeKey(writer, "Duration");
+        writer.Double(record.m_duration);
+        writeKey(writer, "Value");
+        writer.Double(record.m_value);
+        writer.EndObject();
+    }
+    writer.EndArray();
+}
+
+void ContWriter::flushMetadata_i(const ContinuousWriter::Metadata* node, JsonTextWriter& writer) {
+    if (node == nullptr) return;
+    for (const auto& [key, values] : node->m_entries) {
+        if (values.empty()) continue;
+        writeKey(writer, key);
+        if (values.size() > 1) writer.StartArray();
+        for (const auto& value : values) {
+            if (value->m_child != nullptr) {
+                writer.StartObject();
+                flushMetadata_i(value->m_child.get(), writer);
+                writer.EndObject();
+            } else {
+                writeString(writer, value->m_text);
+            }
+        }
+        if (values.size() > 1) writer.EndArray();
+    }
+}

@@ -1,0 +1,172 @@
+// From metric messages to series.
+#include <new>
+
+#include "continuous/cont_writer.h"
+#include "json/hash.h"
+#include "json/json_plugin.h"
+#include "plugins/log.h"
+#include "plugins/numbers.h"
+#include "plugins/value_text.h"
+
+namespace {
+
+using Slot = SeriesCache::Slot;
+
+std::vector<JsonUnit> unitsOf(const pwr::Quantity* quantity) {
+    std::vector<JsonUnit> units;
+    if (quantity == nullptr) return units;
+    units.emplace_back(quantity->toQuantityString(), quantity->toUnitsString(), 1.0,
+                       quantity->toQuantity() == pwr::QUANTITY_INSTANTANEOUS);
+    const pwr::Quantity* rateQuantity = nullptr;
+    double conversion = 0.0;
+    if (quantity->getRateConversion(rateQuantity, conversion) == 0)
+        units.emplace_back(rateQuantity->toQuantityString(), rateQuantity->toUnitsString(), conversion, true);
+    return units;
+}
+
+// Numbers the states that a metric lists, so that their ids follow the list.
+void addLegendStates(const pwr::Metric& metric, Series& series) {
+    std::string state;
+    for (const pwr::Data& entry : metric.m_legendValues) {
+        const pwr::DataDescriptor* const descriptor = asDescriptor(handleOf(entry));
+        if (descriptor != nullptr && getFirstDataAttributeAsString(descriptor, &state) == 0)
+            series.addState(state);
+    }
+}
+
+SeriesCache::Key keyOf(const pwr::Metric& metric, const pwr::DataElement& element) {
+    return {element.getEntity()->getId(), 0, metric.m_id, metric.m_metricType, SeriesCache::SOURCE_NONE};
+}
+
+// Fills in where the state's name comes from.
+void setSource(const pwr::DataElement& element, const ElementReading& reading, SeriesCache::Key& key) {
+    const pwr::DataHandle* handle = nullptr;
+    switch (reading.stateOrigin) {
+        case StateOrigin::Descriptor:
+            handle = element.getDescriptor();
+            if (handle != nullptr) key.source = SeriesCache::SOURCE_DESCRIPTOR;
+            break;
+        case StateOrigin::TracedValue:
+            handle = handleOf(*element.getValue());
+            key.source = handle != nullptr ? SeriesCache::SOURCE_TRACED_HANDLE : SeriesCache::SOURCE_TEXT;
+            break;
+        case StateOrigin::Text:
+            key.source = SeriesCache::SOURCE_TEXT;
+            break;
+        case StateOrigin::DescriptorInValue:
+            handle = reading.handle;
+            key.source = SeriesCache::SOURCE_DESCRIPTOR_IN_VALUE;
+            break;
+    }
+    if (handle != nullptr) key.sourceId = handle->getId();
+}
+
+}  // namespace
+
+std::uint64_t JSONWriter::toMicroseconds_i(std::uint64_t ticks) const {
+    return truncateSaturated<std::uint64_t>(static_cast<float>(ticks) * m_tickFactor);
+}
+
+std::int32_t JSONWriter::writeMessage(const pwr::Metric& metric) try {
+    if (m_continuous) return g_contWriter->writeMessage(metric);
+    return writeElements_i(metric);
+} catch (const std::bad_alloc&) {
+    LOG_ERROR("Out of memory for the points of %s\n", metric.m_name.c_str());
+    return 1;
+}
+
+std::int32_t JSONWriter::writeElements_i(const pwr::Metric& metric) {
+    const pwr::Metric::Sample& sample = metric.getData();
+    const bool instant = isInstant(metric);
+    const std::uint64_t end = toMicroseconds_i(sample.timestamp - m_collectionStart);
+    const Series* previous = nullptr;
+    for (const pwr::DataElement* element : sample.elements) {
+        const std::uint64_t duration = instant ? 1 : toMicroseconds_i(element->getDuration());
+        const ElementReading reading =
+            readElement(metric.m_metricType, *element, duration, static_cast<double>(m_tickFactor));
+        Slot slot;
+        if (!findSlot_i(metric, *element, reading, slot)) return 1;
+        if (slot.series == previous)
+            slot.series->appendData(slot.stateId, reading.value);
+        else if (reading.isRange)
+            slot.series->addData(end - duration, end, slot.stateId, reading.value, reading.value2);
+        else
+            slot.series->addData(end - duration, end, slot.stateId, reading.value);
+        previous = slot.series;
+    }
+    return 0;
+}
+
+// Finds the series and the state of an element. False if its value should name a descriptor and doesn't.
+bool JSONWriter::findSlot_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                            const ElementReading& reading, Slot& slot) {
+    SeriesCache::Key key = keyOf(metric, element);
+    setSource(element, reading, key);
+    const Slot* const known = m_cache.find(key);
+    if (known == nullptr) {
+        if (!findNewSlot_i(metric, element, reading, slot)) return false;
+        m_cache.insert(key, slot);
+        return true;
+    }
+    slot = *known;
+    if (key.source == SeriesCache::SOURCE_TEXT) {
+        if (reading.stateOrigin == StateOrigin::Text)
+            element.getValue()->toString(m_stateText);
+        else
+            element.getValue()->toFormattedString(m_stateText);
+        slot.stateId = slot.series->getStateId(m_stateText);
+    }
+    return true;
+}
+
+// The same for an element that refers to something new.
+bool JSONWriter::findNewSlot_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                               const ElementReading& reading, Slot& slot) {
+    switch (reading.stateOrigin) {
+        case StateOrigin::Text:
+            element.getValue()->toString(m_stateText);
+            break;
+        case StateOrigin::DescriptorInValue: {
+            const pwr::DataDescriptor* const descriptor = asDescriptor(reading.handle);
+            if (descriptor == nullptr) {
+                LOG_WARNING("Unable to retrieve data descriptor\n");
+                return false;
+            }
+            m_stateText = descriptor->getName();
+            break;
+        }
+        default:
+            m_stateText = getState(&element, reading.stateOrigin == StateOrigin::TracedValue);
+            break;
+    }
+    slot = findSlotOfState_i(metric, element, reading, m_stateText);
+    return true;
+}
+
+Slot JSONWriter::findSlotOfState_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                                   const ElementReading& reading, const std::string& state) {
+    const std::string& entity = element.getEntity()->getName();
+    const bool isDelta = metric.m_metricType == pwr::Metric::SAMPLED_DELTA;
+    const std::uint64_t seriesKey =
+        isDelta ? addSeries(entity + state, state, metric, &element, reading.hasStates)
+                : addSeries(entity, entity, metric, &element, reading.hasStates);
+    Series* const series = m_series.find(seriesKey)->second;
+    return {series, series->getStateId(state)};
+}
+
+// Returns the key of the element's series, which is made if it is new.
+std::uint64_t JSONWriter::addSeries(const std::string& key, const std::string& name,
+                                    const pwr::Metric& metric, const pwr::DataElement* element,
+                                    bool hasStates) {
+    const std::uint64_t entityId = static_cast<std::uint32_t>(element->getEntity()->getId());
+    const std::uint64_t seriesKey =
+        (static_cast<std::uint64_t>(metric.m_id) << 32 | entityId) + hash(name.c_str(), 0);
+    if (m_series.count(seriesKey) != 0) return seriesKey;
+
+    auto series = std::make_unique<Series>(metric.m_name, unitsOf(metric.m_quantity), key, name,
+                                           metric.m_metricType, hasStates);
+    addLegendStates(metric, *series);
+    m_ownedSeries.push_back(std::move(series));
+    m_series.emplace(seriesKey, m_ownedSeries.back().get());
+    return seriesKey;
+}

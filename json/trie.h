@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+// A node of a prefix tree of words; the root stands for the tree.
+//
+// A node is a word or not from the moment it comes into being: a word that is a proper prefix of one added
+// before it leaves no trace, while one added before the longer word does.
+class Trie {
+public:
+    Trie() = default;
+    Trie(const Trie&) = delete;
+    Trie& operator=(const Trie&) = delete;
+    ~Trie();
+
+    // Adds a word. An empty one does nothing.
+    void addWord(const std::string& word);
+
+    // Inserts into `result` every recorded word below this node that starts with `prefix`, each behind
+    // `soFar`, the text that leads to this node.
+    void getWordsStartingWith(const std::string& prefix, std::set<std::string>& result,
+                              const std::string& soFar) const;
+
+    // The same for all recorded words at and below this node.
+    void getWords(std::set<std::string>& result, const std::string& soFar) const;
+
+    // For each length p from 1 to that of `word`, at index p - 1: how many recorded words start with the
+    // first p characters of `word`. Costs one descent.
+    std::vector<std::size_t> countWordsAlong(const std::string& word) const;
+
+    // The number of non-empty words that were added through this node, repetitions included.
+    std::uint64_t getWordCount() const { return m_wordCount; }
+
+private:
+    const Trie* find_i(char character) const;
+
+    std::map<signed char, std::unique_ptr<Trie>> m_children;
+    std::uint64_t m_wordCount = 0;
+    bool m_terminal = false;     // a word ends here
+    std::size_t m_recorded = 0;  // recorded words at and below this node
+};
