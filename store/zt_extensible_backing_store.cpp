@@ -53,7 +53,12 @@ bool makeEmptyFile(const char* path, struct stat& status) {
         errno = EEXIST;
         made = false;
     }
-    made = made && ftruncate(descriptor, 0) == 0;
+    if (made && ftruncate(descriptor, 0) != 0) {
+        made = false;
+        const int reason = errno;
+        unlink(path);
+        errno = reason;
+    }
     const int reason = errno;
     close(descriptor);
     errno = reason;
@@ -323,8 +328,8 @@ std::int32_t ZTExtensibleBackingStore::insert(unsigned long position, const void
                                               unsigned long count) {
     if (position > size()) return -1;
     if (count == 0) return 0;
-    // The heads are about to leave the window: what is dirty in it must not depend on the write head.
-    if (!isInWindow(position) && !flush_i()) return -1;
+    // Before the heads leave the window, while the write head still tells what of it is to be kept.
+    if (!isInWindow(position) && !rewind_i(position)) return -1;
     const std::unique_ptr<char, void (*)(void*)> first(static_cast<char*>(std::malloc(count)), std::free);
     const std::unique_ptr<char, void (*)(void*)> second(static_cast<char*>(std::malloc(count)), std::free);
     if (first == nullptr || second == nullptr) return -1;
