@@ -1,0 +1,29 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace host::cli {
+
+// Tells on standard error how far a run has come, a few times a second, in one line that is overwritten.
+class Progress {
+public:
+    // `total` is the number of bytes to come, 0 if unknown.
+    Progress(bool isShown, std::uint64_t total);
+
+    // To be called often; mostly does nothing.
+    void update(std::uint64_t bytes, std::uint64_t lines);
+
+    // Leaves the last state on a line of its own.
+    void finish(std::uint64_t bytes, std::uint64_t lines);
+
+private:
+    void show_i(std::uint64_t bytes, std::uint64_t lines, const char* end);
+
+    bool m_isShown;
+    std::uint64_t m_total;
+    std::uint64_t m_calls = 0;
+    std::chrono::steady_clock::time_point m_next;
+};
+
+}  // namespace host::cli

@@ -1,0 +1,179 @@
+#include "host/cli/run.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <set>
+
+#include "host/cli/order_file.h"
+#include "host/model/files.h"
+#include "host/model/registry.h"
+
+namespace host::cli {
+
+namespace {
+
+// Every table of a report holds a file, so as many may be open as the system lets this process have.
+void raiseOpenFilesLimit() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+std::set<std::string> splitList(const std::string& list) {
+    std::set<std::string> items;
+    std::size_t begin = 0;
+    while (begin <= list.size()) {
+        const std::size_t end = std::min(list.find(',', begin), list.size());
+        items.insert(list.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return items;
+}
+
+std::string plural(std::size_t count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+void complain(const std::string& text) {
+    const std::string line = "pwrhost: " + text + "\n";
+    model::writeAll(STDERR_FILENO, line.data(), line.size());
+}
+
+Run::Run() = default;
+
+Run::~Run() {
+    m_reader.reset();
+    m_library.reset();
+    m_environment.reset();
+    if (m_statuses != nullptr) std::fclose(m_statuses);
+    if (m_logDescriptor >= 0) ::close(m_logDescriptor);
+}
+
+bool Run::open(const RunOptions& options) {
+    m_options = options;
+    raiseOpenFilesLimit();
+    std::signal(SIGPIPE, SIG_IGN);
+    if (!openLog_i(options.m_log)) return false;
+    m_environment = std::make_unique<model::Environment>(*m_log, *m_log);
+    m_environment->m_logLevel = options.m_logLevel;
+    m_environment->m_conditionalTags.insert(options.m_logTags.begin(), options.m_logTags.end());
+    if (!options.m_order.empty() && !readOrder_i(options.m_order)) return false;
+
+    m_library = std::make_unique<PluginLibrary>();
+    std::string error;
+    const bool isNeeded = options.m_writers != "none" || !options.m_plugins.empty();
+    if (isNeeded &&
+        (!m_library->open(options.m_plugins, error) || !selectWriters_i(options.m_writers, error))) {
+        complain(error);
+        return false;
+    }
+    if (!options.m_statuses.empty() && !openStatuses_i(options.m_statuses)) return false;
+    m_delivery.setObserver([this](const stream::StatusRecord& record) { writeStatus_i(record); });
+    m_reader = std::make_unique<stream::StreamReader>(m_delivery);
+    return true;
+}
+
+bool Run::openLog_i(const std::string& path) {
+    int descriptor = STDERR_FILENO;
+    if (!path.empty()) {
+        descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
+        if (descriptor < 0) {
+            complain("cannot open the log " + path + ": " + std::strerror(errno));
+            return false;
+        }
+        m_logDescriptor = descriptor;
+    }
+    m_log = std::make_unique<model::DescriptorLogger>(descriptor);
+    return true;
+}
+
+bool Run::readOrder_i(const std::string& path) {
+    std::string error;
+    if (readOrderFile(path, model::Registry::instance().m_configuration, error)) return true;
+    complain(error);
+    return false;
+}
+
+bool Run::selectWriters_i(const std::string& list, std::string& error) {
+    if (list == "none") return true;
+    std::set<std::string> wanted = splitList(list);
+    std::string known;
+    for (WriterPlugin* writer : m_library->writers()) {
+        const std::string& name = PluginLibrary::capabilityOf(*writer).m_name;
+        known += (known.empty() ? "" : ", ") + name;
+        if (wanted.erase(name) != 0 || list == "all") m_delivery.add(*writer);
+    }
+    if (list == "all" || wanted.empty()) return true;
+    error = "unknown writer \"" + *wanted.begin() + "\"; there are: " + known;
+    return false;
+}
+
+bool Run::openStatuses_i(const std::string& path) {
+    m_statuses = std::fopen(path.c_str(), "we");
+    if (m_statuses != nullptr) return true;
+    complain("cannot open the statuses file " + path + ": " + std::strerror(errno));
+    return false;
+}
+
+void Run::writeStatus_i(const stream::StatusRecord& record) {
+    if (m_statuses == nullptr) return;
+    std::fprintf(m_statuses, "%llu,%s,%s,%d\n", static_cast<unsigned long long>(record.m_line),
+                 record.m_writer.c_str(), record.m_operation, record.m_status);
+}
+
+void Run::begin() {
+    m_delivery.init(m_options.m_output, m_options.m_isContinuous);
+}
+
+int Run::end() {
+    m_delivery.fini();
+    m_reader.reset();
+    m_library.reset();
+    const bool isGood = isWithoutFailure_i();
+    const bool isLogComplete = isLogComplete_i();
+    if (!closeStatuses_i() || !isLogComplete) return EXIT_ERROR;
+    return isGood ? EXIT_GOOD : EXIT_FAILED;
+}
+
+bool Run::isWithoutFailure_i() const {
+    bool isGood = true;
+    for (const auto& writer : m_delivery.writers()) {
+        if (writer.m_failures == 0) continue;
+        complain(writer.m_name + ": " + plural(writer.m_failures, "operation") + " failed");
+        isGood = false;
+    }
+    if (const std::size_t failures = m_environment->outputFailures(); failures != 0) {
+        complain(plural(failures, "output file") + " could not be written");
+        isGood = false;
+    }
+    return isGood;
+}
+
+bool Run::isLogComplete_i() const {
+    if (m_logDescriptor < 0 || m_log->error() == 0) return true;
+    complain("cannot write the log " + m_options.m_log + ": " + std::strerror(m_log->error()));
+    return false;
+}
+
+bool Run::closeStatuses_i() {
+    if (m_statuses == nullptr) return true;
+    errno = 0;
+    bool isComplete = std::ferror(m_statuses) == 0;
+    if (std::fclose(m_statuses) != 0) isComplete = false;
+    m_statuses = nullptr;
+    if (isComplete) return true;
+    complain("cannot write the statuses file " + m_options.m_statuses + ": " +
+             std::strerror(errno != 0 ? errno : EIO));
+    return false;
+}
+
+}  // namespace host::cli

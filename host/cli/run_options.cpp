@@ -1,0 +1,42 @@
+#include "host/cli/run_options.h"
+
+#include <CLI/CLI.hpp>
+
+namespace host::cli {
+
+void addRunOptions(CLI::App& command, RunOptions& options) {
+    command
+        .add_option("-w,--writers", options.m_writers, "Option names with commas between, or all, or none")
+        ->type_name("LIST")
+        ->capture_default_str();
+    command.add_option("-o,--output", options.m_output, "Path of the results without extension")
+        ->type_name("NAME")
+        ->capture_default_str();
+    command.add_flag("--continuous", options.m_isContinuous, "Deliver results while the run goes on");
+    command.add_option("--plugins", options.m_plugins, "The plug-in library, if not the one of this program")
+        ->type_name("FILE");
+    command
+        .add_option("--order", options.m_order, "Output configuration of the summary report, a JSON object")
+        ->type_name("FILE");
+    command
+        .add_option("--log-level", options.m_logLevel,
+                    "Log lines shown: 0 fatal, 1 error, 2 warning, 3 debug, 4 info")
+        ->type_name("N")
+        ->check(CLI::Range(0, 4))
+        ->capture_default_str();
+    command
+        .add_option(
+            "--log-tag", options.m_logTags,
+            "Show all lines of a tag: text-writer-plugin, binarywriter, jsonwriter, continuous_writer")
+        ->type_name("TAG")
+        ->expected(1)
+        ->take_all();
+    command.add_option("--log", options.m_log, "Write the log here instead of to standard error")
+        ->type_name("FILE");
+    command
+        .add_option("--statuses", options.m_statuses,
+                    "Write a line LINE,WRITER,OPERATION,STATUS here for every failure")
+        ->type_name("FILE");
+}
+
+}  // namespace host::cli

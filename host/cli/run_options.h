@@ -1,0 +1,14 @@
+#pragma once
+
+#include "host/cli/run.h"
+
+namespace CLI {
+class App;
+}
+
+namespace host::cli {
+
+// Adds the options that replay and record have in common. `options` must outlive the parsing.
+void addRunOptions(CLI::App& command, RunOptions& options);
+
+}  // namespace host::cli

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+#include "pwr/logger.h"
+
+namespace host::model {
+
+class Environment;
+
+// The handle of an output file: flush writes the byte buffer to it. The first flush makes the file, which
+// appears complete under its name: it is written beside it and renamed. Later flushes append.
+// The handle for the empty name stands for the run and has no file.
+class OutputHandle : public pwr::Logger {
+public:
+    // A failure to write is told to `environment`, which must outlive this object.
+    OutputHandle(const std::string& name, Environment& environment);
+    ~OutputHandle() override;
+
+    void flush() override;
+
+private:
+    int create_i();
+    int createBeside_i();
+    int append_i();
+    int writeThrough_i();
+
+    const std::string m_name;
+    Environment& m_environment;
+    bool m_exists = false;  // made by this run
+};
+
+}  // namespace host::model

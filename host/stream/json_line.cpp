@@ -1,0 +1,132 @@
+#include "host/stream/json_line.h"
+
+#include <cctype>
+#include <cstring>
+
+// The parser is compiled in a namespace of its own, so that its settings are no one else's.
+#define RAPIDJSON_NAMESPACE host::stream::rapidjson
+#define RAPIDJSON_NAMESPACE_BEGIN namespace host::stream::rapidjson {
+#define RAPIDJSON_NAMESPACE_END }
+#define RAPIDJSON_NO_SIZETYPEDEFINE
+#if defined(__SSE2__)
+#define RAPIDJSON_SSE2
+#endif
+namespace host::stream::rapidjson {
+using SizeType = std::size_t;
+}
+#include <rapidjson/error/en.h>
+#include <rapidjson/reader.h>
+
+#include "host/stream/utf8.h"
+
+namespace host::stream {
+
+namespace {
+
+// Deeper than any line that means something, and shallow enough for the parser's recursion.
+constexpr std::size_t MAX_DEPTH = 16;
+constexpr unsigned PARSE_FLAGS = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
+
+// Takes the parser's events down as tokens.
+class TokenWriter : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TokenWriter> {
+public:
+    explicit TokenWriter(std::vector<Token>& tokens) : m_tokens(tokens) {}
+
+    bool isTooDeep() const { return m_isTooDeep; }
+
+    bool Null() { return add_i(Token::Null, nullptr, 0); }
+    bool Bool(bool value) { return add_i(value ? Token::True : Token::False, nullptr, 0); }
+    bool RawNumber(const char* text, std::size_t size, bool) { return add_i(Token::Number, text, size); }
+    bool String(const char* text, std::size_t size, bool) { return add_i(Token::Text, text, size); }
+    bool Key(const char* text, std::size_t size, bool) { return add_i(Token::Text, text, size); }
+    bool StartObject() { return open_i(Token::Object); }
+    bool EndObject(std::size_t) { return close_i(); }
+    bool StartArray() { return open_i(Token::List); }
+    bool EndArray(std::size_t) { return close_i(); }
+
+private:
+    bool add_i(Token::Type type, const char* text, std::size_t size) {
+        Token& token = m_tokens.emplace_back();
+        token.m_text = text;
+        token.m_size = size & ((std::uint64_t{1} << 56) - 1);
+        token.m_type = type;
+        return true;
+    }
+
+    bool open_i(Token::Type type) {
+        if (m_depth == MAX_DEPTH) {
+            m_isTooDeep = true;
+            return false;
+        }
+        m_open[m_depth++] = m_tokens.size();
+        return add_i(type, nullptr, 0);
+    }
+
+    bool close_i() {
+        const std::size_t opened = m_open[--m_depth];
+        m_tokens[opened].m_size = (m_tokens.size() - opened) & ((std::uint64_t{1} << 56) - 1);
+        return true;
+    }
+
+    std::vector<Token>& m_tokens;
+    std::size_t m_open[MAX_DEPTH];
+    std::size_t m_depth = 0;
+    bool m_isTooDeep = false;
+};
+
+std::string problemText(const rapidjson::ParseResult& result) {
+    std::string text = rapidjson::GetParseError_En(result.Code());
+    text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+    if (text.back() == '.') text.pop_back();
+    return "bad JSON at byte " + std::to_string(result.Offset() + 1) + ": " + text;
+}
+
+}  // namespace
+
+std::string describe(const Token& token) {
+    constexpr std::size_t LONGEST_NUMBER = 40;
+    switch (token.type()) {
+        case Token::Null:
+            return "null";
+        case Token::False:
+            return "false";
+        case Token::True:
+            return "true";
+        case Token::Number:
+            if (token.m_size > LONGEST_NUMBER)
+                return std::string(token.text().substr(0, LONGEST_NUMBER)) + "...";
+            return std::string(token.text());
+        case Token::Text:
+            return "a text";
+        case Token::Object:
+            return "an object";
+        default:
+            return "a list";
+    }
+}
+
+const Token* JsonLine::parse(char* text, std::size_t size, Fault& fault) {
+    switch (checkUtf8(text, size)) {
+        case Utf8Check::Good:
+            break;
+        case Utf8Check::ZeroByte:
+            fault.set("a zero byte; in a text it is written \\u0000");
+            return nullptr;
+        case Utf8Check::Bad:
+            fault.set("not valid UTF-8");
+            return nullptr;
+    }
+    m_tokens.clear();
+    text[size] = '\0';
+    rapidjson::InsituStringStream stream(text);
+    TokenWriter writer(m_tokens);
+    rapidjson::Reader reader;
+    const rapidjson::ParseResult result = reader.Parse<PARSE_FLAGS>(stream, writer);
+    if (result.IsError()) {
+        fault.set(writer.isTooDeep() ? "nested too deeply" : problemText(result));
+        return nullptr;
+    }
+    return m_tokens.data();
+}
+
+}  // namespace host::stream

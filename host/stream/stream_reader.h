@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/stream/definition_reader.h"
+#include "host/stream/fault.h"
+#include "host/stream/json_line.h"
+#include "host/stream/message_reader.h"
+
+namespace host::stream {
+
+// Reads a message stream line by line: definitions go to the process's registry, messages to the delivery.
+// One reader reads one stream; it must go before the registry is reset.
+class StreamReader {
+public:
+    // `delivery` must outlive this object.
+    explicit StreamReader(Delivery& delivery);
+
+    // Reads a line, given without its newline. Returns true if it was good, also if it says nothing (blank or
+    // a comment); otherwise nothing of it was delivered or defined, and error says what is wrong.
+    // `number` counts from 1.
+    bool line(std::string_view text, std::uint64_t number);
+
+    // The same for a text in a buffer of the caller's that has JsonLine::PADDING writable bytes more and that
+    // may be changed.
+    bool lineInPlace(char* text, std::size_t size, std::uint64_t number);
+
+    const std::string& error() const { return m_fault.text(); }
+
+private:
+    void read_i(const Token& root);
+
+    Fault m_fault;
+    JsonLine m_json;
+    Delivery& m_delivery;
+    DefinitionReader m_definitions;
+    MessageReader m_messages;
+    std::vector<char> m_copy;
+};
+
+}  // namespace host::stream

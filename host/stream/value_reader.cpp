@@ -1,0 +1,87 @@
+#include "host/stream/value_reader.h"
+
+#include <string_view>
+
+#include "host/stream/token_reader.h"
+
+namespace host::stream {
+
+namespace {
+
+void readInt(const Token& token, Fault& fault, model::Value& out) {
+    if (token.m_type != Token::List) {
+        out.setInt(readInteger<long>(token, fault));
+        return;
+    }
+    const Token* ends[2];
+    if (!splitList(token, 2, ends, fault)) return;
+    const long low = readInteger<long>(*ends[0], fault);
+    out.setIntRange(low, readInteger<long>(*ends[1], fault));
+}
+
+void readUInt(const Token& token, Fault& fault, model::Value& out) {
+    if (token.m_type != Token::List) {
+        out.setUInt(readInteger<unsigned long>(token, fault));
+        return;
+    }
+    const Token* ends[2];
+    if (!splitList(token, 2, ends, fault)) return;
+    const unsigned long low = readInteger<unsigned long>(*ends[0], fault);
+    out.setUIntRange(low, readInteger<unsigned long>(*ends[1], fault));
+}
+
+void readRealValue(const Token& token, Fault& fault, model::Value& out) {
+    if (token.m_type != Token::List) {
+        out.setReal(readReal(token, fault));
+        return;
+    }
+    const Token* ends[2];
+    if (!splitList(token, 2, ends, fault)) return;
+    const double low = readReal(*ends[0], fault);
+    out.setRealRange(low, readReal(*ends[1], fault));
+}
+
+void readKind(char kind, const Token& token, const References& references, model::Value& out) {
+    Fault& fault = references.fault();
+    switch (kind) {
+        case 'i':
+            return readInt(token, fault, out);
+        case 'u':
+            return readUInt(token, fault, out);
+        case 'r':
+            return readRealValue(token, fault, out);
+        case 'h':
+            return out.setHandle(references.handleOrNull(token));
+        case 's':
+            return out.setString(readText(token, fault));
+        default:
+            fault.set("unknown kind of value " + quoted(std::string_view(&kind, 1)));
+    }
+}
+
+}  // namespace
+
+void readValue(const Token& token, const References& references, model::Value& out) {
+    if (token.m_type == Token::Null) {
+        out.setNone();
+        return;
+    }
+    Fault& fault = references.fault();
+    if (token.m_type != Token::Object) {
+        setExpected("a value, such as {\"i\": 1}", token, fault);
+        return;
+    }
+    const Token* const key = token.begin();
+    if (key == token.end() || (key + 1)->next() != token.end()) {
+        fault.set("a value has exactly one key");
+        return;
+    }
+    if (key->m_size != 1) {
+        fault.set("unknown kind of value " + quoted(key->text()));
+        return;
+    }
+    readKind(key->m_text[0], *(key + 1), references, out);
+    if (fault.isSet()) fault.in(key->text());
+}
+
+}  // namespace host::stream
