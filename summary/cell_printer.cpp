@@ -1,5 +1,9 @@
 #include "summary/cell_printer.h"
 
+#include <cstring>
+
+#include "plugins/packing.h"
+
 namespace {
 
 constexpr std::size_t BLOCK_SIZE = 64 * 1024;
@@ -12,36 +16,43 @@ std::string_view untilZeroByte(std::string_view text) {
 
 CellPrinter::CellPrinter(std::FILE* output, bool console, const std::vector<std::int32_t>& widths,
                          const std::string& delimiter)
-    : m_output(output), m_console(console), m_widths(widths), m_delimiter(delimiter) {
-    m_block.reserve(BLOCK_SIZE);
-}
+    : m_output(output),
+      m_console(console),
+      m_widths(widths),
+      m_delimiter(delimiter),
+      m_size(BLOCK_SIZE),
+      m_block(std::make_unique_for_overwrite<char[]>(BLOCK_SIZE)) {}
 
 void CellPrinter::printLine(std::string_view text) {
-    m_block.append(untilZeroByte(text)).push_back('\n');
-    if (m_block.size() >= BLOCK_SIZE) drain_i();
+    const std::string_view shown = untilZeroByte(text);
+    char* const end = packing::putBytes(room_i(shown.size() + 1), shown.data(), shown.size());
+    *end = '\n';
+    m_used += shown.size() + 1;
 }
 
 void CellPrinter::printCell(std::string_view text) {
     const std::string_view shown = untilZeroByte(text);
-    m_block.append(shown);
-    if (shown.size() == text.size() && m_column < m_widths.size()) {
-        const auto width = static_cast<std::size_t>(m_widths[m_column]);
-        if (text.size() < width) m_block.append(width - text.size(), ' ');
-    }
+    const std::size_t width = m_column < m_widths.size() ? static_cast<std::size_t>(m_widths[m_column]) : 0;
+    const bool isPadded = shown.size() == text.size() && shown.size() < width;
+    const std::size_t padded = isPadded ? width : shown.size();
+    char* const start = room_i(padded + m_delimiter.size() + 1);
+    char* out = packing::putBytes(start, shown.data(), shown.size());
+    std::memset(out, ' ', padded - shown.size());
+    out = start + padded;
     if (m_column + 1 < m_widths.size()) {
-        m_block.append(m_delimiter);
+        out = packing::putBytes(out, m_delimiter.data(), m_delimiter.size());
         ++m_column;
     } else {
-        m_block.push_back('\n');
+        *out++ = '\n';
         m_column = 0;
     }
-    if (m_block.size() >= BLOCK_SIZE) drain_i();
+    m_used += static_cast<std::size_t>(out - start);
 }
 
 void CellPrinter::endRow() {
     if (m_column == 0) return;
-    m_block.push_back('\n');
     m_column = 0;
+    printLine("");
 }
 
 bool CellPrinter::finish() {
@@ -49,8 +60,18 @@ bool CellPrinter::finish() {
     return m_complete;
 }
 
+// Returns where the next `size` bytes go.
+char* CellPrinter::room_i(std::size_t size) {
+    if (m_size - m_used < size) drain_i();
+    if (m_size < size) {
+        m_block = std::make_unique_for_overwrite<char[]>(size);
+        m_size = size;
+    }
+    return m_block.get() + m_used;
+}
+
 void CellPrinter::drain_i() {
-    if (m_console) std::fwrite(m_block.data(), 1, m_block.size(), stdout);
-    if (m_complete) m_complete = std::fwrite(m_block.data(), 1, m_block.size(), m_output) == m_block.size();
-    m_block.clear();
+    if (m_console) std::fwrite(m_block.get(), 1, m_used, stdout);
+    if (m_complete) m_complete = std::fwrite(m_block.get(), 1, m_used, m_output) == m_used;
+    m_used = 0;
 }

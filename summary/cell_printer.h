@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,6 +34,7 @@ public:
     bool finish();
 
 private:
+    char* room_i(std::size_t size);
     void drain_i();
 
     std::FILE* m_output;
@@ -40,6 +42,8 @@ private:
     const std::vector<std::int32_t>& m_widths;
     const std::string& m_delimiter;
     std::size_t m_column = 0;
-    std::string m_block;
+    std::size_t m_size;  // of m_block, in bytes
+    std::unique_ptr<char[]> m_block;
+    std::size_t m_used = 0;
     bool m_complete = true;
 };

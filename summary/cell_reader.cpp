@@ -1,6 +1,7 @@
 #include "summary/cell_reader.h"
 
 #include <cerrno>
+#include <cstring>
 #include <string_view>
 
 #include "plugins/log.h"
@@ -20,17 +21,28 @@ CellReader::CellReader() : m_size(FIRST_SIZE), m_buffer(static_cast<char*>(std::
 }
 
 CellReader::Result CellReader::replay(std::FILE* file, const std::string& path, CellPrinter& printer) {
+    m_carried = 0;
     for (;;) {
         errno = 0;
-        const std::size_t count = std::fread(m_buffer.get(), 1, m_size, file);
-        if (count < m_size && std::ferror(file) != 0) {
+        const std::size_t wanted = m_size - m_carried;
+        const std::size_t got = std::fread(m_buffer.get() + m_carried, 1, wanted, file);
+        if (got < wanted && std::ferror(file) != 0) {
             LOG_WARNING_TAG(TEXT_WRITER_TAG, "Error reading file %s: %d\n", path.c_str(), errno);
             return Result::Incomplete;
         }
-        if (count == 0) return Result::Complete;
+        const std::size_t count = m_carried + got;
         const std::size_t position = printWholeCells_i(count, printer);
-        if (position == count) continue;
-        const Result result = stepBack_i(file, path, position, count);
+        m_carried = 0;
+        const bool isAtEnd = got < wanted;
+        if (position == count) {
+            if (isAtEnd) return Result::Complete;
+            continue;
+        }
+        if (isAtEnd) {
+            LOG_WARNING_TAG(TEXT_WRITER_TAG, "Incomplete cell at the end of temp file: %s\n", path.c_str());
+            return Result::Incomplete;
+        }
+        const Result result = stepBack_i(file, position, count);
         if (result != Result::Complete) return result;
     }
 }
@@ -48,40 +60,37 @@ std::size_t CellReader::printWholeCells_i(std::size_t count, CellPrinter& printe
     return position;
 }
 
-// Goes back to the start of the cell at `position`, of which the `count` bytes in the buffer hold a part,
-// and makes the buffer bigger if the cell is longer.
-CellReader::Result CellReader::stepBack_i(std::FILE* file, const std::string& path, std::size_t position,
-                                          std::size_t count) {
-    if (count < m_size) {
-        // The file ends here, so reading again would not help.
-        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Incomplete cell at the end of temp file: %s\n", path.c_str());
-        return Result::Incomplete;
-    }
+// Goes back to the start of the cell at `position`, of which the `count` bytes in the buffer hold a part.
+CellReader::Result CellReader::stepBack_i(std::FILE* file, std::size_t position, std::size_t count) {
     const long offset = static_cast<long>(position) - static_cast<long>(count);
-    const bool hasLength = count - position >= LENGTH_SIZE;
-    if (hasLength)
-        LOG_INFO("Rewinding file 2 a by %d (%d %d)\n", static_cast<int>(offset), static_cast<int>(position),
-                 static_cast<int>(count));
-    else
+    const std::size_t held = count - position;
+    if (held < LENGTH_SIZE) {
         LOG_INFO("Rewinding file a by %d (%d %d)\n", static_cast<int>(offset), static_cast<int>(position),
                  static_cast<int>(count));
+    } else {
+        LOG_INFO("Rewinding file 2 a by %d (%d %d)\n", static_cast<int>(offset), static_cast<int>(position),
+                 static_cast<int>(count));
+        const std::size_t length = packing::get<std::uint32_t>(m_buffer.get() + position);
+        if (LENGTH_SIZE + length > m_size) return readAgain_i(file, offset);
+    }
+    std::memmove(m_buffer.get(), m_buffer.get() + position, held);
+    m_carried = held;
+    return Result::Complete;
+}
+
+// Goes back in the file by `offset` and doubles the buffer.
+CellReader::Result CellReader::readAgain_i(std::FILE* file, long offset) {
     if (std::fseek(file, offset, SEEK_CUR) != 0) {
         LOG_WARNING("fseek failed\n");
         return Result::Incomplete;
     }
-    if (!hasLength) return Result::Complete;
-    const std::size_t length = packing::get<std::uint32_t>(m_buffer.get() + position);
-    return LENGTH_SIZE + length <= m_size || grow_i() ? Result::Complete : Result::OutOfMemory;
-}
-
-bool CellReader::grow_i() {
     char* const bigger = static_cast<char*>(std::realloc(m_buffer.get(), 2 * m_size));
     if (bigger == nullptr) {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to re-allocate buffer of size %zu\n", 2 * m_size);
-        return false;
+        return Result::OutOfMemory;
     }
     static_cast<void>(m_buffer.release());
     m_buffer.reset(bigger);
     m_size *= 2;
-    return true;
+    return Result::Complete;
 }

@@ -9,8 +9,9 @@
 
 class CellPrinter;
 
-// Reads temporary column files and prints their cells. One buffer serves all files; it doubles whenever a
-// cell does not fit, and the cell is read again.
+// Reads temporary column files and prints their cells. One buffer serves all files. What it holds of a cell
+// that goes on behind its end is carried to its front; when a cell does not fit at all, the buffer doubles
+// and the cell is read again.
 class CellReader {
 public:
     enum class Result {
@@ -34,9 +35,10 @@ private:
     };
 
     std::size_t printWholeCells_i(std::size_t count, CellPrinter& printer) const;
-    Result stepBack_i(std::FILE* file, const std::string& path, std::size_t position, std::size_t count);
-    bool grow_i();
+    Result stepBack_i(std::FILE* file, std::size_t position, std::size_t count);
+    Result readAgain_i(std::FILE* file, long offset);
 
     std::size_t m_size;
+    std::size_t m_carried = 0;  // bytes at the buffer's front that are not to be read again
     std::unique_ptr<char, Free> m_buffer;
 };
