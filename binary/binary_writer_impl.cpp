@@ -126,8 +126,10 @@ std::int32_t BinaryWriter::Impl::writeMessage(const pwr::Metric& metric) {
         return 1;
     }
     const pwr::Metric::Sample& sample = metric.getData();
-    const Message message{metric, sample.timestamp, isDurationless(metric),
-                          isLogged(LogLevel::Info, BINARY_WRITER_TAG)};
+    const Message message{metric, isDurationless(metric), isLogged(LogLevel::Info, BINARY_WRITER_TAG)};
+    setPayloadLength(m_dataRecord, bin::DATA_LENGTH);
+    putField(m_dataRecord, bin::DATA_TIMESTAMP, sample.timestamp);
+    putField(m_dataRecord, bin::DATA_METRIC_ID, metric.m_id);
     for (const pwr::DataElement* element : sample.elements)
         if (!writeElement_i(message, *element)) return 1;
     LOG_INFO_TAG(BINARY_WRITER_TAG, "wrote Metric message\n");
@@ -145,15 +147,14 @@ bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataE
     if (message.isLogged) logElement_i(message, element, value);
     describeOnce_i(message.metric);
 
-    putField(m_dataRecord, bin::DATA_TIMESTAMP, message.timestamp);
-    putField(m_dataRecord, bin::DATA_DURATION, static_cast<float>(duration));
-    putField(m_dataRecord, bin::DATA_METRIC_ID, message.metric.m_id);
-    putField(m_dataRecord, bin::DATA_NAME, getSampleNameIdx_i(message, element));
-    putField(m_dataRecord, bin::DATA_DESCRIPTOR, descriptor);
-    setPayloadLength(m_dataRecord, bin::DATA_LENGTH);
-    constexpr std::size_t FIXED_LENGTH = bin::HEAD_LENGTH + bin::DATA_VALUE;
-    char* const place = m_dataBuffer.extend(bin::HEAD_LENGTH + bin::DATA_LENGTH);
-    packing::put(packing::putBytes(place, m_dataRecord.data(), FIXED_LENGTH), static_cast<float>(value));
+    const Index name = getSampleNameIdx_i(message, element);
+    char* const record = m_dataBuffer.extend(bin::HEAD_LENGTH + bin::DATA_LENGTH);
+    packing::putBytes(record, m_dataRecord.data(), bin::HEAD_LENGTH + bin::DATA_VALUE);
+    char* const payload = record + bin::HEAD_LENGTH;
+    packing::put(payload + bin::DATA_DURATION, static_cast<float>(duration));
+    packing::put(payload + bin::DATA_NAME, name);
+    packing::put(payload + bin::DATA_DESCRIPTOR, descriptor);
+    packing::put(payload + bin::DATA_VALUE, static_cast<float>(value));
     return true;
 }
 

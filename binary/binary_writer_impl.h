@@ -53,7 +53,6 @@ private:
     // What the elements of one message have in common.
     struct Message {
         const pwr::Metric& metric;
-        std::uint64_t timestamp;
         bool durationless;  // the elements have no duration of their own
         bool isLogged;      // lines about elements show
     };
@@ -98,7 +97,7 @@ private:
     Index m_descriptorCounter = 0;  // the last index given out
     std::map<const pwr::DataDescriptor*, Index> m_descriptorIndices;
     // A record of each kind: its head, and what the last one of the kind left in its fixed part. The data
-    // record lacks the value.
+    // record lacks the value, and holds what the elements of a message share.
     std::vector<char> m_stringRecord;
     std::vector<char> m_dataRecord;
     std::vector<char> m_metricRecord;
