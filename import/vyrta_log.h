@@ -1,0 +1,9 @@
+// The log lines of the import-format writer: those of plugins/log.h with the writer's name in front.
+#pragma once
+
+#include "plugins/log.h"
+
+#define VYRTA_FATAL(...) LOG_FATAL("VyrtaWriterPlugin:    " __VA_ARGS__)
+#define VYRTA_WARNING(...) LOG_WARNING("VyrtaWriterPlugin:    " __VA_ARGS__)
+#define VYRTA_DEBUG(...) LOG_DEBUG("VyrtaWriterPlugin:    " __VA_ARGS__)
+#define VYRTA_INFO(...) LOG_INFO("VyrtaWriterPlugin:    " __VA_ARGS__)
