@@ -1,0 +1,54 @@
+#include "import/vyrta_backing_store_manager.h"
+
+#include <cstdlib>
+
+#include "import/vyrta_collection_info.h"
+#include "import/vyrta_log.h"
+
+VyrtaBackingStoreManager::VyrtaBackingStoreManager(const std::string& name)
+    : m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
+      m_name(name),
+      m_valid(true) {}
+
+VyrtaBackingStoreManager::~VyrtaBackingStoreManager() {
+    VYRTA_INFO("Removing tmp backing store file: %s\n", m_store->getPath().c_str());
+}
+
+int VyrtaBackingStoreManager::pushBuffer_i(const char* buffer, unsigned int size) {
+    if (!m_valid) return 0;
+    if (m_store->write(buffer, size) == static_cast<long>(size)) return 0;
+    VYRTA_WARNING("Failed to write to tmp file %s\n", m_store->getPath().c_str());
+    return 1;
+}
+
+int VyrtaBackingStoreManager::flush(std::FILE* file) {
+    if (file == nullptr) return 1;
+    const std::string& path = m_store->getPath();
+    VYRTA_INFO("Processing tmp file: %s\n", path.c_str());
+    if (!m_valid) {
+        LOG_NOTE(
+            "Note: The .pwr file will not contain data associated with '%s'. This metric is not supported "
+            "for "
+            "visualization in Vyrta(TM).\n",
+            m_name.c_str());
+        return 1;
+    }
+
+    const unsigned long size = m_store->size();
+    if (size == 0) return 0;
+    const std::unique_ptr<char, FreeDeleter> block(static_cast<char*>(std::malloc(size)));
+    if (block == nullptr) {
+        VYRTA_WARNING("Failed to allocate buffer of size %ld\n", static_cast<long>(size));
+        return 1;
+    }
+    m_store->resetForRead();
+    if (m_store->read(block.get(), size) != static_cast<long>(size)) {
+        VYRTA_WARNING("Failed to read from backing store '%s'. \n", path.c_str());
+        return 1;
+    }
+    if (std::fwrite(block.get(), 1, size, file) != size) {
+        VYRTA_WARNING("Failed to write backing store '%s' buffer to main output file. \n", path.c_str());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,80 @@
+#include "import/vyrta_writer_impl.h"
+
+#include <exception>
+#include <utility>
+
+#include "import/once_tags.h"
+#include "import/vyrta_log.h"
+#include "plugins/output_file.h"
+#include "pwr/utilities.h"
+
+bool VyrtaWriterImpl::m_hasData = false;
+
+VyrtaWriterImpl::VyrtaWriterImpl(const std::string& extension)
+    : m_extension(extension), m_file(nullptr), m_valid(true) {}
+
+VyrtaWriterImpl::~VyrtaWriterImpl() {
+    if (m_file != nullptr) std::fclose(m_file);
+}
+
+VyrtaBackingStoreManager* VyrtaWriterImpl::findBackingStore(unsigned long key) const {
+    const auto found = m_stores.find(key);
+    return found != m_stores.end() ? found->second.get() : nullptr;
+}
+
+VyrtaBackingStoreManager* VyrtaWriterImpl::getBackingStore(const std::string& name, unsigned long key) {
+    if (VyrtaBackingStoreManager* const manager = findBackingStore(key)) return manager;
+    try {
+        auto manager = std::make_unique<VyrtaBackingStoreManager>(name);
+        return m_stores.emplace(key, std::move(manager)).first->second.get();
+    } catch (const char*) {
+        // The store has reported why its temporary file could not be made.
+        return nullptr;
+    } catch (const std::exception&) {
+        return nullptr;
+    }
+}
+
+int VyrtaWriterImpl::fini() {
+    bool complete = true;
+    if (flushStores_i(complete) != 0) return 1;
+    if (!m_valid || !m_hasData || m_file == nullptr) return discardFile_i();
+    const bool finished = finishFile(FilePtr(std::exchange(m_file, nullptr)), m_fileName);
+    if (finished && !complete)
+        LOG_ERROR("Could not complete %s: a block could not be copied\n", m_fileName.c_str());
+    return 0;
+}
+
+int VyrtaWriterImpl::flushStores_i(bool& complete) {
+    while (!m_stores.empty()) {
+        const auto first = m_stores.begin();
+        VyrtaBackingStoreManager& manager = *first->second;
+        if (m_valid) {
+            bool opened = true;
+            pwr::executeOnce<ONCE_OPEN_RESULT>(
+                [&] { opened = pwr::openFileHandle(&m_file, m_fileName.c_str(), "wb"); });
+            if (!opened) {
+                m_file = nullptr;
+                VYRTA_WARNING("Could not create %s\n", m_fileName.c_str());
+                return 1;
+            }
+            if (manager.flush(m_file) != 0 && manager.m_valid) complete = false;
+        }
+        m_stores.erase(first);
+    }
+    return 0;
+}
+
+int VyrtaWriterImpl::discardFile_i() {
+    if (std::FILE* const file = std::exchange(m_file, nullptr)) {
+        // Closing can fail on a full disk; the file is of no use either way.
+        std::fclose(file);
+        if (std::remove(m_fileName.c_str()) != 0) {
+            LOG_ERROR("Failed to remove the .pwr result file \"%s\", the file is unusable.\n",
+                      m_fileName.c_str());
+            return 0;
+        }
+    }
+    LOG_NOTE("Note: A .pwr result file was not created. No supported metric was found.\n");
+    return 0;
+}
