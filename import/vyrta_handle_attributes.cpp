@@ -1,0 +1,226 @@
+// The attributes of entities, descriptors and elements: what refers to processes, threads and name-value
+// pairs, and data.
+#include "import/vyrta_log.h"
+#include "import/vyrtawriter_plugin.h"
+
+using namespace vyrta;
+
+// Finds the attribute of an id. Returns 1 if no handle has it; a handle that is no attribute gives null.
+int VyrtaWriter::findAttribute_i(unsigned long id, const pwr::Attribute*& attribute) {
+    const pwr::Attribute*& known = m_attributeCache[id];
+    if (known == nullptr) {
+        const pwr::DataHandle* handle = nullptr;
+        if (pwr::DataHandle::get(id, handle) != 0) return 1;
+        known = dynamic_cast<const pwr::Attribute*>(handle);
+    }
+    attribute = known;
+    return 0;
+}
+
+int VyrtaWriter::processInfoAttributes(const pwr::AttributeValueManager* manager, ZT2AttributeList* list) {
+    if (manager == nullptr || list == nullptr) {
+        VYRTA_WARNING("Can't process attributes.\n");
+        return 1;
+    }
+    for (const auto& [attribute, value] : *manager) {
+        if (attribute == nullptr) return 0;
+        if (attribute == m_inventedAttribute) continue;
+        if (processInfoAttributesHelper(attribute, &value, list) != 0) {
+            VYRTA_WARNING("Failed to process info attribute\n");
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int VyrtaWriter::processInfoAttributes(const pwr::DynamicAttributeValueManager* manager,
+                                       ZT2AttributeList* list) {
+    if (list == nullptr) {
+        VYRTA_WARNING("Can't process attributes.\n");
+        return 1;
+    }
+    if (manager == nullptr) return 0;
+    for (const auto& [id, value] : *manager) {
+        const pwr::Attribute* attribute = nullptr;
+        if (findAttribute_i(id, attribute) != 0 ||
+            processInfoAttributesHelper(attribute, &value, list) != 0) {
+            VYRTA_WARNING("Failed to process info attribute\n");
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int VyrtaWriter::processInfoAttributesHelper(const pwr::Attribute* attribute, const pwr::Data* data,
+                                             ZT2AttributeList* list) {
+    if (attribute == nullptr || data == nullptr || list == nullptr) {
+        VYRTA_WARNING("Can't process attribute.\n");
+        return 1;
+    }
+    const pwr::DataHandle* handle = nullptr;
+    const bool isHandle = data->toHandle(handle) == 0;
+    switch (attribute->m_attributeType) {
+        case pwr::ATTRIBUTE_PROCESS:
+            if (isHandle) return addProcess_i(handle, list);
+            VYRTA_WARNING("Failed to get data handle for process attribute.\n");
+            return 1;
+        case pwr::ATTRIBUTE_THREAD:
+            if (isHandle) return addThread_i(handle, list);
+            VYRTA_WARNING("Failed to get data handle for thread attribute.\n");
+            return 1;
+        case pwr::ATTRIBUTE_NAME_VALUE:
+            if (isHandle) return addNameValue_i(attribute, handle, list);
+            VYRTA_WARNING("Failed to get data handle for info attribute.\n");
+            return 1;
+        default:
+            return 0;
+    }
+}
+
+int VyrtaWriter::addProcess_i(const pwr::DataHandle* handle, ZT2AttributeList* list) {
+    const pwr::Process*& known = m_processCache[handle];
+    if (known == nullptr || m_isVerbose) {
+        const auto* const process = dynamic_cast<const pwr::Process*>(handle);
+        if (process == nullptr) {
+            VYRTA_WARNING("Failed to handle process information\n");
+            return 1;
+        }
+        if (handleProcessInfo(process, true) != 0) {
+            VYRTA_WARNING("Failed to handle process information. \n");
+            return 1;
+        }
+        known = process;
+    }
+    const auto pid = static_cast<std::uint32_t>(known->getPid());
+    if (add_i(ATTRIBUTE_KIND_PROCESS, pid, list) != 0) {
+        VYRTA_WARNING("Unable to add thread attribute to the record.\n");
+        return 1;
+    }
+    return 0;
+}
+
+int VyrtaWriter::addThread_i(const pwr::DataHandle* handle, ZT2AttributeList* list) {
+    const pwr::Thread*& known = m_threadCache[handle];
+    if (known == nullptr || m_isVerbose) {
+        const auto* const thread = dynamic_cast<const pwr::Thread*>(handle);
+        if (thread == nullptr) {
+            VYRTA_WARNING("Failed to get thread attribute information\n");
+            return 1;
+        }
+        if (handleThreadInfo(thread, true) != 0) {
+            VYRTA_WARNING("Failed to handle thread information. \n");
+            return 1;
+        }
+        known = thread;
+    }
+    const auto tid = static_cast<std::uint32_t>(known->getTid());
+    if (add_i(ATTRIBUTE_KIND_THREAD, tid, list) != 0) {
+        VYRTA_WARNING("Unable to add thread attribute to the record.\n");
+        return 1;
+    }
+    return 0;
+}
+
+int VyrtaWriter::addNameValue_i(const pwr::Attribute* attribute, const pwr::DataHandle* handle,
+                                ZT2AttributeList* list) {
+    const pwr::NameValuePair*& known = m_pairCache[handle];
+    if (known == nullptr || m_isVerbose) {
+        const auto* const pair = dynamic_cast<const pwr::NameValuePair*>(handle);
+        if (pair == nullptr) {
+            VYRTA_WARNING("Failed to get data for info attribute\n");
+            return 1;
+        }
+        if (defineNameValue_i(*attribute, *pair) != 0) return 1;
+        known = pair;
+    }
+    if (add_i(ATTRIBUTE_KIND_INFO, known->getId(), list) != 0) {
+        VYRTA_WARNING("Unable to add nameid value to the record.\n");
+        return 1;
+    }
+    return 0;
+}
+
+int VyrtaWriter::defineNameValue_i(const pwr::Attribute& attribute, const pwr::NameValuePair& pair) {
+    const std::string& name = pair.getInfoName();
+    VYRTA_DEBUG("Info attribute. Type: %s, name: %s, valueDesc: %s,value: %d, uniqueId: %lu.\n",
+                attribute.getName().c_str(), name.c_str(), pair.getValueDesc().c_str(),
+                static_cast<int>(pair.getValue()), pair.getId());
+    const long typeId = getInfoTypeMetadataId("nameid_attribute");
+    if (typeId == -1) {
+        VYRTA_WARNING("Invalid info type. Failed to process info attribute.\n");
+        return 1;
+    }
+    if (writeInfoMetadataHelper("nameid_attribute", static_cast<unsigned long>(typeId), name, name,
+                                pair.getValueDesc(), pair.getValue(), pair.getId(), -1) != 0) {
+        VYRTA_WARNING("Failed to write an info record for nameid attribute.\n");
+        return 1;
+    }
+    return 0;
+}
+
+int VyrtaWriter::processDataAttributes(const pwr::AttributeValueManager* manager, ZT2AttributeList* list,
+                                       bool allAsString) {
+    if (manager == nullptr || list == nullptr) {
+        VYRTA_WARNING("Can't process attributes.\n");
+        return 1;
+    }
+    bool asString = allAsString;
+    for (const auto& [attribute, value] : *manager) {
+        if (attribute == nullptr) return 0;
+        if (processDataAttributesHelper(attribute, &value, list, asString, nullptr) != 0) {
+            VYRTA_WARNING("Failed to process info attribute\n");
+            return 1;
+        }
+        asString = true;
+    }
+    return 0;
+}
+
+int VyrtaWriter::processDataAttributes(const pwr::DynamicAttributeValueManager* manager,
+                                       ZT2AttributeList* list, bool allAsString) {
+    if (list == nullptr) {
+        VYRTA_WARNING("Can't process attributes.\n");
+        return 1;
+    }
+    if (manager == nullptr) return 0;
+    bool asString = allAsString;
+    for (const auto& [id, value] : *manager) {
+        const pwr::Attribute* attribute = nullptr;
+        if (findAttribute_i(id, attribute) != 0 ||
+            processDataAttributesHelper(attribute, &value, list, asString, nullptr) != 0) {
+            VYRTA_WARNING("Failed to process info attribute\n");
+            return 1;
+        }
+        asString = true;
+    }
+    return 0;
+}
+
+int VyrtaWriter::processDataAttributesHelper(const pwr::Attribute* attribute, const pwr::Data* data,
+                                             ZT2AttributeList* list, bool asString, std::string* stringOut) {
+    if (attribute == nullptr || data == nullptr) {
+        VYRTA_WARNING("Can't process attribute.\n");
+        return 1;
+    }
+    if (attribute->m_attributeType != pwr::ATTRIBUTE_DATA) return 0;
+    if (processData(data, attribute->m_quantity, list, asString, stringOut) != 0) {
+        VYRTA_WARNING("Unable to add first attribute data to the record.\n");
+        return 1;
+    }
+    return 0;
+}
+
+int VyrtaWriter::getFirstDataAttributeAsString(const pwr::AttributeValueManager* manager, std::string* out) {
+    if (out == nullptr) {
+        VYRTA_WARNING("Failed to get string attribute\n");
+        return 1;
+    }
+    if (manager == nullptr || manager->begin() == manager->end()) return 0;
+    const auto& [attribute, value] = *manager->begin();
+    if (attribute == nullptr) return 0;
+    if (processDataAttributesHelper(attribute, &value, nullptr, true, out) != 0) {
+        VYRTA_WARNING("Failed to process info attribute\n");
+        return 1;
+    }
+    return 0;
+}

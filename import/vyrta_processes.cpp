@@ -1,0 +1,147 @@
+// Processes and threads: a start record at first sight, an end record at the end of the run.
+#include "import/vyrta_log.h"
+#include "import/vyrtawriter_plugin.h"
+#include "plugins/packing.h"
+
+using namespace vyrta;
+
+namespace {
+
+// What was seen in this process, with the last record written of each. The pointers are the host's.
+std::map<std::string, std::pair<const pwr::Process*, VyrtaProcess>> m_processes;
+std::map<std::string, std::pair<const pwr::Thread*, VyrtaThread>> m_threads;
+
+std::string keyOf(const pwr::Process& process) {
+    return "process_" + process.getPath() + "_" + std::to_string(process.getPid()) + "_" +
+           std::to_string(process.getStartTime());
+}
+
+std::string keyOf(const pwr::Thread& thread) {
+    return "thread_" + std::to_string(thread.getTid()) + "_" + std::to_string(thread.getPid()) + "_" +
+           std::to_string(thread.getStartTime());
+}
+
+// Cuts a path to what its field holds, without splitting a UTF-8 character.
+std::string shortened(const std::string& path) {
+    std::size_t length = MAXIMUM_PATH_SIZE - 1;
+    if (path.size() <= length) return path;
+    while (length > 0 && (static_cast<unsigned char>(path[length]) & 0xC0) == 0x80) --length;
+    return path.substr(0, length);
+}
+
+}  // namespace
+
+int VyrtaWriter::handleProcessInfo(const pwr::Process* process, bool firstSight) {
+    const std::string key = keyOf(*process);
+    const std::string& path = process->getPath();
+    const std::uint64_t start = process->getStartTime();
+    const std::uint64_t end = process->getEndTime();
+    VYRTA_DEBUG("Processing process info for '%s'. path: %s, pid: %d, parent pid: %d, start: %lu, end: %lu\n",
+                key.c_str(), path.c_str(), process->getPid(), process->getParentPid(), start, end);
+
+    VyrtaProcess record{static_cast<std::uint32_t>(process->getPid()), start, shortened(path)};
+    const auto known = m_processes.find(key);
+    if (known != m_processes.end()) {
+        VYRTA_DEBUG(
+            "Process %s already processed. May just need updating. Current start time: %lu. Current end "
+            "time: %lu. Saved time: %lu. \n",
+            key.c_str(), start, end, known->second.second.tsc);
+        if (firstSight) return 0;
+        record.tsc = end != 0 ? end : m_info->stopTsc;
+    }
+    VYRTA_DEBUG("Writing record for process: %s with TSC: %lu\n", key.c_str(), record.tsc);
+    if (writeProcessSample(record) != 0) {
+        VYRTA_WARNING("Unable to write process record.\n");
+        return 1;
+    }
+    VYRTA_DEBUG("Buffering process info for '%s'. path: %s, pid: %d, parent pid: %d, start: %lu, end: %lu\n",
+                key.c_str(), path.c_str(), process->getPid(), process->getParentPid(), start, end);
+    m_processes[key] = {process, std::move(record)};
+    return 0;
+}
+
+int VyrtaWriter::handleThreadInfo(const pwr::Thread* thread, bool firstSight) {
+    const std::string key = keyOf(*thread);
+    const std::uint64_t start = thread->getStartTime();
+    const std::uint64_t end = thread->getEndTime();
+    VYRTA_DEBUG("Processing thread info for '%s'. tid: %d, pid: %d, start: %lu, end: %lu\n", key.c_str(),
+                thread->getTid(), thread->getPid(), start, end);
+
+    VyrtaThread record{MARK_START, static_cast<std::uint32_t>(thread->getPid()),
+                       static_cast<std::uint32_t>(thread->getTid()), start};
+    const auto known = m_threads.find(key);
+    if (known != m_threads.end()) {
+        VYRTA_DEBUG(
+            "Thread %s already processed. May just need updating. Current start time: %lu. Current end time: "
+            "%lu. Saved time: %lu. \n",
+            key.c_str(), start, end, known->second.second.tsc);
+        if (firstSight) return 0;
+        record.mark = MARK_THREAD_END;
+        record.tsc = end != 0 ? end : threadEnd_i(thread);
+    }
+    VYRTA_DEBUG("Writing record for thread: %s with TSC: %lu\n", key.c_str(), record.tsc);
+    if (writeThreadSample(record) != 0) {
+        VYRTA_WARNING("Unable to write process record.\n");
+        return 1;
+    }
+    VYRTA_DEBUG("Buffering thread info for '%s'. tid: %d, pid: %d, start: %lu, end: %lu\n", key.c_str(),
+                thread->getTid(), thread->getPid(), start, end);
+    m_threads[key] = {thread, record};
+    return 0;
+}
+
+// The end of a thread whose end is unknown: that of the process instance which it ran in, whose end record
+// has been written by now, or else of the collection. A pid can have been used again, so the times decide.
+std::uint64_t VyrtaWriter::threadEnd_i(const pwr::Thread* thread) const {
+    const std::uint64_t start = thread->getStartTime();
+    for (const auto& [key, entry] : m_processes) {
+        const auto& [process, record] = entry;
+        if (process->getPid() == thread->getPid() && process->getStartTime() < start && record.tsc > start)
+            return record.tsc;
+    }
+    return m_info->stopTsc;
+}
+
+int VyrtaWriter::flushStoredStates() {
+    for (const auto& [key, entry] : m_processes) {
+        VYRTA_DEBUG("Re-handling process to update endtsc: %s\n", key.c_str());
+        if (handleProcessInfo(entry.first, false) != 0) {
+            VYRTA_WARNING("Unable to re-handle process.\n");
+            return 1;
+        }
+    }
+    for (const auto& [key, entry] : m_threads) {
+        VYRTA_DEBUG("Re-handling thread to update endtsc: %s\n", key.c_str());
+        if (handleThreadInfo(entry.first, false) != 0) {
+            VYRTA_WARNING("Unable to re-handle thread.\n");
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int VyrtaWriter::writeProcessSample(const VyrtaProcess& process) {
+    char record[PROCESS_LENGTH_AT + 2 + 2 + MAXIMUM_PATH_SIZE];
+    const std::size_t size = PROCESS_LENGTH_AT + 2 + 2 + process.path.size() + 1;
+    char* out = packing::put(record, HEAD_PROCESS);
+    out = packing::put(out, MARK_START);
+    out = packing::put<std::uint32_t>(out, 0);
+    out = packing::put(out, process.pid);
+    out = packing::put<std::uint32_t>(out, 0);
+    out = packing::put(out, process.tsc);
+    out = packing::put(out, static_cast<std::uint16_t>(size - PROCESS_LENGTH_AT));
+    out = packing::put<std::uint16_t>(out, 0);
+    packing::putBytes(out, process.path.c_str(), process.path.size() + 1);
+    return writeRecord(m_systemStoreId, record, static_cast<unsigned int>(size));
+}
+
+int VyrtaWriter::writeThreadSample(const VyrtaThread& thread) {
+    char record[THREAD_SIZE];
+    char* out = packing::put(record, HEAD_THREAD);
+    out = packing::put(out, thread.mark);
+    out = packing::put<std::uint32_t>(out, 0);
+    out = packing::put(out, thread.pid);
+    out = packing::put(out, thread.tid);
+    packing::put(out, thread.tsc);
+    return writeRecord(m_systemStoreId, record, sizeof record);
+}

@@ -1,0 +1,61 @@
+// The run of the import-format writer.
+#include "import/vyrtawriter_plugin.h"
+
+#include "import/state_colors.h"
+#include "import/vyrta_log.h"
+#include "plugins/writer_plugin_capability.h"
+#include "pwr/utilities.h"
+
+VyrtaWriter::VyrtaWriter()
+    : WriterPlugin("f245366a-c403-478b-aae5-649269da17c7"),
+      m_impl(std::make_unique<VyrtaWriterImpl>(".pwr")),
+      m_systemStoreId(NO_SYSTEM_MESSAGE),
+      m_cstateTabGroupId(UNWRITTEN_GROUP),
+      m_cstateTimelineGroupId(UNWRITTEN_GROUP),
+      m_temperatureTabGroupId(UNWRITTEN_GROUP),
+      m_powerTabGroupId(UNWRITTEN_GROUP),
+      m_legacyFormat(pwr::check_env("PW_ENABLE_LEGACY_VYRTA")),
+      m_isVerbose(false),
+      m_messageNumber(0),
+      m_inventedAttribute(nullptr) {
+    std::set<pwr::TableClass> tableClasses;
+    for (int tableClass = 3; tableClass <= 9; ++tableClass)
+        tableClasses.insert(static_cast<pwr::TableClass>(tableClass));
+    auto capability = std::make_unique<pwr::WriterPluginCapability>(
+        tableClasses, "vyrta",
+        "Write data trace file (.pwr) in import format for visualization with Orvane Vyrta",
+        m_impl->m_extension, false);
+    addCapability(capability.release());
+}
+
+VyrtaWriter::~VyrtaWriter() = default;
+
+std::int32_t VyrtaWriter::init(const std::string& outputName, bool /*continuous*/) {
+    m_impl->m_fileName = outputName + m_impl->m_extension;
+    createAttributeMap();
+    createStateColorMap();
+    m_cstateTabGroupId = UNWRITTEN_GROUP;
+    m_cstateTimelineGroupId = UNWRITTEN_GROUP;
+    m_temperatureTabGroupId = UNWRITTEN_GROUP;
+    m_powerTabGroupId = UNWRITTEN_GROUP;
+    return 0;
+}
+
+std::int32_t VyrtaWriter::fini() {
+    if (m_systemStoreId == NO_SYSTEM_MESSAGE) {
+        VYRTA_WARNING("Failed to obtain a system metadata message.\n");
+        m_impl->m_valid = false;
+        return m_impl->fini();
+    }
+    if (flushStoredStates() != 0) {
+        VYRTA_WARNING("Failed to flush stored states.\n");
+        m_impl->m_valid = false;
+        return 1;
+    }
+    if (writeMagicRecord() != 0) {
+        VYRTA_WARNING("Failed to write magic record.\n");
+        m_impl->m_valid = false;
+        return 1;
+    }
+    return m_impl->fini();
+}
