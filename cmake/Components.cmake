@@ -16,6 +16,8 @@ add_library(pwr_common INTERFACE)
 target_include_directories(pwr_common INTERFACE ${CMAKE_CURRENT_SOURCE_DIR})
 target_compile_options(pwr_common INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Werror)
+# g++ 12 warns of overlapping copies inside std::string's own code.
+target_compile_options(pwr_common INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 if(PWR_SANITIZE)
     target_compile_options(pwr_common INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
