@@ -6,8 +6,9 @@ import sys
 
 def symbols(library, *options):
     out = subprocess.run(["nm", "-DC", *options, library], capture_output=True, text=True, check=True).stdout
-    return {line.split(maxsplit=2)[-1].split("@")[0] if line[0] != " " else line.split(maxsplit=1)[1].split("@")[0]
-            for line in out.splitlines()}
+    # ADDRESS TYPE NAME, or only TYPE NAME for what is not defined here.
+    names = (line.split(maxsplit=2 if line[0] != " " else 1)[-1] for line in out.splitlines())
+    return {name.split("@")[0].replace("[abi:cxx11]", "") for name in names}
 
 
 def needed_libraries(library):
