@@ -1,8 +1,9 @@
-// The subcommands. Each adds itself to the command line and, if it was chosen, sets the program's exit
-// status.
+// The subcommands. Each adds itself to the command line and, if the user gives it, becomes the chosen one.
 #pragma once
 
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -15,7 +16,9 @@ using Command = std::function<int()>;
 
 void addListCommand(CLI::App& program, Command& chosen);
 void addReplayCommand(CLI::App& program, Command& chosen);
-void addRecordCommand(CLI::App& program, Command& chosen);
 void addShowCommand(CLI::App& program, Command& chosen);
+
+// `words` is the command line as given.
+void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std::string>& words);
 
 }  // namespace host::cli

@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "host/cli/commands.h"
 #include "host/cli/run.h"
@@ -10,7 +12,7 @@ int main(int argc, char** argv) {
     host::cli::Command chosen;
     host::cli::addListCommand(program, chosen);
     host::cli::addReplayCommand(program, chosen);
-    host::cli::addRecordCommand(program, chosen);
+    host::cli::addRecordCommand(program, chosen, std::vector<std::string>(argv, argv + argc));
     host::cli::addShowCommand(program, chosen);
     try {
         program.parse(argc, argv);

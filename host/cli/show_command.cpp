@@ -1,7 +1,38 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "host/cli/commands.h"
+#include "host/cli/run.h"
+#include "host/inspect/show.h"
 
 namespace host::cli {
 
-void addShowCommand(CLI::App&, Command&) {}
+namespace {
+
+struct ShowOptions {
+    std::vector<std::string> m_files;
+    bool m_isCheck = false;
+};
+
+int show(const ShowOptions& options) {
+    const int status = inspect::show(options.m_files, options.m_isCheck, std::cout, std::cerr);
+    std::cout.flush();
+    if (std::cout) return status == 0 ? EXIT_GOOD : EXIT_ERROR;
+    complain("cannot write to standard output");
+    return EXIT_ERROR;
+}
+
+}  // namespace
+
+void addShowCommand(CLI::App& program, Command& chosen) {
+    auto* const command = program.add_subcommand("show", "Decode binary result files to text");
+    const auto options = std::make_shared<ShowOptions>();
+    command->add_flag("--check", options->m_isCheck, "Only say what is damaged");
+    command->add_option("FILE", options->m_files, "A .ztbin or .pwr file")->required();
+    command->callback([&chosen, options] { chosen = [options] { return show(*options); }; });
+}
 
 }  // namespace host::cli
