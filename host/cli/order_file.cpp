@@ -28,8 +28,7 @@ bool readOrderFile(const std::string& path, model::OutputConfiguration& out, std
     model::OutputConfiguration configuration;
     if (const stream::Token* root = json.parse(buffer.data(), text.size(), fault); root != nullptr) {
         stream::ObjectReader object(*root, fault);
-        if (const stream::Token* kind = object.find("def"); kind != nullptr && kind->text() != "order")
-            fault.set("\"def\": expected \"order\"");
+        if (object.text("def", "order") != "order") fault.set("\"def\": expected \"order\"");
         stream::readOutputConfiguration(object, configuration);
         object.finish();
     }

@@ -37,6 +37,15 @@ std::set<std::string> splitList(const std::string& list) {
     return items;
 }
 
+// Says so when no result can be written where the user wants it; the writers report it each in its way.
+void checkOutputFolder(const std::string& output) {
+    const std::size_t slash = output.rfind('/');
+    if (slash == std::string::npos || slash == 0) return;
+    const std::string folder = output.substr(0, slash);
+    if (::access(folder.c_str(), W_OK | X_OK) != 0)
+        complain("cannot write to the output folder " + folder + ": " + std::strerror(errno));
+}
+
 std::string plural(std::size_t count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
@@ -131,6 +140,7 @@ void Run::writeStatus_i(const stream::StatusRecord& record) {
 }
 
 void Run::begin() {
+    if (!m_delivery.writers().empty()) checkOutputFolder(m_options.m_output);
     m_delivery.init(m_options.m_output, m_options.m_isContinuous);
 }
 
