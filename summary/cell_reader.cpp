@@ -27,8 +27,9 @@ CellReader::Result CellReader::replay(std::FILE* file, const std::string& path, 
         const std::size_t wanted = m_size - m_carried;
         const std::size_t got = std::fread(m_buffer.get() + m_carried, 1, wanted, file);
         if (got < wanted && std::ferror(file) != 0) {
-            LOG_WARNING_TAG(TEXT_WRITER_TAG, "Error reading file %s: %d\n", path.c_str(), errno);
-            return Result::Incomplete;
+            const int error = errno;
+            LOG_WARNING_TAG(TEXT_WRITER_TAG, "Error reading file %s: %d\n", path.c_str(), error);
+            return endEarly_i(Result::Incomplete, error);
         }
         const std::size_t count = m_carried + got;
         const std::size_t position = printWholeCells_i(count, printer);
@@ -38,10 +39,7 @@ CellReader::Result CellReader::replay(std::FILE* file, const std::string& path, 
             if (isAtEnd) return Result::Complete;
             continue;
         }
-        if (isAtEnd) {
-            LOG_WARNING_TAG(TEXT_WRITER_TAG, "Incomplete cell at the end of temp file: %s\n", path.c_str());
-            return Result::Incomplete;
-        }
+        if (isAtEnd) return endEarly_i(Result::Incomplete, ENODATA);  // in the middle of a cell
         const Result result = stepBack_i(file, position, count);
         if (result != Result::Complete) return result;
     }
@@ -81,16 +79,22 @@ CellReader::Result CellReader::stepBack_i(std::FILE* file, std::size_t position,
 // Goes back in the file by `offset` and doubles the buffer.
 CellReader::Result CellReader::readAgain_i(std::FILE* file, long offset) {
     if (std::fseek(file, offset, SEEK_CUR) != 0) {
+        const int error = errno;
         LOG_WARNING("fseek failed\n");
-        return Result::Incomplete;
+        return endEarly_i(Result::Incomplete, error);
     }
     char* const bigger = static_cast<char*>(std::realloc(m_buffer.get(), 2 * m_size));
     if (bigger == nullptr) {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to re-allocate buffer of size %zu\n", 2 * m_size);
-        return Result::OutOfMemory;
+        return endEarly_i(Result::OutOfMemory, ENOMEM);
     }
     static_cast<void>(m_buffer.release());
     m_buffer.reset(bigger);
     m_size *= 2;
     return Result::Complete;
+}
+
+CellReader::Result CellReader::endEarly_i(Result result, int error) {
+    m_error = error;
+    return result;
 }

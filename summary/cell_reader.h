@@ -29,6 +29,9 @@ public:
     // Prints all cells of `file`, which is open for reading; `path` names it in log lines.
     Result replay(std::FILE* file, const std::string& path, CellPrinter& printer);
 
+    // The errno value of what has ended a replay early.
+    int error() const { return m_error; }
+
 private:
     struct Free {
         void operator()(char* memory) const { std::free(memory); }
@@ -38,7 +41,10 @@ private:
     Result stepBack_i(std::FILE* file, std::size_t position, std::size_t count);
     Result readAgain_i(std::FILE* file, long offset);
 
+    Result endEarly_i(Result result, int error);
+
     std::size_t m_size;
     std::size_t m_carried = 0;  // bytes at the buffer's front that are not to be read again
+    int m_error = 0;
     std::unique_ptr<char, Free> m_buffer;
 };

@@ -59,10 +59,10 @@ void reportCreationFailure(const std::string& path, int error) {
     }
 }
 
-void reportWriteFailure(const std::string& path, const std::string& title, int error) {
-    if (error == ENOSPC) reportNoSpace();
+// Tells of a table that is not whole. `what` is what could not be done to its file.
+void reportLoss(const char* what, const std::string& path, const std::string& title, int error) {
     char text[ERROR_TEXT_SIZE];
-    LOG_ERROR("Cannot write temp output file: %s, table: %s, error: errnum=%d: %s\n", path.c_str(),
+    LOG_ERROR("Cannot %s temp output file: %s, table: %s, error: errnum=%d: %s\n", what, path.c_str(),
               title.c_str(), error, pwr::pw_strerror(error, text, sizeof text));
 }
 
@@ -70,8 +70,8 @@ void removeFile(const std::string& path) {
     if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
     const int error = errno;
     char text[ERROR_TEXT_SIZE];
-    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Cannot remove temp output file: %s, error: errnum=%d: %s\n",
-                    path.c_str(), error, pwr::pw_strerror(error, text, sizeof text));
+    LOG_ERROR("Cannot remove temp output file: %s, error: errnum=%d: %s\n", path.c_str(), error,
+              pwr::pw_strerror(error, text, sizeof text));
 }
 
 void closeAndRemove(TempFile& file) {
@@ -84,14 +84,14 @@ void closeAndRemove(TempFile& file) {
 
 std::uint32_t TempFileManager::s_nextTempFileId = 0;
 
-TempFileManager::TempFileManager(int columnCount) : m_firstRow(1), m_console(false) {
+TempFileManager::TempFileManager(int columnCount)
+    : m_columnWidths(static_cast<std::size_t>(std::max(columnCount, 0))), m_firstRow(1), m_console(false) {
     char name[NAME_SIZE];
     pw_snprintf(name, sizeof name, "tmp___%d", static_cast<int>(s_nextTempFileId++));
     m_baseName = name;
     m_base.path = m_baseName + ".tmp";
     m_base.file = openFile(m_base.path, "wb");
     if (m_base.file == nullptr) reportCreationFailure(m_base.path, errno);
-    m_columnWidths.resize(static_cast<std::size_t>(std::max(columnCount, 0)));
 }
 
 TempFileManager::~TempFileManager() {
@@ -112,7 +112,10 @@ int TempFileManager::pushString(const pwr::EntityHandle* entity, const std::stri
 int TempFileManager::flush(std::FILE* output, const std::string& delimiter) {
     if (output == nullptr) return 1;
     CellReader reader;
-    if (!reader.isReady()) return 1;
+    if (!reader.isReady()) {
+        reportLoss("read", m_base.path, m_title, ENOMEM);
+        return 1;
+    }
     CellPrinter printer(output, m_console, m_columnWidths, delimiter);
     printer.printLine(m_title);
 
@@ -150,8 +153,10 @@ bool TempFileManager::append_i(TempFile& target, const std::string& text) {
         std::fwrite(&length, sizeof length, 1, file) == 1 &&
         std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0)
         return true;
+    const int error = errno;
     m_incomplete = true;
-    reportWriteFailure(target.path, m_title, errno);
+    if (error == ENOSPC) reportNoSpace();
+    reportLoss("write", target.path, m_title, error);
     return false;
 }
 
@@ -167,7 +172,9 @@ bool TempFileManager::replayFiles_i(CellReader& reader, CellPrinter& printer) {
             continue;
         }
         const CellReader::Result result = reader.replay(file->file.get(), file->path, printer);
-        complete = complete && result == CellReader::Result::Complete;
+        if (result == CellReader::Result::Complete) continue;
+        complete = false;
+        if (!m_incomplete) reportLoss("read", file->path, m_title, reader.error());
         if (result == CellReader::Result::OutOfMemory) break;
     }
     return complete;
@@ -178,10 +185,12 @@ bool TempFileManager::reopen_i(TempFile& source) {
     if (source.file == nullptr) return false;
     if (std::fclose(source.file.release()) != 0) {
         m_incomplete = true;
-        reportWriteFailure(source.path, m_title, errno);
+        reportLoss("write", source.path, m_title, errno);
     }
     source.file = openFile(source.path, "rb");
+    if (source.file != nullptr) return true;
+    reportLoss("read", source.path, m_title, errno);
     // What cannot be read again is of no use to anybody.
-    if (source.file == nullptr) removeFile(source.path);
-    return source.file != nullptr;
+    removeFile(source.path);
+    return false;
 }

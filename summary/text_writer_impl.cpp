@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <deque>
-#include <new>
 #include <utility>
 
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "pwr/config_file_parser.h"
 #include "pwr/utilities.h"
 
@@ -20,14 +20,12 @@ TempFileManager* findOrCreate(std::map<unsigned long, TempFileManager*>& manager
     created = false;
     const auto found = managers.find(key);
     if (found != managers.end()) return found->second;
-    try {
+    return guardMemory<TempFileManager*>("sum", nullptr, [&] {
         auto manager = std::make_unique<TempFileManager>(columnCount);
         managers.emplace(key, manager.get());
         created = true;
         return manager.release();
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 // The features of the report in order, as far as the output configuration knows any.

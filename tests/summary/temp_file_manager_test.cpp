@@ -193,22 +193,23 @@ TEST_F(TempFileManagerTest, MissesARemovedFile) {
     EXPECT_EQ(flush(manager), 0);
     EXPECT_EQ(m_report, "\n\n");
     EXPECT_THAT(m_infos.m_lines, ElementsAre("WARNING: Unable to open temp file: " + name + "\n"));
+    EXPECT_THAT(m_errors.m_lines, ElementsAre("ERROR: Cannot read temp output file: " + name +
+                                              ", table: , error: errnum=2: No such file or directory\n"));
 }
 
 // A file that somebody has cut anywhere gives its whole cells, an ended line and a failure, and never hangs.
 TEST_F(TempFileManagerTest, StopsAtATornCell) {
-    m_environment.m_logLevel = 2;
     const std::string longCell(300, 'x');
     for (const std::size_t cut : {1U, 3U, 4U, 6U, 7U, 260U, 308U, 310U, 313U}) {
         TempFileManager manager(3);
         push(manager, {"a", longCell, "b"}, 3);
         std::filesystem::resize_file(tempFiles().at(0), cut);
-        m_infos.m_lines.clear();
+        m_errors.m_lines.clear();
         EXPECT_EQ(flush(manager), 1) << cut;
         std::string expected = cut < 5 ? "\n" : "\na, ";
         if (cut >= 309) expected += longCell + ", ";
         EXPECT_EQ(m_report, expected + (cut < 5 ? "\n" : "\n\n")) << cut;
-        EXPECT_THAT(m_infos.m_lines, ElementsAre(HasSubstr("Incomplete cell at the end"))) << cut;
+        EXPECT_THAT(m_errors.m_lines, ElementsAre(HasSubstr("error: errnum=61: No data available\n"))) << cut;
     }
 }
 
