@@ -1,0 +1,218 @@
+#include "overtime/backing_store_wrapper.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "plugins/log.h"
+#include "plugins/packing.h"
+
+using overtime::PendingRow;
+using overtime::TablePrinter;
+
+namespace {
+
+constexpr std::uint64_t LENGTH_SIZE = sizeof(std::uint32_t);
+constexpr std::uint64_t SMALLEST_CHUNK = 4096;
+constexpr std::uint64_t LARGEST_CHUNK = 1048576;
+
+struct Release {
+    void operator()(char* block) const { std::free(block); }
+};
+using Chunk = std::unique_ptr<char, Release>;
+
+// A block of `size` bytes and what the printer may read behind it. Null if there is no memory.
+Chunk allocate(std::uint64_t size) {
+    return Chunk(static_cast<char*>(std::malloc(size + TablePrinter::SLACK)));
+}
+
+bool doubleSize(Chunk& chunk, std::uint64_t& size) {
+    size *= 2;
+    void* const larger = std::realloc(chunk.get(), size + TablePrinter::SLACK);
+    if (larger == nullptr) return false;
+    static_cast<void>(chunk.release());
+    chunk.reset(static_cast<char*>(larger));
+    return true;
+}
+
+std::string firstLineOf(const std::string& text) {
+    return text.substr(0, text.find('\n'));
+}
+
+char* putText(char* out, const char* text, std::size_t length) {
+    out = packing::put(out, static_cast<std::uint32_t>(length));
+    return packing::putBytes(out, text, length);
+}
+
+}  // namespace
+
+BackingStoreWrapper::BackingStoreWrapper(const std::string& title, const std::string& defaultValue)
+    : m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
+      m_title(title),
+      m_defaultValue(defaultValue),
+      m_defaultValueLength(static_cast<std::uint32_t>(defaultValue.size())),
+      m_rowCompleteToken("\n"),
+      m_rowCompleteTokenLength(static_cast<std::uint32_t>(m_rowCompleteToken.size())),
+      m_spooledSize(0),
+      m_isComplete(true) {}
+
+std::size_t BackingStoreWrapper::addColumn(const std::string& title) {
+    // The titles come last: they count the columns if memory runs out half-way.
+    const std::size_t index = m_columnTitles.size();
+    m_pendingRow.setColumnCount(index + 1);
+    m_columnWidths.resize(index + 1);
+    m_columnWidths[index] = title.size();
+    m_columnTitles.push_back(title);
+    LOG_INFO_TAG(TEXT_WRITER_TAG, "Column#%zu width=%zu\n", m_columnTitles.size(), title.size());
+    return index;
+}
+
+std::int32_t BackingStoreWrapper::pushCell(std::string_view value, std::uint16_t column) {
+    if (column >= m_columnTitles.size()) {
+        LOG_WARNING_TAG(
+            TEXT_WRITER_TAG,
+            "Trying to set data for a column %u before adding it to the store.Columns added=%zu\n",
+            static_cast<unsigned int>(column), m_columnTitles.size());
+        return 1;
+    }
+    m_columnWidths[column] = std::max<std::uint64_t>(m_columnWidths[column], value.size());
+    m_pendingRow.set(column, value);
+    return 0;
+}
+
+std::int32_t BackingStoreWrapper::pushLine(const std::string&) {
+    return 0;
+}
+
+void BackingStoreWrapper::rowComplete() {
+    if (isLogged(LogLevel::Info, TEXT_WRITER_TAG)) logRow_i();
+    const std::size_t columns = m_columnTitles.size();
+    const std::size_t bound = m_pendingRow.textSize() + columns * (LENGTH_SIZE + m_defaultValueLength) +
+                              LENGTH_SIZE + m_rowCompleteTokenLength;
+    if (m_record.size() < bound) m_record.resize(bound * 2);
+
+    char* out = m_record.data();
+    for (std::size_t column = 0; column < columns; ++column) {
+        const PendingRow::Cell cell = m_pendingRow.get(column);
+        out = cell.text != nullptr ? putText(out, cell.text, cell.length)
+                                   : putText(out, m_defaultValue.data(), m_defaultValueLength);
+    }
+    out = putText(out, m_rowCompleteToken.data(), m_rowCompleteTokenLength);
+    m_pendingRow.clear();
+
+    if (!m_isComplete) return;
+    const auto length = static_cast<std::uint64_t>(out - m_record.data());
+    if (m_store->write(m_record.data(), length) == static_cast<std::int64_t>(length)) {
+        m_spooledSize += length;
+        return;
+    }
+    const int reason = errno;
+    m_isComplete = false;
+    LOG_ERROR("Could not spool the rows of \"%s\" to %s: %s\n", firstLineOf(m_title).c_str(),
+              m_store->getPath().c_str(), std::strerror(reason));
+}
+
+void BackingStoreWrapper::logRow_i() const {
+    for (std::size_t column = 0; column < m_columnTitles.size(); ++column) {
+        const PendingRow::Cell cell = m_pendingRow.get(column);
+        const std::string text = cell.text != nullptr ? std::string(cell.text, cell.length) : m_defaultValue;
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote %d\n", static_cast<int>(text.size()));
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote %s\n", text.c_str());
+    }
+    LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote the row complete token\n");
+}
+
+std::int32_t BackingStoreWrapper::flush(std::FILE* file, const std::string& delimiter, bool leadingNewline) {
+    if (file == nullptr) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Please provide a valid output file to write\n");
+        return 1;
+    }
+    TablePrinter printer(file, m_columnWidths, delimiter, m_defaultValue);
+    if (leadingNewline) printer.text("\n");
+    printer.text(m_title);
+    printer.text("\n");
+    printer.header(m_columnTitles);
+    for (const std::uint64_t width : m_columnWidths) {
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Column width=%llu\n", static_cast<unsigned long long>(width));
+    }
+    m_store->resetForRead();
+    return printRows_i(printer);
+}
+
+// Reads the spool in chunks. A record that is cut by a chunk's end is read again by the next chunk.
+std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
+    std::uint64_t size = std::min(m_store->size(), LARGEST_CHUNK);
+    if (size <= SMALLEST_CHUNK) size = SMALLEST_CHUNK;
+    Chunk chunk = allocate(size);
+    if (chunk == nullptr) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %llu\n",
+                        static_cast<unsigned long long>(size));
+        m_isComplete = m_isComplete && m_spooledSize == 0;
+        return 1;
+    }
+    std::int32_t status = 0;
+    std::uint64_t unread = m_spooledSize;
+    while (true) {
+        const std::int64_t result = m_store->read(chunk.get(), std::min(size, unread));
+        if (result <= 0 || static_cast<std::uint64_t>(result) > size) break;
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Read %lld bytes from store\n", static_cast<long long>(result));
+        const auto length = static_cast<std::uint64_t>(result);
+        const std::uint64_t printed = printRecords_i(printer, chunk.get(), length);
+        const std::uint64_t rest = length - printed;
+        unread -= printed;
+        if (rest == 0) continue;
+        if (rest == unread) break;  // no chunk could complete this record
+        if (rest < LENGTH_SIZE) {
+            LOG_INFO_TAG(TEXT_WRITER_TAG, "\n");
+            m_store->rewind(rest);
+            LOG_INFO_TAG(TEXT_WRITER_TAG, "Rewinding store by %lld bytes to read next complete string\n",
+                         static_cast<long long>(rest));
+            continue;
+        }
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Rewinding store by %lld bytes to read complete string\n",
+                     static_cast<long long>(rest));
+        m_store->rewind(rest);
+        if (packing::get<std::uint32_t>(chunk.get() + printed) + LENGTH_SIZE <= length) continue;
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Doubling buffer size to %zu bytes to get the next complete string\n",
+                     static_cast<std::size_t>(size));
+        if (!doubleSize(chunk, size)) {
+            LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %zu bytes\n",
+                            static_cast<std::size_t>(size));
+            status = 1;
+            break;
+        }
+    }
+    printer.text("\n");
+    if (unread != 0) {
+        m_isComplete = false;
+        LOG_ERROR("Could not read all rows of \"%s\" from %s\n", firstLineOf(m_title).c_str(),
+                  m_store->getPath().c_str());
+    }
+    return status;
+}
+
+// A cell that is exactly the token ends its row, too.
+bool BackingStoreWrapper::isTokenAt_i(const char* text, std::uint32_t length) const {
+    return length == m_rowCompleteTokenLength && *text == m_rowCompleteToken.front();
+}
+
+// Prints the whole records of a chunk and returns their length.
+std::uint64_t BackingStoreWrapper::printRecords_i(TablePrinter& printer, const char* chunk,
+                                                  std::uint64_t length) const {
+    const bool isShown = isLogged(LogLevel::Info, TEXT_WRITER_TAG);
+    std::uint64_t offset = 0;
+    while (length - offset >= LENGTH_SIZE) {
+        const auto textLength = packing::get<std::uint32_t>(chunk + offset);
+        if (length - offset - LENGTH_SIZE < textLength) break;
+        const char* const text = chunk + offset + LENGTH_SIZE;
+        offset += LENGTH_SIZE + textLength;
+        if (isShown) LOG_INFO_TAG(TEXT_WRITER_TAG, "Read %s\n", std::string(text, textLength).c_str());
+        if (isTokenAt_i(text, textLength)) {
+            printer.endRow();
+        } else {
+            printer.cell(text, textLength);
+        }
+    }
+    return offset;
+}

@@ -1,0 +1,67 @@
+// The cells of sampled tables.
+#include "overtime/int_writer_v2.h"
+#include "plugins/log.h"
+
+namespace {
+
+constexpr double MICROSECONDS_PER_SECOND = 1000000.0;
+constexpr double PERCENT = 100.0;
+
+}  // namespace
+
+// Puts the element's value into m_cell, as the table shows it.
+std::int32_t IntWriterV2::calculate_i(const SampledMessage& message, const pwr::DataElement& element) {
+    const pwr::Data& value = *element.getValue();
+    switch (message.calculation) {
+        case CalculationInstantaneousRate: {
+            if (!message.hasRate) {
+                LOG_WARNING_TAG(message.logTag,
+                                "Rate conversion is not specified. Unable to calculate rate.\n");
+                return 1;
+            }
+            if (!value.isNumeric()) {
+                LOG_WARNING_TAG(
+                    message.logTag,
+                    "Calculation of instantaneous rate is requested, but the value is not numeric.\n");
+                return 1;
+            }
+            const double seconds =
+                static_cast<double>(element.getDuration()) / (m_timestampFrequency * MICROSECONDS_PER_SECOND);
+            pwr::Data rate(0.0);
+            rate.convertToReal(&value);
+            rate.multiplyValue(message.rateFactor / seconds);
+            m_realFormatter.format(m_cell, rate);
+            return 0;
+        }
+        case CalculationResidencyPercentage: {
+            if (value.m_type != pwr::DATA_UINT) {
+                LOG_WARNING_TAG(message.logTag,
+                                "Calculation of residency percentages is requested, but the value is not of "
+                                "uint type.\n");
+                return 1;
+            }
+            pwr::Data share(0.0);
+            share.convertToReal(&value);
+            double ticks = 0.0;
+            share.toReal(ticks);
+            const double percentage = ticks / static_cast<double>(element.getDuration()) * PERCENT;
+            m_realFormatter.format(m_cell, pwr::Data(percentage));
+            return 0;
+        }
+        case CalculationResidencyTime: {
+            unsigned long ticks = 0;
+            if (value.m_type != pwr::DATA_UINT || value.toUInt(ticks) != 0) {
+                LOG_WARNING_TAG(message.logTag,
+                                "Calculation of time in micro-seconds is requested, but the value is not of "
+                                "uint type.\n");
+                return 1;
+            }
+            formatTicks_i(ticks, TimeConversionMicroseconds, m_cell);
+            return 0;
+        }
+        case CalculationNone:
+            break;
+    }
+    value.toFormattedString(m_cell);
+    return 0;
+}

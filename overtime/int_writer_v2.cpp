@@ -1,0 +1,191 @@
+#include "overtime/int_writer_v2.h"
+
+#include <charconv>
+#include <set>
+
+#include "plugins/log.h"
+#include "plugins/writer_plugin_capability.h"
+#include "pwr/system_metadata.h"
+
+namespace {
+
+constexpr double MICROSECONDS_PER_MILLISECOND = 1000.0;
+constexpr int DECIMALS = 2;
+
+}  // namespace
+
+IntWriterV2::IntWriterV2() : IntWriterV2("b1e44565-005f-46ea-9fbb-34ea6bc01203", "_trace.csv") {
+    addCapability(std::make_unique<pwr::WriterPluginCapability>(
+                      std::set<pwr::TableClass>{}, "int", "Write data trace file (*_trace.csv) in CSV format",
+                      m_extension, false)
+                      .release());
+    readSettings_i();
+}
+
+IntWriterV2::IntWriterV2(const std::string& id, const std::string& extension)
+    : WriterPlugin(id),
+      m_extension(extension),
+      m_timestampFrequency(0),
+      m_globalStartTimestamp(0),
+      m_doTimelineTsc(false),
+      m_doTimelineResidencyTicks(false),
+      m_messageCount(0),
+      m_realFormatter(0, DECIMALS) {}
+
+IntWriterV2::~IntWriterV2() = default;
+
+void IntWriterV2::readSettings_i() {
+    m_doTimelineTsc = pwr::check_env("PW_DO_TIMELINE_TSC");
+    m_doTimelineResidencyTicks = pwr::check_env("PW_DO_TIMELINE_RESIDENCY_TICKS");
+}
+
+std::int32_t IntWriterV2::init(const std::string& outputName, bool) {
+    m_fileName = outputName + m_extension;
+    m_file = openFile(m_fileName, "wb");
+    if (m_file != nullptr) return 0;
+    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Could not create %s\n", m_fileName.c_str());
+    return 1;
+}
+
+std::int32_t IntWriterV2::fini() {
+    if (m_file == nullptr) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Output file %s does not exist\n", m_fileName.c_str());
+        return 1;
+    }
+    bool isComplete = true;
+    for (const auto& [outerKey, group] : m_tables) {
+        bool isFirst = true;
+        for (const auto& [innerKey, table] : group) {
+            table.store->flush(m_file.get(), ",", isFirst);
+            isComplete = table.store->isComplete() && isComplete;
+            isFirst = false;
+        }
+    }
+    return finishFile(std::move(m_file), m_fileName) && isComplete ? 0 : 1;
+}
+
+std::int32_t IntWriterV2::writeMessage(const pwr::TextMessage& message) {
+    if (m_file == nullptr) return 0;
+    std::fwrite(message.m_text.data(), 1, message.m_text.size(), m_file.get());
+    std::fputc('\n', m_file.get());
+    return 0;
+}
+
+std::int32_t IntWriterV2::writeMessage(const pwr::SystemMessage& message) {
+    m_globalStartTimestamp = message.m_metadata->m_collectionStart;
+    m_timestampFrequency = static_cast<double>(message.m_metadata->m_tscFrequency);
+    for (LatestText& text : m_timeTexts) text.isSet = false;
+    m_durationText.isSet = false;
+    if (m_timestampFrequency != 0) return 0;
+    LOG_WARNING_TAG(
+        TEXT_WRITER_TAG,
+        "Frequency of timestamps is zero. Please check the clock frequency in the system metadata.\n");
+    return 1;
+}
+
+std::int32_t IntWriterV2::writeMessage(const pwr::MetricContainerInfoMessage& message) {
+    if (message.m_timelineTableType != pwr::TIMELINE_TABLE_BOTH) {
+        m_timelineTableTypes[message.m_metricContainerId] = message.m_timelineTableType;
+    }
+    return 0;
+}
+
+std::int32_t IntWriterV2::writeMessage(const pwr::Metric& metric) {
+    if (metric.getData().timestamp < m_globalStartTimestamp) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG,
+                        "Timestamp of the sample is less than the global start timestamp.\n");
+        return 1;
+    }
+    static const std::string noSuffix;
+    static const std::string notAvailable = "n/a";
+    switch (metric.m_metricType) {
+        case pwr::Metric::SAMPLED_RESIDENCY:
+            writeSampledResidencyMetric(metric);
+            break;
+        case pwr::Metric::SAMPLED_DELTA:
+            writeSampledDeltaMetric(metric);
+            break;
+        case pwr::Metric::TRACED_VALUE_TRANSITION:
+        case pwr::Metric::TRACED_EVENT:
+            writeTracedMetric(metric);
+            break;
+        default:
+            writeSampledGeneric(metric, 0, CalculationNone, metric.m_quantity, noSuffix, notAvailable);
+            break;
+    }
+    return 0;
+}
+
+IntWriterV2::TableInfo* IntWriterV2::findTable_i(std::uint64_t outerKey, std::uint64_t innerKey) const {
+    TableInfo* const* const found = m_tableCache.find(TableKey{outerKey, innerKey});
+    return found != nullptr ? *found : nullptr;
+}
+
+IntWriterV2::TableInfo& IntWriterV2::addTable_i(const std::string& title, std::uint64_t outerKey,
+                                                std::uint64_t innerKey, const std::string& defaultValue) {
+    m_wrappers.push_back(std::make_unique<BackingStoreWrapper>(title, defaultValue));
+    TableInfo& table = m_tables[outerKey][innerKey];
+    table.store = m_wrappers.back().get();
+    m_tableCache[TableKey{outerKey, innerKey}] = &table;
+    return table;
+}
+
+BackingStoreWrapper* IntWriterV2::getStore(const std::string& title, std::uint64_t outerKey,
+                                           std::uint64_t innerKey, const std::string& defaultValue) {
+    if (const TableInfo* const table = findTable_i(outerKey, innerKey)) return table->store;
+    try {
+        return addTable_i(title, outerKey, innerKey, defaultValue).store;
+    } catch (...) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to initialize buffer.\n");
+        return nullptr;
+    }
+}
+
+std::string IntWriterV2::convertTicksToTime(std::uint64_t ticks, TimeConversion conversion) {
+    std::string text;
+    formatTicks_i(ticks, conversion, text);
+    return text;
+}
+
+void IntWriterV2::formatTicks_i(std::uint64_t ticks, TimeConversion conversion, std::string& out) const {
+    double time = 0.0;
+    if (conversion == TimeConversionMicroseconds) {
+        time = static_cast<double>(ticks) / m_timestampFrequency;
+    } else if (conversion == TimeConversionMilliseconds) {
+        time = static_cast<double>(ticks) / (m_timestampFrequency * MICROSECONDS_PER_MILLISECOND);
+    }
+    m_realFormatter.format(out, pwr::Data(time));
+}
+
+const std::string& IntWriterV2::timeText_i(std::uint64_t timestamp, TimeConversion conversion) {
+    LatestText& latest = m_timeTexts[conversion];
+    if (latest.isSet && latest.number == timestamp) return latest.text;
+    if (m_doTimelineTsc) {
+        char digits[20];
+        const auto end = std::to_chars(digits, digits + sizeof digits, timestamp);
+        latest.text.assign(digits, end.ptr);
+    } else {
+        formatTicks_i(timestamp - m_globalStartTimestamp, conversion, latest.text);
+    }
+    latest.isSet = true;
+    latest.number = timestamp;
+    return latest.text;
+}
+
+const std::string& IntWriterV2::durationText_i(std::uint64_t ticks) {
+    if (!m_durationText.isSet || m_durationText.number != ticks) {
+        formatTicks_i(ticks, TimeConversionMilliseconds, m_durationText.text);
+        m_durationText.isSet = true;
+        m_durationText.number = ticks;
+    }
+    return m_durationText.text;
+}
+
+const std::string& IntWriterV2::sampleText_i(std::uint64_t sampleCount) {
+    if (!m_sampleText.isSet || m_sampleText.number != sampleCount) {
+        pwr::Data(static_cast<unsigned long>(sampleCount)).toFormattedString(m_sampleText.text);
+        m_sampleText.isSet = true;
+        m_sampleText.number = sampleCount;
+    }
+    return m_sampleText.text;
+}

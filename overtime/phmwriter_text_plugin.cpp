@@ -1,0 +1,126 @@
+#include "overtime/phmwriter_text_plugin.h"
+
+#include <cctype>
+#include <set>
+
+#include "plugins/log.h"
+#include "plugins/writer_plugin_capability.h"
+
+namespace {
+
+constexpr const char* GROUP_PREFIX = "pmt-";
+
+void writeText(std::FILE* file, const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), file);
+}
+
+}  // namespace
+
+PhmTextWriter::PhmTextWriter()
+    : IntWriterV2("9d2aa443-e197-4628-9ed7-f7772a50828e", "_phm.csv"), m_isComplete(true) {
+    auto capability = std::make_unique<pwr::WriterPluginCapability>(
+        std::set<pwr::TableClass>{}, "phm-csv", "Write over-time data to *_phm.csv file.", ".csv", false);
+    capability->m_flags |= pwr::PluginCapability::FLAG_HOST;
+    addCapability(capability.release());
+    readSettings_i();
+}
+
+PhmTextWriter::~PhmTextWriter() = default;
+
+std::int32_t PhmTextWriter::init(const std::string& outputName, bool) {
+    m_basePath = outputName;
+    return 0;
+}
+
+std::int32_t PhmTextWriter::writeMessage(const pwr::TextMessage& message) {
+    m_notes += "\n\n" + message.m_text;
+    return 0;
+}
+
+BackingStoreWrapper* PhmTextWriter::getStore(const std::string& title, std::uint32_t metricId,
+                                             const std::string& groupName, std::uint64_t innerKey,
+                                             const std::string& defaultValue) {
+    TableInfo* table = findTable_i(metricId, innerKey);
+    if (table == nullptr) table = &addTable_i(title, metricId, innerKey, defaultValue);
+    m_tableGroups[metricId] = groupName;
+    return table->store;
+}
+
+std::string PhmTextWriter::getTitleString(const std::string& title) {
+    const std::string rule(title.size(), '-');
+    return rule + "\n" + title + "\n" + rule;
+}
+
+std::int32_t PhmTextWriter::fini() {
+    if (flushMetaData() != 0) {
+        LOG_WARNING("PHM writer plugin could not flush metadata file\n");
+        return 1;
+    }
+    OpenFile defaultFile;
+    std::map<std::string, OpenFile> groupFiles;
+    const std::int32_t status = flushTables_i(defaultFile, groupFiles);
+    finishTableFile_i(defaultFile);
+    for (auto& [name, file] : groupFiles) finishTableFile_i(file);
+    return status == 0 && m_isComplete ? 0 : 1;
+}
+
+std::int32_t PhmTextWriter::flushTables_i(OpenFile& defaultFile,
+                                          std::map<std::string, OpenFile>& groupFiles) {
+    for (const auto& [metricId, tables] : m_tables) {
+        const std::string& groupName = m_tableGroups[metricId];
+        OpenFile& out = groupName.empty() ? defaultFile : groupFiles[groupName];
+        if (out.file == nullptr && !openTableFile_i(out, groupPath_i(groupName))) return 1;
+        for (const auto& [innerKey, table] : tables) {
+            table.store->flush(out.file.get(), ",", false);
+            m_isComplete = table.store->isComplete() && m_isComplete;
+        }
+    }
+    return 0;
+}
+
+std::string PhmTextWriter::groupPath_i(const std::string& groupName) const {
+    if (groupName.empty()) return m_basePath + m_extension;
+    std::string name = groupName;
+    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (name.starts_with(GROUP_PREFIX)) name.erase(0, std::char_traits<char>::length(GROUP_PREFIX));
+    return m_basePath + "_" + name + m_extension;
+}
+
+bool PhmTextWriter::openTableFile_i(OpenFile& out, const std::string& path) const {
+    out.path = path;
+    out.file = openFile(path, "wb");
+    if (out.file == nullptr) {
+        LOG_WARNING("Could not create %s\n", path.c_str());
+        return false;
+    }
+    writeText(out.file.get(), m_notes + "\n");
+    return true;
+}
+
+void PhmTextWriter::finishTableFile_i(OpenFile& out) {
+    if (out.file == nullptr) return;
+    m_isComplete = finishFile(std::move(out.file), out.path) && m_isComplete;
+}
+
+std::int32_t PhmTextWriter::flushMetaData() {
+    const std::string path = m_basePath + "_meta" + m_extension;
+    FilePtr file = openFile(path, "wb");
+    if (file == nullptr) {
+        LOG_WARNING("Could not create %s\n", path.c_str());
+        return 1;
+    }
+    writeText(file.get(), m_notes + "\n" + getTitleString("Metric Metadata") + "\n");
+    std::string cell;
+    for (const auto& [metricName, cells] : m_metadata) {
+        if (cells.empty()) continue;
+        std::string line = metricName + ",";
+        for (const pwr::Data& data : cells) {
+            data.toFormattedString(cell);
+            line += cell + ",";
+        }
+        writeText(file.get(), line + "\n");
+    }
+    // An incomplete metadata file must not cost the user the tables.
+    m_isComplete = finishFile(std::move(file), path) && m_isComplete;
+    return 0;
+}

@@ -1,0 +1,131 @@
+#include "overtime/raw_writer_v2.h"
+
+#include <algorithm>
+#include <set>
+
+#include "overtime/column_titles.h"
+#include "plugins/log.h"
+#include "plugins/writer_plugin_capability.h"
+#include "pwr/messages.h"
+#include "pwr/metric.h"
+#include "pwr/system_metadata.h"
+
+using namespace overtime;
+
+namespace {
+
+const std::string DEFAULT_VALUE = "n/a";
+constexpr std::uint16_t TIMESTAMP_COLUMN = 0;
+
+std::string columnTitle(const pwr::DataHandle* entity, const pwr::DataDescriptor* descriptor,
+                        const pwr::Quantity* quantity) {
+    std::string title = qualifiedNameOf(entity);
+    if (descriptor != nullptr) title += " " + descriptor->getName();
+    return title + unitsSuffix(quantity);
+}
+
+}  // namespace
+
+RawWriterV2::RawWriterV2()
+    : WriterPlugin("2e820d9e-2f9e-4cdb-a81d-056273a7a391"), m_extension(".txt"), m_timestampFrequency(0) {
+    auto capability = std::make_unique<pwr::WriterPluginCapability>(
+        std::set<pwr::TableClass>{}, "raw", "Print raw text data to *.txt file", m_extension, false);
+    capability->m_flags |= pwr::PluginCapability::FLAG_HOST;
+    addCapability(capability.release());
+}
+
+RawWriterV2::~RawWriterV2() = default;
+
+std::int32_t RawWriterV2::init(const std::string& outputName, bool) {
+    m_fileName = outputName + m_extension;
+    m_file = openFile(m_fileName, "wb");
+    if (m_file != nullptr) return 0;
+    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Could not create %s\n", m_fileName.c_str());
+    return 1;
+}
+
+std::int32_t RawWriterV2::fini() {
+    if (m_file == nullptr) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Output file %s does not exist\n", m_fileName.c_str());
+        return 1;
+    }
+    bool isComplete = true;
+    for (const auto& table : m_tables) {
+        table->flush(m_file.get(), ",", false);
+        isComplete = table->isComplete() && isComplete;
+    }
+    return finishFile(std::move(m_file), m_fileName) && isComplete ? 0 : 1;
+}
+
+std::int32_t RawWriterV2::writeMessage(const pwr::TextMessage& message) {
+    if (m_file == nullptr) return 0;
+    std::fwrite(message.m_text.data(), 1, message.m_text.size(), m_file.get());
+    std::fputs("\n\n", m_file.get());
+    return 0;
+}
+
+std::int32_t RawWriterV2::writeMessage(const pwr::SystemMessage& message) {
+    m_timestampFrequency = message.m_metadata->m_tscFrequency;
+    return 0;
+}
+
+std::int32_t RawWriterV2::writeMessage(const pwr::MetricContainerInfoMessage&) {
+    return 0;
+}
+
+BackingStoreWrapper* RawWriterV2::getStore(const std::string& title, std::uint32_t metricId) {
+    const auto found = m_stores.find(metricId);
+    if (found != m_stores.end()) return found->second;
+    try {
+        m_tables.push_back(std::make_unique<BackingStoreWrapper>(title, DEFAULT_VALUE));
+    } catch (...) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to initialize buffer.\n");
+        return nullptr;
+    }
+    return m_stores[metricId] = m_tables.back().get();
+}
+
+bool RawWriterV2::isKnown_i(std::uint32_t metricId) const {
+    return std::find(m_knownMetrics.begin(), m_knownMetrics.end(), metricId) != m_knownMetrics.end();
+}
+
+void RawWriterV2::declareColumns_i(const pwr::Metric& metric, BackingStoreWrapper& store,
+                                   ColumnMap& columns) {
+    store.addColumn("Timestamp");
+    for (const auto& [entity, descriptor] : metric.m_attributeDescriptors) {
+        const std::uint64_t key = dataKeyOf(entity, descriptor);
+        if (columns.find(key) != nullptr) continue;
+        columns[key] =
+            static_cast<std::uint16_t>(store.addColumn(columnTitle(entity, descriptor, metric.m_quantity)));
+    }
+    m_knownMetrics.push_back(metric.m_id);
+}
+
+std::int32_t RawWriterV2::writeMessage(const pwr::Metric& metric) {
+    MetricTable table = m_metricTables[metric.m_id];
+    if (table.store == nullptr) {
+        table.store = getStore(metric.m_name, metric.m_id);
+        if (table.store == nullptr) return 1;
+        table.columns = &m_columnsByMetric[metric.m_id];
+        if (!isKnown_i(metric.m_id)) declareColumns_i(metric, *table.store, *table.columns);
+        m_metricTables[metric.m_id] = table;
+    }
+    const pwr::Metric::Sample& sample = metric.getData();
+    pwr::Data(static_cast<unsigned long>(sample.timestamp)).toFormattedString(m_cell);
+    table.store->pushCell(m_cell, TIMESTAMP_COLUMN);
+    for (const pwr::DataElement* element : sample.elements) {
+        const pwr::EntityHandle* const entity = element->getEntity();
+        const pwr::DataDescriptor* const descriptor = element->getDescriptor();
+        const std::uint64_t key = dataKeyOf(entity, descriptor);
+        const std::uint16_t* column = table.columns->find(key);
+        if (column == nullptr) {
+            const auto added = static_cast<std::uint16_t>(
+                table.store->addColumn(columnTitle(entity, descriptor, metric.m_quantity)));
+            column = &((*table.columns)[key] = added);
+        }
+        element->getValue()->toFormattedString(m_cell);
+        table.store->pushCell(m_cell, *column);
+    }
+    table.store->rowComplete();
+    return 0;
+}

@@ -1,0 +1,155 @@
+// Rows of sampled metrics: a table per entity, a row per sample.
+#include "overtime/column_titles.h"
+#include "overtime/int_writer_v2.h"
+#include "plugins/log.h"
+
+using namespace overtime;
+
+IntWriterV2::SampledMessage IntWriterV2::sampledMessage_i(const pwr::Metric& metric, std::uint64_t tableIndex,
+                                                          Calculations calculation,
+                                                          const pwr::Quantity* quantity,
+                                                          const std::string& titleSuffix,
+                                                          const std::string& defaultValue,
+                                                          const char* logTag) const {
+    SampledMessage message{metric,       tableIndex, calculation, quantity, titleSuffix,
+                           defaultValue, logTag,     true,        1.0};
+    if (calculation == CalculationInstantaneousRate && metric.m_quantity != nullptr) {
+        const pwr::Quantity* rateQuantity = nullptr;
+        message.hasRate = metric.m_quantity->getRateConversion(rateQuantity, message.rateFactor) == 0;
+    }
+    return message;
+}
+
+std::string IntWriterV2::sampledUnits_i(Calculations calculation, const pwr::Quantity* quantity) {
+    if (calculation == CalculationResidencyPercentage) return " (%)";
+    if (calculation == CalculationResidencyTime) return " (usec)";
+    return unitsSuffix(quantity);
+}
+
+std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::uint64_t tableIndex,
+                                              Calculations calculation, const pwr::Quantity* quantity,
+                                              const std::string& titleSuffix,
+                                              const std::string& defaultValue) {
+    const pwr::Metric::Sample& sample = metric.getData();
+    if (sample.elements.empty()) return 0;
+    const SampledMessage message = sampledMessage_i(metric, tableIndex, calculation, quantity, titleSuffix,
+                                                    defaultValue, TEXT_WRITER_TAG);
+    ++m_messageCount;
+    m_begunStores.clear();
+    for (const pwr::DataElement* element : sample.elements) {
+        if (writeSampledElement_i(message, sample.timestamp, *element) != 0) return 1;
+    }
+    for (BackingStoreWrapper* store : m_begunStores) store->rowComplete();
+    return 0;
+}
+
+std::int32_t IntWriterV2::writeSampledElement_i(const SampledMessage& message, std::uint64_t timestamp,
+                                                const pwr::DataElement& element) {
+    const pwr::EntityHandle& entity = *element.getEntity();
+    TableInfo* const table = sampledTable_i(message, entity);
+    if (table == nullptr) return 1;
+    if (table->lastMessage != m_messageCount) {
+        table->lastMessage = m_messageCount;
+        beginSampledRow_i(*table, timestamp);
+        m_begunStores.push_back(table->store);
+    }
+    const std::uint64_t key = dataKeyOf(&entity, element.getDescriptor());
+    const std::uint16_t* found = table->sampled.dataColumns.find(key);
+    if (found == nullptr) {
+        const auto added = static_cast<std::uint16_t>(table->store->addColumn(lateTitle_i(message, element)));
+        found = &(table->sampled.dataColumns[key] = added);
+    }
+    if (pushValue_i(message, element, *table, *found) != 0) return 1;
+    if (message.metric.m_hasEntityAttributes) {
+        pushAttributes_i(entity, table->sampled.attributeColumns, *table->store);
+    }
+    return 0;
+}
+
+// The entity's table with its columns, or null.
+IntWriterV2::TableInfo* IntWriterV2::sampledTable_i(const SampledMessage& message,
+                                                    const pwr::EntityHandle& entity) {
+    const std::uint64_t outerKey = keyOf(message.metric.m_id, entity.getId());
+    TableInfo* table = findTable_i(outerKey, message.tableIndex);
+    if (table == nullptr) {
+        const std::string title = entityTitle(message.metric, entity) + message.titleSuffix;
+        if (getStore(title, outerKey, message.tableIndex, message.defaultValue) == nullptr) return nullptr;
+        table = findTable_i(outerKey, message.tableIndex);
+    }
+    if (!table->columnsReady) {
+        addSampledColumns_i(message, entity, *table);
+        table->columnsReady = true;
+        table->sampleCount = 0;
+    }
+    return table;
+}
+
+void IntWriterV2::addFixedColumns_i(TableInfo& table) const {
+    const auto add = [&table](const char* title) {
+        return static_cast<std::uint16_t>(table.store->addColumn(title));
+    };
+    table.sampled.sampleColumn = add("Sample #");
+    table.sampled.timeColumn = add(m_doTimelineTsc ? "Timestamp" : "Continuous Time (usec)");
+    table.sampled.durationColumn = add("Duration (ms)");
+}
+
+void IntWriterV2::addSampledColumns_i(const SampledMessage& message, const pwr::EntityHandle& entity,
+                                      TableInfo& table) const {
+    addFixedColumns_i(table);
+    SampledDataColumnIndices& columns = table.sampled;
+    if (message.metric.m_hasEntityAttributes) {
+        for (const auto& [attribute, value] : entity) {
+            if (attribute == nullptr) continue;
+            const auto id = static_cast<std::uint32_t>(attribute->getId());
+            if (columns.attributeColumns.find(id) != nullptr) continue;
+            columns.attributeColumns[id] =
+                static_cast<std::uint16_t>(table.store->addColumn(attribute->getFieldName()));
+        }
+    }
+    const std::string units = sampledUnits_i(message.calculation, message.quantity);
+    for (const auto& [handle, descriptor] : message.metric.m_attributeDescriptors) {
+        if (handle == nullptr || handle->getId() != entity.getId()) continue;
+        const std::uint64_t key = dataKeyOf(handle, descriptor);
+        if (columns.dataColumns.find(key) != nullptr) continue;
+        const std::string title = descriptor != nullptr ? descriptorTitle(*descriptor) : std::string();
+        columns.dataColumns[key] = static_cast<std::uint16_t>(table.store->addColumn(title + units));
+    }
+}
+
+// The title of a column that nobody declared.
+std::string IntWriterV2::lateTitle_i(const SampledMessage& message, const pwr::DataElement& element) {
+    const pwr::Metric& metric = message.metric;
+    const std::string units = sampledUnits_i(message.calculation, message.quantity);
+    if (element.getDescriptor() != nullptr) return descriptorTitle(*element.getDescriptor()) + units;
+    if (metric.m_valueHandle != nullptr) return metric.m_valueHandle->getName() + units;
+    if (metric.m_quantity == nullptr) return element.getEntity()->getQualifiedName() + units;
+    std::string title;
+    metric.m_quantity->toTitleString(title);
+    return title;
+}
+
+void IntWriterV2::beginSampledRow_i(TableInfo& table, std::uint64_t timestamp) {
+    ++table.sampleCount;
+    table.store->pushCell(sampleText_i(table.sampleCount), table.sampled.sampleColumn);
+    table.store->pushCell(timeText_i(timestamp, TimeConversionMicroseconds), table.sampled.timeColumn);
+}
+
+// Pushes the value and the duration of an element.
+std::int32_t IntWriterV2::pushValue_i(const SampledMessage& message, const pwr::DataElement& element,
+                                      TableInfo& table, std::uint16_t column) {
+    if (calculate_i(message, element) != 0) return 1;
+    table.store->pushCell(m_cell, column);
+    table.store->pushCell(durationText_i(element.getDuration()), table.sampled.durationColumn);
+    return 0;
+}
+
+// An attribute that has no column is entered with column 0 and takes the place of the sample number.
+void IntWriterV2::pushAttributes_i(const pwr::AttributeValueManager& attributes,
+                                   FlatMap<std::uint64_t, std::uint16_t>& columns,
+                                   BackingStoreWrapper& store) {
+    for (const auto& [attribute, value] : attributes) {
+        if (attribute == nullptr) continue;
+        value.toFormattedString(m_cell);
+        store.pushCell(m_cell, columns[static_cast<std::uint32_t>(attribute->getId())]);
+    }
+}

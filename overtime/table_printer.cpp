@@ -1,0 +1,69 @@
+#include "overtime/table_printer.h"
+
+#include <new>
+
+namespace overtime {
+
+TablePrinter::TablePrinter(std::FILE* file, const std::vector<std::uint64_t>& widths,
+                           const std::string& delimiter, const std::string& defaultValue)
+    : m_file(file),
+      m_widths(widths),
+      m_separatorLength(delimiter.size() + 1),
+      m_separator(delimiter + " " + std::string(SLACK, ' ')),
+      m_defaultValueLength(defaultValue.size()),
+      m_defaultValue(defaultValue + std::string(SLACK, ' ')),
+      m_buffer(new (std::nothrow) char[BUFFER_SIZE]),
+      m_out(m_buffer.get()),
+      m_room(m_buffer == nullptr ? 0 : BUFFER_SIZE) {}
+
+void TablePrinter::drain() {
+    if (m_buffer == nullptr) return;
+    const auto used = static_cast<std::size_t>(m_out - m_buffer.get());
+    if (used != 0) std::fwrite(m_buffer.get(), 1, used, m_file);
+    m_out = m_buffer.get();
+    m_room = BUFFER_SIZE;
+}
+
+bool TablePrinter::makeRoom(std::size_t needed) {
+    drain();
+    return needed <= m_room;
+}
+
+void TablePrinter::unbufferedCell(std::size_t lead, std::size_t padding, std::string_view text) {
+    std::fwrite(m_separator.data(), 1, lead, m_file);
+    for (std::size_t i = 0; i < padding; ++i) std::fputc(' ', m_file);
+    std::fwrite(text.data(), 1, text.size(), m_file);
+}
+
+void TablePrinter::text(std::string_view text) {
+    if (text.size() > m_room && !makeRoom(text.size())) {
+        std::fwrite(text.data(), 1, text.size(), m_file);
+        return;
+    }
+    if (text.empty()) return;
+    std::memcpy(m_out, text.data(), text.size());
+    m_out += text.size();
+    m_room -= text.size();
+}
+
+void TablePrinter::header(const std::vector<std::string>& titles) {
+    std::string padded;
+    for (const std::string& title : titles) {
+        padded.assign(title).append(SLACK, ' ');
+        cell(padded.data(), title.size());
+    }
+    text("\n");
+    m_column = 0;
+    m_isFirst = true;
+}
+
+void TablePrinter::endRow() {
+    // A row without any cell begins with a delimiter.
+    m_isFirst = false;
+    while (m_column < m_widths.size()) cell(m_defaultValue.data(), m_defaultValueLength);
+    text("\n");
+    m_column = 0;
+    m_isFirst = true;
+}
+
+}  // namespace overtime
