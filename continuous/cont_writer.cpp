@@ -1,6 +1,10 @@
 #include "continuous/cont_writer.h"
 
+#include <cstddef>
+#include <new>
+
 #include "continuous/metadata_trees.h"
+#include "continuous/out_of_memory.h"
 #include "plugins/log.h"
 #include "pwr/plugin_environment.h"
 #include "pwr/utilities.h"
@@ -23,6 +27,18 @@ ContWriter* g_contWriter = nullptr;
 ContWriter::~ContWriter() = default;
 
 bool ContWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
+    const std::size_t treeCount = m_metadata.size();
+    try {
+        flush_i(metadata);
+        return true;
+    } catch (const std::bad_alloc&) {
+        m_metadata.erase(m_metadata.begin() + static_cast<std::ptrdiff_t>(treeCount), m_metadata.end());
+        reportOutOfMemory("the results of", m_name);
+        return false;
+    }
+}
+
+void ContWriter::flush_i(const pwr::SystemMetadata& metadata) {
     static std::int32_t num = 0;
 
     m_metadata.emplace_back("SystemMetadata", makeSystemTree(metadata));
@@ -35,11 +51,10 @@ bool ContWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
     writeDocument_i(writer);
     LOG_INFO_TAG(JSON_WRITER_TAG, "string is %s\n", text.GetString());
     deliver(*handle, text);
-
+    const std::size_t recordCount = m_data.size();
     m_metadata.clear();
-    LOG_INFO_TAG(JSON_WRITER_TAG, "data size = %zu\n", m_data.size());
     m_data.clear();
-    return true;
+    LOG_INFO_TAG(JSON_WRITER_TAG, "data size = %zu\n", recordCount);
 }
 
 void ContWriter::writeDocument_i(JsonTextWriter& writer) const {

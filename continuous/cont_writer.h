@@ -12,9 +12,11 @@ public:
     ~ContWriter() override;
 
     // Returns true; what becomes of the file's bytes is the host's matter. `metadata` is read as it stands.
+    // When memory runs out: an error line and false, and everything waits for the next flush.
     bool flushContinuousResults(const pwr::SystemMetadata& metadata) override;
 
 private:
+    void flush_i(const pwr::SystemMetadata& metadata);
     void writeDocument_i(JsonTextWriter& writer) const;
     void writeRecords_i(JsonTextWriter& writer) const;
 

@@ -1,7 +1,6 @@
 #include "continuous/continuous_writer.h"
 
 #include <algorithm>
-#include <new>
 
 #include "continuous/metadata_trees.h"
 #include "plugins/log.h"
@@ -66,14 +65,11 @@ std::int32_t ContinuousWriter::writeMessage(const pwr::SystemMessage& message) {
     return 0;
 }
 
-std::int32_t ContinuousWriter::writeMessage(const pwr::Metric& metric) try {
+std::int32_t ContinuousWriter::writeMessage(const pwr::Metric& metric) {
     const pwr::Metric::Sample& sample = metric.getData();
     for (const pwr::DataElement* element : sample.elements)
         if (!writeElement_i(metric, *element, sample.timestamp)) return 1;
     return 0;
-} catch (const std::bad_alloc&) {
-    LOG_ERROR("Out of memory for the records of %s\n", metric.m_name.c_str());
-    return 1;
 }
 
 bool ContinuousWriter::writeElement_i(const pwr::Metric& metric, const pwr::DataElement& element,
@@ -88,8 +84,10 @@ bool ContinuousWriter::writeElement_i(const pwr::Metric& metric, const pwr::Data
         return false;
     }
     if (isLogged(LogLevel::Info, CONTINUOUS_WRITER_TAG)) logElement_i(metric, element, reading);
-    if (metricsWithMetadataSent.insert(metric.m_id).second)
+    if (metricsWithMetadataSent.count(metric.m_id) == 0) {
         m_metadata.emplace_back(metric.m_name, makeMetricTree(metric));
+        metricsWithMetadataSent.insert(metric.m_id);
+    }
 
     const bool isDelta = metric.m_metricType == pwr::Metric::SAMPLED_DELTA;
     const std::string& entity = isDelta ? sampledStateOf_i(element) : nameOf_i(*element.getEntity());

@@ -21,7 +21,8 @@
 //
 // There is one collector for all writers of the process. It holds copies of every text, so it may outlive the
 // messages; between two flushes it grows by 48 bytes per element. A metric's tree is made once in the life of
-// the process, with the metric's first sample. Statuses are 0 for success and 1 for failure.
+// the process, with the metric's first sample. Statuses are 0 for success and 1 for failure; std::bad_alloc
+// is the caller's to catch.
 class ContinuousWriter {
 public:
     // One element of a sample. The texts are not owned and must outlive the record.

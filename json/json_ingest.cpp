@@ -2,6 +2,7 @@
 #include <new>
 
 #include "continuous/cont_writer.h"
+#include "continuous/out_of_memory.h"
 #include "json/hash.h"
 #include "json/json_plugin.h"
 #include "plugins/log.h"
@@ -71,7 +72,7 @@ std::int32_t JSONWriter::writeMessage(const pwr::Metric& metric) try {
     if (m_continuous) return g_contWriter->writeMessage(metric);
     return writeElements_i(metric);
 } catch (const std::bad_alloc&) {
-    LOG_ERROR("Out of memory for the points of %s\n", metric.m_name.c_str());
+    reportOutOfMemory("the points of", metric.m_name);
     return 1;
 }
 
@@ -166,7 +167,10 @@ std::uint64_t JSONWriter::addSeries(const std::string& key, const std::string& n
     auto series = std::make_unique<Series>(metric.m_name, unitsOf(metric.m_quantity), key, name,
                                            metric.m_metricType, hasStates);
     addLegendStates(metric, *series);
+    // Both containers get the series, or none when memory runs out.
+    if (m_ownedSeries.size() == m_ownedSeries.capacity())
+        m_ownedSeries.reserve(2 * m_ownedSeries.size() + 16);
+    m_series.emplace(seriesKey, series.get());
     m_ownedSeries.push_back(std::move(series));
-    m_series.emplace(seriesKey, m_ownedSeries.back().get());
     return seriesKey;
 }

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "continuous/cont_writer.h"
+#include "continuous/out_of_memory.h"
 #include "json/document.h"
 #include "plugins/log.h"
 #include "plugins/writer_plugin_capability.h"
@@ -32,11 +33,14 @@ JSONWriter::JSONWriter()
 
 JSONWriter::~JSONWriter() = default;
 
-std::int32_t JSONWriter::init(const std::string& name, bool continuous) {
+std::int32_t JSONWriter::init(const std::string& name, bool continuous) try {
     m_outputPath = name + m_extension;
     m_continuous = continuous;
     if (continuous && g_contWriter == nullptr) g_contWriter = std::make_unique<ContWriter>(name).release();
     return 0;
+} catch (const std::bad_alloc&) {
+    reportOutOfMemory("the start of", name);
+    return 1;
 }
 
 std::int32_t JSONWriter::fini() try {
@@ -53,8 +57,8 @@ std::int32_t JSONWriter::fini() try {
     sink.finish();
     return 0;
 } catch (const std::bad_alloc&) {
-    LOG_ERROR("Out of memory, %s is not complete\n", m_outputPath.c_str());
-    return 0;
+    reportOutOfMemory("the rest of", m_outputPath);
+    return 1;
 }
 
 bool JSONWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
@@ -65,7 +69,7 @@ std::int32_t JSONWriter::writeMessage(const pwr::TextMessage&) {
     return 0;
 }
 
-std::int32_t JSONWriter::writeMessage(const pwr::SystemMessage& message) {
+std::int32_t JSONWriter::writeMessage(const pwr::SystemMessage& message) try {
     m_systemMetadata = message.m_metadata;
     m_collectionStart = m_systemMetadata->m_collectionStart;
     m_tickFactor = 1.0F / m_systemMetadata->m_tscFrequency;
@@ -76,4 +80,7 @@ std::int32_t JSONWriter::writeMessage(const pwr::SystemMessage& message) {
     m_zentraceVersion = versionText(m_systemMetadata->m_productVersion);
     m_driverVersion = versionText(m_systemMetadata->m_driverVersion);
     return 0;
+} catch (const std::bad_alloc&) {
+    reportOutOfMemory("the system data of", m_outputPath);
+    return 1;
 }

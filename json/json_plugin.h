@@ -25,11 +25,12 @@ public:
     JSONWriter();
     ~JSONWriter() override;
 
-    // Never fails; the document is created by fini.
+    // The document is created by fini.
     std::int32_t init(const std::string& name, bool continuous) override;
 
     // Writes the document and returns 0, also if the file cannot be created, which is not reported, or not be
-    // completed, which is an error line. Without a system message there is no document: a warning and 1.
+    // completed, which is an error line. Without a system message there is no document: a warning and 1; when
+    // memory runs out, an error line and 1.
     // In a continuous run: the host's status; what waits for a flush stays unwritten.
     std::int32_t fini() override;
 
@@ -41,7 +42,7 @@ public:
     std::int32_t writeMessage(const pwr::SystemMessage& message) override;
 
     // Returns 1 at the first element whose value should name a descriptor and doesn't; the elements before it
-    // are kept.
+    // are kept. So it is when memory runs out, with an error line.
     std::int32_t writeMessage(const pwr::Metric& metric) override;
 
 private:
