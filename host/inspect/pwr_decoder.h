@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string_view>
+
+#include "host/inspect/damage_report.h"
+#include "host/inspect/json_line.h"
+#include "host/inspect/pwr_checker.h"
+#include "host/inspect/pwr_names.h"
+#include "host/inspect/pwr_record.h"
+
+namespace host::inspect {
+
+// Prints the records of a .pwr file through `line`, an object each, with the names of ids beside them (null
+// for one that is not defined), and adds the first thing that is wrong to `report`. A record whose head, type
+// or length cannot be right ends the file. docs/formats/pwr.md describes the records and their order.
+void decodePwr(std::string_view bytes, JsonLine& line, DamageReport& report);
+
+// Decodes one file.
+class PwrDecoder {
+public:
+    PwrDecoder(JsonLine& line, DamageReport& report) : m_line(line), m_report(report), m_checker(report) {}
+
+    void decode(std::string_view bytes);
+
+private:
+    void decodeRecord_i(const PwrRecord& record);
+    void decodeCollectionInfo_i(const PwrRecord& record);
+    void decodeSystemInfo_i(const PwrRecord& record);
+    void decodeHardwareConfiguration_i(const PwrRecord& record);
+    void decodeHeadMarker_i(const PwrRecord& record);
+    void decodePowerThreshold_i(const PwrRecord& record);
+    void decodeInfo_i(const PwrRecord& record);
+    void decodeMetric_i(const PwrRecord& record);
+    void decodeSample_i(const PwrRecord& record);
+    void decodeProcess_i(const PwrRecord& record);
+    void decodeThread_i(const PwrRecord& record);
+    void decodeWakelock_i(const PwrRecord& record);
+    void decodePackage_i(const PwrRecord& record);
+
+    std::uint16_t versionField_i(const PwrRecord& record, ByteReader& fields);
+    // Prints an id with its name, or null for NO_ID, and checks that it is defined.
+    void idField_i(const PwrRecord& record, const char* field, std::string_view kind, std::uint32_t id);
+    void nameField_i(const std::string* name);
+    void checkDefined_i(const PwrRecord& record, std::string_view kind, std::uint64_t id);
+    void checkEndsInNul_i(const PwrRecord& record);
+    void printAttribute_i(const PwrRecord& record, std::uint32_t type, std::uint64_t value,
+                          std::uint16_t version);
+    // `previous` is the type of the attribute in front, or NO_ATTRIBUTE.
+    void checkAttribute_i(const PwrRecord& record, std::uint32_t previous, std::uint32_t type,
+                          std::uint64_t value, std::uint64_t tsc);
+
+    JsonLine& m_line;
+    DamageReport& m_report;
+    PwrChecker m_checker;
+    PwrNames m_names;
+};
+
+}  // namespace host::inspect
