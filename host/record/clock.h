@@ -1,0 +1,28 @@
+// Time as the recorder sees it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace host::recorder {
+
+class Clock {
+public:
+    virtual ~Clock() = default;
+
+    // The time stamp counter now.
+    virtual std::uint64_t ticks() = 0;
+
+    // Its frequency in MHz, the same for the whole run and above 0.
+    virtual double ticksPerUsec() const = 0;
+
+    // Nanoseconds since 1970.
+    virtual std::int64_t wallNanoseconds() = 0;
+
+    // Sleeps until the counter has reached `ticks`. False: the collection is to end now, `interruption` says
+    // by what.
+    virtual bool waitUntil(std::uint64_t ticks) = 0;
+    virtual std::string interruption() const = 0;
+};
+
+}  // namespace host::recorder

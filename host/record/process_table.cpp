@@ -1,0 +1,115 @@
+#include "host/record/process_table.h"
+
+#include <algorithm>
+
+#include "host/record/text.h"
+
+namespace host::recorder {
+
+namespace {
+
+constexpr std::uint64_t KERNEL_THREADS = 2;  // the parent of all kernel threads
+
+// Fields of proc/PID/stat behind the name, which may hold anything and ends at the last parenthesis.
+bool parseStat(std::string_view text, ProcessInfo& info, std::string& name) {
+    const std::size_t open = text.find('(');
+    const std::size_t close = text.rfind(')');
+    if (open == std::string_view::npos || close == std::string_view::npos || close < open) return false;
+    name = text.substr(open + 1, close - open - 1);
+    text.remove_prefix(close + 1);
+    text = trimmed(text);
+    text.remove_prefix(std::min<std::size_t>(text.size(), 1));  // the state
+    if (!takeUnsigned(text, info.parent)) return false;
+    for (int field = 5; field < 22; ++field) {  // some of these are negative
+        text.remove_prefix(std::min(text.size(), text.find_first_not_of(' ')));
+        text.remove_prefix(std::min(text.size(), text.find(' ')));
+    }
+    return takeUnsigned(text, info.start);
+}
+
+std::string programOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos || slash + 1 == path.size() ? path : path.substr(slash + 1);
+}
+
+std::string bracketed(std::string name) {
+    name.insert(name.begin(), '[');
+    name.push_back(']');
+    return name;
+}
+
+std::string withoutSuffix(std::string text, std::string_view suffix) {
+    if (text.ends_with(suffix)) text.resize(text.size() - suffix.size());
+    return text;
+}
+
+}  // namespace
+
+ProcessTable::ProcessTable(const Root& root) : m_root(root) {
+    Descriptor folder = root.openFolder("proc");
+    m_folder.reset(folder.isOpen() ? fdopendir(folder.get()) : nullptr);
+    if (m_folder) folder.release();
+}
+
+bool ProcessTable::read_i(std::uint64_t pid, ProcessInfo& info) {
+    const std::string folder = "proc/" + std::to_string(pid) + "/";
+    const SampleFile stat(m_root, folder + "stat");
+    std::string name;
+    info.pid = pid;
+    if (!stat.isOpen() || !parseStat(stat.read(m_buffer), info, name)) return false;
+    if (pid == KERNEL_THREADS || info.parent == KERNEL_THREADS) {
+        info.path = bracketed(name);
+        info.program = bracketed(name.substr(0, name.find_first_of("/:")));
+        return true;
+    }
+    info.path = withoutSuffix(m_root.link(folder + "exe"), " (deleted)");
+    if (info.path.empty()) info.path = name;
+    info.program = programOf(info.path);
+    return true;
+}
+
+void ProcessTable::see_i(std::uint64_t pid, std::uint64_t inode) {
+    const auto [entry, isNew] = m_known.try_emplace(pid);
+    Known& known = entry->second;
+    known.seen = true;
+    if (!isNew && known.inode == inode) return;
+    ProcessInfo info;
+    if (!read_i(pid, info)) {
+        // Gone between the look at the folder and this one.
+        known.seen = false;
+        if (isNew) m_known.erase(entry);
+        return;
+    }
+    known.inode = inode;
+    if (!isNew && known.info.start == info.start) return;
+    if (!isNew) m_changes.exited.push_back(std::move(known.info));
+    m_changes.started.push_back(info);
+    known.info = std::move(info);
+}
+
+const ProcessTable::Changes& ProcessTable::update() {
+    m_changes.started.clear();
+    m_changes.exited.clear();
+    for (auto& entry : m_known) entry.second.seen = false;
+    rewinddir(m_folder.get());
+    while (const dirent* entry = readdir(m_folder.get())) {
+        std::string_view name = entry->d_name;
+        std::uint64_t pid = 0;
+        if (name.front() >= '1' && name.front() <= '9' && takeUnsigned(name, pid) && name.empty())
+            see_i(pid, entry->d_ino);
+    }
+    for (auto entry = m_known.begin(); entry != m_known.end();) {
+        if (entry->second.seen) {
+            ++entry;
+            continue;
+        }
+        m_changes.exited.push_back(std::move(entry->second.info));
+        entry = m_known.erase(entry);
+    }
+    const auto byPid = [](const ProcessInfo& a, const ProcessInfo& b) { return a.pid < b.pid; };
+    std::sort(m_changes.started.begin(), m_changes.started.end(), byPid);
+    std::sort(m_changes.exited.begin(), m_changes.exited.end(), byPid);
+    return m_changes;
+}
+
+}  // namespace host::recorder

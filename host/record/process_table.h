@@ -1,0 +1,60 @@
+// The processes of the machine, and which of them are new or gone.
+#pragma once
+
+#include <dirent.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/record/sample_file.h"
+
+namespace host::recorder {
+
+struct ProcessInfo {
+    std::uint64_t pid = 0;
+    std::uint64_t parent = 0;
+    std::uint64_t start = 0;  // in the kernel's clock ticks since boot
+    std::string path;         // of its program, or its name when the path is not told
+    std::string program;      // last part of the path; kernel threads of a kind share one
+};
+
+class ProcessTable {
+public:
+    explicit ProcessTable(const Root& root);
+
+    // False when the machine shows no processes.
+    bool isReadable() const { return m_folder != nullptr; }
+
+    // Looks for the changes since the last call, which took place at some time in between; the first call
+    // finds all processes to be new. Only new processes are read. Both lists are in ascending order of pids,
+    // and a process that started and exited between two calls is never seen.
+    struct Changes {
+        std::vector<ProcessInfo> started;
+        std::vector<ProcessInfo> exited;
+    };
+    const Changes& update();
+
+private:
+    struct Known {
+        ProcessInfo info;
+        std::uint64_t inode = 0;  // of its folder, which is another one when the pid is used again
+        bool seen = false;        // in this scan
+    };
+    struct FolderCloser {
+        void operator()(DIR* folder) const { closedir(folder); }
+    };
+
+    void see_i(std::uint64_t pid, std::uint64_t inode);
+    bool read_i(std::uint64_t pid, ProcessInfo& info);
+
+    const Root& m_root;
+    std::unique_ptr<DIR, FolderCloser> m_folder;
+    std::map<std::uint64_t, Known> m_known;
+    Changes m_changes;
+    std::vector<char> m_buffer;
+};
+
+}  // namespace host::recorder

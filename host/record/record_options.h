@@ -1,0 +1,21 @@
+// What the user asks of a recording.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+struct RecordOptions {
+    double seconds = 5.0;              // length of the collection; 0: until SIGINT or SIGTERM
+    double intervalMs = 100.0;         // time between two samples
+    bool continuous = false;           // deliver while collecting, not after it
+    double flushEverySec = 1.0;        // continuous runs: time between two flushes
+    std::string save;                  // keeps the delivered stream in this file; empty: not kept
+    std::string root = "/";            // where proc, sys and etc are looked for
+    std::vector<std::string> command;  // the words of the command line
+    bool orderGiven = false;           // the user gave an order of the report: none of the recorder's own
+    bool progress = false;             // tell on standard error how far the collection is
+};
+
+}  // namespace host

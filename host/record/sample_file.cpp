@@ -1,0 +1,134 @@
+#include "host/record/sample_file.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <utility>
+
+#include "host/record/text.h"
+
+namespace host::recorder {
+
+namespace {
+
+struct FolderCloser {
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+
+// Number that `name` ends in, to put "cpu10" behind "cpu9".
+std::uint64_t trailingNumber(const std::string& name) {
+    const std::size_t digits = name.find_last_not_of("0123456789") + 1;
+    std::string_view tail = std::string_view(name).substr(digits);
+    std::uint64_t number = 0;
+    takeUnsigned(tail, number);
+    return number;
+}
+
+bool isNaturallyLess(const std::string& a, const std::string& b) {
+    const std::string_view stemA(a.data(), a.find_last_not_of("0123456789") + 1);
+    const std::string_view stemB(b.data(), b.find_last_not_of("0123456789") + 1);
+    if (stemA != stemB) return a < b;
+    return std::pair(trailingNumber(a), a) < std::pair(trailingNumber(b), b);
+}
+
+}  // namespace
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+    if (this != &other) {
+        if (m_number >= 0) ::close(m_number);
+        m_number = other.release();
+    }
+    return *this;
+}
+
+Descriptor::~Descriptor() {
+    if (m_number >= 0) ::close(m_number);
+}
+
+int Descriptor::release() {
+    return std::exchange(m_number, -1);
+}
+
+Root::Root(const std::string& folder)
+    : m_path(folder), m_folder(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+
+Descriptor Root::open(const std::string& path) const {
+    return Descriptor(::openat(m_folder.get(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+}
+
+Descriptor Root::openFolder(const std::string& path) const {
+    return Descriptor(::openat(m_folder.get(), path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+std::string Root::text(const std::string& path) const {
+    std::vector<char> buffer;
+    return std::string(trimmed(SampleFile(*this, path).read(buffer)));
+}
+
+std::vector<std::string> Root::names(const std::string& folder, std::string_view prefix) const {
+    std::vector<std::string> found;
+    Descriptor descriptor = openFolder(folder);
+    if (!descriptor.isOpen()) return found;
+    const std::unique_ptr<DIR, FolderCloser> entries(fdopendir(descriptor.get()));
+    if (!entries) return found;
+    descriptor.release();
+    while (const dirent* entry = readdir(entries.get())) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != ".." && name.starts_with(prefix)) found.emplace_back(name);
+    }
+    std::sort(found.begin(), found.end(), isNaturallyLess);
+    return found;
+}
+
+std::string Root::link(const std::string& path) const {
+    char target[4096];
+    const ssize_t length = ::readlinkat(m_folder.get(), path.c_str(), target, sizeof target);
+    return length <= 0 ? std::string() : std::string(target, static_cast<std::size_t>(length));
+}
+
+SampleFile::SampleFile(const Root& root, std::string path) : m_path(std::move(path)) {
+    reopen(root);
+}
+
+void SampleFile::reopen(const Root& root) {
+    m_descriptor = root.open(m_path);
+}
+
+std::string_view SampleFile::readInto(char* buffer, std::size_t size) const {
+    ssize_t length = 0;
+    do {
+        errno = 0;
+        length = ::pread(m_descriptor.get(), buffer, size, 0);
+    } while (length < 0 && errno == EINTR);
+    return length <= 0 ? std::string_view() : std::string_view(buffer, static_cast<std::size_t>(length));
+}
+
+std::string_view SampleFile::read(std::vector<char>& buffer) const {
+    constexpr std::size_t limit = std::size_t{64} << 20;
+    if (buffer.size() < 16384) buffer.resize(16384);
+    // The kernel makes such a file anew for every read from its start, so it must fit in one.
+    for (;;) {
+        const std::string_view content = readInto(buffer.data(), buffer.size());
+        if (content.size() < buffer.size() || buffer.size() >= limit) return content;
+        buffer.resize(buffer.size() * 4);
+    }
+}
+
+bool SampleFile::readUnsigned(std::uint64_t& value) const {
+    char buffer[64];
+    std::string_view content = readInto(buffer, sizeof buffer);
+    return takeUnsigned(content, value);
+}
+
+bool SampleFile::readSigned(std::int64_t& value) const {
+    char buffer[64];
+    const std::string_view content = readInto(buffer, sizeof buffer);
+    return std::from_chars(content.data(), content.data() + content.size(), value).ec == std::errc();
+}
+
+}  // namespace host::recorder

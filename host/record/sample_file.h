@@ -1,0 +1,80 @@
+// Files below the root folder that are read once per sample.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host::recorder {
+
+// A file descriptor that is closed with its owner.
+class Descriptor {
+public:
+    explicit Descriptor(int number = -1) : m_number(number) {}
+    Descriptor(Descriptor&& other) noexcept : m_number(other.release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept;
+    ~Descriptor();
+
+    int get() const { return m_number; }
+    bool isOpen() const { return m_number >= 0; }
+    int release();
+
+private:
+    int m_number;
+};
+
+// The folder that stands for "/".
+class Root {
+public:
+    explicit Root(const std::string& folder);
+
+    bool isOpen() const { return m_folder.isOpen(); }
+    const std::string& path() const { return m_path; }
+
+    // Opens a file or folder by its path relative to the root; not open, with errno set, on failure.
+    Descriptor open(const std::string& path) const;
+    Descriptor openFolder(const std::string& path) const;
+
+    // The whole file without blanks at its ends; empty if it can't be read.
+    std::string text(const std::string& path) const;
+
+    // Names in a folder that begin with `prefix`, those that end in a number by that number; no "." and "..".
+    std::vector<std::string> names(const std::string& folder, std::string_view prefix = {}) const;
+
+    // Target of a symbolic link, empty if it is none.
+    std::string link(const std::string& path) const;
+
+private:
+    std::string m_path;
+    Descriptor m_folder;
+};
+
+// A file that is opened once and read again and again from its start: one system call per sample.
+class SampleFile {
+public:
+    SampleFile() = default;
+    SampleFile(const Root& root, std::string path);
+
+    const std::string& path() const { return m_path; }
+    bool isOpen() const { return m_descriptor.isOpen(); }
+
+    // The file as it is now, valid until the next read of any SampleFile that shares `buffer`. Empty when it
+    // could not be read or holds nothing; errno says why, 0 for the latter.
+    std::string_view read(std::vector<char>& buffer) const;
+
+    // The number that the file begins with; false as for an empty read.
+    bool readUnsigned(std::uint64_t& value) const;
+    bool readSigned(std::int64_t& value) const;
+
+    // Opens the path anew: the file of a device that went and came is another one.
+    void reopen(const Root& root);
+
+private:
+    std::string_view readInto(char* buffer, std::size_t size) const;
+
+    std::string m_path;
+    Descriptor m_descriptor;
+};
+
+}  // namespace host::recorder

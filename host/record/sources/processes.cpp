@@ -1,0 +1,177 @@
+// Processes that start and exit while the collection goes on.
+#include <unistd.h>
+
+#include <algorithm>
+#include <map>
+
+#include "host/record/json_line.h"
+#include "host/record/metric_line.h"
+#include "host/record/process_table.h"
+#include "host/record/sources/sources.h"
+#include "host/record/text.h"
+
+namespace host::recorder {
+
+namespace {
+
+constexpr const char* NOTE =
+    "Processes are looked for at every sample; one that starts and exits between two samples is not seen.";
+
+class ProcessSource : public Source {
+public:
+    explicit ProcessSource(SourceContext& context)
+        : m_context(context),
+          m_line(context.output),
+          m_table(context.root),
+          m_loads(context.root, "proc/loadavg"),
+          m_ticksPerJiffy(context.ticksPerUsec * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK))) {}
+
+    bool prepare() override {
+        if (!m_table.isReadable()) return false;
+        haveTasksChanged_i();
+        for (const ProcessInfo& info : m_table.update().started) m_running[info.pid] = 0;
+        if (m_running.empty()) return false;
+
+        Definitions& define = m_context.define;
+        m_processAttribute = define.attribute("Process", AttributeType::Process);
+        m_pidAttribute = define.attribute("PID", AttributeType::Data);
+        m_parentAttribute = define.attribute("Parent PID", AttributeType::Data);
+        m_startAttribute = define.attribute("Start", AttributeType::Data, define.time());
+        m_started = define.descriptor("Started");
+        m_exited = define.descriptor("Exited");
+        MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
+        metric.type = MetricType::TracedEvent;
+        metric.quantity = define.quantity({QuantityKind::Count, "Process Events", "events"});
+        metric.legend = {m_started, m_exited};
+        metric.value = define.handle(
+            "Change", {m_processAttribute, m_pidAttribute, m_parentAttribute, m_startAttribute});
+        metric.state = define.handle("Event");
+        metric.entity = define.handle("Program");
+        m_chapter.metric = define.metric(metric);
+        return true;
+    }
+
+    void baseline(std::uint64_t ticks) override { m_begin = ticks; }
+
+    void sample(std::uint64_t ticks) override {
+        if (!haveTasksChanged_i()) return;
+        const ProcessTable::Changes& changes = m_table.update();
+        for (const ProcessInfo& info : changes.exited) exit_i(info, ticks);
+        for (const ProcessInfo& info : changes.started) start_i(info, ticks);
+    }
+
+    void report(Report& report) override {
+        if (m_programs.empty()) return;
+        report.chapter(m_chapter);
+        report.table(m_chapter.name + " Summary: Total", {"Program", "Event", "Total"});
+        for (const auto& [name, program] : m_programs) {
+            if (program.started > 0) report.row({name, "Started", std::to_string(program.started)});
+            if (program.exited > 0) report.row({name, "Exited", std::to_string(program.exited)});
+        }
+    }
+
+    std::string subject() const override { return "processes"; }
+
+private:
+    struct Program {
+        Id entity = 0;
+        std::uint64_t started = 0;
+        std::uint64_t exited = 0;
+    };
+
+    // False when no process can have come or gone: the kernel counts forks, and the tasks that there are.
+    bool haveTasksChanged_i() {
+        std::uint64_t forks = 0;
+        std::uint64_t tasks = 0;
+        std::string_view text = m_loads.read(m_buffer);
+        const std::size_t slash = text.find('/');
+        text.remove_prefix(slash == std::string_view::npos ? text.size() : slash + 1);
+        const bool isCounted = m_context.stat.forks(forks) && takeUnsigned(text, tasks);
+        const bool changed = !isCounted || forks != m_forks || tasks != m_tasks;
+        m_forks = forks;
+        m_tasks = tasks;
+        return changed;
+    }
+
+    std::uint64_t startTicks_i(const ProcessInfo& info) const {
+        return m_context.bootTicks +
+               static_cast<std::uint64_t>(static_cast<double>(info.start) * m_ticksPerJiffy);
+    }
+
+    Id defineProcess_i(const ProcessInfo& info) {
+        return m_context.define.process(info.pid, info.parent, info.path, startTicks_i(info));
+    }
+
+    Program& program_i(const ProcessInfo& info) {
+        Program& program = m_programs[info.program];
+        if (program.entity == 0) program.entity = m_context.define.entity(info.program);
+        return program;
+    }
+
+    void start_i(const ProcessInfo& info, std::uint64_t ticks) {
+        const Id process = defineProcess_i(info);
+        Program& program = program_i(info);
+        m_running[info.pid] = process;
+        ++program.started;
+        deliver_i(info, program.entity, process, m_started, "Started", nextTicks_i(ticks), 0);
+    }
+
+    void exit_i(const ProcessInfo& info, std::uint64_t ticks) {
+        const auto entry = m_running.find(info.pid);
+        Id process = entry == m_running.end() ? 0 : entry->second;
+        if (entry != m_running.end()) m_running.erase(entry);
+        if (process == 0) process = defineProcess_i(info);
+        Program& program = program_i(info);
+        ++program.exited;
+        const std::uint64_t now = nextTicks_i(ticks);
+        const std::uint64_t lifetime = now - std::min(now, startTicks_i(info));
+        JsonLine("msg", "end").member("id", process).member("tsc", now).writeTo(m_context.output);
+        deliver_i(info, program.entity, process, m_exited, "Exited", now, lifetime);
+    }
+
+    // Events of one sample follow each other by a tick, as no two may share a time.
+    std::uint64_t nextTicks_i(std::uint64_t ticks) { return m_last = std::max(m_last + 1, ticks); }
+
+    void deliver_i(const ProcessInfo& info, Id entity, Id process, Id event, const char* name,
+                   std::uint64_t ticks, std::uint64_t lifetime) {
+        // Negative for processes that were there before the collection.
+        const double age = static_cast<double>(startTicks_i(info)) - static_cast<double>(m_begin);
+        const std::string start = std::to_string(static_cast<std::int64_t>(age / m_context.ticksPerUsec));
+        const Id state = m_context.define.descriptor(
+            name, {{m_processAttribute, "{\"h\":" + std::to_string(process) + "}"},
+                   {m_pidAttribute, "{\"u\":" + std::to_string(info.pid) + "}"},
+                   {m_parentAttribute, "{\"u\":" + std::to_string(info.parent) + "}"},
+                   {m_startAttribute, "{\"i\":" + start + "}"}});
+        m_line.begin(m_chapter.metric, ticks);
+        m_line.handle(elementHead(entity, event), lifetime, state);
+        m_line.end();
+    }
+
+    SourceContext& m_context;
+    Chapter m_chapter{0, "process", "Process Events", NOTE};
+    MetricLine m_line;
+    ProcessTable m_table;
+    SampleFile m_loads;
+    std::vector<char> m_buffer;
+    double m_ticksPerJiffy;
+    std::uint64_t m_begin = 0;
+    std::uint64_t m_last = 0;  // ticks of the last event
+    std::uint64_t m_forks = 0;
+    std::uint64_t m_tasks = 0;
+    std::map<std::uint64_t, Id> m_running;  // by pid: its process in the stream, 0 if it has none yet
+    std::map<std::string, Program> m_programs;
+    Id m_processAttribute = 0;
+    Id m_pidAttribute = 0;
+    Id m_parentAttribute = 0;
+    Id m_startAttribute = 0;
+    Id m_started = 0;
+    Id m_exited = 0;
+};
+
+}  // namespace
+
+SourcePtr makeProcessSource(SourceContext& context) {
+    return std::make_unique<ProcessSource>(context);
+}
+
+}  // namespace host::recorder

@@ -1,0 +1,100 @@
+#include "host/record/system_clock.h"
+
+#include <time.h>
+#include <x86intrin.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <limits>
+
+namespace host::recorder {
+
+namespace {
+
+constexpr std::int64_t NANOSECONDS = 1'000'000'000;
+
+std::int64_t nanoseconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return now.tv_sec * NANOSECONDS + now.tv_nsec;
+}
+
+struct Reading {
+    std::uint64_t ticks;
+    std::int64_t nanoseconds;
+};
+
+// Both clocks at the same moment: the try that took the fewest ticks.
+Reading readBoth() {
+    Reading best{};
+    std::uint64_t shortest = std::numeric_limits<std::uint64_t>::max();
+    for (int i = 0; i < 20; ++i) {
+        const std::uint64_t before = __rdtsc();
+        const std::int64_t now = nanoseconds(CLOCK_MONOTONIC_RAW);
+        const std::uint64_t taken = __rdtsc() - before;
+        if (taken >= shortest) continue;
+        shortest = taken;
+        best = {before + taken / 2, now};
+    }
+    return best;
+}
+
+// In MHz, rounded to the kHz that the kernel counts in.
+double measuredFrequency() {
+    const Reading first = readBoth();
+    const timespec pause{0, 50'000'000};
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+    const Reading last = readBoth();
+    const double usec = static_cast<double>(last.nanoseconds - first.nanoseconds) / 1000.0;
+    return std::round(static_cast<double>(last.ticks - first.ticks) / usec * 1000.0) / 1000.0;
+}
+
+}  // namespace
+
+SystemClock::SystemClock(const Root& root) {
+    std::uint64_t kilohertz = 0;
+    if (SampleFile(root, "sys/devices/system/cpu/cpu0/tsc_freq_khz").readUnsigned(kilohertz) && kilohertz > 0)
+        m_ticksPerUsec = static_cast<double>(kilohertz) / 1000.0;
+    else
+        m_ticksPerUsec = measuredFrequency();
+
+    sigemptyset(&m_ending);
+    for (const int number : {SIGINT, SIGTERM}) {
+        struct sigaction action {};
+        sigaction(number, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) sigaddset(&m_ending, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &m_ending, &m_previous);
+}
+
+SystemClock::~SystemClock() {
+    pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
+}
+
+std::uint64_t SystemClock::ticks() {
+    return __rdtsc();
+}
+
+std::int64_t SystemClock::wallNanoseconds() {
+    return nanoseconds(CLOCK_REALTIME);
+}
+
+bool SystemClock::waitUntil(std::uint64_t ticks) {
+    while (m_signal == 0) {
+        const std::uint64_t now = __rdtsc();
+        const double left = now < ticks ? static_cast<double>(ticks - now) / m_ticksPerUsec * 1000.0 : 0.0;
+        const auto wait = static_cast<std::int64_t>(std::min(left, 3600.0 * 1e9));
+        const timespec timeout{wait / NANOSECONDS, wait % NANOSECONDS};
+        const int number = sigtimedwait(&m_ending, nullptr, &timeout);
+        if (number > 0) m_signal = number;
+        if (number < 0 && wait == 0) return true;
+    }
+    return false;
+}
+
+std::string SystemClock::interruption() const {
+    return m_signal == SIGINT ? "SIGINT" : m_signal == SIGTERM ? "SIGTERM" : "";
+}
+
+}  // namespace host::recorder

@@ -1,0 +1,34 @@
+// The machine's time stamp counter, and a sleep that SIGINT and SIGTERM end.
+#pragma once
+
+#include <csignal>
+
+#include "host/record/clock.h"
+#include "host/record/sample_file.h"
+
+namespace host::recorder {
+
+// Blocks SIGINT and SIGTERM while it lives, so that none is lost between two sleeps; a signal that the
+// process ignores stays ignored.
+class SystemClock : public Clock {
+public:
+    // Takes the frequency from the kernel if it tells it, else measures it, which takes 50 ms.
+    explicit SystemClock(const Root& root);
+    SystemClock(const SystemClock&) = delete;
+    SystemClock& operator=(const SystemClock&) = delete;
+    ~SystemClock() override;
+
+    std::uint64_t ticks() override;
+    double ticksPerUsec() const override { return m_ticksPerUsec; }
+    std::int64_t wallNanoseconds() override;
+    bool waitUntil(std::uint64_t ticks) override;
+    std::string interruption() const override;
+
+private:
+    double m_ticksPerUsec = 0.0;
+    sigset_t m_ending;    // the signals that end the collection
+    sigset_t m_previous;  // the mask to go back to
+    int m_signal = 0;     // the one that came
+};
+
+}  // namespace host::recorder
