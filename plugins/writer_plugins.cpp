@@ -4,31 +4,15 @@
 #include <iterator>
 #include <memory>
 
-#include "plugins/plugin_list.h"
-#if __has_include("summary/summarywriter_plugin.h")
-#include "summary/summarywriter_plugin.h"
-#endif
-#if __has_include("import/vyrtawriter_plugin.h")
-#include "import/vyrtawriter_plugin.h"
-#endif
-#if __has_include("json/json_plugin.h")
-#include "json/json_plugin.h"
-#endif
-#if __has_include("binary/binarywriter_plugin.h")
 #include "binary/binarywriter_plugin.h"
-#endif
-#if __has_include("overtime/raw_writer_v2.h")
-#include "overtime/raw_writer_v2.h"
-#endif
-#if __has_include("overtime/int_writer_v2.h")
+#include "import/vyrtawriter_plugin.h"
+#include "json/json_plugin.h"
 #include "overtime/int_writer_v2.h"
-#endif
-#if __has_include("overtime/phmwriter_text_plugin.h")
 #include "overtime/phmwriter_text_plugin.h"
-#endif
-#if __has_include("summary/autowriter_plugin.h")
+#include "overtime/raw_writer_v2.h"
+#include "plugins/plugin_list.h"
 #include "summary/autowriter_plugin.h"
-#endif
+#include "summary/summarywriter_plugin.h"
 
 namespace {
 
@@ -41,39 +25,16 @@ std::unique_ptr<Plugin> make() {
 
 // The order of this table is the order in which the host sees the writers.
 const Factory FACTORIES[] = {
-#if __has_include("summary/summarywriter_plugin.h")
-    make<SummaryWriter>,
-#endif
-#if __has_include("import/vyrtawriter_plugin.h")
-    make<VyrtaWriter>,
-#endif
-#if __has_include("json/json_plugin.h")
-    make<JSONWriter>,
-#endif
-#if __has_include("binary/binarywriter_plugin.h")
-    make<BinaryWriter>,
-#endif
-#if __has_include("overtime/raw_writer_v2.h")
-    make<RawWriterV2>,
-#endif
-#if __has_include("overtime/int_writer_v2.h")
-    make<IntWriterV2>,
-#endif
-#if __has_include("overtime/phmwriter_text_plugin.h")
-    make<PhmTextWriter>,
-#endif
-#if __has_include("summary/autowriter_plugin.h")
-    make<AutoWriter>,
-#endif
-    nullptr,
+    make<SummaryWriter>, make<VyrtaWriter>, make<JSONWriter>,    make<BinaryWriter>,
+    make<RawWriterV2>,   make<IntWriterV2>, make<PhmTextWriter>, make<AutoWriter>,
 };
-constexpr std::size_t WRITER_COUNT = std::size(FACTORIES) - 1;
+constexpr std::size_t WRITER_COUNT = std::size(FACTORIES);
 
 }  // namespace
 
 PluginList* createPlugins() {
     // Writers are released at once: if a later step fails, the earlier ones are left as they are.
-    Plugin* writers[WRITER_COUNT + 1];
+    Plugin* writers[WRITER_COUNT];
     for (std::size_t i = 0; i < WRITER_COUNT; ++i) writers[i] = FACTORIES[i]().release();
 
     auto list = std::make_unique<PluginList>();
