@@ -29,6 +29,7 @@ IntWriterV2::IntWriterV2(const std::string& id, const std::string& extension)
       m_globalStartTimestamp(0),
       m_doTimelineTsc(false),
       m_doTimelineResidencyTicks(false),
+      m_isComplete(true),
       m_messageCount(0),
       m_realFormatter(0, DECIMALS) {}
 
@@ -52,16 +53,15 @@ std::int32_t IntWriterV2::fini() {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Output file %s does not exist\n", m_fileName.c_str());
         return 1;
     }
-    bool isComplete = true;
     for (const auto& [outerKey, group] : m_tables) {
         bool isFirst = true;
         for (const auto& [innerKey, table] : group) {
             table.store->flush(m_file.get(), ",", isFirst);
-            isComplete = table.store->isComplete() && isComplete;
+            m_isComplete = table.store->isComplete() && m_isComplete;
             isFirst = false;
         }
     }
-    return finishFile(std::move(m_file), m_fileName) && isComplete ? 0 : 1;
+    return finishFile(std::move(m_file), m_fileName) && m_isComplete ? 0 : 1;
 }
 
 std::int32_t IntWriterV2::writeMessage(const pwr::TextMessage& message) {
@@ -136,6 +136,7 @@ BackingStoreWrapper* IntWriterV2::getStore(const std::string& title, std::uint64
     try {
         return addTable_i(title, outerKey, innerKey, defaultValue).store;
     } catch (...) {
+        m_isComplete = false;
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to initialize buffer.\n");
         return nullptr;
     }

@@ -67,7 +67,8 @@ public:
     // Creates the file. Returns 1 if that fails. The flag is ignored.
     std::int32_t init(const std::string& outputName, bool continuous) override;
 
-    // Prints the tables and closes the file. Returns 1 if there is no file or something is missing in it.
+    // Prints the tables and closes the file. Returns 1 if there is no file, or if tables or rows are missing
+    // in it.
     std::int32_t fini() override;
 
     // Writes the text and a line feed.
@@ -159,6 +160,8 @@ protected:
     bool m_doTimelineTsc;             // print raw timestamps
     bool m_doTimelineResidencyTicks;  // print residency times as raw ticks
     std::map<std::uint32_t, pwr::TimelineTableType> m_timelineTableTypes;  // by metric id
+
+    bool m_isComplete;  // no table and no row has been lost
 
 private:
     struct TableKey {

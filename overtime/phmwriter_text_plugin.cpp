@@ -16,8 +16,7 @@ void writeText(std::FILE* file, const std::string& text) {
 
 }  // namespace
 
-PhmTextWriter::PhmTextWriter()
-    : IntWriterV2("9d2aa443-e197-4628-9ed7-f7772a50828e", "_phm.csv"), m_isComplete(true) {
+PhmTextWriter::PhmTextWriter() : IntWriterV2("9d2aa443-e197-4628-9ed7-f7772a50828e", "_phm.csv") {
     auto capability = std::make_unique<pwr::WriterPluginCapability>(
         std::set<pwr::TableClass>{}, "phm-csv", "Write over-time data to *_phm.csv file.", ".csv", false);
     capability->m_flags |= pwr::PluginCapability::FLAG_HOST;

@@ -69,5 +69,4 @@ private:
     std::string m_notes;                                       // the texts so far
     std::map<std::uint64_t, std::string> m_tableGroups;        // by metric id
     std::map<std::string, std::vector<pwr::Data>> m_metadata;  // by metric name
-    bool m_isComplete;                                         // all files hold all that belongs there
 };
