@@ -108,9 +108,10 @@ void Work::addTick_i(std::size_t tick) {
 void Work::addSampled_i(host::model::Metric& metric, std::size_t tick) {
     Message message{&metric, {}, tick};
     for (std::size_t entity = 0; entity < m_entities.size(); ++entity) {
-        ++m_samplesPerRound;
         if (metric.m_metricType == pwr::Metric::SAMPLED_DELTA) {
-            addElement_i(message, entity).m_value.setUInt(random_i() % 100000);
+            host::model::Element& element = addElement_i(message, entity);
+            element.m_descriptor = m_states.front().get();
+            element.m_value.setUInt(random_i() % 100000);
         } else if (metric.m_metricType == pwr::Metric::SAMPLED_VALUE) {
             addElement_i(message, entity).m_value.setReal(static_cast<double>(random_i() % 10000) / 100.0);
         } else {
@@ -130,7 +131,6 @@ void Work::addEvents_i(host::model::Metric& metric, std::size_t tick) {
         host::model::Element& element = addElement_i(message, random_i() % m_entities.size());
         element.m_value.setHandle(m_events[random_i() % m_events.size()].get());
         element.m_duration = 0;
-        ++m_samplesPerRound;
         m_messages.push_back(std::move(message));
     }
 }
@@ -140,6 +140,7 @@ host::model::Element& Work::addElement_i(Message& message, std::size_t entity) {
     host::model::Element& element = *m_elements.back();
     element.m_entity = m_entities[entity].get();
     element.m_duration = TICKS_PER_SAMPLE;
+    element.m_vyrtaDescriptor = m_states.front().get();
     message.sample.elements.push_back(&element);
     ++m_elementsPerRound;
     return element;

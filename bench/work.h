@@ -77,7 +77,6 @@ private:
     std::vector<std::unique_ptr<host::model::Element>> m_elements;
     std::vector<Message> m_messages;
     std::size_t m_elementsPerRound = 0;
-    std::size_t m_samplesPerRound = 0;
     std::size_t m_rounds = 0;
 };
 

@@ -1,5 +1,6 @@
 // Measures what every writer costs per element, against the floor of its kind of result.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -104,9 +105,8 @@ void Bench::runWriter_i(WriterPlugin& writer, Cost& cost) {
 }
 
 Bench::Item Bench::writer_i(const std::string& name) {
-    // The import format counts samples: the elements of one entity in one message.
-    const double units = static_cast<double>(name == "vyrta" ? m_work.samples() : m_work.elements());
-    return {name, units, [this, name](Cost& cost) { runWriter_i(m_library.writer(name), cost); }};
+    return {name, static_cast<double>(m_work.elements()),
+            [this, name](Cost& cost) { runWriter_i(m_library.writer(name), cost); }};
 }
 
 Bench::Item Bench::reader_i() {
@@ -197,8 +197,8 @@ void Bench::reportRatio_i(const Budget& budget) const {
 }
 
 void Bench::report() const {
-    std::printf("%zu elements in %zu samples, %u rounds, CPU time (user and system)\n", m_work.elements(),
-                m_work.samples(), m_options.rounds);
+    std::printf("%zu elements in %zu messages, %u rounds, CPU time (user and system) in ns per element\n",
+                m_work.elements(), m_work.messages(), m_options.rounds);
     reportFloors_i();
     std::printf("%-10s %8s %8s %8s %10s   ratio to the floor, reading subtracted\n", "", "ingest", "fini",
                 "bytes", "peak MiB");
@@ -229,11 +229,13 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(1, 1000));
     app.add_option("--writers", options.writers, "only these rows of the budget")->delimiter(',');
     app.add_option("--plugins", options.library, "the writer library")->capture_default_str();
+    int logLevel = 1;
+    app.add_option("--log-level", logLevel, "which lines of the writers are shown")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
 
     host::model::DescriptorLogger log(2);
     host::model::Environment environment(log, log);
-    environment.m_logLevel = 1;
+    environment.m_logLevel = logLevel;
     const bench::PluginLibrary library(options.library);
     bench::Work work(options.size);
     Bench bench(options, work, library);
