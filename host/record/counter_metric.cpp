@@ -47,9 +47,13 @@ void CounterMetric::start(std::size_t item, std::uint64_t reading) {
 
 void CounterMetric::take(std::size_t index, std::uint64_t reading) {
     Item& item = m_items[index];
-    const bool fell = item.known && reading < item.reading;
-    if (!item.known || (fell && item.reading > item.range)) return start(index, reading);
-    const std::uint64_t rise = fell ? item.range - item.reading + reading : reading - item.reading;
+    std::uint64_t rise = reading - item.reading;
+    if (reading < item.reading) {
+        // Gone round if that means a small step, else set back.
+        rise = item.range - item.reading + reading;
+        if (item.reading > item.range || rise > item.range / 2) item.known = false;
+    }
+    if (!item.known) return start(index, reading);
     const std::uint64_t duration = m_ticks - item.ticks;
     item.total += rise;
     item.observed += duration;

@@ -23,7 +23,7 @@ public:
 
     // Adds a counter and returns its index, before `define`. `name` tells it apart from all other counters of
     // the metric, as some results keep nothing else; `keys` are its cells in the report. A counter with a
-    // `range` goes on from 0 behind it; one without that falls has been reset.
+    // `range` goes on from 0 behind it; one that falls otherwise has been set back.
     std::size_t add(Id entity, const std::string& name, std::vector<std::string> keys,
                     std::uint64_t range = 0);
     bool isEmpty() const { return m_items.empty(); }

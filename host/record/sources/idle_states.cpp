@@ -62,7 +62,10 @@ private:
     struct State {
         WatchedFile time;  // usec
         WatchedFile entries;
-        std::size_t item;  // among the entry counters
+        std::size_t item;            // among the entry counters
+        std::uint64_t lastTime = 0;  // as last read, with the entries
+        std::uint64_t lastEntries = 0;
+        bool known = false;
     };
     struct IdleCpu {
         std::size_t item;
@@ -77,7 +80,8 @@ private:
         std::vector<std::size_t> states;
         for (const std::string& name : m_context.root.names(folder, "state")) {
             const std::string path = folder + name;
-            State state{{m_context, path + "/time", number}, {m_context, path + "/usage", number}, 0};
+            State state{
+                {m_context, path + "/time", number}, {m_context, path + "/usage", number}, 0, 0, 0, false};
             if (!state.time.isReadable() || !state.entries.isReadable() || states.size() == MOST_STATES)
                 continue;
             std::string title = m_context.root.text(path + "/name");
@@ -97,12 +101,21 @@ private:
         for (IdleCpu& cpu : m_cpus) {
             bool complete = true;
             for (std::size_t i = 0; i < cpu.states.size(); ++i) {
-                std::uint64_t entries = 0;
-                complete = cpu.states[i].time.readUnsigned(times[i]) && complete;
-                if (cpu.states[i].entries.readUnsigned(entries)) withEntries(cpu.states[i], entries);
+                State& state = cpu.states[i];
+                const bool isRead = state.time.readUnsigned(times[i]);
+                complete = complete && isRead;
+                if (isRead && readEntries_i(state, times[i])) withEntries(state, state.lastEntries);
             }
             if (complete) withTimes(cpu, times);
         }
+    }
+
+    // A state that gained no time was not entered: the second file need not be read.
+    static bool readEntries_i(State& state, std::uint64_t time) {
+        if (state.known && time == state.lastTime) return true;
+        state.lastTime = time;
+        state.known = state.entries.readUnsigned(state.lastEntries);
+        return state.known;
     }
 
     SourceContext& m_context;
