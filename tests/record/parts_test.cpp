@@ -1,0 +1,132 @@
+// The recorder's parts that are easiest to break on their own: texts, topology, the spool.
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include "host/record/machine.h"
+#include "host/record/spool.h"
+#include "host/record/system_clock.h"
+#include "host/record/text.h"
+#include "tests/record/simulation.h"
+
+namespace {
+
+using namespace host::recorder;
+using testing::ElementsAre;
+
+TEST(Text, isMadeUtf8) {
+    const struct {
+        std::string_view given;
+        std::string_view expected;
+    } cases[] = {
+        {"plain", "plain"},
+        {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x99\x82", "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x99\x82"},
+        {"a\xFF"
+         "b",
+         "a\uFFFDb"},
+        {"\xC3", "\uFFFD"},                                // cut off
+        {"\xC0\xAF", "\uFFFD\uFFFD"},                      // longer than need be
+        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},            // half of a pair
+        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},  // beyond the last character
+    };
+    for (const auto& test : cases) EXPECT_EQ(toUtf8(test.given), test.expected);
+    EXPECT_EQ(cutUtf8("ab\xE2\x82\xAC", 4), "ab");
+    EXPECT_EQ(cutUtf8("ab\xE2\x82\xAC", 5), "ab\xE2\x82\xAC");
+}
+
+TEST(Text, listsCpus) {
+    EXPECT_THAT(*parseCpuList("0-2,7,10-11\n"), ElementsAre(0, 1, 2, 7, 10, 11));
+    EXPECT_TRUE(parseCpuList("")->empty());
+    for (const char* bad : {"x", "3-1", "0-", "0-99999999", ",1"}) EXPECT_FALSE(parseCpuList(bad)) << bad;
+}
+
+// The nodes of a topology as "type id parent", types by their first letters.
+std::vector<std::string> topologyOf(const std::vector<std::array<int, 4>>& places) {
+    const simulation::Folder folder;
+    folder.put("sys/devices/system/cpu/online", "0-" + std::to_string(places.size() - 1));
+    const char* names[] = {"physical_package_id", "die_id", "cluster_id", "core_id"};
+    for (std::size_t cpu = 0; cpu < places.size(); ++cpu)
+        for (std::size_t i = 0; i < 4; ++i)
+            folder.put("sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/topology/" + names[i],
+                       std::to_string(places[cpu][i]));
+    std::vector<std::string> nodes;
+    for (const TopologyNode& node : readMachine(Root(folder.path().string()), 1000.0).topology)
+        nodes.push_back(" PMCT"[static_cast<int>(node.type)] + std::to_string(node.id) + " " +
+                        std::to_string(node.parent));
+    return nodes;
+}
+
+TEST(Machine, tellsItsTopology) {
+    // Two threads on each of two cores, numbered across the cores.
+    EXPECT_THAT(topologyOf({{0, 0, 0, 0}, {0, 0, 1, 1}, {0, 0, 0, 0}, {0, 0, 1, 1}}),
+                ElementsAre("P0 -1", "C0 0", "T0 1", "T2 1", "C1 0", "T1 4", "T3 4"));
+    // Two packages whose cores have the same numbers.
+    EXPECT_THAT(topologyOf({{0, 0, -1, 0}, {1, 0, -1, 0}}),
+                ElementsAre("P0 -1", "C0 0", "T0 1", "P1 -1", "C0 3", "T1 4"));
+    // A large core beside a cluster of two small ones.
+    EXPECT_THAT(topologyOf({{0, 0, 0, 0}, {0, 0, 8, 4}, {0, 0, 8, 5}}),
+                ElementsAre("P0 -1", "M8 0", "C4 1", "T1 2", "C5 1", "T2 4", "C0 0", "T0 6"));
+    // One cluster that is the package; cores of two dies with the same number.
+    EXPECT_THAT(topologyOf({{0, 0, 3, 0}, {0, 1, 3, 0}}),
+                ElementsAre("P0 -1", "C0 0", "T0 1", "C0 0", "T1 3"));
+}
+
+TEST(SystemClock, waitsAndHearsSignals) {
+    const simulation::Folder folder;
+    SystemClock clock{Root(folder.path().string())};
+    EXPECT_GT(clock.ticksPerUsec(), 100.0);
+    const std::uint64_t until = clock.ticks() + static_cast<std::uint64_t>(2000 * clock.ticksPerUsec());
+    EXPECT_TRUE(clock.waitUntil(until));
+    EXPECT_GE(clock.ticks(), until);
+    raise(SIGTERM);
+    EXPECT_FALSE(clock.waitUntil(clock.ticks() + (std::uint64_t{1} << 50)));
+    EXPECT_EQ(clock.interruption(), "SIGTERM");
+    EXPECT_FALSE(clock.waitUntil(0));
+}
+
+TEST(SystemClock, takesTheFrequencyThatTheKernelTells) {
+    const simulation::Folder folder;
+    folder.put("sys/devices/system/cpu/cpu0/tsc_freq_khz", "2112005\n");
+    EXPECT_EQ(SystemClock(Root(folder.path().string())).ticksPerUsec(), 2112.005);
+}
+
+std::vector<std::string> replayed(Spool& spool) {
+    std::vector<std::string> lines;
+    spool.replay([&](std::string_view line) {
+        lines.emplace_back(line);
+        return true;
+    });
+    return lines;
+}
+
+TEST(Spool, keepsLinesOfAllLengthsInOrder) {
+    for (const std::size_t window : {1U, 7U, 64U, 1U << 20}) {
+        Spool spool(window);
+        std::vector<std::string> expected;
+        for (std::size_t length = 0; length < 200; ++length) {
+            expected.emplace_back(length, static_cast<char>('a' + length % 26));
+            EXPECT_TRUE(spool.append(expected.back()));
+        }
+        EXPECT_EQ(replayed(spool), expected);
+        EXPECT_EQ(spool.error(), "");
+    }
+}
+
+TEST(Spool, keepsWholeLinesWhenTheDiskIsFull) {
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{100, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    Spool spool(20);
+    std::vector<std::string> kept;
+    for (int i = 0; i < 50; ++i)
+        if (const std::string line = "line " + std::to_string(i); spool.append(line)) kept.push_back(line);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_LT(kept.size(), 50U);
+    EXPECT_GT(kept.size(), 10U);
+    EXPECT_EQ(spool.error(), "Unable to write a temporary file in the working directory: File too large");
+    EXPECT_EQ(replayed(spool), kept);
+}
+
+}  // namespace
