@@ -104,6 +104,7 @@ void BinaryWriter::Impl::flushResults_i(const pwr::SystemMetadata& metadata, boo
     if (length >= static_cast<int>(sizeof(name))) noteLimit_i(LIMIT_NAME_LENGTH);
 
     pwr::Logger& handle = *g_pluginEnvironment->getFileOutputHandle(name);
+    m_buffers[MsgType::SystemMeta].clear();  // of what a flush without memory may have left
     createSystemMeta_i(metadata);
     flushBuffers_i(handle);
     handle.flush();
@@ -210,12 +211,16 @@ void BinaryWriter::Impl::describeOnce_i(const pwr::Metric& metric) {
     static pwr::PWSet<unsigned int> metricsWithMetadataSent;
     const std::uint32_t* const described = m_describedMetrics.find(&metric);
     if (described != nullptr && *described == metric.m_id) return;
-    if (metricsWithMetadataSent.count(metric.m_id) == 0) {
+    if (metricsWithMetadataSent.insert(metric.m_id).second) {
         LOG_INFO_TAG(BINARY_WRITER_TAG,
                      "metric container with name %s and id %u does NOT have metadata sent yet\n",
                      metric.m_name.c_str(), metric.m_id);
-        createMetricMeta_i(metric);
-        metricsWithMetadataSent.insert(metric.m_id);
+        try {
+            createMetricMeta_i(metric);
+        } catch (...) {
+            metricsWithMetadataSent.erase(metric.m_id);
+            throw;
+        }
     }
     m_describedMetrics.remember(&metric, metric.m_id);
 }

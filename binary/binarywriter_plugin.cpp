@@ -33,8 +33,11 @@ BinaryWriter::BinaryWriter() : WriterPlugin("c3b1f91c-4a80-11e9-8261-001e67ca31c
 BinaryWriter::~BinaryWriter() = default;
 
 std::int32_t BinaryWriter::init(const std::string& outputName, bool continuous) {
-    if (m_impl == nullptr) m_impl = std::make_unique<Impl>(outputName, continuous);
-    return 0;
+    const auto create = [&] {
+        if (m_impl == nullptr) m_impl = std::make_unique<Impl>(outputName, continuous);
+        return 0;
+    };
+    return guarded(create, 1);
 }
 
 std::int32_t BinaryWriter::fini() {

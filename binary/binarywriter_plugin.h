@@ -15,7 +15,8 @@ public:
     BinaryWriter();
     ~BinaryWriter() override;
 
-    // Starts the run of which the results are called `outputName`. Returns 0. A second call changes nothing.
+    // Starts the run of which the results are called `outputName`. Returns 0, or 1 without memory. A second
+    // call changes nothing.
     std::int32_t init(const std::string& outputName, bool continuous) override;
 
     // Writes the file, and returns 1 if nothing could be handed to the host: without a system message or

@@ -38,6 +38,10 @@ void ByteChunks::moveTo(std::vector<char>& out) {
         out.insert(out.end(), chunk.bytes.get(), chunk.bytes.get() + chunk.used);
         chunk.bytes.reset();
     }
+    clear();
+}
+
+void ByteChunks::clear() {
     m_chunks.clear();
     m_left = 0;
     m_size = 0;

@@ -26,6 +26,8 @@ public:
     // Appends all bytes to `out` and empties this object.
     void moveTo(std::vector<char>& out);
 
+    void clear();
+
 private:
     struct Chunk {
         std::unique_ptr<char[]> bytes;

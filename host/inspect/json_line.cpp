@@ -128,9 +128,11 @@ void JsonLine::real_i(Real content) {
         m_writer.String(std::isnan(content) ? "nan" : content < 0 ? "-inf" : "inf");
         return;
     }
-    char text[32];
-    const std::to_chars_result result = std::to_chars(text, text + sizeof(text), content);
-    m_writer.RawValue(text, static_cast<std::size_t>(result.ptr - text), rapidjson::kNumberType);
+    char digits[32];
+    const std::to_chars_result result = std::to_chars(digits, digits + sizeof(digits), content);
+    std::string text(digits, result.ptr);
+    if (text.find_first_of(".e") == std::string::npos) text += ".0";  // so that -0 stays what it is
+    m_writer.RawValue(text.data(), text.size(), rapidjson::kNumberType);
 }
 
 }  // namespace host::inspect

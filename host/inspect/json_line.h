@@ -15,8 +15,8 @@ namespace host::inspect {
 // One object at a time: begin, its fields, end. Field names are plain ASCII.
 //
 // Integers are printed exactly, floating-point numbers with the fewest digits that give the same number of
-// their width again, infinities and not-a-number as the texts "inf", "-inf" and "nan". Bytes of a text that
-// are not UTF-8 become U+FFFD.
+// their width again and always with a point or an exponent, infinities and not-a-number as the texts "inf",
+// "-inf" and "nan". Bytes of a text that are not UTF-8 become U+FFFD.
 class JsonLine {
 public:
     // `out` belongs to the caller. Null prints nothing, at no cost. A `file` that is not empty becomes the
