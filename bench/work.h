@@ -38,10 +38,9 @@ public:
 
     const pwr::SystemMetadata& metadata() const { return m_metadata; }
 
-    // What deliver sends in all: elements; elements grouped by entity within a message; and elements that
-    // carry a point of their own.
+    // What deliver sends in all.
     std::size_t elements() const { return m_rounds * m_elementsPerRound; }
-    std::size_t samples() const { return m_rounds * m_samplesPerRound; }
+    std::size_t messages() const { return m_rounds * m_messages.size(); }
 
 private:
     struct Message {
