@@ -134,6 +134,8 @@ def main():
     parser.add_argument("--all", action="store_true", help="leave out no fault point, however long it takes")
     parser.add_argument("--show", type=int, default=20, help="how many problems of a scenario are printed")
     options = parser.parse_args()
+    options.pwrhost = str(pathlib.Path(options.pwrhost).resolve())
+    options.injector = str(pathlib.Path(options.injector).resolve())
 
     with tempfile.TemporaryDirectory() as folder:
         spilling = pathlib.Path(folder) / "spilling.ndjson"
