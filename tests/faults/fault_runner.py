@@ -23,6 +23,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 WRITER_OF_FILE = [("Automation_Summary.csv", "auto"), ("_phm.csv", "phm-csv"), ("_trace.csv", "int"),
                   (".csv", "sum"), (".txt", "raw"), (".pwr", "vyrta"), (".ztjson", "json"), (".ztbin", "bin")]
 
+REFUSED = 125  # the exit status of the injector
+
 Outcome = collections.namedtuple("Outcome", "status stderr files calls failed open_files")
 Scenario = collections.namedtuple("Scenario", "name stream arguments kind stride")
 
@@ -35,11 +37,12 @@ def spilling_stream():
     """A stream whose over-time tables outgrow the memory that writers keep of them."""
     lines = ['{"def":"quantity","id":1,"kind":1,"name":"Count","units":"#"}',
              '{"def":"entity","id":1,"name":"Disk"}',
+             '{"def":"descriptor","id":2,"name":"C0"}',
              '{"def":"metric","id":10,"name":"Requests","type":"SAMPLED_VALUE","group":"disk","quantity":1,"entities":[1]}',
              '{"def":"metric","id":11,"name":"Names","type":"SAMPLED_VALUE","group":"disk","entities":[1]}',
              '{"msg":"system","id":1,"tscMHz":1000,"cpuMHz":1000,"host":"h","topology":[[1,0,-1],[3,0,0],[4,0,1]]}']
     for i in range(1, 21000):
-        lines.append(f'{{"msg":"metric","metric":10,"t":{i * 1000},"data":[{{"e":1,"dur":1000,"v":{{"u":{i % 97}}}}}]}}')
+        lines.append(f'{{"msg":"metric","metric":10,"t":{i * 1000},"data":[{{"e":1,"d":2,"dur":1000,"v":{{"u":{i % 97}}}}}]}}')
     for i in range(1, 23):
         text = chr(96 + i) * 60000
         lines.append(f'{{"msg":"metric","metric":11,"t":{i * 1000},"data":[{{"e":1,"dur":1000,"v":{{"s":"{text}"}}}}]}}')
@@ -53,6 +56,14 @@ class Runner:
         self.points = 0
 
     def run_once(self, scenario, at, ever):
+        # Where the C library lies across a boundary of 4 GiB, the injector cannot filter; another run lies elsewhere.
+        for _ in range(5):
+            outcome = self.try_once(scenario, at, ever)
+            if outcome.status != REFUSED:
+                break
+        return outcome
+
+    def try_once(self, scenario, at, ever):
         base = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
         with tempfile.TemporaryDirectory(dir=base, prefix="faults-") as folder:
             work = pathlib.Path(folder) / "work"
@@ -94,7 +105,10 @@ class Runner:
         if got.open_files:
             problems.append(("leaked", f"still open: {got.open_files}"))
         changed = sorted(name for name in clean.files if got.files.get(name) != clean.files[name])
-        if changed and (got.status == 0 or not got.stderr.strip()):
+        told = set(got.stderr.splitlines()) - set(clean.stderr.splitlines())
+        # These two say what they lack, and succeed.
+        may_succeed = set(changed) <= {"run.csv", "run.pwr"}
+        if changed and (not told or got.status == 0 and not may_succeed):
             problems.append(("silent", f"exit status {got.status}, but other bytes in {changed}"))
         victim = writer_of(path)
         others = {writer_of(name) for name in changed} - {victim}
@@ -145,7 +159,7 @@ def main():
         scenarios = [
             Scenario("replay", every_kind, replay, "io", 1),
             Scenario("continuous", every_kind, [*replay, "--continuous"], "io", 1),
-            Scenario("spilling", spilling, ["replay", "-w", "vyrta,raw,int,phm-csv", "-o", "run"], "io", 1),
+            Scenario("spilling", spilling, ["replay", "-w", "raw,int,phm-csv", "-o", "run"], "io", 1),
         ]
         if not options.runtime:
             scenarios.append(Scenario("memory", every_kind, replay, "alloc", 7))
