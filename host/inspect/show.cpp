@@ -8,11 +8,8 @@
 
 #include "host/inspect/damage_report.h"
 #include "host/inspect/json_line.h"
-#include "host/inspect/ztbin_decoder.h"
-#include "plugins/packing.h"
-#if __has_include("host/inspect/pwr_decoder.h")
 #include "host/inspect/pwr_decoder.h"
-#endif
+#include "host/inspect/ztbin_decoder.h"
 
 namespace host::inspect {
 
@@ -72,12 +69,10 @@ private:
             case Format::Ztbin:
                 m_ztbin.decode(bytes, line, report);
                 return;
-#if __has_include("host/inspect/pwr_decoder.h")
             case Format::Pwr:
                 decodePwr(bytes, line, report);
                 return;
-#endif
-            default:
+            case Format::Unknown:
                 report.add(0, "no format that is known here");
         }
     }
