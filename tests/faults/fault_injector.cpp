@@ -52,7 +52,7 @@ const Call ALLOCATION = {-1, "alloc", ENOMEM};
 bool s_io = false;
 bool s_alloc = false;
 bool s_ever = false;
-bool s_reporting = false;
+bool s_counting = false;  // while main runs
 long s_at = 0;
 long s_calls = 0;
 const Call* s_failed = nullptr;
@@ -62,7 +62,7 @@ bool s_openAtStart[1024];
 
 // Counts a fallible call and tells whether it is to fail.
 bool isRefused(const Call& call) {
-    if (s_reporting) return false;
+    if (!s_counting) return false;
     ++s_calls;
     if (s_at == 0) return false;
     if (s_calls == s_at) {
@@ -211,7 +211,7 @@ __attribute__((constructor)) void arm() {
 }
 
 __attribute__((destructor)) void report() {
-    s_reporting = true;
+    s_counting = false;
     if (s_report == nullptr) return;
     std::FILE* const file = std::fopen(s_report, "w");
     if (file == nullptr) return;
@@ -226,7 +226,25 @@ __attribute__((destructor)) void report() {
     std::fclose(file);
 }
 
+using Main = int (*)(int, char**, char**);
+Main s_main = nullptr;
+
+int countedMain(int count, char** arguments, char** environment) {
+    s_counting = true;
+    return s_main(count, arguments, environment);
+}
+
 }  // namespace
+
+// What libraries construct before main is none of the program's business.
+extern "C" __attribute__((visibility("default"))) int __libc_start_main(Main main, int count,
+                                                                        char** arguments, void (*init)(),
+                                                                        void (*fini)(), void (*loaderFini)(),
+                                                                        void* stackEnd) {
+    s_main = main;
+    const auto start = reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
+    return start(countedMain, count, arguments, init, fini, loaderFini, stackEnd);
+}
 
 // The allocation functions; the C library's own are reached by their internal names.
 #ifndef FAULT_INJECTOR_WITHOUT_ALLOC
