@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <string>
@@ -6,7 +9,19 @@
 #include "host/cli/commands.h"
 #include "host/cli/run.h"
 
+namespace {
+
+// A standard stream that is closed would lend its number to the next file that is opened, and what is meant
+// for the terminal would go there.
+void openStandardStreams() {
+    for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor)
+        if (::fcntl(descriptor, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) < 0) return;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+    openStandardStreams();
     CLI::App program("Delivers power and performance data to the writers of a plug-in library", "pwrhost");
     program.require_subcommand(1);
     host::cli::Command chosen;

@@ -7,7 +7,7 @@
 
 namespace host::stream {
 
-// A text in quotation marks, for messages.
+// A text in quotation marks, for messages: control characters show as \xNN, and a long text is cut.
 std::string quoted(std::string_view text);
 
 // What is wrong with a line. The first fault is kept; each level that it passes on its way out adds where in

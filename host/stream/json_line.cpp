@@ -74,11 +74,15 @@ private:
     bool m_isTooDeep = false;
 };
 
-std::string problemText(const rapidjson::ParseResult& result) {
-    std::string text = rapidjson::GetParseError_En(result.Code());
-    text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
-    if (text.back() == '.') text.pop_back();
-    return "bad JSON at byte " + std::to_string(result.Offset() + 1) + ": " + text;
+// `text` is what was parsed; behind the place of the problem it is as it was.
+std::string problemText(const rapidjson::ParseResult& result, const char* text) {
+    const std::size_t place = result.Offset();
+    std::string problem = rapidjson::GetParseError_En(result.Code());
+    if (result.Code() == rapidjson::kParseErrorStringEscapeInvalid && text[place] != '\\')
+        problem = "Control character in a text.";
+    problem[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(problem[0])));
+    if (problem.back() == '.') problem.pop_back();
+    return "bad JSON at byte " + std::to_string(place + 1) + ": " + problem;
 }
 
 }  // namespace
@@ -123,7 +127,7 @@ const Token* JsonLine::parse(char* text, std::size_t size, Fault& fault) {
     rapidjson::Reader reader;
     const rapidjson::ParseResult result = reader.Parse<PARSE_FLAGS>(stream, writer);
     if (result.IsError()) {
-        fault.set(writer.isTooDeep() ? "nested too deeply" : problemText(result));
+        fault.set(writer.isTooDeep() ? "nested too deeply" : problemText(result, text));
         return nullptr;
     }
     return m_tokens.data();

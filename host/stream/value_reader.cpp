@@ -8,6 +8,8 @@ namespace host::stream {
 
 namespace {
 
+constexpr std::string_view KINDS = "iurhs";
+
 void readInt(const Token& token, Fault& fault, model::Value& out) {
     if (token.m_type != Token::List) {
         out.setInt(readInteger<long>(token, fault));
@@ -41,6 +43,7 @@ void readRealValue(const Token& token, Fault& fault, model::Value& out) {
     out.setRealRange(low, readReal(*ends[1], fault));
 }
 
+// `kind` is one of the five keys.
 void readKind(char kind, const Token& token, const References& references, model::Value& out) {
     Fault& fault = references.fault();
     switch (kind) {
@@ -52,10 +55,8 @@ void readKind(char kind, const Token& token, const References& references, model
             return readRealValue(token, fault, out);
         case 'h':
             return out.setHandle(references.handleOrNull(token));
-        case 's':
-            return out.setString(readText(token, fault));
         default:
-            fault.set("unknown kind of value " + quoted(std::string_view(&kind, 1)));
+            return out.setString(readText(token, fault));
     }
 }
 
@@ -76,7 +77,7 @@ void readValue(const Token& token, const References& references, model::Value& o
         fault.set("a value has exactly one key");
         return;
     }
-    if (key->m_size != 1) {
+    if (key->m_size != 1 || KINDS.find(key->m_text[0]) == KINDS.npos) {
         fault.set("unknown kind of value " + quoted(key->text()));
         return;
     }
