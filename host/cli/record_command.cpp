@@ -12,6 +12,7 @@
 #include "host/cli/run.h"
 #include "host/cli/run_options.h"
 #include "host/record/record.h"
+#include "host/stream/stop_signal.h"
 
 namespace host::cli {
 
@@ -25,6 +26,8 @@ struct RecordCommandOptions {
 int recordMachine(RecordCommandOptions& options) {
     options.m_record.continuous = options.m_run.m_isContinuous;
     options.m_record.orderGiven = !options.m_run.m_order.empty();
+    // The recorder hears signals itself while it collects; one that comes later must not cost the files.
+    const stream::StopSignal stop;
     Run run;
     if (!run.open(options.m_run)) return EXIT_ERROR;
     run.begin();

@@ -37,7 +37,7 @@ public:
     void lay(const std::filesystem::path& tree) const {
         namespace fs = std::filesystem;
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
-            const fs::path target = m_path / fs::relative(entry.path(), tree);
+            const fs::path target = m_path / entry.path().lexically_relative(tree);
             fs::create_directories(target.parent_path());
             if (entry.is_symlink() && !fs::is_symlink(target)) fs::copy_symlink(entry.path(), target);
             if (entry.is_symlink() || !entry.is_regular_file()) continue;

@@ -311,11 +311,12 @@ TEST(Processes, areSeenToStartAndExit) {
     run.record();
     EXPECT_THAT(
         run.elements("Process Events"),
-        ElementsAre("100 [kworker]: Started 0 Started Process=[kworker/0:1] PID=7 Parent PID=2 Start=60000",
-                    "100 a) b (c: Started 0 Started Process=a) b (c PID=50 Parent PID=40 Start=50000",
-                    "100 tool: Started 0 Started Process=/opt/bin/tool PID=60 Parent PID=50 Start=80000",
-                    "200 old: Exited 2200 Exited Process=old PID=40 Parent PID=1 Start=-2000000",
-                    "200 tool: Exited 120 Exited Process=/opt/bin/tool PID=60 Parent PID=50 Start=80000"));
+        ElementsAre(
+            "100 [kworker]: Started 0 Started Process=[kworker/0:1] PID=7 Parent PID=2 Start (usec)=60000",
+            "100 a) b (c: Started 0 Started Process=a) b (c PID=50 Parent PID=40 Start (usec)=50000",
+            "100 tool: Started 0 Started Process=/opt/bin/tool PID=60 Parent PID=50 Start (usec)=80000",
+            "200 old: Exited 2200 Exited Process=old PID=40 Parent PID=1 Start (usec)=-2000000",
+            "200 tool: Exited 120 Exited Process=/opt/bin/tool PID=60 Parent PID=50 Start (usec)=80000"));
     EXPECT_THAT(run.rows("Process Events Summary: Total"),
                 ElementsAre("[kworker], Started, 1", "a) b (c, Started, 1", "old, Exited, 1",
                             "tool, Started, 1", "tool, Exited, 1"));
@@ -333,9 +334,10 @@ TEST(Processes, areTwoWhenAPidIsUsedAgain) {
         run.count(11, 100);
     });
     run.record();
-    EXPECT_THAT(run.elements("Process Events"),
-                ElementsAre("100 old: Exited 2100 Exited Process=old PID=40 Parent PID=1 Start=-2000000",
-                            "100 next: Started 0 Started Process=next PID=40 Parent PID=1 Start=50000"));
+    EXPECT_THAT(
+        run.elements("Process Events"),
+        ElementsAre("100 old: Exited 2100 Exited Process=old PID=40 Parent PID=1 Start (usec)=-2000000",
+                    "100 next: Started 0 Started Process=next PID=40 Parent PID=1 Start (usec)=50000"));
 }
 
 TEST(Processes, areLookedForOnlyWhenTheKernelCountsAChange) {

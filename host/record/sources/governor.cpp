@@ -1,5 +1,7 @@
 // The frequency governor of each CPU: each stay with a governor, delivered when it ends.
+#include <algorithm>
 #include <map>
+#include <utility>
 
 #include "host/record/metric_line.h"
 #include "host/record/residency_table.h"
@@ -63,6 +65,9 @@ public:
             for (const GovernedCpu& cpu : policy.cpus)
                 rows.push_back({cpu.name, policy.ticks, policy.observed});
         }
+        std::sort(rows.begin(), rows.end(), [](const ResidencyRow& a, const ResidencyRow& b) {
+            return std::pair(a.name.size(), a.name) < std::pair(b.name.size(), b.name);
+        });
         report.chapter(m_chapter);
         writeResidencyTable(report, m_chapter.name, "CPU", names, rows, m_context.ticksPerUsec);
     }

@@ -36,7 +36,7 @@ public:
         m_processAttribute = define.attribute("Process", AttributeType::Process);
         m_pidAttribute = define.attribute("PID", AttributeType::Data);
         m_parentAttribute = define.attribute("Parent PID", AttributeType::Data);
-        m_startAttribute = define.attribute("Start", AttributeType::Data, define.time());
+        m_startAttribute = define.attribute("Start (usec)", AttributeType::Data, define.time());
         m_started = define.descriptor("Started");
         m_exited = define.descriptor("Exited");
         MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};

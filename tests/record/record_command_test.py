@@ -1,0 +1,106 @@
+#!/usr/bin/env python3
+"""Records with the program itself and looks at what a user gets: files, saved stream, statuses, messages.
+
+usage: record_command_test.py PWRHOST TREE STREAM
+"""
+import json
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+PWRHOST, TREE, STREAM = sys.argv[1:4]  # a tree of files, and the stream of one that changed
+
+
+def pwrhost(folder, *words):
+    return subprocess.run([PWRHOST, *words], cwd=folder, stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                          timeout=120)
+
+
+def contents(folder):
+    return {p.name: p.read_bytes() for p in pathlib.Path(folder).iterdir()}
+
+
+class RecordCommand(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.work = pathlib.Path(self.folder.name)
+
+    def tearDown(self):
+        self.folder.cleanup()
+
+    def record_and_replay(self, *options):
+        """Both runs, in folders of their own, with the stream beside them."""
+        for name in ("recorded", "replayed"):
+            (self.work / name).mkdir()
+        run = ("-w", "all", *options)
+        recorded = pwrhost(self.work / "recorded", "record", *run, "--root", TREE, "--seconds", "0.35", "--interval",
+                           "50", "--flush-every", "0.1", "--save", "../stream")
+        replayed = pwrhost(self.work / "replayed", "replay", *run, "../stream")
+        self.assertEqual((recorded.returncode, replayed.returncode), (0, 0), recorded.stderr + replayed.stderr)
+        files, others = contents(self.work / "recorded"), contents(self.work / "replayed")
+        self.assertEqual([name for name in files | others if files.get(name) != others.get(name)], [])
+        return sorted(files)
+
+    def test_the_saved_stream_gives_the_same_files(self):
+        files = self.record_and_replay()
+        for name in ("Automation_Summary.csv", "run.csv", "run.pwr", "run.txt", "run.ztbin", "run.ztjson",
+                     "run_meta_phm.csv", "run_trace.csv"):
+            self.assertIn(name, files)
+
+    def test_the_saved_stream_of_a_continuous_run_gives_the_same_files(self):
+        files = self.record_and_replay("--continuous")
+        for name in ("run_0.ztjson", "run_1.ztjson", "run_0.ztbin", "run_1.ztbin", "run.csv", "run.pwr"):
+            self.assertIn(name, files)
+
+    def test_binary_results_are_sound_and_hold_processes_and_wakeups(self):
+        done = pwrhost(self.work, "replay", "-w", "vyrta,bin", STREAM)
+        self.assertEqual((done.returncode, done.stdout), (0, ""), done.stderr)
+        checked = pwrhost(self.work, "show", "--check", "run.pwr", "run.ztbin")
+        self.assertEqual(checked.returncode, 0, checked.stderr)
+        shown = pwrhost(self.work, "show", "run.pwr").stdout
+        for text in ("/opt/tools/build", "Core C-State", "alarm"):
+            self.assertIn(text, shown)
+
+    def test_an_order_of_the_user_holds(self):
+        (self.work / "order").write_text('{"features": ["memory"], "metrics": {"memory": ["Available Memory"]}}')
+        done = pwrhost(self.work, "record", "--root", TREE, "--seconds", "0.1", "--order", "order")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        report = (self.work / "run.csv").read_text()
+        self.assertLess(report.index("Available Memory"), report.index("Power Domain Energy"))
+
+    def test_a_signal_ends_the_collection_with_complete_files(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            process = subprocess.Popen([PWRHOST, "record", "-w", "sum,json", "--seconds", "0", "--root", TREE],
+                                       cwd=self.work, stderr=subprocess.PIPE, text=True)
+            time.sleep(0.5)
+            process.send_signal(number)
+            _, told = process.communicate(timeout=60)
+            self.assertEqual(process.returncode, 0, told)
+            self.assertIn("ended by " + number.name, told)
+            self.assertIn("Available Memory Summary", (self.work / "run.csv").read_text())
+            json.loads((self.work / "run.ztjson").read_bytes())
+
+    def test_a_stream_that_cannot_be_saved_is_an_error(self):
+        done = pwrhost(self.work, "record", "--root", TREE, "--seconds", "0.1", "--save", "/dev/full")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("/dev/full: No space left on device", done.stderr)
+        self.assertTrue((self.work / "run.csv").stat().st_size > 0)
+
+    def test_a_root_that_is_not_there_is_an_error(self):
+        done = pwrhost(self.work, "record", "--root", "nowhere", "--seconds", "0.1")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("nowhere: No such file or directory", done.stderr)
+
+    def test_this_machine_can_be_recorded(self):
+        done = pwrhost(self.work, "record", "-w", "auto,sum", "--seconds", "0.3")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        line = (self.work / "Automation_Summary.csv").read_text()
+        self.assertIn("CPU Time States", line)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
