@@ -14,10 +14,11 @@ public:
     Value& operator[](const void* key) { return (*this)[reinterpret_cast<std::uintptr_t>(key)]; }
 
     Value& operator[](std::uint64_t key) {
-        if (m_values.size() * 2 >= m_slots.size()) grow_i();
-        Slot* const slot = find_i(key);
-        if (slot->value == nullptr) *slot = {key, &m_values.emplace_back()};
-        return *slot->value;
+        if (!m_slots.empty()) {
+            const Slot* const slot = find_i(key);
+            if (slot->value != nullptr) return *slot->value;
+        }
+        return add_i(key);
     }
 
     void clear() {
@@ -36,6 +37,13 @@ private:
         std::size_t at = (key * 0x9E3779B97F4A7C15U >> 32) & mask;
         while (m_slots[at].value != nullptr && m_slots[at].key != key) at = (at + 1) & mask;
         return &m_slots[at];
+    }
+
+    Value& add_i(std::uint64_t key) {
+        if (m_values.size() * 2 >= m_slots.size()) grow_i();
+        Value& value = m_values.emplace_back();
+        *find_i(key) = {key, &value};
+        return value;
     }
 
     void grow_i() {

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "import/entity_data_element.h"
 #include "import/key_cache.h"
 #include "pwr/metric.h"
 
@@ -60,6 +61,12 @@ struct MetricCache {
 
 // Ends the chain of a group's elements.
 inline constexpr std::uint32_t LAST_ELEMENT = 0xFFFFFFFF;
+
+// An element of the current message, and the place of the next one of its entity.
+struct GroupedElement {
+    EntityDataElement kept;
+    std::uint32_t next;
+};
 
 // The elements of one entity in a message, as a chain in order of arrival.
 struct EntityGroup {

@@ -89,12 +89,6 @@ int VyrtaWriter::addAttributeToRecord(unsigned int type, unsigned long value, ZT
     return 0;
 }
 
-int VyrtaWriter::addRun_i(const AttributeRun& run, ZT2AttributeList* list) {
-    for (const auto& [type, value] : run)
-        if (add_i(type, value, list) != 0) return 1;
-    return 0;
-}
-
 int VyrtaWriter::writeZT2Record(unsigned long tsc, unsigned long metricId, const ZT2AttributeList* list) {
     if (list == nullptr) {
         VYRTA_WARNING("Invalid attribute list.\n");

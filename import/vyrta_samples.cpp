@@ -80,10 +80,10 @@ int VyrtaWriter::handleMetricMessage(const pwr::Metric& metric) {
     if (addAttributeToRecord(ATTRIBUTE_KIND_METRIC, metric.m_id, m_list.get()) != 0) return 1;
     for (const EntityGroup& group : m_groups) {
         if (addEntity_i(metric, group, tsc) != 0) return 1;
-        std::uint32_t at = group.first;
-        do {
-            if (addElement_i(metric, cache, m_elements[at], tsc, *group.cache->previousTsc) != 0) return 1;
-        } while ((at = m_nextElements[at]) != LAST_ELEMENT);
+        for (std::uint32_t at = group.first; at != LAST_ELEMENT; at = m_elements[at].next) {
+            const EntityDataElement& element = m_elements[at].kept;
+            if (addElement_i(metric, cache, element, tsc, *group.cache->previousTsc) != 0) return 1;
+        }
     }
     if (writeZT2Record(tsc, metric.m_id, m_list.get()) != 0) {
         VYRTA_WARNING("Unable to write a '%s:%d' record. TSC: %lu\n", metric.m_name.c_str(),
@@ -95,16 +95,18 @@ int VyrtaWriter::handleMetricMessage(const pwr::Metric& metric) {
 
 int VyrtaWriter::collectElements_i(const pwr::Metric& metric, MetricCache& cache,
                                    unsigned short& metricClass) {
+    const std::vector<const pwr::DataElement*>& elements = metric.getData().elements;
     ++m_messageNumber;
-    m_elements.clear();
-    m_nextElements.clear();
+    m_elements.resize(elements.size());
     m_groups.clear();
     m_inventedAttribute = nullptr;
-    for (const pwr::DataElement* element : metric.getData().elements) {
-        EntityDataElement kept{element->getDescriptor(), element->getValue(), element->getDuration(),
-                               element->getAdditionalInfo()};
-        if (checkElement_i(metric, *element, kept, metricClass) != 0) return 1;
-        group_i(cache, element->getEntity(), kept);
+    for (std::uint32_t i = 0; i < elements.size(); ++i) {
+        const pwr::DataElement& element = *elements[i];
+        EntityDataElement& kept = m_elements[i].kept;
+        kept = {element.getDescriptor(), element.getValue(), element.getDuration(),
+                element.getAdditionalInfo()};
+        if (checkElement_i(metric, element, kept, metricClass) != 0) return 1;
+        group_i(cache, element.getEntity(), i);
     }
     return 0;
 }
@@ -162,16 +164,20 @@ const pwr::DataDescriptor* VyrtaWriter::createDescriptor_i(const pwr::Metric& me
     return pwr::DataDescriptor::create(builder);
 }
 
-// Appends an element to those of its entity, in order of the entities' first appearance.
-void VyrtaWriter::group_i(MetricCache& cache, const pwr::EntityHandle* entity,
-                          const EntityDataElement& kept) {
-    const auto place = static_cast<std::uint32_t>(m_elements.size());
-    m_elements.push_back(kept);
-    m_nextElements.push_back(LAST_ELEMENT);
+// Appends the element at `place` to those of its entity, in order of the entities' first appearance.
+void VyrtaWriter::group_i(MetricCache& cache, const pwr::EntityHandle* entity, std::uint32_t place) {
+    m_elements[place].next = LAST_ELEMENT;
+    if (!m_groups.empty() && m_groups.back().entity == entity) {
+        // The states of one entity mostly come together.
+        EntityGroup& group = m_groups.back();
+        m_elements[group.last].next = place;
+        group.last = place;
+        return;
+    }
     EntityCache& known = cache.entities[entity];
     if (known.message == m_messageNumber) {
         EntityGroup& group = m_groups[known.group];
-        m_nextElements[group.last] = place;
+        m_elements[group.last].next = place;
         group.last = place;
         return;
     }
@@ -298,6 +304,17 @@ int VyrtaWriter::defineState_i(const EntityDataElement& element, StateCache& sta
 
 int VyrtaWriter::addState_i(const StateCache& state, unsigned long duration, unsigned long tsc) {
     ZT2AttributeList* const list = m_list.get();
+    const std::uint32_t at = list->count;
+    if (!m_isVerbose && at + 3 <= MAXIMUM_ATTRIBUTE_COUNT) {
+        list->types[at] = ATTRIBUTE_KIND_FIELD;
+        list->values[at] = state.id;
+        list->types[at + 1] = ATTRIBUTE_KIND_DURATION;
+        list->values[at + 1] = duration;
+        list->types[at + 2] = ATTRIBUTE_KIND_COLOR;
+        list->values[at + 2] = state.colorId;
+        list->count = at + 3;
+        return 0;
+    }
     if (add_i(ATTRIBUTE_KIND_FIELD, state.id, list) != 0) {
         VYRTA_WARNING("Unable to add '%s' field to the record. TSC: %lu\n", state.name.c_str(), tsc);
         return 1;
@@ -321,7 +338,8 @@ int VyrtaWriter::addAttributes_i(const EntityDataElement& element, StateCache& s
                       tsc);
         return 1;
     }
-    if (processInfoAttributes(element.additionalInfo, m_list.get()) != 0) {
+    const pwr::DynamicAttributeValueManager* const dynamic = element.additionalInfo;
+    if (dynamic != nullptr && processInfoAttributes(dynamic, m_list.get()) != 0) {
         VYRTA_WARNING("Unable to add '%s' field dynamic info attributes to the record. TSC: %lu\n", name,
                       tsc);
         return 1;
@@ -330,7 +348,7 @@ int VyrtaWriter::addAttributes_i(const EntityDataElement& element, StateCache& s
         VYRTA_WARNING("Unable to add '%s' field static data attributes to the record. TSC: %lu\n", name, tsc);
         return 1;
     }
-    if (processDataAttributes(element.additionalInfo, m_list.get(), allAsString) != 0) {
+    if (dynamic != nullptr && processDataAttributes(dynamic, m_list.get(), allAsString) != 0) {
         VYRTA_WARNING("Unable to add '%s' field dynamic data attributes to the record. TSC: %lu\n", name,
                       tsc);
         return 1;

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "import/entity_data_element.h"
 #include "import/sample_cache.h"
 #include "import/vyrta_collection_info.h"
 #include "import/vyrta_process.h"
@@ -269,7 +268,11 @@ private:
         ++list->count;
         return 0;
     }
-    int addRun_i(const AttributeRun& run, ZT2AttributeList* list);
+    int addRun_i(const AttributeRun& run, ZT2AttributeList* list) {
+        for (const auto& [type, value] : run)
+            if (add_i(type, value, list) != 0) return 1;
+        return 0;
+    }
 
     // Metadata.
     static unsigned long drawId_i(const char* name);
@@ -285,7 +288,7 @@ private:
                        unsigned short& metricClass);
     int takeHandle_i(const pwr::Data& value, EntityDataElement& kept);
     const pwr::DataDescriptor* createDescriptor_i(const pwr::Metric& metric, const pwr::Data& value);
-    void group_i(MetricCache& cache, const pwr::EntityHandle* entity, const EntityDataElement& kept);
+    void group_i(MetricCache& cache, const pwr::EntityHandle* entity, std::uint32_t place);
     std::uint64_t startTsc_i() const;
     int checkEntityTsc_i(EntityCache& entity, std::uint64_t tsc, const std::string& key);
     int addEntity_i(const pwr::Metric& metric, const EntityGroup& group, unsigned long tsc);
@@ -336,8 +339,7 @@ private:
     const pwr::Attribute* m_inventedAttribute;               // made for the current message's string, or null
     StateCache m_inventedState;                              // that of the current message's string
     std::unique_ptr<ZT2AttributeList> m_list;                // reused by all samples
-    std::vector<EntityDataElement> m_elements;               // of the current message
-    std::vector<std::uint32_t> m_nextElements;               // the chains of EntityGroup
+    std::vector<GroupedElement> m_elements;                  // of the current message
     std::vector<EntityGroup> m_groups;                       // by first appearance
     std::string m_text;                                      // scratch
 };
