@@ -60,14 +60,21 @@ public:
         for (const ProcessInfo& info : changes.started) start_i(info, ticks);
     }
 
+    // By program under a title that automation leaves out, as the programs are others in every run.
     void report(Report& report) override {
-        if (m_programs.empty()) return;
-        report.chapter(m_chapter);
-        report.table(m_chapter.name + " Summary: Total", {"Program", "Event", "Total"});
+        Program all;
         for (const auto& [name, program] : m_programs) {
-            if (program.started > 0) report.row({name, "Started", std::to_string(program.started)});
-            if (program.exited > 0) report.row({name, "Exited", std::to_string(program.exited)});
+            all.started += program.started;
+            all.exited += program.exited;
         }
+        report.chapter(m_chapter);
+        report.table(m_chapter.name + " Summary: Total", {"Event", "Total"});
+        report.row({"Started", std::to_string(all.started)});
+        report.row({"Exited", std::to_string(all.exited)});
+        if (m_programs.empty()) return;
+        report.table(m_chapter.name + " Summary: Counts", {"Program", "Started", "Exited"});
+        for (const auto& [name, program] : m_programs)
+            report.row({name, std::to_string(program.started), std::to_string(program.exited)});
     }
 
     std::string subject() const override { return "processes"; }

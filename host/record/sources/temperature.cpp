@@ -7,19 +7,20 @@ namespace host::recorder {
 
 namespace {
 
-std::unique_ptr<FileValueSource> makeSource(SourceContext& context, const char* metric, const char* of) {
+std::unique_ptr<FileValueSource> makeSource(SourceContext& context, const char* metric, const char* of,
+                                            const char* subject) {
     ValueSpec spec{.chapter = {0, "thermal", metric, ""},
                    .quantity = {QuantityKind::Temperature, "Temperature", "C"},
                    .what = "Temperature",
                    .of = of,
                    .decimals = 1};
-    return std::make_unique<FileValueSource>(context, std::move(spec), 1000.0, std::string(of) + "s");
+    return std::make_unique<FileValueSource>(context, std::move(spec), 1000.0, subject);
 }
 
 }  // namespace
 
 SourcePtr makeThermalZoneSource(SourceContext& context) {
-    auto source = makeSource(context, "Thermal Zone Temperature", "Thermal zone");
+    auto source = makeSource(context, "Thermal Zone Temperature", "Thermal zone", "thermal zones");
     UniqueNames names;
     const std::string folder = "sys/class/thermal/";
     for (const std::string& zone : context.root.names(folder, "thermal_zone")) {
@@ -32,7 +33,7 @@ SourcePtr makeThermalZoneSource(SourceContext& context) {
 }
 
 SourcePtr makeTemperatureSensorSource(SourceContext& context) {
-    auto source = makeSource(context, "Sensor Temperature", "Sensor");
+    auto source = makeSource(context, "Sensor Temperature", "Sensor", "temperature sensors");
     UniqueNames names;
     const std::string folder = "sys/class/hwmon/";
     for (const std::string& monitor : context.root.names(folder, "hwmon")) {

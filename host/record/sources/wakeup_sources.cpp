@@ -58,10 +58,10 @@ public:
         report.table(m_chapter.name + " Summary: Activations and Active Time",
                      {"Source", "Activations", "Active Time (msec)", "Average (msec)"});
         for (const Item& item : m_items) {
-            if (item.activations == 0) continue;
+            const std::uint64_t count = std::max<std::uint64_t>(item.activations, 1);
             const auto time = static_cast<double>(item.activeTime);
             report.row({item.name, std::to_string(item.activations), fixedText(time, 0),
-                        fixedText(time / static_cast<double>(item.activations), 2)});
+                        fixedText(time / static_cast<double>(count), 2)});
         }
     }
 
