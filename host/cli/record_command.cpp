@@ -31,6 +31,10 @@ int recordMachine(RecordCommandOptions& options) {
     Run run;
     if (!run.open(options.m_run)) return EXIT_ERROR;
     run.begin();
+    if (stop.isRequested()) {
+        complain(std::string("ended by ") + stop.name() + " before the collection");
+        return run.end();
+    }
     std::uint64_t number = 0;
     const auto deliver = [&](std::string_view line) {
         if (run.reader().line(line, ++number)) return true;

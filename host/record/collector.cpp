@@ -29,6 +29,12 @@ void addVersion(JsonLine& line, const char* key, const std::array<unsigned, 3>& 
     line.value(std::min(version[0], 65535U)).endList();
 }
 
+std::string shortestText(double number) {
+    std::string text;
+    appendNumber(text, number);
+    return text;
+}
+
 std::string joined(const std::vector<std::string>& texts) {
     std::string all;
     for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
@@ -206,7 +212,7 @@ void Collector::writeHead_i(Report& report) {
                   " " + m_machine.osType);
     report.header("Collection: " + localTime(m_wallStart) + ", " + fixedText(seconds_i(m_stop - m_start), 2) +
                   " s, " + std::to_string(m_samples) + " samples every " +
-                  fixedText(m_options.intervalMs, 0) + " msec" +
+                  shortestText(m_options.intervalMs) + " msec" +
                   (m_interrupted ? ", ended early by " + m_clock.interruption() : ""));
     if (!m_absent.empty()) report.note("Not offered by this machine: " + joined(m_absent));
     report.note("Residencies in raw results are ticks of the time stamp counter, " +

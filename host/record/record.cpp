@@ -1,5 +1,7 @@
 #include "host/record/record.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -10,7 +12,11 @@
 namespace host {
 
 RecordResult record(const RecordOptions& options, const LineSink& sink) {
-    const auto tell = [](const std::string& text) { std::fprintf(stderr, "pwrhost: %s\n", text.c_str()); };
+    // In place of the progress line, where there is one.
+    const char* const front = options.progress && isatty(STDERR_FILENO) == 1 ? "\r\033[K" : "";
+    const auto tell = [front](const std::string& text) {
+        std::fprintf(stderr, "%spwrhost: %s\n", front, text.c_str());
+    };
     const recorder::Root root(options.root);
     if (!root.isOpen()) {
         tell("Unable to open " + options.root + ": " + std::strerror(errno));

@@ -53,12 +53,6 @@ double measuredFrequency() {
 }  // namespace
 
 SystemClock::SystemClock(const Root& root) {
-    std::uint64_t kilohertz = 0;
-    if (SampleFile(root, "sys/devices/system/cpu/cpu0/tsc_freq_khz").readUnsigned(kilohertz) && kilohertz > 0)
-        m_ticksPerUsec = static_cast<double>(kilohertz) / 1000.0;
-    else
-        m_ticksPerUsec = measuredFrequency();
-
     sigemptyset(&m_ending);
     for (const int number : {SIGINT, SIGTERM}) {
         struct sigaction action {};
@@ -66,9 +60,19 @@ SystemClock::SystemClock(const Root& root) {
         if (action.sa_handler != SIG_IGN) sigaddset(&m_ending, number);
     }
     pthread_sigmask(SIG_BLOCK, &m_ending, &m_previous);
+
+    std::uint64_t kilohertz = 0;
+    if (SampleFile(root, "sys/devices/system/cpu/cpu0/tsc_freq_khz").readUnsigned(kilohertz) && kilohertz > 0)
+        m_ticksPerUsec = static_cast<double>(kilohertz) / 1000.0;
+    else
+        m_ticksPerUsec = measuredFrequency();
 }
 
 SystemClock::~SystemClock() {
+    // A signal that came when the collection had ended already has nothing left to end.
+    const timespec none{0, 0};
+    while (sigtimedwait(&m_ending, nullptr, &none) > 0) {
+    }
     pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
 }
 

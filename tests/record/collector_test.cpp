@@ -85,7 +85,7 @@ TEST(Collector, deliversAsItGoesInContinuousRuns) {
     recording.m_options.flushEverySec = 0.1;
     std::vector<std::size_t> delivered;
     for (int sample : {1, 2})
-        recording.at(sample, [&recording, &delivered, sample, change = recording.m_clock.m_changes[sample]] {
+        recording.at(sample, [&recording, &delivered, change = recording.m_clock.m_changes[sample]] {
             delivered.push_back(recording.m_lines.size());
             change();
         });
@@ -115,13 +115,16 @@ TEST(Collector, deliversAsItGoesInContinuousRuns) {
 }
 
 TEST(Collector, endsWithASignal) {
-    LaptopRecording recording;
-    recording.m_options.seconds = 0;
-    recording.m_clock.m_signalAt = 3;
-    EXPECT_EQ(recording.record(), RecordResult::Complete);
-    EXPECT_THAT(recording.m_told.back(), StartsWith("ended by SIGTERM after 0.20 s"));
-    EXPECT_EQ(count(recording.m_lines, "2 samples every 100 msec, ended early by SIGTERM"), 1U);
-    EXPECT_THAT(recording.m_lines.back(), StartsWith("{\"def\":\"order\""));
+    for (const int sample : {1, 3}) {
+        LaptopRecording recording;
+        recording.m_options.seconds = 0;
+        recording.m_clock.m_signalAt = sample;
+        EXPECT_EQ(recording.record(), RecordResult::Complete);
+        const std::string taken = std::to_string(sample - 1);
+        EXPECT_THAT(recording.m_told.back(), StartsWith("ended by SIGTERM after 0." + taken + "0 s"));
+        EXPECT_EQ(count(recording.m_lines, taken + " samples every 100 msec, ended early by SIGTERM"), 1U);
+        EXPECT_THAT(recording.m_lines.back(), StartsWith("{\"def\":\"order\""));
+    }
 }
 
 TEST(Collector, leavesOutSamplesThatAreDueAlready) {
