@@ -33,7 +33,12 @@ public:
 
     // Puts a cell into the row being built, over an earlier one of the same column. The column gets at least
     // as wide as every text that was ever pushed to it. Returns 0, or 1 if there is no such column.
-    std::int32_t pushCell(std::string_view value, std::uint16_t column);
+    std::int32_t pushCell(std::string_view value, std::uint16_t column) {
+        if (column >= m_pendingRow.columnCount()) return refuseCell_i(column);
+        if (value.size() > m_columnWidths[column]) m_columnWidths[column] = value.size();
+        m_pendingRow.set(column, value);
+        return 0;
+    }
 
     // Does nothing and returns 0.
     std::int32_t pushLine(const std::string& text);
@@ -52,6 +57,9 @@ public:
 
 private:
     bool isTokenAt_i(const char* text, std::uint32_t length) const;
+    std::int32_t refuseCell_i(std::uint16_t column) const;
+    char* putRow_i(char* out);
+    void spool_i(const char* row, std::uint64_t length);
     void logRow_i() const;
     std::int32_t printRows_i(overtime::TablePrinter& printer);
     std::uint64_t printRecords_i(overtime::TablePrinter& printer, const char* chunk,

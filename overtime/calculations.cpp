@@ -34,17 +34,15 @@ std::int32_t IntWriterV2::calculate_i(const SampledMessage& message, const pwr::
             return 0;
         }
         case CalculationResidencyPercentage: {
-            if (value.m_type != pwr::DATA_UINT) {
+            unsigned long ticks = 0;
+            if (value.m_type != pwr::DATA_UINT || value.toUInt(ticks) != 0) {
                 LOG_WARNING_TAG(message.logTag,
                                 "Calculation of residency percentages is requested, but the value is not of "
                                 "uint type.\n");
                 return 1;
             }
-            pwr::Data share(0.0);
-            share.convertToReal(&value);
-            double ticks = 0.0;
-            share.toReal(ticks);
-            const double percentage = ticks / static_cast<double>(element.getDuration()) * PERCENT;
+            const double percentage =
+                static_cast<double>(ticks) / static_cast<double>(element.getDuration()) * PERCENT;
             m_realFormatter.format(m_cell, pwr::Data(percentage));
             return 0;
         }

@@ -55,8 +55,10 @@ public:
         std::uint16_t tracedValueColumn = 0;
         std::uint16_t tracedDurationColumn = 0;
         overtime::FlatMap<std::uint64_t, std::uint16_t> tracedAttributeColumns;  // as attributeColumns
-        std::uint64_t lastMessage = 0;  // the sampled message that began the latest row
-        std::string tracedEntityName;   // the text of tracedEntityColumn
+        std::uint64_t lastMessage = 0;   // the sampled message that began the latest row
+        std::uint64_t lastDuration = 0;  // the one that the duration cell of the latest row shows
+        bool hasDuration = false;
+        std::string tracedEntityName;  // the text of tracedEntityColumn
     };
 
     IntWriterV2();
@@ -173,6 +175,16 @@ private:
         }
     };
 
+    // Where the cell of an element goes. Samples of one metric mostly name the same entities and descriptors
+    // in the same order, so the places of the sample before are tried first, by position.
+    struct Place {
+        const pwr::EntityHandle* entity = nullptr;
+        const pwr::DataDescriptor* descriptor = nullptr;
+        TableInfo* table = nullptr;
+        std::uint16_t column = 0;
+    };
+    using Shape = std::vector<Place>;
+
     // The latest text of a number, since most texts are asked for many times in a row.
     struct LatestText {
         bool isSet = false;
@@ -183,7 +195,9 @@ private:
     std::int32_t writeSampledDeltaMetric(const pwr::Metric& metric);
     std::int32_t writeSampledResidencyMetric(const pwr::Metric& metric);
     std::int32_t writeSampledElement_i(const SampledMessage& message, std::uint64_t timestamp,
-                                       const pwr::DataElement& element);
+                                       const pwr::DataElement& element, Place& place);
+    Shape& shapeOf_i(const SampledMessage& message);
+    bool findPlace_i(const SampledMessage& message, const pwr::DataElement& element, Place& place);
     TableInfo* sampledTable_i(const SampledMessage& message, const pwr::EntityHandle& entity);
     void addSampledColumns_i(const SampledMessage& message, const pwr::EntityHandle& entity,
                              TableInfo& table) const;
@@ -204,7 +218,9 @@ private:
     std::vector<std::unique_ptr<BackingStoreWrapper>> m_wrappers;  // the stores of all tables
     overtime::FlatMap<TableKey, TableInfo*> m_tableCache;
     overtime::FlatMap<std::uint64_t, const pwr::DataDescriptor*> m_stateCache;  // by address of the handle
-    std::uint64_t m_messageCount;                                               // sampled messages
+    overtime::FlatMap<TableKey, Shape*> m_shapeByMetric;  // by metric id and table index
+    std::vector<std::unique_ptr<Shape>> m_shapes;
+    std::uint64_t m_messageCount;                     // sampled messages
     std::vector<BackingStoreWrapper*> m_begunStores;  // of the sampled message being written
     pwr::RealFormatter m_realFormatter;               // two decimals
     LatestText m_timeTexts[2];                        // by TimeConversion

@@ -34,6 +34,7 @@ std::int32_t PhmTextWriter::writeSampledGeneric(const pwr::Metric& metric, std::
         sampledMessage_i(metric, tableIndex, calculation, quantity, titleSuffix, defaultValue, NO_TAG);
     const pwr::Metric::Sample& sample = metric.getData();
     std::uint64_t lastTimestamp = 0;
+    table.hasDuration = false;
     for (const pwr::DataElement* element : sample.elements) {
         if (!table.columnsReady) {
             addFixedColumns_i(table);

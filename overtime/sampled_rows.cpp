@@ -36,34 +36,56 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
                                                     defaultValue, TEXT_WRITER_TAG);
     ++m_messageCount;
     m_begunStores.clear();
+    Shape& shape = shapeOf_i(message);
+    if (shape.size() < sample.elements.size()) shape.resize(sample.elements.size());
+    Place* place = shape.data();
     for (const pwr::DataElement* element : sample.elements) {
-        if (writeSampledElement_i(message, sample.timestamp, *element) != 0) return 1;
+        if (writeSampledElement_i(message, sample.timestamp, *element, *place++) != 0) return 1;
     }
     for (BackingStoreWrapper* store : m_begunStores) store->rowComplete();
     return 0;
 }
 
+IntWriterV2::Shape& IntWriterV2::shapeOf_i(const SampledMessage& message) {
+    const TableKey key{message.metric.m_id, message.tableIndex};
+    if (Shape* const* const found = m_shapeByMetric.find(key)) return **found;
+    m_shapes.push_back(std::make_unique<Shape>());
+    return *(m_shapeByMetric[key] = m_shapes.back().get());
+}
+
 std::int32_t IntWriterV2::writeSampledElement_i(const SampledMessage& message, std::uint64_t timestamp,
-                                                const pwr::DataElement& element) {
-    const pwr::EntityHandle& entity = *element.getEntity();
-    TableInfo* const table = sampledTable_i(message, entity);
-    if (table == nullptr) return 1;
-    if (table->lastMessage != m_messageCount) {
-        table->lastMessage = m_messageCount;
-        beginSampledRow_i(*table, timestamp);
-        m_begunStores.push_back(table->store);
+                                                const pwr::DataElement& element, Place& place) {
+    const pwr::EntityHandle* const entity = element.getEntity();
+    if (place.entity != entity || place.descriptor != element.getDescriptor()) {
+        if (!findPlace_i(message, element, place)) return 1;
     }
-    const std::uint64_t key = dataKeyOf(&entity, element.getDescriptor());
+    TableInfo& table = *place.table;
+    if (table.lastMessage != m_messageCount) {
+        table.lastMessage = m_messageCount;
+        table.hasDuration = false;
+        beginSampledRow_i(table, timestamp);
+        m_begunStores.push_back(table.store);
+    }
+    if (pushValue_i(message, element, table, place.column) != 0) return 1;
+    if (message.metric.m_hasEntityAttributes) {
+        pushAttributes_i(*entity, table.sampled.attributeColumns, *table.store);
+    }
+    return 0;
+}
+
+// Finds or makes the element's table and column. Returns false if there is no table to be had.
+bool IntWriterV2::findPlace_i(const SampledMessage& message, const pwr::DataElement& element, Place& place) {
+    const pwr::EntityHandle* const entity = element.getEntity();
+    TableInfo* const table = sampledTable_i(message, *entity);
+    if (table == nullptr) return false;
+    const std::uint64_t key = dataKeyOf(entity, element.getDescriptor());
     const std::uint16_t* found = table->sampled.dataColumns.find(key);
     if (found == nullptr) {
         const auto added = static_cast<std::uint16_t>(table->store->addColumn(lateTitle_i(message, element)));
         found = &(table->sampled.dataColumns[key] = added);
     }
-    if (pushValue_i(message, element, *table, *found) != 0) return 1;
-    if (message.metric.m_hasEntityAttributes) {
-        pushAttributes_i(entity, table->sampled.attributeColumns, *table->store);
-    }
-    return 0;
+    place = {entity, element.getDescriptor(), table, *found};
+    return true;
 }
 
 // The entity's table with its columns, or null.
@@ -139,7 +161,12 @@ std::int32_t IntWriterV2::pushValue_i(const SampledMessage& message, const pwr::
                                       TableInfo& table, std::uint16_t column) {
     if (calculate_i(message, element) != 0) return 1;
     table.store->pushCell(m_cell, column);
-    table.store->pushCell(durationText_i(element.getDuration()), table.sampled.durationColumn);
+    const std::uint64_t duration = element.getDuration();
+    if (!table.hasDuration || table.lastDuration != duration) {
+        table.store->pushCell(durationText_i(duration), table.sampled.durationColumn);
+        table.hasDuration = true;
+        table.lastDuration = duration;
+    }
     return 0;
 }
 

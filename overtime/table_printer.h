@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "overtime/short_copy.h"
+
 namespace overtime {
 
 // Prints one table: lines as they are, and cells right-aligned in the widths of their columns.
@@ -17,7 +19,7 @@ namespace overtime {
 class TablePrinter {
 public:
     // Cells are copied in strides: this many bytes behind a cell's text must be readable.
-    static constexpr std::size_t SLACK = 16;
+    static constexpr std::size_t SLACK = STRIDE;
 
     // The file and the widths stay the caller's. `delimiter` and one blank part the cells of a row;
     // `defaultValue` is printed for cells that are missing at a row's end.
@@ -60,11 +62,6 @@ public:
 private:
     static constexpr std::size_t BUFFER_SIZE = 1 << 18;
     static constexpr const char* BLANKS = "                ";
-
-    // Copies `length` bytes and up to SLACK - 1 more.
-    static void copyStrides(char* out, const char* in, std::size_t length) {
-        for (std::size_t i = 0; i < length; i += SLACK) std::memcpy(out + i, in + i, SLACK);
-    }
 
     bool makeRoom(std::size_t needed);
     void drain();

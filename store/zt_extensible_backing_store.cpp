@@ -1,6 +1,7 @@
 #include "store/zt_extensible_backing_store.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,6 +21,8 @@ namespace pwr {
 namespace {
 
 constexpr std::size_t ERROR_TEXT_SIZE = 256;
+constexpr std::size_t SMALL_WINDOW = 65536;
+constexpr std::size_t PAGE_SIZE = 4096;
 
 // Tells a failure of the temporary file through the stream form of the log, and leaves errno as it is.
 void report(const char* what) {
@@ -41,6 +44,19 @@ void report(const char* what) {
 // True if the open file is a plain one of this user under one name, so that emptying it harms nobody.
 bool isOwnPlainFile(const struct stat& status) {
     return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
+}
+
+// Has the system back a piece of fresh memory at once, which costs a fraction of one page fault after the
+// other. May do nothing.
+void populate(char* begin, std::size_t length) {
+#ifdef MADV_POPULATE_WRITE
+    void* start = begin;
+    if (std::align(PAGE_SIZE, PAGE_SIZE, start, length) == nullptr) return;
+    madvise(start, length / PAGE_SIZE * PAGE_SIZE, MADV_POPULATE_WRITE);
+#else
+    static_cast<void>(begin);
+    static_cast<void>(length);
+#endif
 }
 
 // Makes an empty file at `path`, without following a link that lies there: the name can be foretold.
@@ -144,11 +160,6 @@ void ZTExtensibleBackingStore::destroy_i() {
     }
 }
 
-// The window's end counts as inside, so that appending and reading to the end move nothing.
-bool ZTExtensibleBackingStore::isInWindow(std::uint64_t position) const {
-    return m_windowStart <= position && position <= windowEnd();
-}
-
 // How many bytes of the data lie in the window from `position` on.
 std::uint64_t ZTExtensibleBackingStore::readableFrom(std::uint64_t position) const {
     const std::uint64_t end = std::min(windowEnd(), m_size);
@@ -204,7 +215,15 @@ bool ZTExtensibleBackingStore::rewind_i(unsigned long position) {
 bool ZTExtensibleBackingStore::extendWindow_i() {
     if (m_buffer.size() < m_maximumBufferSize) {
         try {
-            m_buffer.resize(std::min<std::uint64_t>(m_buffer.size() * 2, m_maximumBufferSize));
+            const std::size_t length = m_buffer.size();
+            const std::size_t longer = std::min<std::uint64_t>(length * 2, m_maximumBufferSize);
+            // Beyond a small size, take all the room at once: growing then copies nothing, and pages count
+            // only once they are written.
+            if (length >= SMALL_WINDOW) {
+                m_buffer.reserve(m_maximumBufferSize);
+                populate(m_buffer.data() + length, longer - length);
+            }
+            m_buffer.resize(longer);
             return true;
         } catch (const std::bad_alloc&) {
             // Go on with the window as it is.

@@ -40,6 +40,20 @@ public:
     std::int32_t insert(unsigned long position, const void* source, unsigned long count) override;
     std::int64_t readBack(void* destination, unsigned long count) override;
 
+    // For appending without a copy: the place at the write head if `count` bytes fit into the window there
+    // and nothing lies behind it, else null. What is put there counts once `appended` is told its length,
+    // which is at most `count`; both hold until the next other operation.
+    char* placeToAppend(unsigned long count) {
+        const bool fits =
+            m_writeHead == m_size && isInWindow(m_writeHead) && windowEnd() - m_writeHead >= count;
+        return fits ? m_buffer.data() + (m_writeHead - m_windowStart) : nullptr;
+    }
+    void appended(unsigned long count) {
+        m_writeHead += count;
+        m_size = m_writeHead;
+        m_dirty = m_dirty || count != 0;
+    }
+
     // Moves the read head back by `count` bytes. A failure is told on standard error and moves nothing.
     void rewind(unsigned long count);
 
@@ -58,7 +72,10 @@ private:
     void destroy_i();
 
     std::uint64_t windowEnd() const { return m_windowStart + m_buffer.size(); }
-    bool isInWindow(std::uint64_t position) const;
+    // The window's end counts as inside, so that appending and reading to the end move nothing.
+    bool isInWindow(std::uint64_t position) const {
+        return m_windowStart <= position && position <= windowEnd();
+    }
     std::uint64_t readableFrom(std::uint64_t position) const;
     std::uint64_t windowThatEndsAt(std::uint64_t position) const;
 

@@ -1,0 +1,179 @@
+// The writers over time when descriptors or room on the disk run out.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "overtime/phmwriter_text_plugin.h"
+#include "overtime/raw_writer_v2.h"
+#include "tests/support/stream_runner.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+const char* const DEFINITIONS = R"({"msg":"system","tscMHz":1000}
+{"def":"entity","id":10,"name":"core0"}
+{"def":"metric","id":1,"name":"First","type":"SAMPLED_VALUE"}
+{"def":"metric","id":2,"name":"Second","type":"SAMPLED_VALUE"})";
+
+std::string sample(int metric, int t, const std::string& text) {
+    return R"({"msg":"metric","metric":)" + std::to_string(metric) + R"(,"t":)" + std::to_string(t) +
+           R"(,"data":[{"e":10,"v":{"s":")" + text + R"("}}]})";
+}
+
+std::string contentOf(const fs::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+std::size_t temporaryFiles() {
+    std::size_t count = 0;
+    for (const auto& entry : fs::directory_iterator("."))
+        count += entry.path().filename().string().starts_with("_" + std::to_string(getpid()));
+    return count;
+}
+
+// Lowers a soft limit for as long as it lives.
+class Limit {
+public:
+    Limit(__rlimit_resource resource, rlim_t value) : m_resource(resource) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(resource, &m_before);
+        const rlimit lowered{value, m_before.rlim_max};
+        setrlimit(resource, &lowered);
+    }
+    ~Limit() { setrlimit(m_resource, &m_before); }
+
+private:
+    __rlimit_resource m_resource;
+    rlimit m_before{};
+};
+
+// The number that the next descriptor gets.
+rlim_t nextDescriptor() {
+    const int descriptor = dup(0);
+    close(descriptor);
+    return static_cast<rlim_t>(descriptor);
+}
+
+template <typename Writer>
+class OverTimeFault : public testing::Test {
+protected:
+    OverTimeFault() {
+        m_runner.m_environment.m_logLevel = 2;
+        m_writer = std::make_unique<Writer>();
+        m_runner.add(*m_writer);
+    }
+    ~OverTimeFault() override {
+        m_writer.reset();
+        EXPECT_EQ(temporaryFiles(), 0u);
+        for (const char* name : {"run.txt", "run_trace.csv", "run_phm.csv", "run_meta_phm.csv"})
+            fs::remove(name);
+    }
+    void feed(const std::string& lines) { ASSERT_TRUE(m_runner.feed(lines)) << m_runner.m_error; }
+    static std::string result() {
+        if (std::is_same_v<Writer, RawWriterV2>) return contentOf("run.txt");
+        return contentOf(std::is_same_v<Writer, IntWriterV2> ? "run_trace.csv" : "run_phm.csv");
+    }
+
+    test::StreamRunner m_runner;
+    std::unique_ptr<Writer> m_writer;
+};
+
+using Writers = testing::Types<RawWriterV2, IntWriterV2, PhmTextWriter>;
+TYPED_TEST_SUITE(OverTimeFault, Writers);
+
+TYPED_TEST(OverTimeFault, DropsATableThatGetsNoDescriptor) {
+    this->m_runner.begin();
+    this->feed(DEFINITIONS);
+    this->feed(sample(1, 1000, "kept"));
+    {
+        const Limit noMore(RLIMIT_NOFILE, nextDescriptor());
+        this->feed(sample(2, 2000, "dropped"));
+        this->feed(sample(1, 3000, "also kept"));
+    }
+    this->feed(sample(2, 4000, "later"));
+    this->m_runner.finish();
+    EXPECT_THAT(this->result(), HasSubstr("kept"));
+    EXPECT_THAT(this->result(), HasSubstr("also kept"));
+    EXPECT_THAT(this->result(), HasSubstr("later"));
+    EXPECT_THAT(this->result(), Not(HasSubstr("dropped")));
+    EXPECT_THAT(this->m_runner.m_errorLog.text(),
+                HasSubstr("ERROR: Failed to initialize temporary file ./_"));
+    if (!std::is_same_v<TypeParam, PhmTextWriter>) {
+        EXPECT_THAT(this->m_runner.m_infoLog.text(), HasSubstr("WARNING: Failed to initialize buffer.\n"));
+    }
+    EXPECT_THAT(this->m_runner.m_statuses, Not(IsEmpty()));
+}
+
+TYPED_TEST(OverTimeFault, KeepsTheRowsFromBeforeADiskThatIsFull) {
+    this->m_runner.begin();
+    this->feed(DEFINITIONS);
+    this->feed(sample(2, 500, "small"));
+    const std::string text(60000, 'x');
+    {
+        const Limit full(RLIMIT_FSIZE, 100000);
+        for (int t = 1; t <= 20; ++t) this->feed(sample(1, t * 1000, text));
+    }
+    this->m_runner.finish();
+    EXPECT_THAT(this->m_runner.m_infoLog.m_stream.str(),
+                HasSubstr("2WARNING: write error while flushing to disk!\n: errnum=27: "));
+    EXPECT_THAT(this->m_runner.m_errorLog.text(), HasSubstr("ERROR: Could not spool the rows of \"First"));
+    const std::string result = this->result();
+    EXPECT_THAT(result, HasSubstr(text));
+    EXPECT_THAT(result, HasSubstr("small"));
+    // Every row that is there is whole.
+    std::istringstream lines(result);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("xx") == std::string::npos) continue;
+        EXPECT_THAT(line, HasSubstr(text));
+        EXPECT_EQ(line.substr(line.size() - 6), "xxxxxx");
+    }
+    EXPECT_THAT(this->m_runner.m_statuses, testing::Contains(HasSubstr("fini,1")));
+}
+
+TYPED_TEST(OverTimeFault, TellsWhenTheResultDoesNotFit) {
+    this->m_runner.begin();
+    this->feed(DEFINITIONS);
+    for (int t = 1; t <= 200; ++t) this->feed(sample(1, t * 1000, "text"));
+    {
+        const Limit full(RLIMIT_FSIZE, 700);
+        this->m_runner.finish();
+    }
+    EXPECT_THAT(this->m_runner.m_errorLog.text(), HasSubstr("ERROR: Could not complete run"));
+    EXPECT_THAT(this->m_runner.m_statuses, testing::Contains(HasSubstr("fini,1")));
+}
+
+TYPED_TEST(OverTimeFault, SurvivesTheLossOfItsOutputFolder) {
+    fs::create_directory("folder");
+    this->m_runner.begin("folder/run");
+    this->feed(DEFINITIONS);
+    this->feed(sample(1, 1000, "text"));
+    fs::remove_all("folder");
+    this->m_runner.finish();
+    EXPECT_FALSE(fs::exists("folder"));
+    if (std::is_same_v<TypeParam, PhmTextWriter>) {
+        EXPECT_EQ(this->m_runner.m_infoLog.text(),
+                  "WARNING: Could not create folder/run_meta_phm.csv\n"
+                  "WARNING: PHM writer plugin could not flush metadata file\n");
+    }
+}
+
+TYPED_TEST(OverTimeFault, RefusesToFinishWhatNeverBegan) {
+    if (std::is_same_v<TypeParam, PhmTextWriter>) return;
+    EXPECT_EQ(this->m_writer->fini(), 1);
+    EXPECT_EQ(this->m_runner.m_infoLog.text(), "WARNING: Output file  does not exist\n");
+}
+
+}  // namespace
