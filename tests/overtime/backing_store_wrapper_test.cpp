@@ -50,7 +50,8 @@ struct PlainTable {
     }
     std::string print(const std::string& title) const {
         std::string text = title + "\n" + line(titles);
-        for (const auto& row : rows) text += line(row);
+        // A row from before the first column has no cell that could go without a delimiter.
+        for (const auto& row : rows) text += (row.empty() ? ", " : "") + line(row);
         return text + "\n";
     }
 };
