@@ -1,6 +1,7 @@
-// Decodes any bytes as a .ztbin file, twice: the second time as a further file of the same run. Every line must
-// be an object in well-formed UTF-8 JSON.
-#include <rapidjson/document.h>
+// Decodes any bytes as a .ztbin file, twice: the second time as a further file of the same run. Every line
+// must be an object in well-formed UTF-8 JSON.
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -23,9 +24,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     decoder.decode(bytes, line, report);
     decoder.decode(bytes, line, report);
     for (std::string text; std::getline(out, text);) {
-        rapidjson::Document document;
-        document.Parse<rapidjson::kParseValidateEncodingFlag>(text.data(), text.size());
-        if (!document.IsObject()) std::abort();
+        rapidjson::MemoryStream stream(text.data(), text.size());
+        rapidjson::BaseReaderHandler<> handler;
+        if (!rapidjson::Reader().Parse<rapidjson::kParseValidateEncodingFlag>(stream, handler)) std::abort();
     }
     return 0;
 }
