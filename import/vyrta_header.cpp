@@ -1,6 +1,7 @@
 // The records that open the file, from the system message.
 #include <cstring>
 #include <limits>
+#include <new>
 
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
@@ -120,10 +121,14 @@ void VyrtaWriter::readCollectionInfo_i(const pwr::SystemMetadata& metadata) {
 }
 
 std::int32_t VyrtaWriter::writeMessage(const pwr::SystemMessage& message) {
-    m_info = std::make_unique<VyrtaCollectionInfo>();
     m_systemStoreId = message.m_id;
-    readCollectionInfo_i(*message.m_metadata);
-    if (writeHeader_i() == 0) return 0;
+    try {
+        m_info = std::make_unique<VyrtaCollectionInfo>();
+        readCollectionInfo_i(*message.m_metadata);
+        if (writeHeader_i() == 0) return 0;
+    } catch (const std::bad_alloc&) {
+        // No header, no result.
+    }
     m_impl->m_valid = false;
     return 1;
 }

@@ -94,6 +94,8 @@ int VyrtaWriter::writeInfoMetadataHelper(const std::string& name, unsigned long 
                                          const std::string& longName, const std::string& shortName,
                                          const std::string& description, long value, unsigned long id,
                                          long parentId) {
+    // Made before the key is entered: when memory runs out here, the record is not taken for written.
+    const std::string names = longName + shortName + name + description;
     std::string key = "infotype:" + name + "_longname:" + longName + "_shortname:" + shortName +
                       "_description:" + description + "_value:" + std::to_string(value) +
                       "_uid:" + std::to_string(id) + "_parent_uid:" + std::to_string(parentId);
@@ -103,7 +105,6 @@ int VyrtaWriter::writeInfoMetadataHelper(const std::string& name, unsigned long 
     }
     VYRTA_DEBUG("Processing info metadata for '%s'.\n", longName.c_str());
 
-    const std::string names = longName + shortName + name + description;
     if (names.size() + 1 > MAXIMUM_NAMES_SIZE) {
         VYRTA_WARNING("Info names string too long\n");
         return 1;

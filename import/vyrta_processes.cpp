@@ -47,7 +47,7 @@ int VyrtaWriter::handleProcessInfo(const pwr::Process* process, bool firstSight)
             "time: %lu. Saved time: %lu. \n",
             key.c_str(), start, end, known->second.second.tsc);
         if (firstSight) return 0;
-        record.tsc = end != 0 ? end : m_info->stopTsc;
+        record.tsc = end != 0 ? end : stopTsc_i();
     }
     VYRTA_DEBUG("Writing record for process: %s with TSC: %lu\n", key.c_str(), record.tsc);
     if (writeProcessSample(record) != 0) {
@@ -90,6 +90,11 @@ int VyrtaWriter::handleThreadInfo(const pwr::Thread* thread, bool firstSight) {
     return 0;
 }
 
+// The collection's end as the system message told it.
+std::uint64_t VyrtaWriter::stopTsc_i() const {
+    return m_info != nullptr ? m_info->stopTsc : 0;
+}
+
 // The end of a thread whose end is unknown: that of the process instance which it ran in, whose end record
 // has been written by now, or else of the collection. A pid can have been used again, so the times decide.
 std::uint64_t VyrtaWriter::threadEnd_i(const pwr::Thread* thread) const {
@@ -99,7 +104,7 @@ std::uint64_t VyrtaWriter::threadEnd_i(const pwr::Thread* thread) const {
         if (process->getPid() == thread->getPid() && process->getStartTime() < start && record.tsc > start)
             return record.tsc;
     }
-    return m_info->stopTsc;
+    return stopTsc_i();
 }
 
 int VyrtaWriter::flushStoredStates() {

@@ -52,7 +52,10 @@ int VyrtaWriter::writeRecord(unsigned long storeId, const char* buffer, unsigned
     if (!m_impl->m_valid) return 1;
     VyrtaBackingStoreManager* const manager = getStore_i(storeId);
     if (manager == nullptr || !manager->m_valid) return 1;
-    return manager->pushBuffer_i(buffer, size);
+    if (manager->pushBuffer_i(buffer, size) == 0) return 0;
+    // The block can hold a part of the record now, so that nothing behind it could be read.
+    manager->m_valid = false;
+    return 1;
 }
 
 void VyrtaWriter::setInvalidTempFile(unsigned long key) {

@@ -1,4 +1,6 @@
 // From a metric message to a sample: elements grouped by entity, each id defined, time running forward.
+#include <new>
+
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
 
@@ -45,10 +47,18 @@ MetricCache& VyrtaWriter::findMetric_i(const pwr::Metric& metric) {
 }
 
 std::int32_t VyrtaWriter::writeMessage(const pwr::Metric& metric) {
-    const MetricCache& cache = findMetric_i(metric);
-    if (*cache.storedName != metric.m_name) *cache.storedName = metric.m_name;
-    if (!cache.isRefused && handleMetricMessage(metric) == 0) return 0;
-    setInvalidTempFile(metric.m_id);
+    try {
+        const MetricCache& cache = findMetric_i(metric);
+        if (*cache.storedName != metric.m_name) *cache.storedName = metric.m_name;
+        if (!cache.isRefused && handleMetricMessage(metric) == 0) return 0;
+    } catch (const std::bad_alloc&) {
+        // The sample is lost, so that the metric is void like after any other failure.
+    }
+    try {
+        setInvalidTempFile(metric.m_id);
+    } catch (const std::bad_alloc&) {
+        m_impl->m_valid = false;
+    }
     return 1;
 }
 

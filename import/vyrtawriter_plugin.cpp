@@ -1,6 +1,8 @@
 // The run of the import-format writer.
 #include "import/vyrtawriter_plugin.h"
 
+#include <new>
+
 #include "import/state_colors.h"
 #include "import/vyrta_log.h"
 #include "plugins/writer_plugin_capability.h"
@@ -47,15 +49,25 @@ std::int32_t VyrtaWriter::fini() {
         m_impl->m_valid = false;
         return m_impl->fini();
     }
-    if (flushStoredStates() != 0) {
-        VYRTA_WARNING("Failed to flush stored states.\n");
-        m_impl->m_valid = false;
-        return 1;
-    }
-    if (writeMagicRecord() != 0) {
-        VYRTA_WARNING("Failed to write magic record.\n");
+    if (closeHeader_i() != 0) {
         m_impl->m_valid = false;
         return 1;
     }
     return m_impl->fini();
+}
+
+int VyrtaWriter::closeHeader_i() {
+    try {
+        if (flushStoredStates() != 0) {
+            VYRTA_WARNING("Failed to flush stored states.\n");
+            return 1;
+        }
+        if (writeMagicRecord() != 0) {
+            VYRTA_WARNING("Failed to write magic record.\n");
+            return 1;
+        }
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return 1;
+    }
 }

@@ -35,6 +35,8 @@ int getCoreThreadCount(int package, int core);
 // All operations that return int give 0 on success and 1 on failure, and log why. Times are TSC ticks.
 // Pointers to the host's objects must stay valid until fini.
 //
+// A sample, or a header, for which memory runs out fails like any other.
+//
 // The sources: vyrtawriter_plugin.cpp (the run), vyrta_records.cpp (framing), vyrta_header.cpp (header
 // block), vyrta_metadata.cpp and vyrta_id_metadata.cpp (definitions), vyrta_samples.cpp and
 // vyrta_attributes.cpp (samples), vyrta_processes.cpp, vyrta_wakelocks.cpp.
@@ -251,6 +253,7 @@ private:
     void readThreads_i(const pwr::SystemMetadata& metadata);
     void readCollectionInfo_i(const pwr::SystemMetadata& metadata);
     int writeHeader_i();
+    int closeHeader_i();
 
     // Framing.
     std::string storeName_i(unsigned long storeId) const;
@@ -318,6 +321,7 @@ private:
     int defineNameValue_i(const pwr::Attribute& attribute, const pwr::NameValuePair& pair);
 
     // Processes and threads.
+    std::uint64_t stopTsc_i() const;
     std::uint64_t threadEnd_i(const pwr::Thread* thread) const;
 
     // Wakelocks.
