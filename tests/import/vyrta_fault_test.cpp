@@ -1,0 +1,219 @@
+// The writer when its stores or its result fail it. The result file is opened once in a process, so every run
+// has a process of its own.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "tests/import/vyrta_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+const char DEFINITIONS[] = R"({"def":"entity","id":1,"name":"Core"}
+{"def":"descriptor","id":2,"name":"C0"}
+{"def":"metric","id":8,"name":"Small","type":"SAMPLED_DELTA"}
+{"def":"metric","id":9,"name":"Large","type":"SAMPLED_DELTA"})";
+
+// What a run leaves behind.
+struct Result {
+    std::string log;       // all lines
+    std::string statuses;  // those that are not 0, a line each
+    bool hasFile;
+    std::size_t fileSize;
+    std::size_t others;  // files besides the result
+};
+
+void limit(__rlimit_resource resource, rlim_t value) {
+    const rlimit limits{value, value};
+    ASSERT_EQ(setrlimit(resource, &limits), 0);
+}
+
+class VyrtaFaults : public testing::Test {
+protected:
+    VyrtaFaults() : m_folder(fs::absolute("faults")) {
+        fs::remove_all(m_folder);
+        fs::create_directory(m_folder);
+    }
+    ~VyrtaFaults() override { fs::remove_all(m_folder); }
+
+    // Runs `steps` with a writer in a child, then collects what it left.
+    static Result run(const fs::path& folder,
+                      const std::function<void(test::StreamRunner&, VyrtaWriter&)>& steps) {
+        const pid_t child = fork();
+        if (child == 0) {
+            fs::current_path(folder);
+            runChild(steps);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << "the child ended by itself";
+        Result result{read(folder / "log"), read(folder / "statuses"), false, 0, 0};
+        fs::remove(folder / "log");
+        fs::remove(folder / "statuses");
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            if (entry.path().filename() != "run.pwr")
+                ++result.others;
+            else if (entry.is_regular_file())
+                result.fileSize = entry.file_size();
+            result.hasFile = result.hasFile || entry.path().filename() == "run.pwr";
+        }
+        return result;
+    }
+
+    static std::string sample(int metric, int tsc) {
+        return R"({"msg":"metric","metric":)" + std::to_string(metric) + R"(,"t":)" + std::to_string(tsc) +
+               R"(,"data":[{"e":1,"d":2,"v":{"u":1}}]})";
+    }
+
+    // Samples of 94 bytes each, more than a store keeps in memory.
+    static void feedLarge(test::StreamRunner& runner) {
+        for (int i = 0; i < 12000; ++i) runner.feed(sample(9, 101 + i));
+    }
+
+    fs::path m_folder;
+
+private:
+    [[noreturn]] static void runChild(const std::function<void(test::StreamRunner&, VyrtaWriter&)>& steps) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const int log = open("log", O_CREAT | O_WRONLY, 0600);
+        const int statuses = open("statuses", O_CREAT | O_WRONLY, 0600);
+        std::string logText;
+        std::string statusText;
+        {
+            test::StreamRunner runner;
+            runner.m_environment.m_logLevel = 2;
+            VyrtaWriter writer;
+            runner.add(writer);
+            runner.begin("run");
+            runner.feed(DEFINITIONS);
+            runner.feed(R"({"msg":"system","tscMHz":1000,"cpuMHz":1000,"start":100})");
+            steps(runner, writer);
+            runner.finish();
+            logText = runner.m_infoLog.text() + runner.m_errorLog.text();
+            for (const std::string& status : runner.m_statuses) {
+                // Of the samples of a metric that is void the first says it all.
+                if (statusText.find("metric,1") == std::string::npos ||
+                    status.find("metric,1") == std::string::npos)
+                    statusText += status.substr(status.find(',') + 1) + "\n";
+            }
+        }
+        limit(RLIMIT_FSIZE, RLIM_INFINITY);
+        const bool written = write(log, logText.data(), std::min<std::size_t>(logText.size(), 4000)) >= 0 &&
+                             write(statuses, statusText.data(), statusText.size()) >= 0;
+        _exit(written ? 0 : 1);
+    }
+
+    static std::string read(const fs::path& path) {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+};
+
+TEST_F(VyrtaFaults, NoneLeavesTheResultAlone) {
+    const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter&) {
+        runner.feed(sample(8, 200));
+        feedLarge(runner);
+    });
+    EXPECT_EQ(result.statuses, "");
+    EXPECT_GT(result.fileSize, 12000U * 94);
+    EXPECT_EQ(result.others, 0U);
+}
+
+// A metric that could not spill is left out; the others are there.
+TEST_F(VyrtaFaults, AFullDiskWhileSpillingVoidsTheMetric) {
+    const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter&) {
+        runner.feed(sample(8, 200));
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit small{65536, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+        feedLarge(runner);
+        setrlimit(RLIMIT_FSIZE, &before);
+    });
+    EXPECT_EQ(result.statuses, "vyrta,metric,1\n");
+    EXPECT_THAT(result.log, HasSubstr("WARNING: VyrtaWriterPlugin:    Failed to write to tmp file ./_"));
+    EXPECT_THAT(result.log, HasSubstr("Unable to write a 'Large:9' record."));
+    EXPECT_TRUE(result.hasFile);
+    EXPECT_LT(result.fileSize, 4000U);
+    EXPECT_EQ(result.others, 0U);
+}
+
+TEST_F(VyrtaFaults, AFullDiskWhileAssemblingIsReported) {
+    const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter&) {
+        runner.feed(sample(8, 200));
+        rlimit limits{};
+        getrlimit(RLIMIT_FSIZE, &limits);
+        limits.rlim_cur = 700;
+        feedLarge(runner);
+        setrlimit(RLIMIT_FSIZE, &limits);
+    });
+    EXPECT_THAT(result.log, HasSubstr("ERROR: Could not complete run.pwr: "));
+    EXPECT_EQ(result.statuses, "") << "the end of the run is not failed by a copy";
+    EXPECT_EQ(result.others, 0U);
+}
+
+TEST_F(VyrtaFaults, AStoreThatCannotBeMadeVoidsTheResult) {
+    const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter&) {
+        runner.feed(sample(8, 200));
+        rlimit before{};
+        getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit none{3, before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+        runner.feed(sample(9, 200));
+        setrlimit(RLIMIT_NOFILE, &before);
+        runner.feed(sample(8, 201));
+    });
+    EXPECT_EQ(result.statuses, "vyrta,metric,1\nvyrta,fini,1\n");
+    EXPECT_THAT(result.log, HasSubstr("ERROR: Failed to initialize temporary file ./_"));
+    EXPECT_THAT(result.log, HasSubstr("WARNING: VyrtaWriterPlugin:    Failed to write magic record.\n"));
+    EXPECT_FALSE(result.hasFile);
+    EXPECT_EQ(result.others, 0U);
+}
+
+TEST_F(VyrtaFaults, AResultThatCannotBeMadeIsReported) {
+    fs::create_directory(m_folder / "run.pwr");
+    const Result result =
+        run(m_folder, [](test::StreamRunner& runner, VyrtaWriter&) { runner.feed(sample(8, 200)); });
+    EXPECT_EQ(result.statuses, "vyrta,fini,1\n");
+    EXPECT_THAT(result.log, HasSubstr("WARNING: VyrtaWriterPlugin:    Could not create run.pwr\n"));
+    EXPECT_EQ(result.others, 0U);
+}
+
+// The result is a file without samples, so that it is to go; a file of the system's can be opened and stays.
+TEST_F(VyrtaFaults, AResultThatCannotBeRemovedIsReported) {
+    const Result result = run(m_folder, [](test::StreamRunner&, VyrtaWriter& writer) {
+        writer.m_impl->m_fileName = "/proc/self/comm";
+    });
+    EXPECT_EQ(result.log,
+              "ERROR: Failed to remove the .pwr result file \"/proc/self/comm\", the file is unusable.\n");
+    EXPECT_EQ(result.statuses, "");
+}
+
+// A header block with part of a record in it must not become a file.
+TEST_F(VyrtaFaults, ATornHeaderVoidsTheResult) {
+    const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter& writer) {
+        runner.feed(sample(8, 200));
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit none{0, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &none);
+        const std::string bytes(2 << 20, 'x');
+        EXPECT_EQ(writer.writeRecord(writer.m_systemStoreId, bytes.data(), 2U << 20), 1);
+        setrlimit(RLIMIT_FSIZE, &before);
+        runner.feed(sample(8, 201));
+    });
+    EXPECT_EQ(result.statuses, "vyrta,fini,1\n");
+    EXPECT_FALSE(result.hasFile);
+    EXPECT_EQ(result.others, 0U);
+}
+
+}  // namespace
