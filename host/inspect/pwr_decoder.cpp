@@ -32,8 +32,10 @@ void decodePwr(std::string_view bytes, JsonLine& line, DamageReport& report) {
 void PwrDecoder::decode(std::string_view bytes) {
     ByteReader file(bytes);
     while (!file.atEnd()) {
-        const std::optional<PwrRecord> record = nextPwrRecord(file, m_report);
-        if (!record) return;
+        const std::uint64_t offset = file.offset();
+        std::string fault;
+        const std::optional<PwrRecord> record = nextPwrRecord(file, fault);
+        if (!record) return m_checker.fault(offset, fault);
         m_checker.checkPlace(*record);
         m_line.begin();
         m_line.field("offset", record->offset);

@@ -18,7 +18,7 @@ void decodePwr(std::string_view bytes, JsonLine& line, DamageReport& report);
 // Decodes one file.
 class PwrDecoder {
 public:
-    PwrDecoder(JsonLine& line, DamageReport& report) : m_line(line), m_report(report), m_checker(report) {}
+    PwrDecoder(JsonLine& line, DamageReport& report) : m_line(line), m_checker(report) {}
 
     void decode(std::string_view bytes);
 
@@ -50,7 +50,6 @@ private:
                           std::uint64_t value, std::uint64_t tsc);
 
     JsonLine& m_line;
-    DamageReport& m_report;
     PwrChecker m_checker;
     PwrNames m_names;
 };

@@ -180,10 +180,10 @@ std::string withArticle(PwrKind kind) {
     return std::string(kind == PwrKind::Info ? "an " : "a ") + nameOf(kind) + " record";
 }
 
-std::optional<PwrRecord> nextPwrRecord(ByteReader& file, DamageReport& report) {
+std::optional<PwrRecord> nextPwrRecord(ByteReader& file, std::string& fault) {
     const std::uint64_t offset = file.offset();
-    const auto stop = [&](const std::string& what) {
-        report.add(offset, what);
+    const auto stop = [&fault](const std::string& what) {
+        fault = what;
         return std::nullopt;
     };
     ByteReader ahead = file;
@@ -203,8 +203,8 @@ std::optional<PwrRecord> nextPwrRecord(ByteReader& file, DamageReport& report) {
     if (file.failed()) return stop("the file ends inside a record of " + std::to_string(size) + " bytes");
     const std::optional<PwrKind> kind = kindOf(head, bytes);
     if (!kind) return stop("unknown record type under the head " + hexadecimal(head));
-    const std::string fault = faultOfLength(*kind, bytes);
-    if (!fault.empty()) return stop(fault);
+    fault = faultOfLength(*kind, bytes);
+    if (!fault.empty()) return std::nullopt;
     return PwrRecord{offset, *kind, bytes};
 }
 

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "host/inspect/byte_reader.h"
-#include "host/inspect/damage_report.h"
 
 namespace host::inspect {
 
@@ -44,9 +43,9 @@ struct PwrRecord {
     ByteReader fieldsFrom(std::size_t at) const { return ByteReader(bytes.substr(at), offset + at); }
 };
 
-// Takes the next record. Returns nothing when its head, type or length cannot be right, after reporting so:
-// where the next one begins is then unknown.
-std::optional<PwrRecord> nextPwrRecord(ByteReader& file, DamageReport& report);
+// Takes the next record. Returns nothing when its head, type or length cannot be right, and says so in
+// `fault`: where the next one begins is then unknown.
+std::optional<PwrRecord> nextPwrRecord(ByteReader& file, std::string& fault);
 
 // Reads a text of a length of u16, its NUL included, and drops the NUL.
 std::string_view getCountedText(ByteReader& fields);
