@@ -1,0 +1,159 @@
+// Measures pwrhost itself: how fast it reads a stream, and what recording costs the machine.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "bench/measure.h"
+
+namespace {
+
+// What a child process used.
+struct Usage {
+    double cpuSeconds = 0;
+    double peakMiB = 0;
+};
+
+[[noreturn]] void fail(const std::string& what) {
+    std::fprintf(stderr, "bench: %s\n", what.c_str());
+    std::exit(1);
+}
+
+// Runs a program; `feed`, if given, writes its standard input.
+Usage runProgram(const std::vector<std::string>& command, const std::function<void(std::FILE*)>& feed = {}) {
+    int ends[2];
+    if (pipe(ends) != 0) fail("cannot make a pipe");
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child < 0) fail("cannot fork");
+    if (child == 0) {
+        dup2(ends[0], STDIN_FILENO);
+        close(ends[0]);
+        close(ends[1]);
+        std::vector<char*> arguments;
+        for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+        arguments.push_back(nullptr);
+        execv(arguments[0], arguments.data());
+        _exit(127);
+    }
+    close(ends[0]);
+    std::FILE* const input = fdopen(ends[1], "w");
+    if (feed) feed(input);
+    std::fclose(input);
+    int status = 0;
+    rusage used{};
+    if (wait4(child, &status, 0, &used) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        fail(command[0] + " failed");
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
+    return {seconds(used.ru_utime) + seconds(used.ru_stime), static_cast<double>(used.ru_maxrss) / 1024};
+}
+
+// Writes a stream of `elements` metric elements, about 100 bytes each, and returns its length in bytes.
+std::uint64_t writeStream(std::FILE* file, std::uint64_t elements) {
+    constexpr int ENTITIES = 16;
+    std::uint64_t bytes = 0;
+    const auto count = [&bytes](int written) {
+        bytes += static_cast<std::uint64_t>(written > 0 ? written : 0);
+    };
+    for (int i = 1; i <= ENTITIES; ++i)
+        count(std::fprintf(file, "{\"def\":\"entity\",\"id\":%d,\"name\":\"CPU %d\"}\n", i, i));
+    count(std::fprintf(file, "{\"def\":\"descriptor\",\"id\":100,\"name\":\"C6\"}\n"));
+    count(
+        std::fprintf(file,
+                     "{\"def\":\"metric\",\"id\":10,\"name\":\"Residency\",\"type\":\"SAMPLED_RESIDENCY\"}\n"
+                     "{\"msg\":\"system\",\"id\":1,\"tscMHz\":2400}\n"));
+    for (std::uint64_t i = 0; i < elements / ENTITIES; ++i) {
+        count(std::fprintf(file, "{\"msg\":\"metric\",\"metric\":10,\"t\":%llu,\"data\":[",
+                           static_cast<unsigned long long>(12638346702891 + i * 240000000)));
+        for (int entity = 1; entity <= ENTITIES; ++entity)
+            count(std::fprintf(file,
+                               "%s{ \"e\": %d, \"d\": 100, \"dur\": %llu, \"v\": { \"u\": %llu }, "
+                               "\"info\": [ [ 100, { \"i\": -%d } ] ] }",
+                               entity == 1 ? "" : ",", entity, 240000000ULL + i % 1000,
+                               static_cast<unsigned long long>(i * 7919 % 240000000), entity));
+        count(std::fprintf(file, "]}\n"));
+    }
+    return bytes;
+}
+
+void benchReader(const std::string& pwrhost, std::uint64_t elements, unsigned rounds) {
+    const std::string path = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
+                             "/host-bench-" + std::to_string(getpid());
+    std::FILE* const file = std::fopen(path.c_str(), "w");
+    if (file == nullptr) fail("cannot make " + path);
+    const auto bytes = static_cast<double>(writeStream(file, elements));
+    std::fclose(file);
+    std::vector<double> rates;
+    double peak = 0;
+    for (unsigned i = 0; i < rounds; ++i) {
+        const Usage used = runProgram({pwrhost, "replay", "-w", "none", "--no-progress", path});
+        rates.push_back(bytes / 1e6 / used.cpuSeconds);
+        peak = used.peakMiB;
+    }
+    std::filesystem::remove(path);
+    const bench::Spread rate = bench::spreadOf(rates);
+    std::printf(
+        "stream reader, %.0f MB with %llu elements: %.0f MB/s of CPU time (%.0f to %.0f), peak %.1f MiB\n",
+        bytes / 1e6, static_cast<unsigned long long>(elements), rate.median, rate.min, rate.max, peak);
+}
+
+void benchPipe(const std::string& pwrhost, std::uint64_t elements) {
+    double bytes = 0;
+    const Usage used =
+        runProgram({pwrhost, "replay", "-w", "none", "--no-progress", "-"},
+                   [&](std::FILE* input) { bytes = static_cast<double>(writeStream(input, elements)); });
+    std::printf("stream from a pipe, %.0f MB: %.0f MB/s of CPU time, peak %.1f MiB\n", bytes / 1e6,
+                bytes / 1e6 / used.cpuSeconds, used.peakMiB);
+}
+
+// The share of one CPU that a collection of `seconds` takes, without and with writers.
+void benchRecorder(const std::string& pwrhost, double seconds) {
+    char folder[] = "/tmp/host-bench-XXXXXX";
+    if (mkdtemp(folder) == nullptr) fail("cannot make a working folder");
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder);
+    const auto share = [&](const char* writers) {
+        const Usage used = runProgram({pwrhost, "record", "-w", writers, "--no-progress", "--interval", "100",
+                                       "--seconds", std::to_string(seconds), "--log-level", "0"});
+        return 100 * used.cpuSeconds / seconds;
+    };
+    const double recorder = share("none");
+    const double everything = share("all");
+    std::filesystem::current_path(before);
+    std::filesystem::remove_all(folder);
+    std::printf("recording every 100 ms for %.0f s: recorder %.2f %% of one CPU, all eight writers %.2f %%\n",
+                seconds, recorder, everything > recorder ? everything - recorder : 0.0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string pwrhost = (std::filesystem::canonical("/proc/self/exe").parent_path() / "pwrhost").string();
+    std::uint64_t elements = 1000000;
+    std::uint64_t pipeElements = 10000000;
+    unsigned rounds = 5;
+    double seconds = 5;
+    CLI::App app(
+        "Measures pwrhost: reading a stream from a file and from a pipe, and recording this machine.");
+    app.add_option("--pwrhost", pwrhost, "the program")->capture_default_str();
+    app.add_option("--elements", elements, "elements of the stream in a file")->capture_default_str();
+    app.add_option("--pipe-elements", pipeElements, "elements of the stream in a pipe")
+        ->capture_default_str();
+    app.add_option("--rounds", rounds, "how often the file is read")->capture_default_str();
+    app.add_option("--seconds", seconds, "length of a collection")->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+    benchReader(pwrhost, elements, rounds);
+    benchPipe(pwrhost, pipeElements);
+    benchRecorder(pwrhost, seconds);
+    return 0;
+}
