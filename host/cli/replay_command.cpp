@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "host/cli/commands.h"
@@ -41,9 +42,9 @@ int openStream(const std::string& path, std::uint64_t& size) {
     return -1;
 }
 
-// Reads the stream to its end. Returns false if something was wrong with it.
-bool readStream(const ReplayOptions& options, stream::LineSource& source, stream::StreamReader& reader,
-                Progress& progress) {
+// Reads lines until the stream ends or one is bad. Returns false if one was.
+bool readLines(const ReplayOptions& options, stream::LineSource& source, stream::StreamReader& reader,
+               Progress& progress) {
     bool isGood = true;
     char* text = nullptr;
     std::size_t size = 0;
@@ -56,11 +57,21 @@ bool readStream(const ReplayOptions& options, stream::LineSource& source, stream
         model::writeAll(STDERR_FILENO, report.data(), report.size());
         if (!options.m_isForgiving) break;
     }
-    if (source.error() != 0) {
-        complain("cannot read the stream " + options.m_stream + ": " + std::strerror(source.error()));
-        isGood = false;
-    }
     return isGood;
+}
+
+// The same, and false also if the stream could not be read. Whatever happens, the run can be ended behind it.
+bool readStream(const ReplayOptions& options, stream::LineSource& source, stream::StreamReader& reader,
+                Progress& progress) {
+    bool isGood = false;
+    try {
+        isGood = readLines(options, source, reader, progress);
+    } catch (const std::bad_alloc&) {
+        complain("not enough memory to read on behind line " + std::to_string(source.lineNumber()));
+    }
+    if (source.error() == 0) return isGood;
+    complain("cannot read the stream " + options.m_stream + ": " + std::strerror(source.error()));
+    return false;
 }
 
 int replay(const ReplayOptions& options) {
