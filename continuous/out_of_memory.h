@@ -2,6 +2,6 @@
 
 #include <string>
 
-// Logs an error line: there is no memory for `what` (its use, such as "the points of") of `name`. The line is
-// dropped if there is no memory for it either.
+// Logs an error line: there is no memory for `what` (such as "the points of") `name`. The line names neither
+// if there is no memory for that.
 void reportOutOfMemory(const char* what, const std::string& name) noexcept;
