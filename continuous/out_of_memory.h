@@ -2,6 +2,5 @@
 
 #include <string>
 
-// Logs an error line: there is no memory for `what` (such as "the points of") `name`. The line names neither
-// if there is no memory for that.
+// Logs an error line: there is no memory for `what` (such as "the points of") `name`.
 void reportOutOfMemory(const char* what, const std::string& name) noexcept;

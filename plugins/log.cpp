@@ -1,7 +1,11 @@
 #include "plugins/log.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <string>
 
 #include "pwr/plugin_environment.h"
@@ -10,6 +14,18 @@ namespace {
 
 const char* const LEVEL_WORDS[] = {"FATAL: ", "ERROR: ", "WARNING: ", "DEBUG: ", "INFO: "};
 
+struct Freed {
+    void operator()(char* block) const { std::free(block); }
+};
+
+// Without memory for the line, what fits here of it is shown.
+constexpr std::size_t SPARE_SIZE = 1024;
+
+void formatInto(char* line, std::size_t size, const char* word, const char* format, va_list args) {
+    const int head = std::snprintf(line, size, "%s", word);
+    std::vsnprintf(line + head, size - static_cast<std::size_t>(head), format, args);
+}
+
 void logFormatted(pwr::Logger* sink, LogLevel level, const char* word, const char* format, va_list args) {
     va_list measured;
     va_copy(measured, args);
@@ -17,11 +33,12 @@ void logFormatted(pwr::Logger* sink, LogLevel level, const char* word, const cha
     va_end(measured);
     if (length < 0 || sink == nullptr) return;
 
-    std::string line(word);
-    const std::size_t head = line.size();
-    line.resize(head + static_cast<std::size_t>(length));
-    std::vsnprintf(line.data() + head, static_cast<std::size_t>(length) + 1, format, args);
-    sink->log(static_cast<std::int32_t>(level), line.c_str());
+    const std::size_t size = std::strlen(word) + static_cast<std::size_t>(length) + 1;
+    const std::unique_ptr<char, Freed> line(static_cast<char*>(std::malloc(size)));
+    char spare[SPARE_SIZE];
+    char* const text = line != nullptr ? line.get() : spare;
+    formatInto(text, line != nullptr ? size : std::min(size, SPARE_SIZE), word, format, args);
+    sink->log(static_cast<std::int32_t>(level), text);
 }
 
 }  // namespace
@@ -29,8 +46,10 @@ void logFormatted(pwr::Logger* sink, LogLevel level, const char* word, const cha
 bool isLogged(LogLevel level, const char* tag) {
     const PluginEnvironment& environment = *g_pluginEnvironment;
     if (environment.m_logLevel >= static_cast<std::int32_t>(level)) return true;
-    return tag != nullptr && !environment.m_conditionalTags.empty() &&
-           environment.m_conditionalTags.count(tag) != 0;
+    if (tag == nullptr) return false;
+    // There are few tags, and no text is to be made to look one up.
+    return std::any_of(environment.m_conditionalTags.begin(), environment.m_conditionalTags.end(),
+                       [tag](const std::string& shown) { return shown == tag; });
 }
 
 void logLine(LogLevel level, const char* format, ...) {

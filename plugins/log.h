@@ -2,7 +2,8 @@
 //
 // Each macro tests whether the line shows before it evaluates its arguments: a line of level L shows when the
 // environment's log level is L or more, or, for the forms with a tag, when the environment's conditional tags
-// hold that tag. The level's word stands in front of the text; the text ends in a newline.
+// hold that tag. The level's word stands in front of the text; the text ends in a newline. Nothing here
+// throws: without memory a long line is cut.
 #pragma once
 
 #include <cstdint>
