@@ -7,11 +7,25 @@ namespace {
 constexpr double MICROSECONDS_PER_SECOND = 1000000.0;
 constexpr double PERCENT = 100.0;
 
+// Reads a single number as a real: what convertToReal and toReal give, without a copy of the value.
+bool readNumber(const pwr::Data& value, double& number) {
+    unsigned long unsignedNumber = 0;
+    long signedNumber = 0;
+    if (value.toUInt(unsignedNumber) == 0) {
+        number = static_cast<double>(unsignedNumber);
+    } else if (value.toInt(signedNumber) == 0) {
+        number = static_cast<double>(signedNumber);
+    } else {
+        return value.toReal(number) == 0;
+    }
+    return true;
+}
+
 }  // namespace
 
-// Puts the element's value into m_cell, as the table shows it.
-std::int32_t IntWriterV2::calculate_i(const SampledMessage& message, const pwr::DataElement& element) {
-    const pwr::Data& value = *element.getValue();
+// Puts a value over `duration` ticks into m_cell, as the table shows it.
+std::int32_t IntWriterV2::calculate_i(const SampledMessage& message, const pwr::Data& value,
+                                      std::uint64_t duration) {
     switch (message.calculation) {
         case CalculationInstantaneousRate: {
             if (!message.hasRate) {
@@ -26,10 +40,16 @@ std::int32_t IntWriterV2::calculate_i(const SampledMessage& message, const pwr::
                 return 1;
             }
             const double seconds =
-                static_cast<double>(element.getDuration()) / (m_timestampFrequency * MICROSECONDS_PER_SECOND);
+                static_cast<double>(duration) / (m_timestampFrequency * MICROSECONDS_PER_SECOND);
+            const double factor = message.rateFactor / seconds;
+            double number = 0.0;
+            if (readNumber(value, number)) {
+                m_realFormatter.format(m_cell, pwr::Data(number * factor));
+                return 0;
+            }
             pwr::Data rate(0.0);
             rate.convertToReal(&value);
-            rate.multiplyValue(message.rateFactor / seconds);
+            rate.multiplyValue(factor);
             m_realFormatter.format(m_cell, rate);
             return 0;
         }
@@ -41,8 +61,7 @@ std::int32_t IntWriterV2::calculate_i(const SampledMessage& message, const pwr::
                                 "uint type.\n");
                 return 1;
             }
-            const double percentage =
-                static_cast<double>(ticks) / static_cast<double>(element.getDuration()) * PERCENT;
+            const double percentage = static_cast<double>(ticks) / static_cast<double>(duration) * PERCENT;
             m_realFormatter.format(m_cell, pwr::Data(percentage));
             return 0;
         }

@@ -143,7 +143,7 @@ protected:
     void beginSampledRow_i(TableInfo& table, std::uint64_t timestamp);
     std::int32_t pushValue_i(const SampledMessage& message, const pwr::DataElement& element, TableInfo& table,
                              std::uint16_t column);
-    std::int32_t calculate_i(const SampledMessage& message, const pwr::DataElement& element);
+    std::int32_t calculate_i(const SampledMessage& message, const pwr::Data& value, std::uint64_t duration);
 
     const pwr::DataDescriptor* stateOf_i(const pwr::Data& value);
     std::int32_t addTracedColumns_i(const pwr::Metric& metric, const pwr::DataElement& element,

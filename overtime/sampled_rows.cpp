@@ -159,9 +159,9 @@ void IntWriterV2::beginSampledRow_i(TableInfo& table, std::uint64_t timestamp) {
 // Pushes the value and the duration of an element.
 std::int32_t IntWriterV2::pushValue_i(const SampledMessage& message, const pwr::DataElement& element,
                                       TableInfo& table, std::uint16_t column) {
-    if (calculate_i(message, element) != 0) return 1;
-    table.store->pushCell(m_cell, column);
     const std::uint64_t duration = element.getDuration();
+    if (calculate_i(message, *element.getValue(), duration) != 0) return 1;
+    table.store->pushCell(m_cell, column);
     if (!table.hasDuration || table.lastDuration != duration) {
         table.store->pushCell(durationText_i(duration), table.sampled.durationColumn);
         table.hasDuration = true;
