@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ void openStandardStreams() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     openStandardStreams();
     CLI::App program("Delivers power and performance data to the writers of a plug-in library", "pwrhost");
     program.require_subcommand(1);
@@ -31,11 +32,14 @@ int main(int argc, char** argv) {
     host::cli::addShowCommand(program, chosen);
     try {
         program.parse(argc, argv);
-        return chosen();
     } catch (const CLI::ParseError& problem) {
         return program.exit(problem) == 0 ? host::cli::EXIT_GOOD : host::cli::EXIT_ERROR;
-    } catch (const std::exception& problem) {
-        host::cli::complain(problem.what());
-        return host::cli::EXIT_ERROR;
     }
+    return chosen();
+} catch (const std::bad_alloc&) {
+    host::cli::complain("not enough memory");
+    return host::cli::EXIT_ERROR;
+} catch (const std::exception& problem) {
+    host::cli::complain(problem.what());
+    return host::cli::EXIT_ERROR;
 }

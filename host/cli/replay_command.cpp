@@ -74,15 +74,23 @@ bool readStream(const ReplayOptions& options, stream::LineSource& source, stream
     return false;
 }
 
+// Closes what was opened, whichever way the run ends.
+struct StreamDescriptor {
+    ~StreamDescriptor() {
+        if (m_descriptor > STDIN_FILENO) ::close(m_descriptor);
+    }
+    const int m_descriptor;
+};
+
 int replay(const ReplayOptions& options) {
     std::uint64_t total = 0;
-    const int descriptor = openStream(options.m_stream, total);
-    if (descriptor < 0) return EXIT_ERROR;
+    const StreamDescriptor input{openStream(options.m_stream, total)};
+    if (input.m_descriptor < 0) return EXIT_ERROR;
     Run run;
     int status = EXIT_ERROR;
     if (run.open(options.m_run)) {
         const stream::StopSignal stop;
-        stream::LineSource source(descriptor, &stop);
+        stream::LineSource source(input.m_descriptor, &stop);
         Progress progress(options.m_isProgressShown, total);
         run.begin();
         const bool isGood = readStream(options, source, run.reader(), progress);
@@ -93,7 +101,6 @@ int replay(const ReplayOptions& options) {
         status = run.end();
         if (!isGood) status = EXIT_ERROR;
     }
-    if (descriptor != STDIN_FILENO) ::close(descriptor);
     return status;
 }
 

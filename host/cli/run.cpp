@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -37,13 +38,14 @@ std::set<std::string> splitList(const std::string& list) {
     return items;
 }
 
-// Says so when no result can be written where the user wants it; the writers report it each in its way.
-void checkOutputFolder(const std::string& output) {
+// Complains and returns false when no result can be written where the user wants it: not all writers tell.
+bool checkOutputFolder(const std::string& output) {
     const std::size_t slash = output.rfind('/');
-    if (slash == std::string::npos || slash == 0) return;
+    if (slash == std::string::npos || slash == 0) return true;
     const std::string folder = output.substr(0, slash);
-    if (::access(folder.c_str(), W_OK | X_OK) != 0)
-        complain("cannot write to the output folder " + folder + ": " + std::strerror(errno));
+    if (::access(folder.c_str(), W_OK | X_OK) == 0) return true;
+    complain("cannot write to the output folder " + folder + ": " + std::strerror(errno));
+    return false;
 }
 
 std::string plural(std::size_t count, const std::string& what) {
@@ -52,9 +54,13 @@ std::string plural(std::size_t count, const std::string& what) {
 
 }  // namespace
 
-void complain(const std::string& text) {
-    const std::string line = "pwrhost: " + text + "\n";
-    model::writeAll(STDERR_FILENO, line.data(), line.size());
+void complain(std::string_view text) {
+    const auto piece = [](std::string_view part) {
+        return iovec{const_cast<char*>(part.data()), part.size()};
+    };
+    const iovec line[] = {piece("pwrhost: "), piece(text), piece("\n")};
+    // There is nobody left to tell if this fails.
+    [[maybe_unused]] const ssize_t written = ::writev(STDERR_FILENO, line, 3);
 }
 
 Run::Run() = default;
@@ -140,8 +146,15 @@ void Run::writeStatus_i(const stream::StatusRecord& record) {
 }
 
 void Run::begin() {
-    if (!m_delivery.writers().empty()) checkOutputFolder(m_options.m_output);
+    m_hasOutputFolder = !needsOutputFolder_i() || checkOutputFolder(m_options.m_output);
     m_delivery.init(m_options.m_output, m_options.m_isContinuous);
+}
+
+// The automation summary lies in the working directory.
+bool Run::needsOutputFolder_i() const {
+    const auto& writers = m_delivery.writers();
+    return std::any_of(writers.begin(), writers.end(),
+                       [](const auto& writer) { return writer.m_name != "auto"; });
 }
 
 int Run::end() {
@@ -151,7 +164,8 @@ int Run::end() {
     const bool isGood = isWithoutFailure_i();
     const bool isLogComplete = isLogComplete_i();
     if (!closeStatuses_i() || !isLogComplete) return EXIT_ERROR;
-    return isGood ? EXIT_GOOD : EXIT_FAILED;
+    if (!isGood) return EXIT_FAILED;
+    return m_hasOutputFolder ? EXIT_GOOD : EXIT_ERROR;
 }
 
 bool Run::isWithoutFailure_i() const {

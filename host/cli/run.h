@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/cli/plugin_library.h"
@@ -35,8 +36,8 @@ struct RunOptions {
     std::string m_statuses;  // empty: none
 };
 
-// Writes a line of the program's own to standard error.
-void complain(const std::string& text);
+// Writes a line of the program's own to standard error. Needs no memory.
+void complain(std::string_view text);
 
 // One run from opening the plug-in library to giving it back.
 class Run {
@@ -65,9 +66,11 @@ private:
     void writeStatus_i(const stream::StatusRecord& record);
     bool closeStatuses_i();
     bool isLogComplete_i() const;
+    bool needsOutputFolder_i() const;
     bool isWithoutFailure_i() const;
 
     RunOptions m_options;
+    bool m_hasOutputFolder = true;
     int m_logDescriptor = -1;
     std::unique_ptr<model::DescriptorLogger> m_log;
     std::unique_ptr<model::Environment> m_environment;
