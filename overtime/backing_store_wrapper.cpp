@@ -158,7 +158,7 @@ std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
     if (chunk == nullptr) {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %llu\n",
                         static_cast<unsigned long long>(size));
-        m_isComplete = m_isComplete && m_spooledSize == 0;
+        m_isComplete = false;
         return 1;
     }
     std::int32_t status = 0;

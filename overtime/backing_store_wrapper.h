@@ -52,7 +52,7 @@ public:
     // there is no file or no memory. Whether the file took everything must be asked of the file.
     std::int32_t flush(std::FILE* file, const std::string& delimiter, bool leadingNewline);
 
-    // False once rows have been lost.
+    // False once rows have been lost or a table could not be printed to its end.
     bool isComplete() const { return m_isComplete; }
 
 private:

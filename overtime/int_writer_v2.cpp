@@ -123,10 +123,12 @@ IntWriterV2::TableInfo* IntWriterV2::findTable_i(std::uint64_t outerKey, std::ui
 
 IntWriterV2::TableInfo& IntWriterV2::addTable_i(const std::string& title, std::uint64_t outerKey,
                                                 std::uint64_t innerKey, const std::string& defaultValue) {
+    // The table counts as made with the last step, which can't fail.
     m_wrappers.push_back(std::make_unique<BackingStoreWrapper>(title, defaultValue));
+    TableInfo*& cached = m_tableCache[TableKey{outerKey, innerKey}];
     TableInfo& table = m_tables[outerKey][innerKey];
     table.store = m_wrappers.back().get();
-    m_tableCache[TableKey{outerKey, innerKey}] = &table;
+    cached = &table;
     return table;
 }
 

@@ -40,8 +40,11 @@ BackingStoreWrapper* PhmTextWriter::getStore(const std::string& title, std::uint
                                              const std::string& groupName, std::uint64_t innerKey,
                                              const std::string& defaultValue) {
     TableInfo* table = findTable_i(metricId, innerKey);
+    std::string& group = m_tableGroups[metricId];
+    if (table != nullptr && group == groupName) return table->store;
+    std::string name = groupName;  // before the table comes into being: it must not be left without its group
     if (table == nullptr) table = &addTable_i(title, metricId, innerKey, defaultValue);
-    m_tableGroups[metricId] = groupName;
+    group.swap(name);
     return table->store;
 }
 
@@ -66,6 +69,7 @@ std::int32_t PhmTextWriter::fini() {
 std::int32_t PhmTextWriter::flushTables_i(OpenFile& defaultFile,
                                           std::map<std::string, OpenFile>& groupFiles) {
     for (const auto& [metricId, tables] : m_tables) {
+        if (tables.empty()) continue;
         const std::string& groupName = m_tableGroups[metricId];
         OpenFile& out = groupName.empty() ? defaultFile : groupFiles[groupName];
         if (out.file == nullptr && !openTableFile_i(out, groupPath_i(groupName))) return 1;

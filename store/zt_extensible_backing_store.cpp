@@ -140,14 +140,17 @@ bool ZTExtensibleBackingStore::createFile_i() {
     if (!makeEmptyFile(m_path.c_str(), made)) return false;
     // The window is the buffer: without one of its own, the stream reports a failed write when it happens.
     m_file.rdbuf()->pubsetbuf(nullptr, 0);
-    m_file.open(m_path, std::ios::in | std::ios::out | std::ios::binary);
-    if (m_file.is_open() && isSameFile(m_path.c_str(), made)) return true;
-    const int reason = errno;
-    if (m_file.is_open()) {
-        m_file.close();
-    } else {
-        unlink(m_path.c_str());
+    bool opened = false;
+    try {
+        m_file.open(m_path, std::ios::in | std::ios::out | std::ios::binary);
+        opened = m_file.is_open();
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
     }
+    if (opened && isSameFile(m_path.c_str(), made)) return true;
+    const int reason = errno;
+    m_file.close();
+    if (!opened) unlink(m_path.c_str());
     errno = reason;
     return false;
 }
