@@ -5,15 +5,19 @@
 // Words can be long, so nothing here recurses along one except what lists them.
 
 Trie::~Trie() {
-    std::vector<std::unique_ptr<Trie>> pending;
+    std::unique_ptr<Trie> pending;
     const auto takeChildren = [&pending](Trie& node) {
-        for (auto& child : node.m_children) pending.push_back(std::move(child.second));
+        for (auto& [character, child] : node.m_children) {
+            if (child == nullptr) continue;  // memory was lacking for it
+            child->m_nextToDestroy = std::move(pending);
+            pending = std::move(child);
+        }
         node.m_children.clear();
     };
     takeChildren(*this);
-    while (!pending.empty()) {
-        const std::unique_ptr<Trie> node = std::move(pending.back());
-        pending.pop_back();
+    while (pending != nullptr) {
+        const std::unique_ptr<Trie> node = std::move(pending);
+        pending = std::move(node->m_nextToDestroy);
         takeChildren(*node);
     }
 }

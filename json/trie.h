@@ -41,6 +41,7 @@ private:
     const Trie* find_i(char character) const;
 
     std::map<signed char, std::unique_ptr<Trie>> m_children;
+    std::unique_ptr<Trie> m_nextToDestroy;  // links the nodes of a tree that is being destroyed
     std::uint64_t m_wordCount = 0;
     bool m_terminal = false;     // a word ends here
     std::size_t m_recorded = 0;  // recorded words at and below this node
