@@ -55,6 +55,29 @@ std::string firstLineOf(const std::string& text) {
     return text.substr(0, text.find('\n'));
 }
 
+// Moves the store back to the record of which the last `rest` of the chunk's `length` bytes are a part, and
+// makes the chunk larger if the record can't fit. Returns false if there is no memory for that.
+bool returnToRecord(pwr::ZTExtensibleBackingStore& store, Chunk& chunk, std::uint64_t& size,
+                    std::uint64_t length, std::uint64_t rest) {
+    if (rest < LENGTH_SIZE) {
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "\n");
+        store.rewind(rest);
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Rewinding store by %lld bytes to read next complete string\n",
+                     static_cast<long long>(rest));
+        return true;
+    }
+    LOG_INFO_TAG(TEXT_WRITER_TAG, "Rewinding store by %lld bytes to read complete string\n",
+                 static_cast<long long>(rest));
+    store.rewind(rest);
+    if (packing::get<std::uint32_t>(chunk.get() + length - rest) + LENGTH_SIZE <= length) return true;
+    LOG_INFO_TAG(TEXT_WRITER_TAG, "Doubling buffer size to %zu bytes to get the next complete string\n",
+                 static_cast<std::size_t>(size));
+    if (doubleSize(chunk, size)) return true;
+    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %zu bytes\n",
+                    static_cast<std::size_t>(size));
+    return false;
+}
+
 }  // namespace
 
 BackingStoreWrapper::BackingStoreWrapper(const std::string& title, const std::string& defaultValue)
@@ -173,22 +196,7 @@ std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
         unread -= printed;
         if (rest == 0) continue;
         if (rest == unread) break;  // no chunk could complete this record
-        if (rest < LENGTH_SIZE) {
-            LOG_INFO_TAG(TEXT_WRITER_TAG, "\n");
-            m_store->rewind(rest);
-            LOG_INFO_TAG(TEXT_WRITER_TAG, "Rewinding store by %lld bytes to read next complete string\n",
-                         static_cast<long long>(rest));
-            continue;
-        }
-        LOG_INFO_TAG(TEXT_WRITER_TAG, "Rewinding store by %lld bytes to read complete string\n",
-                     static_cast<long long>(rest));
-        m_store->rewind(rest);
-        if (packing::get<std::uint32_t>(chunk.get() + printed) + LENGTH_SIZE <= length) continue;
-        LOG_INFO_TAG(TEXT_WRITER_TAG, "Doubling buffer size to %zu bytes to get the next complete string\n",
-                     static_cast<std::size_t>(size));
-        if (!doubleSize(chunk, size)) {
-            LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %zu bytes\n",
-                            static_cast<std::size_t>(size));
+        if (!returnToRecord(*m_store, chunk, size, length, rest)) {
             status = 1;
             break;
         }
