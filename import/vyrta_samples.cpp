@@ -36,13 +36,14 @@ MetricCache& VyrtaWriter::findMetric_i(const pwr::Metric& metric) {
     if (isCurrent) return cache;
     cache.entities.clear();
     cache.states.clear();
-    cache.isFilled = true;
+    cache.isFilled = false;  // until all of it is known
     cache.id = metric.m_id;
     cache.name = metric.m_name;
     cache.storedName = &m_metricNames[metric.m_id];
     cache.type = metric.m_metricType;
     cache.isRefused = isDebugMetric(metric.m_name);
     cache.isDefined = false;
+    cache.isFilled = true;
     return cache;
 }
 

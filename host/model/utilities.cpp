@@ -36,6 +36,16 @@ int flagsOf(const char* mode) {
     return std::strchr(mode, 'x') != nullptr ? flags | O_EXCL : flags;
 }
 
+// Opens the file and tells whether this has created it.
+int openOrCreate(const char* path, int flags, bool& isNew) {
+    if ((flags & O_CREAT) != 0) {
+        const int descriptor = host::model::openWithoutSurprise(path, flags | O_EXCL);
+        isNew = descriptor >= 0;
+        if (isNew || errno != EEXIST) return descriptor;
+    }
+    return host::model::openWithoutSurprise(path, flags);
+}
+
 }  // namespace
 
 int pw_snprintf(char* buffer, std::size_t size, const char* format, ...) {
@@ -85,12 +95,14 @@ bool openFileHandle(FILE** file, const char* path, const char* mode) {
         errno = EINVAL;
         return false;
     }
-    const int descriptor = host::model::openWithoutSurprise(path, flags);
+    bool isNew = false;
+    const int descriptor = openOrCreate(path, flags, isNew);
     if (descriptor < 0) return false;
     FILE* const opened = ::fdopen(descriptor, mode);
     if (opened == nullptr) {
         const int error = errno;
         ::close(descriptor);
+        if (isNew) ::unlink(path);
         errno = error;
         return false;
     }

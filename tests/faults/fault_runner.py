@@ -108,7 +108,7 @@ class Runner:
         told = set(got.stderr.splitlines()) - set(clean.stderr.splitlines())
         # These say what they lack, and succeed; a document that cannot even be opened is not there, without a word.
         may_succeed = set(changed) <= {"run.csv", "run.pwr", "run.ztjson"}
-        unopened = got.failed == "open run.ztjson" and changed == ["run.ztjson"] and "run.ztjson" not in got.files
+        unopened = call in ("open", "alloc") and changed == ["run.ztjson"] and "run.ztjson" not in got.files
         if changed and not unopened and (not told or got.status == 0 and not may_succeed):
             problems.append(("silent", f"exit status {got.status}, but other bytes in {changed}"))
         victim = writer_of(path)
