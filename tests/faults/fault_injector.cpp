@@ -4,6 +4,7 @@
 //   FAULT_KIND    "io" (system calls on files, made by the C library) or "alloc" (memory)
 //   FAULT_AT      which fallible call fails, counted from 1; 0: none
 //   FAULT_EVER    set: that call and all later ones of its kind fail
+//   FAULT_KILL    set: instead, the process is killed behind that call
 //   FAULT_REPORT  a file that gets, at exit, "CALLS <n>", "FAILED <call>" and "OPEN <path>" for every
 //                 descriptor that was not open at the start
 //
@@ -52,6 +53,7 @@ const Call ALLOCATION = {-1, "alloc", ENOMEM};
 bool s_io = false;
 bool s_alloc = false;
 bool s_ever = false;
+bool s_kills = false;
 bool s_counting = false;  // while main runs
 long s_at = 0;
 long s_calls = 0;
@@ -64,7 +66,7 @@ bool s_openAtStart[1024];
 bool isRefused(const Call& call) {
     if (!s_counting) return false;
     ++s_calls;
-    if (s_at == 0) return false;
+    if (s_at == 0 || s_kills) return false;
     if (s_calls == s_at) {
         s_failed = &call;
         return true;
@@ -122,6 +124,7 @@ void handleCall(int, siginfo_t*, void* context) {
         registers[REG_RAX] = systemCall(number, registers[REG_RDI], registers[REG_RSI], registers[REG_RDX],
                                         registers[REG_R10], registers[REG_R8], registers[REG_R9]);
     if (refused) registers[REG_RAX] = -call->error;
+    if (s_kills && s_calls == s_at) raise(SIGKILL);
 }
 
 struct Range {
@@ -192,6 +195,7 @@ __attribute__((constructor)) void arm() {
     const char* const at = std::getenv("FAULT_AT");
     s_at = at != nullptr ? std::atol(at) : 0;
     s_ever = std::getenv("FAULT_EVER") != nullptr;
+    s_kills = std::getenv("FAULT_KILL") != nullptr;
     s_report = std::getenv("FAULT_REPORT");
     for (int i = 0; i < 1024; ++i) s_openAtStart[i] = isOpen(i);
     if (std::strcmp(kind, "alloc") == 0) {

@@ -8,6 +8,9 @@ call fails once, and it fails for ever after. After each run this holds:
   - a result that differs from the run without a fault comes with a non-zero exit status and a line that says why;
   - a fault that hits the files of one writer leaves the files of all others as they were.
 
+A continuous run is also killed behind every call: what then has the final name of a numbered file is complete,
+and another run in the same folder succeeds.
+
 The last line printed is "N fault points, N silent, N crashed, N leaked".
 """
 import argparse
@@ -15,6 +18,7 @@ import collections
 import concurrent.futures
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -68,26 +72,62 @@ class Runner:
         with tempfile.TemporaryDirectory(dir=base, prefix="faults-") as folder:
             work = pathlib.Path(folder) / "work"
             work.mkdir()
-            report = pathlib.Path(folder) / "report"
-            env = {k: v for k, v in os.environ.items() if not k.startswith(("PW_", "FAULT_"))}
-            env.update(FAULT_KIND=scenario.kind, FAULT_AT=str(at), FAULT_REPORT=str(report),
-                       LD_PRELOAD=" ".join(filter(None, [self.options.runtime, self.options.injector])))
-            if ever:
-                env["FAULT_EVER"] = "1"
-            command = [self.options.pwrhost, *scenario.arguments, str(scenario.stream)]
-            try:
-                done = subprocess.run(command, cwd=work, env=env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                      stderr=subprocess.PIPE, timeout=120)
-                status, stderr = done.returncode, done.stderr.decode(errors="replace")
-            except subprocess.TimeoutExpired:
-                status, stderr = "no end within 120 s", ""
-            facts = report.read_text(errors="replace").splitlines() if report.exists() else []
-            files = {str(p.relative_to(work)): p.read_bytes() for p in work.rglob("*") if p.is_file()}
+            return self.run_in(work, scenario, at, "FAULT_EVER" if ever else None)
+
+    def run_in(self, work, scenario, at, mode):
+        report = work.parent / "report"
+        env = {k: v for k, v in os.environ.items() if not k.startswith(("PW_", "FAULT_"))}
+        env.update(FAULT_KIND=scenario.kind, FAULT_AT=str(at), FAULT_REPORT=str(report),
+                   LD_PRELOAD=" ".join(filter(None, [self.options.runtime, self.options.injector])))
+        if mode:
+            env[mode] = "1"
+        command = [self.options.pwrhost, *scenario.arguments, str(scenario.stream)]
+        try:
+            done = subprocess.run(command, cwd=work, env=env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.PIPE, timeout=120)
+            status, stderr = done.returncode, done.stderr.decode(errors="replace")
+        except subprocess.TimeoutExpired:
+            status, stderr = "no end within 120 s", ""
+        facts = report.read_text(errors="replace").splitlines() if report.exists() else []
+        files = {str(p.relative_to(work)): p.read_bytes() for p in work.rglob("*") if p.is_file()}
 
         def fact(key):
             return [line.split(" ", 1)[1] for line in facts if line.startswith(key + " ")]
         calls = int(fact("CALLS")[0]) if fact("CALLS") else None
         return Outcome(status, stderr, files, calls, (fact("FAILED") or [""])[0], fact("OPEN"))
+
+    def kill_behind(self, scenario, clean, at):
+        """Kills a run behind its call number `at`, runs it again in the same folder, and returns problems."""
+        numbered = re.compile(r"run_\d+\.(ztjson|ztbin)$")
+        with tempfile.TemporaryDirectory(prefix="faults-") as folder:
+            work = pathlib.Path(folder) / "work"
+            work.mkdir()
+            killed = self.run_in(work, scenario, at, "FAULT_KILL")
+            again = self.run_in(work, scenario, 0, None)
+        problems = []
+        if killed.status not in (-9, REFUSED):
+            problems.append(("crashed", f"ended with {killed.status} instead of being killed"))
+        for outcome, when in ((killed, "killed"), (again, "run again")):
+            cut = [name for name, data in outcome.files.items() if numbered.match(name) and data != clean.files.get(name)]
+            if cut:
+                problems.append(("silent", f"{when}: incomplete {cut}"))
+        if again.status not in (0, REFUSED):
+            problems.append(("crashed", f"run again: ended with {again.status}"))
+        return problems
+
+    def run_killed(self, scenario):
+        clean = self.run_once(scenario, 0, False)
+        calls = clean.calls or 0
+        found = 0
+        with concurrent.futures.ThreadPoolExecutor(self.options.jobs) as pool:
+            results = pool.map(lambda at: self.kill_behind(scenario, clean, at), range(1, calls + 1))
+            for at, problems in enumerate(results, 1):
+                for kind, text in problems:
+                    self.problems[kind] += 1
+                    found += 1
+                    print(f"{scenario.name}: {kind}: killed behind call {at}: {text}")
+        self.points += calls
+        print(f"{scenario.name}: killed behind each of {calls} calls, {found} problems", flush=True)
 
     def judge(self, scenario, clean, at, ever, got):
         """Returns (kind of problem, text) pairs."""
@@ -166,6 +206,9 @@ def main():
         for scenario in scenarios:
             if options.only is None or options.only in scenario.name:
                 runner.run_scenario(scenario)
+        killed = Scenario("killed", every_kind, ["replay", "-w", "json,bin", "-o", "run", "--continuous"], "io")
+        if options.only is None or options.only in killed.name:
+            runner.run_killed(killed)
     problems = runner.problems
     print(f"{runner.points} fault points, {problems['silent'] + problems['spread']} silent, "
           f"{problems['crashed']} crashed, {problems['leaked']} leaked")
