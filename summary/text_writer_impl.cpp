@@ -13,6 +13,7 @@
 namespace {
 
 constexpr unsigned int NO_CONTAINER = ~0U;
+constexpr std::size_t BUFFER_SIZE = 64 * 1024;
 
 // Null if memory is short.
 TempFileManager* findOrCreate(std::map<unsigned long, TempFileManager*>& managers, unsigned long key,
@@ -53,6 +54,7 @@ TextWriterImpl::TextWriterImpl(const std::string& delimiter, const std::string& 
       m_writeError(0) {}
 
 TextWriterImpl::~TextWriterImpl() {
+    m_outputFile.reset();
     for (const auto& [key, manager] : m_tableFiles) delete manager;
     for (const auto& [key, manager] : m_metricInfoFiles) delete manager;
 }
@@ -60,9 +62,14 @@ TextWriterImpl::~TextWriterImpl() {
 int TextWriterImpl::init(const std::string& outputName) {
     m_outputPath = outputName + m_extension;
     m_outputFile = openFile(m_outputPath, "wb");
-    if (m_outputFile != nullptr) return 0;
-    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Could not create %s\n", m_outputPath.c_str());
-    return 1;
+    if (m_outputFile == nullptr) {
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Could not create %s\n", m_outputPath.c_str());
+        return 1;
+    }
+    // Many tables are small: they are gathered, too.
+    if (m_outputBuffer == nullptr) m_outputBuffer = std::make_unique_for_overwrite<char[]>(BUFFER_SIZE);
+    std::setvbuf(m_outputFile.get(), m_outputBuffer.get(), _IOFBF, BUFFER_SIZE);
+    return 0;
 }
 
 int TextWriterImpl::fini() {

@@ -101,5 +101,6 @@ private:
     std::list<unsigned int>* m_metricOrder;                            // metric container ids
     FeatureMap* m_features;
     pwr::WriterInterfaceConfigFileParser* m_configuration;
-    int m_writeError;  // errno of the first write to the report that failed, or 0
+    std::unique_ptr<char[]> m_outputBuffer;  // of m_outputFile, which is closed before it goes
+    int m_writeError;                        // errno of the first write to the report that failed, or 0
 };
