@@ -1,16 +1,18 @@
 #include "json/document_sink.h"
 
 #include <cerrno>
-#include <cstring>
-
-#include "plugins/log.h"
+#include <cstdio>
+#include <utility>
 
 DocumentSink::DocumentSink() : m_buffer(nullptr, DRAIN_SIZE + 4096), m_writer(m_buffer) {}
 
 bool DocumentSink::open(const std::string& path) {
     m_path = path;
-    m_file.open(path, std::ios::binary | std::ios::trunc);
-    return m_file.is_open();
+    m_file = openFile(path, "wb");
+    if (m_file == nullptr) return false;
+    // The text is gathered here already.
+    std::setvbuf(m_file.get(), nullptr, _IONBF, 0);
+    return true;
 }
 
 void DocumentSink::noteFailure_i() {
@@ -19,17 +21,13 @@ void DocumentSink::noteFailure_i() {
 
 void DocumentSink::drain_i() {
     errno = 0;
-    if (!hasFailed() && !m_file.write(m_buffer.GetString(), static_cast<std::streamsize>(m_buffer.GetSize())))
-        noteFailure_i();
+    const std::size_t size = m_buffer.GetSize();
+    if (!hasFailed() && std::fwrite(m_buffer.GetString(), 1, size, m_file.get()) != size) noteFailure_i();
     m_buffer.Clear();
 }
 
 bool DocumentSink::finish() {
     m_buffer.Put('\n');
     drain_i();
-    errno = 0;
-    m_file.close();
-    if (!m_file) noteFailure_i();
-    if (hasFailed()) LOG_ERROR("Could not complete %s: %s\n", m_path.c_str(), std::strerror(m_error));
-    return !hasFailed();
+    return finishFile(std::move(m_file), m_path, m_error);
 }

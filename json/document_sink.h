@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <fstream>
 #include <string>
 
 #include "continuous/json_text.h"
+#include "plugins/output_file.h"
 
 // The file of a JSON document. The text is written to the file as it grows, so that only a small part of it
 // is in memory at any time.
@@ -40,7 +40,7 @@ private:
     void noteFailure_i();
 
     std::string m_path;
-    std::ofstream m_file;
+    FilePtr m_file;
     JsonBuffer m_buffer;
     JsonTextWriter m_writer;
     int m_error = 0;  // errno of the first failure

@@ -7,10 +7,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <new>
 #include <set>
+#include <system_error>
 
 #include "plugins/log.h"
 #include "plugins/memory_guard.h"
@@ -73,6 +75,8 @@ std::string joined(const std::vector<std::string>& cells) {
 
 // True if the last header line of the file is `header`.
 bool endsUnderHeader(const std::string& path, const std::string& header) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) return false;  // nothing to wait for
     std::ifstream file(path, std::ios::binary);
     bool present = false;
     std::string line;
