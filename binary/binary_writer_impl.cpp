@@ -140,7 +140,8 @@ std::int32_t BinaryWriter::Impl::writeMessage(const pwr::Metric& metric) {
 // The order in which strings and descriptors are first referred to is part of the file: the element's
 // descriptor, then the metric's description, then the element's name.
 bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataElement& element) {
-    const Index descriptor = getDescriptorIdx_i(element.getDescriptor());
+    const pwr::DataDescriptor* const state = element.getDescriptor();
+    const Index descriptor = getDescriptorIdx_i(state);
     const double time = message.durationless ? 1.0 : static_cast<double>(element.getDuration()) * m_tscPeriod;
     const auto duration = truncateSaturated<std::uint64_t>(time);
     double value = 0.0;
@@ -148,7 +149,7 @@ bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataE
     if (message.isLogged) logElement_i(message, element, value);
     describeOnce_i(message.metric);
 
-    const Index name = getSampleNameIdx_i(message, element);
+    const Index name = getSampleNameIdx_i(message, element, state);
     char* const record = m_dataBuffer.extend(bin::HEAD_LENGTH + bin::DATA_LENGTH);
     packing::putBytes(record, m_dataRecord.data(), bin::HEAD_LENGTH + bin::DATA_VALUE);
     char* const payload = record + bin::HEAD_LENGTH;
@@ -225,16 +226,17 @@ void BinaryWriter::Impl::describeOnce_i(const pwr::Metric& metric) {
     m_describedMetrics.remember(&metric, metric.m_id);
 }
 
-bin::Index BinaryWriter::Impl::getSampleNameIdx_i(const Message& message, const pwr::DataElement& element) {
+bin::Index BinaryWriter::Impl::getSampleNameIdx_i(const Message& message, const pwr::DataElement& element,
+                                                  const pwr::DataDescriptor* descriptor) {
     const bool isDelta = message.metric.m_metricType == pwr::Metric::SAMPLED_DELTA;
     if (message.isLogged)
         return getStringStoreIdx_i(isDelta ? getState(&element, false) : element.getEntity()->getName());
-    return isDelta ? getStateIdx_i(element) : getNameIdx_i(element.getEntity()->getName());
+    return isDelta ? getStateIdx_i(element, descriptor) : getNameIdx_i(element.getEntity()->getName());
 }
 
-bin::Index BinaryWriter::Impl::getStateIdx_i(const pwr::DataElement& element) {
+bin::Index BinaryWriter::Impl::getStateIdx_i(const pwr::DataElement& element,
+                                             const pwr::DataDescriptor* descriptor) {
     static const std::string noState;
-    const pwr::DataDescriptor* const descriptor = element.getDescriptor();
     if (descriptor == nullptr) return getNameIdx_i(noState);
     KnownDescriptor* const known = m_knownDescriptors.find(descriptor);
     if (known != nullptr && known->stateIndex != 0) return known->stateIndex;

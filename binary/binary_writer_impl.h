@@ -70,9 +70,10 @@ private:
     void describeOnce_i(const pwr::Metric& metric);
     void createMetricMeta_i(const pwr::Metric& metric);
 
-    // The index of the text that a sample is stored under.
-    Index getSampleNameIdx_i(const Message& message, const pwr::DataElement& element);
-    Index getStateIdx_i(const pwr::DataElement& element);
+    // The index of the text that an element is stored under; `descriptor` is the element's.
+    Index getSampleNameIdx_i(const Message& message, const pwr::DataElement& element,
+                             const pwr::DataDescriptor* descriptor);
+    Index getStateIdx_i(const pwr::DataElement& element, const pwr::DataDescriptor* descriptor);
     Index getNameIdx_i(const std::string& name);
 
     Index getStringStoreIdx_i(const std::string& text) { return internString_i(text).second; }
