@@ -164,12 +164,13 @@ TEST_F(VyrtaFaults, AFullDiskWhileAssemblingIsReported) {
 TEST_F(VyrtaFaults, AStoreThatCannotBeMadeVoidsTheResult) {
     const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter&) {
         runner.feed(sample(8, 200));
-        rlimit before{};
-        getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit none{3, before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
+        // A working directory that is gone takes no files.
+        const fs::path folder = fs::current_path();
+        fs::create_directory("gone");
+        fs::current_path("gone");
+        fs::remove(folder / "gone");
         runner.feed(sample(9, 200));
-        setrlimit(RLIMIT_NOFILE, &before);
+        fs::current_path(folder);
         runner.feed(sample(8, 201));
     });
     EXPECT_EQ(result.statuses, "vyrta,metric,1\nvyrta,fini,1\n");
