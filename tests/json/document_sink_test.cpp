@@ -1,7 +1,6 @@
 #include "json/document_sink.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -44,18 +43,17 @@ TEST(DocumentSinkTest, WritesTheSameHoweverOftenItDrains) {
 }
 
 TEST(DocumentSinkTest, ReportsAFullDiskOnce) {
-    std::filesystem::remove("full");
-    ASSERT_EQ(symlink("/dev/full", "full"), 0);
+    const std::string full = "/dev/full";
     for (const std::size_t size : {std::size_t{0}, std::size_t{1000000}}) {
         TestEnvironment environment;
         environment.m_logLevel = 1;
         DocumentSink sink;
-        ASSERT_TRUE(sink.open("full"));
+        ASSERT_TRUE(sink.open(full));
         EXPECT_FALSE(writeStrings(sink, size));
         EXPECT_TRUE(sink.hasFailed());
-        EXPECT_EQ(environment.errorLines(), "1|ERROR: Could not complete full: No space left on device\n");
+        EXPECT_EQ(environment.errorLines(),
+                  "1|ERROR: Could not complete /dev/full: No space left on device\n");
     }
-    std::filesystem::remove("full");
 }
 
 TEST(DocumentSinkTest, SaysNothingOfAFileThatItCannotCreate) {
