@@ -16,13 +16,11 @@ constexpr std::size_t MANY_PAGES = 16;
 
 // Asks for the pages of memory that is about to be written, all at once: a fault for each page costs more
 // than filling it. A system that does not know the request leaves the pages to come one by one.
-void requestPages(const char* begin, std::size_t size) {
+void requestPages(char* begin, std::size_t size) {
 #ifdef MADV_POPULATE_WRITE
-    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(begin);
-    const std::uintptr_t first = (address + PAGE - 1) / PAGE * PAGE;
-    const std::uintptr_t last = (address + size) / PAGE * PAGE;
-    if (last < first + MANY_PAGES * PAGE) return;
-    madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);
+    const std::size_t toPage = (PAGE - reinterpret_cast<std::uintptr_t>(begin) % PAGE) % PAGE;
+    if (size < toPage + MANY_PAGES * PAGE) return;
+    madvise(begin + toPage, (size - toPage) / PAGE * PAGE, MADV_POPULATE_WRITE);
 #else
     static_cast<void>(begin);
     static_cast<void>(size);

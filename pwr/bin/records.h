@@ -62,7 +62,7 @@ enum SystemMetaField : std::size_t {
     SYSTEM_OS_TYPE = 58,          // name
     SYSTEM_OS_NAME = 60,          // name
     SYSTEM_OS_NAME_AGAIN = 62,    // name: the OS name once more; the format has no place for the OS version
-    SYSTEM_LENGTH = 2 * 8 + 5 * 4 + 4 + 12 * 2,
+    SYSTEM_LENGTH = 8 + 8 + 5 * sizeof(float) + 4 + 12 * sizeof(Index),
 };
 static_assert(SYSTEM_LENGTH == SYSTEM_OS_NAME_AGAIN + sizeof(Index));
 
@@ -70,7 +70,7 @@ enum DescriptorMetaField : std::size_t {
     DESCRIPTOR_INDEX = 0,  // u16
     DESCRIPTOR_STATE = 2,  // name: the state's value
     DESCRIPTOR_NAME = 4,   // name
-    DESCRIPTOR_LENGTH = 3 * 2,
+    DESCRIPTOR_LENGTH = 3 * sizeof(Index),
 };
 
 // MetricMeta: the attribute pairs follow the fixed part, then the legend values.
@@ -84,7 +84,7 @@ enum MetricMetaField : std::size_t {
     METRIC_HAS_QUANTITY = 14,     // u16; 1 with a quantity, else 0 or what the record before held
     METRIC_ATTRIBUTE_COUNT = 16,  // u16
     METRIC_LEGEND_COUNT = 18,     // u16
-    METRIC_FIXED_LENGTH = 4 + 8 * 2,
+    METRIC_FIXED_LENGTH = 4 + 8 * sizeof(Index),
     METRIC_ATTRIBUTE_LENGTH = 2 + 2,  // of a pair: name, descriptor
     METRIC_LEGEND_LENGTH = 2,         // of a legend value: name
 };
