@@ -1,25 +1,12 @@
 // The cells of sampled tables.
 #include "overtime/int_writer_v2.h"
 #include "plugins/log.h"
+#include "plugins/numbers.h"
 
 namespace {
 
 constexpr double MICROSECONDS_PER_SECOND = 1000000.0;
 constexpr double PERCENT = 100.0;
-
-// Reads a single number as a real: what convertToReal and toReal give, without a copy of the value.
-bool readNumber(const pwr::Data& value, double& number) {
-    unsigned long unsignedNumber = 0;
-    long signedNumber = 0;
-    if (value.toUInt(unsignedNumber) == 0) {
-        number = static_cast<double>(unsignedNumber);
-    } else if (value.toInt(signedNumber) == 0) {
-        number = static_cast<double>(signedNumber);
-    } else {
-        return value.toReal(number) == 0;
-    }
-    return true;
-}
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 namespace host::model {
 
@@ -33,34 +34,70 @@ std::uint64_t scaledToInteger(double value, int precision) {
     const std::uint64_t product = mantissa * POWERS_OF_TEN[precision];
     if (shift == 0) return product;
     if (shift > 63) return 0;  // the product is below 2^63, so this is less than a half
-    const std::uint64_t whole = product >> shift;
-    const std::uint64_t rest = product & ((std::uint64_t{1} << shift) - 1);
+    // Without a branch, as the rounding of real data can't be predicted.
     const std::uint64_t half = std::uint64_t{1} << (shift - 1);
-    return whole + (rest > half || (rest == half && (whole & 1) != 0) ? 1 : 0);
+    const std::uint64_t isOdd = product >> shift & 1;
+    return (product + half - 1 + isOdd) >> shift;
+}
+
+// The hundred pairs of digits.
+struct DigitPairs {
+    char text[200];
+    constexpr DigitPairs() : text{} {
+        for (int i = 0; i < 100; ++i) {
+            text[2 * i] = static_cast<char>('0' + i / 10);
+            text[2 * i + 1] = static_cast<char>('0' + i % 10);
+        }
+    }
+};
+constexpr DigitPairs DIGIT_PAIRS;
+
+// Each writes in front of `end` and returns the place where it began.
+char* putDigit(char* end, std::uint64_t digit) {
+    *--end = static_cast<char>('0' + digit);
+    return end;
+}
+
+char* putPair(char* end, std::uint64_t pair) {
+    end -= 2;
+    std::memcpy(end, DIGIT_PAIRS.text + 2 * pair, 2);
+    return end;
+}
+
+char* putDigits(char* end, std::uint64_t value) {
+    for (; value >= 10000; value /= 100) end = putPair(end, value % 100);
+    // The last four without a branch, as their number can't be predicted.
+    putPair(putPair(end, value % 100), value / 100);
+    return end - 1 - (value >= 10 ? 1 : 0) - (value >= 100 ? 1 : 0) - (value >= 1000 ? 1 : 0);
 }
 
 void appendExact(std::string& out, double value, int precision) {
-    const std::uint64_t scaled = scaledToInteger(std::fabs(value), precision);
+    std::uint64_t rest = scaledToInteger(std::fabs(value), precision);
     char text[32];
-    char* at = text;
-    if (std::signbit(value)) *at++ = '-';
-    at = std::to_chars(at, text + sizeof text, scaled / POWERS_OF_TEN[precision]).ptr;
-    if (precision > 0) {
-        *at++ = '.';
-        std::uint64_t rest = scaled % POWERS_OF_TEN[precision];
-        for (int i = precision - 1; i >= 0; --i, rest /= 10) at[i] = static_cast<char>('0' + rest % 10);
-        at += precision;
+    char* const end = text + sizeof text;
+    char* begin = end;
+    // Up to three decimals: one, a pair, or both.
+    if ((precision & 1) != 0) {
+        begin = putDigit(begin, rest % 10);
+        rest /= 10;
     }
-    out.append(text, at);
+    if ((precision & 2) != 0) {
+        begin = putPair(begin, rest % 100);
+        rest /= 100;
+    }
+    if (precision != 0) *--begin = '.';
+    begin = putDigits(begin, rest);
+    if (std::signbit(value)) *--begin = '-';
+    out.append(begin, static_cast<std::size_t>(end - begin));
 }
 
 void appendFixed(std::string& out, double value, int precision) {
-    if (std::isnan(value)) {
+    if (precision <= MAX_EXACT_PRECISION && std::fabs(value) < 0x1p53) {
+        appendExact(out, value, precision);
+    } else if (std::isnan(value)) {
         out += "nan";
     } else if (std::isinf(value)) {
         out += value < 0 ? "-inf" : "inf";
-    } else if (precision <= MAX_EXACT_PRECISION && std::fabs(value) < 0x1p53) {
-        appendExact(out, value, precision);
     } else {
         const std::size_t head = out.size();
         out.resize(head + MAX_REAL_HEAD + static_cast<std::size_t>(precision));

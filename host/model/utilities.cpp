@@ -13,6 +13,7 @@
 #include "host/model/files.h"
 #include "host/model/number_text.h"
 #include "host/model/value.h"
+#include "plugins/numbers.h"
 #include "pwr/plugin_requirement.h"
 
 namespace {
@@ -137,14 +138,14 @@ void RealFormatter::format(std::string& out, const Data& value) const {
         value.toFormattedString(out);
         return;
     }
-    host::model::Value real;
-    real.convertToReal(&value);
     out.clear();
     double number = 0;
-    if (real.toReal(number) == 0) {
+    if (readNumber(value, number)) {
         host::model::appendReal(out, number, m_width, m_precision);
         return;
     }
+    host::model::Value real;
+    real.convertToReal(&value);
     std::pair<double, double> range;
     real.toRealRange(range);
     host::model::appendReal(out, range.first, m_width, m_precision);
