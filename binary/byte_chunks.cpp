@@ -1,38 +1,24 @@
 #include "binary/byte_chunks.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
-#include <cstdint>
+#include <new>
+
+#include "plugins/memory_pages.h"
 
 namespace {
 
 // Chunks double up to a size that makes their number and the memory at their ends negligible.
 constexpr std::size_t FIRST_CHUNK = std::size_t{4} << 10;
-constexpr std::size_t LARGEST_CHUNK = std::size_t{1} << 20;
-
-constexpr std::uintptr_t PAGE = 4096;
-constexpr std::size_t MANY_PAGES = 16;
-
-// Asks for the pages of memory that is about to be written, all at once: a fault for each page costs more
-// than filling it. A system that does not know the request leaves the pages to come one by one.
-void requestPages(char* begin, std::size_t size) {
-#ifdef MADV_POPULATE_WRITE
-    const std::size_t toPage = (PAGE - reinterpret_cast<std::uintptr_t>(begin) % PAGE) % PAGE;
-    if (size < toPage + MANY_PAGES * PAGE) return;
-    madvise(begin + toPage, (size - toPage) / PAGE * PAGE, MADV_POPULATE_WRITE);
-#else
-    static_cast<void>(begin);
-    static_cast<void>(size);
-#endif
-}
+constexpr std::size_t LARGEST_CHUNK = memory_pages::LARGE_PAGE;
 
 }  // namespace
 
 void ByteChunks::moveTo(std::vector<char>& out) {
-    out.reserve(out.size() + m_size);
+    const std::size_t total = out.size() + m_size;
+    out.reserve(total);
+    memory_pages::preferLarge(out.data() + out.size(), m_size);
     for (Chunk& chunk : m_chunks) {
-        requestPages(out.data() + out.size(), chunk.used);
+        memory_pages::request(out.data() + out.size(), chunk.used);
         out.insert(out.end(), chunk.bytes.get(), chunk.bytes.get() + chunk.used);
         chunk.bytes.reset();
     }
@@ -47,8 +33,12 @@ void ByteChunks::clear() {
 
 void ByteChunks::addChunk_i(std::size_t least) {
     const std::size_t capacity = std::max(least, std::clamp(m_size, FIRST_CHUNK, LARGEST_CHUNK));
-    std::unique_ptr<char[]> bytes(new char[capacity]);  // not cleared, every byte is written
-    requestPages(bytes.get(), capacity);
+    const std::size_t alignment = capacity == LARGEST_CHUNK ? LARGEST_CHUNK : alignof(std::max_align_t);
+    // Not cleared, as every byte is written.
+    std::unique_ptr<char, Release> bytes(static_cast<char*>(std::aligned_alloc(alignment, capacity)));
+    if (bytes == nullptr) throw std::bad_alloc();
+    memory_pages::preferLarge(bytes.get(), capacity);
+    memory_pages::request(bytes.get(), capacity);
     m_chunks.push_back(Chunk{std::move(bytes), 0});
     m_left = capacity;
 }

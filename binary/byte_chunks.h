@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -29,8 +30,11 @@ public:
     void clear();
 
 private:
+    struct Release {
+        void operator()(char* block) const { std::free(block); }
+    };
     struct Chunk {
-        std::unique_ptr<char[]> bytes;
+        std::unique_ptr<char, Release> bytes;
         std::size_t used;
     };
 

@@ -1,26 +1,10 @@
 #include "import/vyrta_backing_store_manager.h"
 
-#include <sys/mman.h>
-
-#include <cstdint>
 #include <cstdlib>
 
 #include "import/vyrta_collection_info.h"
 #include "import/vyrta_log.h"
-
-namespace {
-
-// Lets the system back the whole large pages of fresh memory at once: it is touched once, from end to end, so
-// that faults for small pages would cost more than the copy.
-void askForLargePages(char* block, std::size_t size) {
-    constexpr std::uintptr_t LARGE_PAGE = std::uintptr_t{2} << 20;
-    const auto begin = reinterpret_cast<std::uintptr_t>(block);
-    const std::uintptr_t first = (begin + LARGE_PAGE - 1) & ~(LARGE_PAGE - 1);
-    const std::uintptr_t last = (begin + size) & ~(LARGE_PAGE - 1);
-    if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
-}
-
-}  // namespace
+#include "plugins/memory_pages.h"
 
 VyrtaBackingStoreManager::VyrtaBackingStoreManager(const std::string& name)
     : m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
@@ -58,7 +42,7 @@ int VyrtaBackingStoreManager::flush(std::FILE* file) {
         VYRTA_WARNING("Failed to allocate buffer of size %ld\n", static_cast<long>(size));
         return 1;
     }
-    askForLargePages(block.get(), size);
+    memory_pages::preferLarge(block.get(), size);
     m_store->resetForRead();
     if (m_store->read(block.get(), size) != static_cast<long>(size)) {
         VYRTA_WARNING("Failed to read from backing store '%s'. \n", path.c_str());

@@ -1,7 +1,6 @@
 #include "store/zt_extensible_backing_store.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include <new>
 
 #include "plugins/log.h"
+#include "plugins/memory_pages.h"
 #include "pwr/plugin_environment.h"
 #include "pwr/utilities.h"
 
@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::size_t ERROR_TEXT_SIZE = 256;
 constexpr std::size_t SMALL_WINDOW = 65536;
-constexpr std::size_t PAGE_SIZE = 4096;
+constexpr std::size_t BACKING_STEP = 131072;
 
 // Tells a failure of the temporary file through the stream form of the log, and leaves errno as it is.
 void report(const char* what) {
@@ -44,19 +44,6 @@ void report(const char* what) {
 // True if the open file is a plain one of this user under one name, so that emptying it harms nobody.
 bool isOwnPlainFile(const struct stat& status) {
     return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
-}
-
-// Has the system back a piece of fresh memory at once, which costs a fraction of one page fault after the
-// other. May do nothing.
-void populate(char* begin, std::size_t length) {
-#ifdef MADV_POPULATE_WRITE
-    void* start = begin;
-    if (std::align(PAGE_SIZE, PAGE_SIZE, start, length) == nullptr) return;
-    madvise(start, length / PAGE_SIZE * PAGE_SIZE, MADV_POPULATE_WRITE);
-#else
-    static_cast<void>(begin);
-    static_cast<void>(length);
-#endif
 }
 
 // Makes an empty file at `path`, without following a link that lies there: the name can be foretold.
@@ -98,7 +85,10 @@ ZTExtensibleBackingStore::ZTExtensibleBackingStore(unsigned long maximumBufferSi
       m_writeHead(0),
       m_size(0),
       m_windowStart(0),
-      m_maximumBufferSize(maximumBufferSize) {
+      m_maximumBufferSize(maximumBufferSize),
+      m_bufferSize(0),
+      m_bufferCapacity(0),
+      m_backed(0) {
     if (init_i()) return;
     const int reason = errno;
     char text[ERROR_TEXT_SIZE] = "";
@@ -129,7 +119,7 @@ std::string ZTExtensibleBackingStore::getUniquePath() {
 bool ZTExtensibleBackingStore::init_i() {
     if (!prepareWorkingDir_i()) return false;
     m_path = getUniquePath();
-    m_buffer.resize(1);
+    if (!enlargeBuffer_i(1)) return false;
     if (createFile_i()) return true;
     report("open error");
     return false;
@@ -171,7 +161,7 @@ std::uint64_t ZTExtensibleBackingStore::readableFrom(std::uint64_t position) con
 
 // The start of a full window that ends at `position`, or 0.
 std::uint64_t ZTExtensibleBackingStore::windowThatEndsAt(std::uint64_t position) const {
-    return position > m_buffer.size() ? position - m_buffer.size() : 0;
+    return position > m_bufferSize ? position - m_bufferSize : 0;
 }
 
 bool ZTExtensibleBackingStore::flush_i() {
@@ -183,8 +173,8 @@ bool ZTExtensibleBackingStore::flush_i() {
     }
     // Only what lies below the write head: none of it if the head was moved in front of the window.
     const std::uint64_t below = m_writeHead > m_windowStart ? m_writeHead - m_windowStart : 0;
-    const std::uint64_t length = std::min<std::uint64_t>(below, m_buffer.size());
-    if (!m_file.write(m_buffer.data(), static_cast<std::streamsize>(length))) {
+    const std::uint64_t length = std::min<std::uint64_t>(below, m_bufferSize);
+    if (!m_file.write(m_buffer.get(), static_cast<std::streamsize>(length))) {
         report("write error while flushing to disk!\n");
         return false;
     }
@@ -205,9 +195,9 @@ bool ZTExtensibleBackingStore::rewind_i(unsigned long position) {
     }
     m_windowStart = position;
     const std::uint64_t available = position < m_size ? m_size - position : 0;
-    const std::uint64_t length = std::min<std::uint64_t>(m_buffer.size(), available);
+    const std::uint64_t length = std::min<std::uint64_t>(m_bufferSize, available);
     if (length == 0) return true;
-    if (!m_file.read(m_buffer.data(), static_cast<std::streamsize>(length))) {
+    if (!m_file.read(m_buffer.get(), static_cast<std::streamsize>(length))) {
         report("read error");
         return false;
     }
@@ -216,26 +206,39 @@ bool ZTExtensibleBackingStore::rewind_i(unsigned long position) {
 
 // Makes room at a write head that stands at the end of the data and of the window.
 bool ZTExtensibleBackingStore::extendWindow_i() {
-    if (m_buffer.size() < m_maximumBufferSize) {
-        try {
-            const std::size_t length = m_buffer.size();
-            const std::size_t longer = std::min<std::uint64_t>(length * 2, m_maximumBufferSize);
-            // Beyond a small size, take all the room at once: growing then copies nothing, and pages count
-            // only once they are written.
-            if (length >= SMALL_WINDOW) {
-                m_buffer.reserve(m_maximumBufferSize);
-                populate(m_buffer.data() + length, longer - length);
-            }
-            m_buffer.resize(longer);
-            return true;
-        } catch (const std::bad_alloc&) {
-            // Go on with the window as it is.
-        }
+    // Without memory for a larger window, go on with the window as it is.
+    if (m_bufferSize < m_maximumBufferSize &&
+        enlargeBuffer_i(std::min(m_bufferSize * 2, m_maximumBufferSize))) {
+        return true;
     }
     if (!flush_i()) return false;
     // A window that was not dirty moves all the same.
     m_windowStart = m_writeHead;
     return true;
+}
+
+// Beyond a small size, takes all the room that there will be at once: growing then copies nothing, and pages
+// count only once they are written.
+bool ZTExtensibleBackingStore::enlargeBuffer_i(std::uint64_t size) {
+    if (size > m_bufferCapacity) {
+        const std::uint64_t capacity = size > SMALL_WINDOW ? m_maximumBufferSize : size;
+        void* const larger = std::realloc(m_buffer.get(), capacity);
+        if (larger == nullptr) return false;
+        static_cast<void>(m_buffer.release());
+        m_buffer.reset(static_cast<char*>(larger));
+        m_bufferCapacity = capacity;
+    }
+    m_bufferSize = size;
+    return true;
+}
+
+// Has memory put behind the first `end` bytes of the window, and some more while at it.
+void ZTExtensibleBackingStore::backUpTo_i(std::uint64_t end) {
+    if (end <= m_backed) return;
+    const std::uint64_t steps = (end + BACKING_STEP - 1) / BACKING_STEP;
+    const std::uint64_t wanted = std::min<std::uint64_t>(m_bufferSize, steps * BACKING_STEP);
+    if (wanted > SMALL_WINDOW) memory_pages::request(m_buffer.get() + m_backed, wanted - m_backed);
+    m_backed = wanted;
 }
 
 std::int64_t ZTExtensibleBackingStore::write(const void* source, unsigned long count) {
@@ -247,7 +250,9 @@ std::int64_t ZTExtensibleBackingStore::write(const void* source, unsigned long c
         const std::uint64_t room = isInWindow(m_writeHead) ? windowEnd() - m_writeHead : 0;
         const std::uint64_t length = std::min<std::uint64_t>(room, count - written);
         if (length > 0) {
-            std::memcpy(m_buffer.data() + (m_writeHead - m_windowStart), from + written, length);
+            const std::uint64_t offset = m_writeHead - m_windowStart;
+            backUpTo_i(offset + length);
+            std::memcpy(m_buffer.get() + offset, from + written, length);
             m_writeHead += length;
             written += length;
             m_size = std::max(m_size, m_writeHead);
@@ -272,7 +277,7 @@ std::int64_t ZTExtensibleBackingStore::read(void* destination, unsigned long cou
             if (!rewind_i(m_readHead)) return -1;
             continue;
         }
-        std::memcpy(to + done, m_buffer.data() + (m_readHead - m_windowStart), length);
+        std::memcpy(to + done, m_buffer.get() + (m_readHead - m_windowStart), length);
         m_readHead += length;
         done += length;
     }
@@ -293,7 +298,7 @@ std::int64_t ZTExtensibleBackingStore::peek(void* destination, unsigned long cou
             if (!rewind_i(m_readHead)) break;
             continue;
         }
-        std::memcpy(to + done, m_buffer.data() + (m_readHead - m_windowStart), length);
+        std::memcpy(to + done, m_buffer.get() + (m_readHead - m_windowStart), length);
         m_readHead += length;
         done += length;
     }
@@ -315,7 +320,7 @@ std::int64_t ZTExtensibleBackingStore::readBack(void* destination, unsigned long
         }
         remaining -= length;
         m_readHead -= length;
-        std::memcpy(to + remaining, m_buffer.data() + (m_readHead - m_windowStart), length);
+        std::memcpy(to + remaining, m_buffer.get() + (m_readHead - m_windowStart), length);
     }
     return static_cast<std::int64_t>(count - remaining);
 }

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "store/zt_buffer_provider.h"
 
@@ -44,14 +44,23 @@ public:
     // and nothing lies behind it, else null. What is put there counts once `appended` is told its length,
     // which is at most `count`; both hold until the next other operation.
     char* placeToAppend(unsigned long count) {
-        const bool fits =
-            m_writeHead == m_size && isInWindow(m_writeHead) && windowEnd() - m_writeHead >= count;
-        return fits ? m_buffer.data() + (m_writeHead - m_windowStart) : nullptr;
+        const std::uint64_t offset = m_writeHead - m_windowStart;
+        const bool fits = m_writeHead == m_size && offset <= m_backed && m_backed - offset >= count;
+        return fits ? m_buffer.get() + offset : nullptr;
     }
     void appended(unsigned long count) {
         m_writeHead += count;
         m_size = m_writeHead;
         m_dirty = m_dirty || count != 0;
+    }
+
+    // For reading without a copy: as read, if all `count` bytes lie in the window, else null and nothing
+    // happens. The bytes stay the store's, until its next other operation.
+    const char* readInPlace(unsigned long count) {
+        if (readableFrom(m_readHead) < count) return nullptr;
+        const char* const place = m_buffer.get() + (m_readHead - m_windowStart);
+        m_readHead += count;
+        return place;
     }
 
     // Moves the read head back by `count` bytes. A failure is told on standard error and moves nothing.
@@ -61,6 +70,10 @@ public:
     const std::string& getPath() const { return m_path; }
 
 private:
+    struct Release {
+        void operator()(char* block) const { std::free(block); }
+    };
+
     bool init_i();
     static bool prepareWorkingDir_i();
     static std::string getUniquePath();
@@ -68,10 +81,12 @@ private:
     bool flush_i();
     bool rewind_i(unsigned long position);
     bool extendWindow_i();
+    bool enlargeBuffer_i(std::uint64_t size);
+    void backUpTo_i(std::uint64_t end);
     void insertBlocks_i(const char* source, char* scratch[2], unsigned long count, bool& complete);
     void destroy_i();
 
-    std::uint64_t windowEnd() const { return m_windowStart + m_buffer.size(); }
+    std::uint64_t windowEnd() const { return m_windowStart + m_bufferSize; }
     // The window's end counts as inside, so that appending and reading to the end move nothing.
     bool isInWindow(std::uint64_t position) const {
         return m_windowStart <= position && position <= windowEnd();
@@ -82,13 +97,16 @@ private:
     static bool s_wasWorkingDirCreated;
 
     std::fstream m_file;
-    bool m_dirty;                       // the window holds bytes that are not in the file
-    std::uint64_t m_readHead;           // offset of the next read
-    std::uint64_t m_writeHead;          // offset of the next write
-    std::uint64_t m_size;               // length of the data
-    std::uint64_t m_windowStart;        // offset of the first byte in m_buffer
-    std::uint64_t m_maximumBufferSize;  // limit of m_buffer
-    std::vector<char> m_buffer;         // the window
+    bool m_dirty;                             // the window holds bytes that are not in the file
+    std::uint64_t m_readHead;                 // offset of the next read
+    std::uint64_t m_writeHead;                // offset of the next write
+    std::uint64_t m_size;                     // length of the data
+    std::uint64_t m_windowStart;              // offset of the first byte in m_buffer
+    std::uint64_t m_maximumBufferSize;        // limit of m_buffer
+    std::unique_ptr<char, Release> m_buffer;  // the window; a plain block, as new bytes are not to be filled
+    std::uint64_t m_bufferSize;               // its length
+    std::uint64_t m_bufferCapacity;           // the length that it has room for
+    std::uint64_t m_backed;                   // how much of it has memory behind it
     std::string m_path;
 };
 
