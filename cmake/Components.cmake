@@ -33,6 +33,8 @@ endfunction()
 # pwr_writer_objects(NAME SOURCE...): the same for a folder that is part of the writer library.
 function(pwr_writer_objects name)
     pwr_objects(${name} ${ARGN})
+    # The host's operations are called for every element: straight through the table of addresses.
+    target_compile_options(${name} PRIVATE -fno-plt)
     set_property(GLOBAL APPEND PROPERTY PWR_WRITER_OBJECTS ${name})
 endfunction()
 
