@@ -22,14 +22,14 @@ struct Release {
 };
 using Chunk = std::unique_ptr<char, Release>;
 
-// A block of `size` bytes and what the printer may read behind it. Null if there is no memory.
+// A block of `size` bytes. Null if there is no memory.
 Chunk allocate(std::uint64_t size) {
-    return Chunk(static_cast<char*>(std::malloc(size + TablePrinter::SLACK)));
+    return Chunk(static_cast<char*>(std::malloc(size)));
 }
 
 bool doubleSize(Chunk& chunk, std::uint64_t& size) {
     size *= 2;
-    void* const larger = std::realloc(chunk.get(), size + TablePrinter::SLACK);
+    void* const larger = std::realloc(chunk.get(), size);
     if (larger == nullptr) return false;
     static_cast<void>(chunk.release());
     chunk.reset(static_cast<char*>(larger));
@@ -55,10 +55,11 @@ std::string firstLineOf(const std::string& text) {
     return text.substr(0, text.find('\n'));
 }
 
-// Moves the store back to the record of which the last `rest` of the chunk's `length` bytes are a part, and
-// makes the chunk larger if the record can't fit. Returns false if there is no memory for that.
+// Moves the store back to the record of which `part`, the last `rest` of the `length` bytes just read, is the
+// beginning, and makes the chunk larger if the record can't fit. Returns false if there is no memory for
+// that.
 bool returnToRecord(pwr::ZTExtensibleBackingStore& store, Chunk& chunk, std::uint64_t& size,
-                    std::uint64_t length, std::uint64_t rest) {
+                    std::uint64_t length, const char* part, std::uint64_t rest) {
     if (rest < LENGTH_SIZE) {
         LOG_INFO_TAG(TEXT_WRITER_TAG, "\n");
         store.rewind(rest);
@@ -68,8 +69,9 @@ bool returnToRecord(pwr::ZTExtensibleBackingStore& store, Chunk& chunk, std::uin
     }
     LOG_INFO_TAG(TEXT_WRITER_TAG, "Rewinding store by %lld bytes to read complete string\n",
                  static_cast<long long>(rest));
+    const auto recordSize = packing::get<std::uint32_t>(part) + LENGTH_SIZE;
     store.rewind(rest);
-    if (packing::get<std::uint32_t>(chunk.get() + length - rest) + LENGTH_SIZE <= length) return true;
+    if (recordSize <= length) return true;
     LOG_INFO_TAG(TEXT_WRITER_TAG, "Doubling buffer size to %zu bytes to get the next complete string\n",
                  static_cast<std::size_t>(size));
     if (doubleSize(chunk, size)) return true;
@@ -173,7 +175,8 @@ std::int32_t BackingStoreWrapper::flush(std::FILE* file, const std::string& deli
     return printRows_i(printer);
 }
 
-// Reads the spool in chunks. A record that is cut by a chunk's end is read again by the next chunk.
+// Reads the spool in chunks, in place where the store's window holds one. A record that is cut by a chunk's
+// end is read again by the next chunk.
 std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
     std::uint64_t size = std::min(m_store->size(), LARGEST_CHUNK);
     if (size <= SMALLEST_CHUNK) size = SMALLEST_CHUNK;
@@ -187,16 +190,22 @@ std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
     std::int32_t status = 0;
     std::uint64_t unread = m_spooledSize;
     while (true) {
-        const std::int64_t result = m_store->read(chunk.get(), std::min(size, unread));
-        if (result <= 0 || static_cast<std::uint64_t>(result) > size) break;
-        LOG_INFO_TAG(TEXT_WRITER_TAG, "Read %lld bytes from store\n", static_cast<long long>(result));
-        const auto length = static_cast<std::uint64_t>(result);
-        const std::uint64_t printed = printRecords_i(printer, chunk.get(), length);
+        std::uint64_t length = std::min(size, unread);
+        const char* records = m_store->readInPlace(length);
+        if (records == nullptr) {
+            const std::int64_t result = m_store->read(chunk.get(), length);
+            if (result < 0) break;
+            length = static_cast<std::uint64_t>(result);
+            records = chunk.get();
+        }
+        if (length == 0) break;
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Read %lld bytes from store\n", static_cast<long long>(length));
+        const std::uint64_t printed = printRecords_i(printer, records, length);
         const std::uint64_t rest = length - printed;
         unread -= printed;
         if (rest == 0) continue;
         if (rest == unread) break;  // no chunk could complete this record
-        if (!returnToRecord(*m_store, chunk, size, length, rest)) {
+        if (!returnToRecord(*m_store, chunk, size, length, records + printed, rest)) {
             status = 1;
             break;
         }
@@ -228,8 +237,10 @@ std::uint64_t BackingStoreWrapper::printRecords_i(TablePrinter& printer, const c
         if (isShown) LOG_INFO_TAG(TEXT_WRITER_TAG, "Read %s\n", std::string(text, textLength).c_str());
         if (isTokenAt_i(text, textLength)) {
             printer.endRow();
-        } else {
+        } else if (length - offset >= TablePrinter::SLACK) {
             printer.cell(text, textLength);
+        } else {
+            printer.cellWithoutSlack({text, textLength});
         }
     }
     return offset;

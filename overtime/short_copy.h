@@ -9,9 +9,10 @@ namespace overtime {
 // How many bytes behind a text may be read or written by a copy in strides.
 inline constexpr std::size_t STRIDE = 16;
 
-// Copies `length` bytes and up to STRIDE - 1 more, all of which must be there.
+// Copies `length` bytes and up to STRIDE more, all of which must be there.
 inline void copyStrides(char* out, const char* in, std::size_t length) {
-    for (std::size_t i = 0; i < length; i += STRIDE) std::memcpy(out + i, in + i, STRIDE);
+    std::memcpy(out, in, STRIDE);  // without asking, as this mostly is all
+    for (std::size_t i = STRIDE; i < length; i += STRIDE) std::memcpy(out + i, in + i, STRIDE);
 }
 
 // Copies exactly `length` bytes, at most 2 * STRIDE, as two pieces that may overlap.

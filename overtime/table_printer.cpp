@@ -46,12 +46,13 @@ void TablePrinter::text(std::string_view text) {
     m_room -= text.size();
 }
 
+void TablePrinter::cellWithoutSlack(std::string_view text) {
+    m_padded.assign(text).append(SLACK, ' ');
+    cell(m_padded.data(), text.size());
+}
+
 void TablePrinter::header(const std::vector<std::string>& titles) {
-    std::string padded;
-    for (const std::string& title : titles) {
-        padded.assign(title).append(SLACK, ' ');
-        cell(padded.data(), title.size());
-    }
+    for (const std::string& title : titles) cellWithoutSlack(title);
     text("\n");
     m_column = 0;
     m_isFirst = true;

@@ -48,7 +48,8 @@ public:
         char* out = m_out;
         copyStrides(out, m_separator.data(), lead);
         out += lead;
-        for (std::size_t i = 0; i < padding; i += SLACK) std::memcpy(out + i, BLANKS, SLACK);
+        std::memcpy(out, BLANKS, SLACK);
+        for (std::size_t i = SLACK; i < padding; i += SLACK) std::memcpy(out + i, BLANKS, SLACK);
         out += padding;
         copyStrides(out, text, length);
         out += length;
@@ -56,11 +57,14 @@ public:
         m_out = out;
     }
 
+    // The same for a text that has nothing behind it.
+    void cellWithoutSlack(std::string_view text);
+
     // Fills the row up with default values and ends it.
     void endRow();
 
 private:
-    static constexpr std::size_t BUFFER_SIZE = 1 << 18;
+    static constexpr std::size_t BUFFER_SIZE = 1 << 16;
     static constexpr const char* BLANKS = "                ";
 
     bool makeRoom(std::size_t needed);
@@ -75,6 +79,7 @@ private:
     const std::string m_defaultValue;
     std::size_t m_column = 0;
     bool m_isFirst = true;
+    std::string m_padded;                    // a text and the slack behind it
     const std::unique_ptr<char[]> m_buffer;  // null when memory is short: then nothing is gathered
     char* m_out;
     std::size_t m_room;
