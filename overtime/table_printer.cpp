@@ -7,26 +7,27 @@ namespace overtime {
 TablePrinter::TablePrinter(std::FILE* file, const std::vector<std::uint64_t>& widths,
                            const std::string& delimiter, const std::string& defaultValue)
     : m_file(file),
-      m_widths(widths),
+      m_first(widths.data()),
+      m_last(m_first + widths.size()),
+      m_next(m_first),
       m_separatorLength(delimiter.size() + 1),
       m_separator(delimiter + " " + std::string(SLACK, ' ')),
       m_defaultValueLength(defaultValue.size()),
       m_defaultValue(defaultValue + std::string(SLACK, ' ')),
       m_buffer(new (std::nothrow) char[BUFFER_SIZE]),
       m_out(m_buffer.get()),
-      m_room(m_buffer == nullptr ? 0 : BUFFER_SIZE) {}
+      m_end(m_buffer == nullptr ? nullptr : m_out + BUFFER_SIZE) {}
 
 void TablePrinter::drain() {
     if (m_buffer == nullptr) return;
     const auto used = static_cast<std::size_t>(m_out - m_buffer.get());
     if (used != 0) std::fwrite(m_buffer.get(), 1, used, m_file);
     m_out = m_buffer.get();
-    m_room = BUFFER_SIZE;
 }
 
 bool TablePrinter::makeRoom(std::size_t needed) {
     drain();
-    return needed <= m_room;
+    return needed <= static_cast<std::size_t>(m_end - m_out);
 }
 
 void TablePrinter::unbufferedCell(std::size_t lead, std::size_t padding, std::string_view text) {
@@ -36,14 +37,13 @@ void TablePrinter::unbufferedCell(std::size_t lead, std::size_t padding, std::st
 }
 
 void TablePrinter::text(std::string_view text) {
-    if (text.size() > m_room && !makeRoom(text.size())) {
+    if (text.size() > static_cast<std::size_t>(m_end - m_out) && !makeRoom(text.size())) {
         std::fwrite(text.data(), 1, text.size(), m_file);
         return;
     }
     if (text.empty()) return;
     std::memcpy(m_out, text.data(), text.size());
     m_out += text.size();
-    m_room -= text.size();
 }
 
 void TablePrinter::cellWithoutSlack(std::string_view text) {
@@ -54,17 +54,17 @@ void TablePrinter::cellWithoutSlack(std::string_view text) {
 void TablePrinter::header(const std::vector<std::string>& titles) {
     for (const std::string& title : titles) cellWithoutSlack(title);
     text("\n");
-    m_column = 0;
-    m_isFirst = true;
+    m_next = m_first;
+    m_lead = 0;
 }
 
 void TablePrinter::endRow() {
     // A row without any cell begins with a delimiter.
-    m_isFirst = false;
-    while (m_column < m_widths.size()) cell(m_defaultValue.data(), m_defaultValueLength);
+    m_lead = m_separatorLength;
+    while (m_next != m_last) cell(m_defaultValue.data(), m_defaultValueLength);
     text("\n");
-    m_column = 0;
-    m_isFirst = true;
+    m_next = m_first;
+    m_lead = 0;
 }
 
 }  // namespace overtime

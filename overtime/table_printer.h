@@ -36,25 +36,25 @@ public:
 
     // The cell of the next column. SLACK bytes behind it must be readable.
     void cell(const char* text, std::size_t length) {
-        const std::uint64_t width = m_column < m_widths.size() ? m_widths[m_column] : 0;
+        const std::uint64_t width = m_next != m_last ? *m_next++ : 0;
         const std::size_t padding = width > length ? width - length : 0;
-        const std::size_t lead = m_isFirst ? 0 : m_separatorLength;
-        ++m_column;
-        m_isFirst = false;
-        if (lead + padding + length + SLACK > m_room && !makeRoom(lead + padding + length + SLACK)) {
-            unbufferedCell(lead, padding, {text, length});
-            return;
-        }
+        const std::size_t lead = m_lead;
+        m_lead = m_separatorLength;
         char* out = m_out;
+        if (lead + padding + length + SLACK > static_cast<std::size_t>(m_end - out)) {
+            if (!makeRoom(lead + padding + length + SLACK)) {
+                unbufferedCell(lead, padding, {text, length});
+                return;
+            }
+            out = m_out;
+        }
         copyStrides(out, m_separator.data(), lead);
         out += lead;
         std::memcpy(out, BLANKS, SLACK);
         for (std::size_t i = SLACK; i < padding; i += SLACK) std::memcpy(out + i, BLANKS, SLACK);
         out += padding;
         copyStrides(out, text, length);
-        out += length;
-        m_room -= static_cast<std::size_t>(out - m_out);
-        m_out = out;
+        m_out = out + length;
     }
 
     // The same for a text that has nothing behind it.
@@ -72,17 +72,19 @@ private:
     void unbufferedCell(std::size_t lead, std::size_t padding, std::string_view text);
 
     std::FILE* const m_file;
-    const std::vector<std::uint64_t>& m_widths;
+    // The widths of all columns, and where that of the next cell is.
+    const std::uint64_t* const m_first;
+    const std::uint64_t* const m_last;
+    const std::uint64_t* m_next;
     const std::size_t m_separatorLength;
     const std::string m_separator;  // with SLACK bytes behind it, as the next one
     const std::size_t m_defaultValueLength;
     const std::string m_defaultValue;
-    std::size_t m_column = 0;
-    bool m_isFirst = true;
+    std::size_t m_lead = 0;                  // how much of the separator stands in front of the next cell
     std::string m_padded;                    // a text and the slack behind it
     const std::unique_ptr<char[]> m_buffer;  // null when memory is short: then nothing is gathered
     char* m_out;
-    std::size_t m_room;
+    char* m_end;
 };
 
 }  // namespace overtime

@@ -23,17 +23,22 @@ void appendInteger(std::string& out, Integer value) {
     out.append(text, end);
 }
 
-// Rounds a finite value below 2^53, not negative, times 10^precision to an integer, ties to even. With up to
-// three decimals the product of the mantissa fits 64 bits, so nothing is lost before the rounding.
+// True if the text of a value can be had from integers.
+bool isExact(double value, int precision) {
+    return precision <= MAX_EXACT_PRECISION && std::fabs(value) < 0x1p53;
+}
+
+// Rounds an exact value's amount times 10^precision to an integer, ties to even. With up to three decimals
+// the product of the mantissa fits 63 bits, so nothing is lost before the rounding.
 std::uint64_t scaledToInteger(double value, int precision) {
-    const auto bits = std::bit_cast<std::uint64_t>(value);
-    const int exponent = static_cast<int>(bits >> 52);
-    const std::uint64_t fraction = bits & ((std::uint64_t{1} << 52) - 1);
-    const std::uint64_t mantissa = exponent == 0 ? fraction : fraction | (std::uint64_t{1} << 52);
-    const int shift = 1075 - (exponent == 0 ? 1 : exponent);  // value = mantissa / 2^shift
-    const std::uint64_t product = mantissa * POWERS_OF_TEN[precision];
+    constexpr int MANTISSA_BITS = 52;
+    constexpr std::uint64_t HIDDEN_BIT = std::uint64_t{1} << MANTISSA_BITS;
+    const auto bits = std::bit_cast<std::uint64_t>(std::fabs(value));
+    const std::uint64_t product = ((bits & (HIDDEN_BIT - 1)) | HIDDEN_BIT) * POWERS_OF_TEN[precision];
+    // The value is its mantissa by 2^shift; those too small to have a hidden bit are nothing by far.
+    const auto shift = static_cast<unsigned>(1075 - static_cast<int>(bits >> MANTISSA_BITS));
     if (shift == 0) return product;
-    if (shift > 63) return 0;  // the product is below 2^63, so this is less than a half
+    if (shift > 63) return 0;  // less than a half
     // Without a branch, as the rounding of real data can't be predicted.
     const std::uint64_t half = std::uint64_t{1} << (shift - 1);
     const std::uint64_t isOdd = product >> shift & 1;
@@ -71,30 +76,26 @@ char* putDigits(char* end, std::uint64_t value) {
     return end - 1 - (value >= 10 ? 1 : 0) - (value >= 100 ? 1 : 0) - (value >= 1000 ? 1 : 0);
 }
 
-void appendExact(std::string& out, double value, int precision) {
-    std::uint64_t rest = scaledToInteger(std::fabs(value), precision);
-    char text[32];
-    char* const end = text + sizeof text;
-    char* begin = end;
+char* putExact(char* end, double value, int precision) {
+    std::uint64_t rest = scaledToInteger(value, precision);
     // Up to three decimals: one, a pair, or both.
     if ((precision & 1) != 0) {
-        begin = putDigit(begin, rest % 10);
+        end = putDigit(end, rest % 10);
         rest /= 10;
     }
     if ((precision & 2) != 0) {
-        begin = putPair(begin, rest % 100);
+        end = putPair(end, rest % 100);
         rest /= 100;
     }
-    if (precision != 0) *--begin = '.';
-    begin = putDigits(begin, rest);
-    if (std::signbit(value)) *--begin = '-';
-    out.append(begin, static_cast<std::size_t>(end - begin));
+    if (precision != 0) *--end = '.';
+    end = putDigits(end, rest);
+    if (std::signbit(value)) *--end = '-';
+    return end;
 }
 
-void appendFixed(std::string& out, double value, int precision) {
-    if (precision <= MAX_EXACT_PRECISION && std::fabs(value) < 0x1p53) {
-        appendExact(out, value, precision);
-    } else if (std::isnan(value)) {
+// Not inlined, to keep the way of the exact values short.
+[[gnu::noinline]] void appendOther(std::string& out, double value, int precision) {
+    if (std::isnan(value)) {
         out += "nan";
     } else if (std::isinf(value)) {
         out += value < 0 ? "-inf" : "inf";
@@ -106,6 +107,23 @@ void appendFixed(std::string& out, double value, int precision) {
             std::to_chars(begin, out.data() + out.size(), value, std::chars_format::fixed, precision);
         out.resize(head + static_cast<std::size_t>(end.ptr - begin));
     }
+}
+
+void appendFixed(std::string& out, double value, int precision) {
+    if (!isExact(value, precision)) {
+        appendOther(out, value, precision);
+        return;
+    }
+    char text[32];
+    char* const end = text + sizeof text;
+    const char* const begin = putExact(end, value, precision);
+    out.append(begin, static_cast<std::size_t>(end - begin));
+}
+
+[[gnu::noinline]] void widen(std::string& out, std::size_t head, int width) {
+    const std::size_t length = out.size() - head;
+    const std::size_t wanted = static_cast<std::size_t>(std::abs(static_cast<long>(width)));
+    if (length < wanted) out.insert(width < 0 ? out.size() : head, wanted - length, ' ');
 }
 
 }  // namespace
@@ -125,10 +143,7 @@ void appendNumber(std::string& out, double value) {
 void appendReal(std::string& out, double value, int width, int precision) {
     const std::size_t head = out.size();
     appendFixed(out, value, precision < 0 ? 6 : precision);
-    const std::size_t length = out.size() - head;
-    const std::size_t wanted = static_cast<std::size_t>(std::abs(static_cast<long>(width)));
-    if (length >= wanted) return;
-    out.insert(width < 0 ? out.size() : head, wanted - length, ' ');
+    if (width != 0) widen(out, head, width);
 }
 
 }  // namespace host::model

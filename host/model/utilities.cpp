@@ -134,20 +134,21 @@ RealFormatter::RealFormatter(int width, int precision) : m_width(width), m_preci
 RealFormatter::~RealFormatter() = default;
 
 void RealFormatter::format(std::string& out, const Data& value) const {
-    if (!value.isNumeric()) {
-        value.toFormattedString(out);
-        return;
-    }
-    out.clear();
     double number = 0;
     if (readNumber(value, number)) {
+        out.clear();
         host::model::appendReal(out, number, m_width, m_precision);
+        return;
+    }
+    if (!value.isNumeric()) {
+        value.toFormattedString(out);
         return;
     }
     host::model::Value real;
     real.convertToReal(&value);
     std::pair<double, double> range;
     real.toRealRange(range);
+    out.clear();
     host::model::appendReal(out, range.first, m_width, m_precision);
     out += " - ";
     host::model::appendReal(out, range.second, m_width, m_precision);
