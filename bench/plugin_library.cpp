@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 #include "plugins/writer_plugin_capability.h"
 
@@ -17,6 +18,11 @@ namespace {
 }
 
 }  // namespace
+
+std::string builtLibrary() {
+    const auto folder = std::filesystem::canonical("/proc/self/exe").parent_path();
+    return (folder.parent_path() / "lib" / "libwriter_plugins.so").string();
+}
 
 PluginLibrary::PluginLibrary(const std::string& path) : m_library(dlopen(path.c_str(), RTLD_NOW)) {
     if (m_library == nullptr) fail("cannot load the writers", dlerror());

@@ -8,6 +8,9 @@
 
 namespace bench {
 
+// The library of the build that this program belongs to.
+std::string builtLibrary();
+
 // Owns the loaded library and its writers. Exits the program with a message if it cannot be loaded.
 class PluginLibrary {
 public:

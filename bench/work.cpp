@@ -1,5 +1,7 @@
 #include "bench/work.h"
 
+#include <cstdlib>
+
 #include "pwr/pwr.h"
 
 namespace bench {
@@ -8,7 +10,6 @@ using host::model::HandleTexts;
 
 namespace {
 
-constexpr std::size_t TICKS = 64;                    // in the stretch of time that is built
 constexpr std::uint64_t TICKS_PER_SAMPLE = 2400000;  // TSC ticks: a millisecond
 constexpr std::size_t EVENTS_PER_TICK = 4;           // of each traced metric
 
@@ -45,7 +46,7 @@ Work::Work(const WorkSize& size) : m_size(size), m_rate(2), m_count(1), m_temper
         m_events.push_back(
             std::make_unique<host::model::Descriptor>(m_nextId++, HandleTexts("Event " + std::to_string(i))));
     addMetrics_i();
-    for (std::size_t tick = 0; tick < TICKS; ++tick) addTick_i(tick);
+    for (std::size_t tick = 0; tick < size.ticks; ++tick) addTick_i(tick);
     m_metadata.m_collectionStop = m_metadata.m_collectionStart;
     m_rounds = (size.elements + m_elementsPerRound - 1) / m_elementsPerRound;
 }
@@ -108,6 +109,10 @@ void Work::addTick_i(std::size_t tick) {
 void Work::addSampled_i(host::model::Metric& metric, std::size_t tick) {
     Message message{&metric, {}, tick};
     for (std::size_t entity = 0; entity < m_entities.size(); ++entity) {
+        if (m_size.perMessage != 0 && entity != 0 && entity % m_size.perMessage == 0) {
+            m_messages.push_back(std::move(message));
+            message = {&metric, {}, tick};
+        }
         if (metric.m_metricType == pwr::Metric::SAMPLED_DELTA) {
             host::model::Element& element = addElement_i(message, entity);
             element.m_descriptor = m_states.front().get();
@@ -162,13 +167,24 @@ bool Work::deliver(WriterPlugin& writer) {
         for (Message& message : m_messages) {
             const bool traced = message.metric->m_metricType == pwr::Metric::TRACED_EVENT;
             const std::uint64_t step = traced ? TICKS_PER_SAMPLE / EVENTS_PER_TICK : TICKS_PER_SAMPLE;
-            message.sample.timestamp =
-                m_metadata.m_collectionStart + round * TICKS * TICKS_PER_SAMPLE + (message.tick + 1) * step;
+            message.sample.timestamp = m_metadata.m_collectionStart +
+                                       round * m_size.ticks * TICKS_PER_SAMPLE + (message.tick + 1) * step;
             message.metric->m_sample = &message.sample;
             succeeded &= writer.writeMessage(*message.metric) == 0;
         }
     }
     return succeeded;
+}
+
+void runWriter(WriterPlugin& writer, Work& work, Cost& cost) {
+    if (writer.init("run", false) != 0) std::_Exit(1);
+    const double start = cpuNs();
+    const bool delivered = work.deliver(writer);
+    const double delivery = cpuNs();
+    const bool finished = writer.fini() == 0;
+    cost.ingestNs = delivery - start;
+    cost.finiNs = cpuNs() - delivery;
+    if (!delivered || !finished) std::_Exit(1);
 }
 
 ReadingWriter::ReadingWriter() : WriterPlugin("reader") {}

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/measure.h"
 #include "host/model/handles.h"
 #include "host/model/metric.h"
 #include "host/model/quantity.h"
@@ -21,6 +22,8 @@ struct WorkSize {
     std::size_t entities = 16;        // per sampled metric
     std::size_t metricsOfAKind = 2;   // of each of the four kinds
     std::size_t states = 5;           // per residency
+    std::size_t ticks = 64;           // in the stretch of time that is built
+    std::size_t perMessage = 0;       // entities whose elements come in one message; 0: all of them
     std::size_t distinctEvents = 12;  // texts of the traced events
 };
 
@@ -78,6 +81,10 @@ private:
     std::size_t m_elementsPerRound = 0;
     std::size_t m_rounds = 0;
 };
+
+// Gives all of the work to the writer, and takes the times up to its last message and from there to the end.
+// Ends the process if the writer fails.
+void runWriter(WriterPlugin& writer, Work& work, Cost& cost);
 
 // A writer that only reads what the others read of a message, through the host's operations.
 class ReadingWriter : public WriterPlugin {

@@ -2,13 +2,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "bench/floors.h"
+#include "bench/json_emission.h"
 #include "bench/measure.h"
 #include "bench/plugin_library.h"
 #include "bench/row_store.h"
@@ -37,9 +37,17 @@ struct Budget {
 };
 
 const Budget BUDGETS[] = {
-    {"bin", "F1", 1.5, 0.6},       {"vyrta", "F1", 3.0, 1.2}, {"json", "F3", 1.5, 0.83},
-    {"row-store", "F2", 1.0, 0.3}, {"int", "F2", 2.5, 1.2},   {"raw", "F2", 2.5, 1.2},
-    {"phm-csv", "F2", 2.5, 1.2},
+    {"bin", "F1", 1.5, 0.6},     {"vyrta", "F1", 3.0, 1.2},
+    {"json", "F3", 1.5, 0.83},   {"row-store", "F2", 1.0, 0.3},
+    {"int", "F2", 2.5, 1.2},     {"raw", "F2", 2.5, 1.2},
+    {"phm-csv", "F2", 2.5, 1.2}, {"json-emission", "F3", 1.25, 1.0},
+};
+
+// Parts of writers, which are fed with plain numbers and read no elements.
+using PartRunner = void (*)(const bench::PlainElements&, Cost&);
+const std::map<std::string, PartRunner> PARTS = {
+    {"row-store", bench::runRowStore},
+    {"json-emission", bench::runJsonEmission},
 };
 
 const std::string READER = "reader";
@@ -66,9 +74,9 @@ private:
     }
     std::vector<Item> items_i();
     Item floor_i(const std::string& name, std::function<std::size_t()> run);
+    Item part_i(const std::string& name, PartRunner runPart);
     Item writer_i(const std::string& name);
     Item reader_i();
-    void runWriter_i(WriterPlugin& writer, Cost& cost);
     std::vector<double> perUnit_i(const std::string& name, double Cost::*figure) const;
     std::vector<double> netPerUnit_i(const Budget& budget) const;
     void reportFloors_i() const;
@@ -93,26 +101,20 @@ Bench::Item Bench::floor_i(const std::string& name, std::function<std::size_t()>
             }};
 }
 
-void Bench::runWriter_i(WriterPlugin& writer, Cost& cost) {
-    if (writer.init("run", false) != 0) std::_Exit(1);
-    const double start = bench::cpuNs();
-    const bool delivered = m_work.deliver(writer);
-    const double delivery = bench::cpuNs();
-    const bool finished = writer.fini() == 0;
-    cost.ingestNs = delivery - start;
-    cost.finiNs = bench::cpuNs() - delivery;
-    if (!delivered || !finished) std::_Exit(1);
+Bench::Item Bench::part_i(const std::string& name, PartRunner runPart) {
+    return {name, static_cast<double>(m_plain.size()),
+            [this, runPart](Cost& cost) { runPart(m_plain, cost); }};
 }
 
 Bench::Item Bench::writer_i(const std::string& name) {
     return {name, static_cast<double>(m_work.elements()),
-            [this, name](Cost& cost) { runWriter_i(m_library.writer(name), cost); }};
+            [this, name](Cost& cost) { bench::runWriter(m_library.writer(name), m_work, cost); }};
 }
 
 Bench::Item Bench::reader_i() {
     return {READER, static_cast<double>(m_work.elements()), [this](Cost& cost) {
                 bench::ReadingWriter reader;
-                runWriter_i(reader, cost);
+                bench::runWriter(reader, m_work, cost);
             }};
 }
 
@@ -125,12 +127,8 @@ std::vector<Bench::Item> Bench::items_i() {
     };
     for (const Budget& budget : BUDGETS) {
         if (!isChosen_i(budget.name)) continue;
-        if (budget.name == std::string("row-store")) {
-            items.push_back({budget.name, static_cast<double>(m_plain.size()),
-                             [this](Cost& cost) { bench::runRowStore(m_plain, cost); }});
-        } else {
-            items.push_back(writer_i(budget.name));
-        }
+        const auto part = PARTS.find(budget.name);
+        items.push_back(part != PARTS.end() ? part_i(part->first, part->second) : writer_i(budget.name));
     }
     return items;
 }
@@ -155,7 +153,7 @@ std::vector<double> Bench::perUnit_i(const std::string& name, double Cost::*figu
 std::vector<double> Bench::netPerUnit_i(const Budget& budget) const {
     const std::vector<Cost>& costs = m_costs.at(budget.name);
     const std::vector<Cost>& reads = m_costs.at(READER);
-    const bool reads_elements = budget.name != std::string("row-store");
+    const bool reads_elements = PARTS.count(budget.name) == 0;
     std::vector<double> result;
     for (std::size_t i = 0; i < costs.size(); ++i)
         result.push_back((costs[i].totalNs() - (reads_elements ? reads[i].totalNs() : 0)) /
@@ -173,7 +171,7 @@ Spread Bench::ratio_i(const Budget& budget) const {
 void Bench::reportFloors_i() const {
     for (const std::string name : {"F1", "F2", "F3", "reader"}) {
         const Spread ns = bench::spreadOf(perUnit_i(name, &Cost::ingestNs));
-        std::printf("%-10s %7.1f ns per element (%.1f to %.1f)\n", name.c_str(), ns.median, ns.min, ns.max);
+        std::printf("%-13s %7.1f ns per element (%.1f to %.1f)\n", name.c_str(), ns.median, ns.min, ns.max);
     }
 }
 
@@ -184,7 +182,7 @@ void Bench::reportWriter_i(const Budget& budget) const {
     std::vector<double> peaks;
     for (const Cost& cost : m_costs.at(budget.name)) peaks.push_back(cost.peakBytes);
     const Spread ratio = ratio_i(budget);
-    std::printf("%-10s %8.1f %8.1f %8.1f %10.1f   %.2f x %s (%.2f to %.2f), at most %.2f, aim %.2f\n",
+    std::printf("%-13s %8.1f %8.1f %8.1f %10.1f   %.2f x %s (%.2f to %.2f), at most %.2f, aim %.2f\n",
                 budget.name, ingest.median, fini.median, bytes.median,
                 bench::spreadOf(peaks).median / (1 << 20), ratio.median, budget.floor, ratio.min, ratio.max,
                 budget.atMost, budget.aim);
@@ -200,7 +198,7 @@ void Bench::report() const {
     std::printf("%zu elements in %zu messages, %u rounds, CPU time (user and system) in ns per element\n",
                 m_work.elements(), m_work.messages(), m_options.rounds);
     reportFloors_i();
-    std::printf("%-10s %8s %8s %8s %10s   ratio to the floor, reading subtracted\n", "", "ingest", "fini",
+    std::printf("%-13s %8s %8s %8s %10s   ratio to the floor, reading subtracted\n", "", "ingest", "fini",
                 "bytes", "peak MiB");
     for (const Budget& budget : BUDGETS)
         if (m_costs.count(budget.name) != 0) reportWriter_i(budget);
@@ -208,16 +206,11 @@ void Bench::report() const {
         if (m_costs.count(budget.name) != 0) reportRatio_i(budget);
 }
 
-std::string libraryBeside(const char* program) {
-    const auto folder = std::filesystem::canonical(program).parent_path();
-    return (folder.parent_path() / "lib" / "libwriter_plugins.so").string();
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     Options options;
-    options.library = libraryBeside("/proc/self/exe");
+    options.library = bench::builtLibrary();
     CLI::App app("Measures the writers against their floors, each run in a process of its own.");
     app.add_option("--elements", options.size.elements, "elements of a run, at least")->capture_default_str();
     app.add_option("--entities", options.size.entities, "entities of each sampled metric")
