@@ -20,9 +20,10 @@ namespace {
 using bench::Cost;
 using bench::Spread;
 
-// A run that is compared with the usual one.
+// A run that is compared with another one.
 struct Case {
     std::string name;
+    bench::WorkSize usual;
     bench::WorkSize size;
     double atMost;  // times the usual cost of an element
     std::vector<std::string> writers;
@@ -31,9 +32,9 @@ struct Case {
 const std::vector<std::string> WRITERS = {"bin", "vyrta", "json", "int", "raw", "phm-csv"};
 const std::string READER = "reader";
 
-bench::WorkSize usualSize() {
+bench::WorkSize sizeOf(std::size_t elements) {
     bench::WorkSize size;
-    size.elements = 1000000;
+    size.elements = elements;
     return size;
 }
 
@@ -52,16 +53,18 @@ constexpr std::size_t OTHER_FILES = 100;
 
 // `scale` makes all of them smaller.
 std::vector<Case> casesOf(std::size_t scale) {
-    bench::WorkSize longer = usualSize();
-    longer.elements = 10000000 / scale;
-    bench::WorkSize entities = longer;
+    const bench::WorkSize usual = sizeOf(1000000 / scale);
+    const bench::WorkSize longer = sizeOf(10000000 / scale);
+    const bench::WorkSize narrow = sizeOf(5000000 / scale);
+    bench::WorkSize entities = narrow;
     entities.entities = 10000 / scale;
     entities.ticks = 4;
-    bench::WorkSize metrics = longer;
+    bench::WorkSize metrics = narrow;
     metrics.metricsOfAKind = 250 / scale;
-    metrics.entities = 8;
     metrics.ticks = 16;
-    bench::WorkSize strings = longer;
+    bench::WorkSize metricTables = metrics;
+    metricTables.entities = 8;
+    bench::WorkSize strings = narrow;
     strings.metricsOfAKind = 1;
     strings.entities = 100000 / scale;
     strings.ticks = 1;
@@ -69,14 +72,19 @@ std::vector<Case> casesOf(std::size_t scale) {
     tables.entities = std::min(entities.entities, (raiseFileLimit() - OTHER_FILES) / TABLES_PER_ENTITY);
     // A sample of the import format has no room for so many.
     bench::WorkSize parted = entities;
-    parted.perMessage = usualSize().entities;
+    parted.perMessage = narrow.entities;
     return {
-        {"10,000,000 elements", longer, 1.1, WRITERS},
-        {"10,000 entities", entities, 2.0, {"bin", "json", "raw", "phm-csv"}},
-        {std::to_string(tables.entities) + " entities with a file for each table", tables, 2.0, {"int"}},
-        {"10,000 entities in many messages", parted, 2.0, {"vyrta"}},
-        {"1,000 metrics", metrics, 2.0, WRITERS},
-        {"100,000 strings", strings, 2.0, {"bin"}},
+        {"10,000,000 elements", usual, longer, 1.1, WRITERS},
+        {"10,000 entities", narrow, entities, 2.0, {"bin", "json", "raw", "phm-csv"}},
+        {std::to_string(tables.entities) + " entities with a file for each table",
+         narrow,
+         tables,
+         2.0,
+         {"int"}},
+        {"10,000 entities in many messages", narrow, parted, 2.0, {"vyrta"}},
+        {"1,000 metrics", narrow, metrics, 2.0, {"bin", "vyrta", "json", "raw", "phm-csv"}},
+        {"1,000 metrics with a file for each table", narrow, metricTables, 2.0, {"int"}},
+        {"100,000 strings, each once more than the format has numbers for", narrow, strings, 0, {"bin"}},
     };
 }
 
@@ -118,7 +126,7 @@ private:
 };
 
 void compare(const Case& wide, const bench::PluginLibrary& library, unsigned rounds) {
-    Runs usual(usualSize(), library);
+    Runs usual(wide.usual, library);
     Runs runs(wide.size, library);
     for (unsigned round = 0; round < rounds; ++round) {
         std::fprintf(stderr, "%s, round %u of %u\n", wide.name.c_str(), round + 1, rounds);

@@ -131,25 +131,34 @@ std::int32_t BinaryWriter::Impl::writeMessage(const pwr::Metric& metric) {
     setPayloadLength(m_dataRecord, bin::DATA_LENGTH);
     putField(m_dataRecord, bin::DATA_TIMESTAMP, sample.timestamp);
     putField(m_dataRecord, bin::DATA_METRIC_ID, metric.m_id);
+    Places::Place* place = m_places.placesOf(metric.m_id, sample.elements.size());
     for (const pwr::DataElement* element : sample.elements)
-        if (!writeElement_i(message, *element)) return 1;
+        if (!writeElement_i(message, *element, *place++)) return 1;
     LOG_INFO_TAG(BINARY_WRITER_TAG, "wrote Metric message\n");
     return 0;
 }
 
 // The order in which strings and descriptors are first referred to is part of the file: the element's
-// descriptor, then the metric's description, then the element's name.
-bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataElement& element) {
+// descriptor, then the metric's description, then the element's name. An element that is like the one in its
+// place in the sample before refers to nothing new.
+bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataElement& element,
+                                        Places::Place& place) {
     const pwr::DataDescriptor* const state = element.getDescriptor();
-    const Index descriptor = getDescriptorIdx_i(state);
+    const pwr::EntityHandle* const entity = element.getEntity();
+    const bool isKnown = place.isOf(entity, state) && place.target.isNamed(entity->getName());
+    const Index descriptor = isKnown ? place.target.descriptor : getDescriptorIdx_i(state);
     const double time = message.durationless ? 1.0 : static_cast<double>(element.getDuration()) * m_tscPeriod;
     const auto duration = truncateSaturated<std::uint64_t>(time);
     double value = 0.0;
     if (!readValue_i(message.metric.m_metricType, *element.getValue(), duration, value)) return false;
+    Index name = place.target.name;
     if (message.isLogged) logElement_i(message, element, value);
-    describeOnce_i(message.metric);
+    if (!isKnown || message.isLogged) {
+        describeOnce_i(message.metric);
+        name = getSampleNameIdx_i(message, element, state);
+        remember_i(element, descriptor, name, place);
+    }
 
-    const Index name = getSampleNameIdx_i(message, element, state);
     char* const record = m_dataBuffer.extend(bin::HEAD_LENGTH + bin::DATA_LENGTH);
     packing::putBytes(record, m_dataRecord.data(), bin::HEAD_LENGTH + bin::DATA_VALUE);
     char* const payload = record + bin::HEAD_LENGTH;
@@ -158,6 +167,20 @@ bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataE
     packing::put(payload + bin::DATA_DESCRIPTOR, descriptor);
     packing::put(payload + bin::DATA_VALUE, static_cast<float>(value));
     return true;
+}
+
+// An index of 0 stands for no descriptor or for one of many; it is asked for anew each time.
+void BinaryWriter::Impl::remember_i(const pwr::DataElement& element, Index descriptor, Index name,
+                                    Places::Place& place) {
+    const std::string& text = element.getEntity()->getName();
+    const bool isKept = name != 0 && (descriptor != 0 || element.getDescriptor() == nullptr);
+    place.entity = isKept && text.size() <= sizeof place.target.nameText ? element.getEntity() : nullptr;
+    if (place.entity == nullptr) return;
+    place.descriptor = element.getDescriptor();
+    place.target.name = name;
+    place.target.descriptor = descriptor;
+    place.target.nameLength = static_cast<std::uint32_t>(text.size());
+    std::memcpy(place.target.nameText, text.data(), text.size());
 }
 
 bool BinaryWriter::Impl::readValue_i(pwr::Metric::MetricType type, const pwr::Data& data,
@@ -210,20 +233,16 @@ void BinaryWriter::Impl::logElement_i(const Message& message, const pwr::DataEle
 
 void BinaryWriter::Impl::describeOnce_i(const pwr::Metric& metric) {
     static pwr::PWSet<unsigned int> metricsWithMetadataSent;
-    const std::uint32_t* const described = m_describedMetrics.find(&metric);
-    if (described != nullptr && *described == metric.m_id) return;
-    if (metricsWithMetadataSent.insert(metric.m_id).second) {
-        LOG_INFO_TAG(BINARY_WRITER_TAG,
-                     "metric container with name %s and id %u does NOT have metadata sent yet\n",
-                     metric.m_name.c_str(), metric.m_id);
-        try {
-            createMetricMeta_i(metric);
-        } catch (...) {
-            metricsWithMetadataSent.erase(metric.m_id);
-            throw;
-        }
+    if (!metricsWithMetadataSent.insert(metric.m_id).second) return;
+    LOG_INFO_TAG(BINARY_WRITER_TAG,
+                 "metric container with name %s and id %u does NOT have metadata sent yet\n",
+                 metric.m_name.c_str(), metric.m_id);
+    try {
+        createMetricMeta_i(metric);
+    } catch (...) {
+        metricsWithMetadataSent.erase(metric.m_id);
+        throw;
     }
-    m_describedMetrics.remember(&metric, metric.m_id);
 }
 
 bin::Index BinaryWriter::Impl::getSampleNameIdx_i(const Message& message, const pwr::DataElement& element,
@@ -238,10 +257,10 @@ bin::Index BinaryWriter::Impl::getStateIdx_i(const pwr::DataElement& element,
                                              const pwr::DataDescriptor* descriptor) {
     static const std::string noState;
     if (descriptor == nullptr) return getNameIdx_i(noState);
-    KnownDescriptor* const known = m_knownDescriptors.find(descriptor);
+    const KnownDescriptor* const known = m_knownDescriptors.find(descriptor);
     if (known != nullptr && known->stateIndex != 0) return known->stateIndex;
     const Index index = getStringStoreIdx_i(getState(&element, false));
-    if (known != nullptr) known->stateIndex = index;
+    if (known != nullptr) m_knownDescriptors[descriptor].stateIndex = index;
     return index;
 }
 
@@ -249,7 +268,7 @@ bin::Index BinaryWriter::Impl::getNameIdx_i(const std::string& name) {
     const StringEntry* const* const known = m_knownNames.find(&name);
     if (known != nullptr && (*known)->first == name) return (*known)->second;
     const StringEntry& entry = internString_i(name);
-    if (entry.second != 0) m_knownNames.remember(&name, &entry);
+    if (entry.second != 0) m_knownNames[&name] = &entry;
     return entry.second;
 }
 

@@ -2,6 +2,7 @@
 
 #include <bitset>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <string_view>
@@ -10,7 +11,8 @@
 
 #include "binary/binarywriter_plugin.h"
 #include "binary/byte_chunks.h"
-#include "binary/pointer_cache.h"
+#include "plugins/flat_map.h"
+#include "plugins/sample_places.h"
 #include "pwr/bin/records.h"
 #include "pwr/logger.h"
 #include "pwr/messages.h"
@@ -63,7 +65,22 @@ private:
         Index stateIndex;  // of the state's text in the string store, 0 if not looked up yet
     };
 
-    bool writeElement_i(const Message& message, const pwr::DataElement& element);
+    // The indices of an element, and the name of its entity as it was then.
+    struct KnownElement {
+        Index name;
+        Index descriptor;
+        std::uint32_t nameLength;
+        char nameText[24];  // longer names are not kept
+
+        bool isNamed(const std::string& entity) const {
+            return entity.size() == nameLength && std::memcmp(entity.data(), nameText, nameLength) == 0;
+        }
+    };
+    using Places = SamplePlaces<std::uint64_t, KnownElement>;  // by metric id
+
+    bool writeElement_i(const Message& message, const pwr::DataElement& element, Places::Place& place);
+    static void remember_i(const pwr::DataElement& element, Index descriptor, Index name,
+                           Places::Place& place);
     bool readValue_i(pwr::Metric::MetricType type, const pwr::Data& data, std::uint64_t duration,
                      double& value) const;
     void logElement_i(const Message& message, const pwr::DataElement& element, double value) const;
@@ -108,9 +125,9 @@ private:
 
     // Shortcuts past the tables, which hold nothing that the tables do not.
     ByteChunks& m_dataBuffer;
-    PointerCache<std::string, const StringEntry*> m_knownNames;
-    PointerCache<pwr::DataDescriptor, KnownDescriptor> m_knownDescriptors;
-    PointerCache<pwr::Metric, std::uint32_t> m_describedMetrics;  // to the metric's id
+    Places m_places;
+    FlatMap<const void*, const StringEntry*> m_knownNames;  // by address of the name
+    FlatMap<const pwr::DataDescriptor*, KnownDescriptor> m_knownDescriptors;
     std::bitset<LIMIT_COUNT> m_notedLimits;
     bool m_isMissingSystemNoted = false;
 };

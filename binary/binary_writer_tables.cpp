@@ -58,7 +58,7 @@ bin::Index BinaryWriter::Impl::getDescriptorIdx_i(const pwr::DataDescriptor* des
         createDescriptorMeta_i(*descriptor, index);
         m_descriptorCounter = entry = index;
     }
-    if (entry != 0) m_knownDescriptors.remember(descriptor, KnownDescriptor{entry, 0});
+    if (entry != 0) m_knownDescriptors[descriptor] = {entry, 0};
     return entry;
 }
 

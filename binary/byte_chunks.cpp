@@ -20,6 +20,7 @@ void ByteChunks::moveTo(std::vector<char>& out) {
     for (Chunk& chunk : m_chunks) {
         memory_pages::request(out.data() + out.size(), chunk.used);
         out.insert(out.end(), chunk.bytes.get(), chunk.bytes.get() + chunk.used);
+        memory_pages::giveBack(chunk.bytes.get(), chunk.used);
         chunk.bytes.reset();
     }
     clear();

@@ -11,7 +11,7 @@
 
 namespace {
 
-using Slot = SeriesCache::Slot;
+using Slot = SeriesSlot;
 
 std::vector<JsonUnit> unitsOf(const pwr::Quantity* quantity) {
     std::vector<JsonUnit> units;
@@ -35,31 +35,44 @@ void addLegendStates(const pwr::Metric& metric, Series& series) {
     }
 }
 
-SeriesCache::Key keyOf(const pwr::Metric& metric, const pwr::DataElement& element) {
-    return {element.getEntity()->getId(), 0, metric.m_id, metric.m_metricType, SeriesCache::SOURCE_NONE};
+SeriesCacheKey keyOf(const pwr::Metric& metric, const pwr::DataElement& element) {
+    return {element.getEntity()->getId(), 0, metric.m_id, metric.m_metricType, SOURCE_NONE};
 }
 
 // Fills in where the state's name comes from.
-void setSource(const pwr::DataElement& element, const ElementReading& reading, SeriesCache::Key& key) {
+void setSource(const pwr::DataElement& element, const ElementReading& reading, SeriesCacheKey& key) {
     const pwr::DataHandle* handle = nullptr;
     switch (reading.stateOrigin) {
         case StateOrigin::Descriptor:
             handle = element.getDescriptor();
-            if (handle != nullptr) key.source = SeriesCache::SOURCE_DESCRIPTOR;
+            if (handle != nullptr) key.source = SOURCE_DESCRIPTOR;
             break;
         case StateOrigin::TracedValue:
             handle = handleOf(*element.getValue());
-            key.source = handle != nullptr ? SeriesCache::SOURCE_TRACED_HANDLE : SeriesCache::SOURCE_TEXT;
+            key.source = handle != nullptr ? SOURCE_TRACED_HANDLE : SOURCE_TEXT;
             break;
         case StateOrigin::Text:
-            key.source = SeriesCache::SOURCE_TEXT;
+            key.source = SOURCE_TEXT;
             break;
         case StateOrigin::DescriptorInValue:
             handle = reading.handle;
-            key.source = SeriesCache::SOURCE_DESCRIPTOR_IN_VALUE;
+            key.source = SOURCE_DESCRIPTOR_IN_VALUE;
             break;
     }
     if (handle != nullptr) key.sourceId = handle->getId();
+}
+
+// In wide samples each series has left the processor's cache before its next point comes: fetch the series
+// some elements ahead, and nearer the memory that its point goes to.
+constexpr std::size_t FAR_AHEAD = 12;
+constexpr std::size_t AHEAD = 6;
+
+void fetchSeries(const SeriesPlaces::Place& place) {
+    if (place.target.series != nullptr) place.target.series->getData().fetch();
+}
+
+void fetchPoint(const SeriesPlaces::Place& place) {
+    if (place.target.series != nullptr) place.target.series->getData().fetchEnd();
 }
 
 }  // namespace
@@ -80,13 +93,18 @@ std::int32_t JSONWriter::writeElements_i(const pwr::Metric& metric) {
     const pwr::Metric::Sample& sample = metric.getData();
     const bool instant = isInstant(metric);
     const std::uint64_t end = toMicroseconds_i(sample.timestamp - m_collectionStart);
+    const std::size_t count = sample.elements.size();
+    SeriesPlaces::Place* const places = placesOf_i(metric, count);
     const Series* previous = nullptr;
-    for (const pwr::DataElement* element : sample.elements) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const pwr::DataElement* const element = sample.elements[i];
+        if (i + FAR_AHEAD < count) fetchSeries(places[i + FAR_AHEAD]);
+        if (i + AHEAD < count) fetchPoint(places[i + AHEAD]);
         const std::uint64_t duration = instant ? 1 : toMicroseconds_i(element->getDuration());
         const ElementReading reading =
             readElement(metric.m_metricType, *element, duration, static_cast<double>(m_tickFactor));
         Slot slot;
-        if (!findSlot_i(metric, *element, reading, slot)) return 1;
+        if (!findSlotAt_i(places[i], metric, *element, reading, slot)) return 1;
         if (slot.series == previous)
             slot.series->appendData(slot.stateId, reading.value);
         else if (reading.isRange)
@@ -98,19 +116,36 @@ std::int32_t JSONWriter::writeElements_i(const pwr::Metric& metric) {
     return 0;
 }
 
+SeriesPlaces::Place* JSONWriter::placesOf_i(const pwr::Metric& metric, std::size_t count) {
+    return m_places.placesOf(std::uint64_t{metric.m_metricType} << 32 | metric.m_id, count);
+}
+
+// The same as findSlot_i, first by the element's place in the sample. There only descriptors tell states.
+bool JSONWriter::findSlotAt_i(SeriesPlaces::Place& place, const pwr::Metric& metric,
+                              const pwr::DataElement& element, const ElementReading& reading, Slot& slot) {
+    const bool hasPlace = reading.stateOrigin == StateOrigin::Descriptor;
+    if (hasPlace && place.isOf(element.getEntity(), element.getDescriptor())) {
+        slot = place.target;
+        return true;
+    }
+    if (!findSlot_i(metric, element, reading, slot)) return false;
+    if (hasPlace) place = {element.getEntity(), element.getDescriptor(), slot};
+    return true;
+}
+
 // Finds the series and the state of an element. False if its value should name a descriptor and doesn't.
 bool JSONWriter::findSlot_i(const pwr::Metric& metric, const pwr::DataElement& element,
                             const ElementReading& reading, Slot& slot) {
-    SeriesCache::Key key = keyOf(metric, element);
+    SeriesCacheKey key = keyOf(metric, element);
     setSource(element, reading, key);
     const Slot* const known = m_cache.find(key);
     if (known == nullptr) {
         if (!findNewSlot_i(metric, element, reading, slot)) return false;
-        m_cache.insert(key, slot);
+        m_cache[key] = slot;
         return true;
     }
     slot = *known;
-    if (key.source == SeriesCache::SOURCE_TEXT) {
+    if (key.source == SOURCE_TEXT) {
         if (reading.stateOrigin == StateOrigin::Text)
             element.getValue()->toString(m_stateText);
         else

@@ -48,12 +48,15 @@ public:
 private:
     std::uint64_t toMicroseconds_i(std::uint64_t ticks) const;
     std::int32_t writeElements_i(const pwr::Metric& metric);
+    SeriesPlaces::Place* placesOf_i(const pwr::Metric& metric, std::size_t count);
+    bool findSlotAt_i(SeriesPlaces::Place& place, const pwr::Metric& metric, const pwr::DataElement& element,
+                      const ElementReading& reading, SeriesSlot& slot);
     bool findSlot_i(const pwr::Metric& metric, const pwr::DataElement& element, const ElementReading& reading,
-                    SeriesCache::Slot& slot);
+                    SeriesSlot& slot);
     bool findNewSlot_i(const pwr::Metric& metric, const pwr::DataElement& element,
-                       const ElementReading& reading, SeriesCache::Slot& slot);
-    SeriesCache::Slot findSlotOfState_i(const pwr::Metric& metric, const pwr::DataElement& element,
-                                        const ElementReading& reading, const std::string& state);
+                       const ElementReading& reading, SeriesSlot& slot);
+    SeriesSlot findSlotOfState_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                                 const ElementReading& reading, const std::string& state);
     std::uint64_t addSeries(const std::string& key, const std::string& name, const pwr::Metric& metric,
                             const pwr::DataElement* element, bool hasStates);
 
@@ -71,5 +74,6 @@ private:
 
     std::vector<std::unique_ptr<Series>> m_ownedSeries;  // in order of first appearance
     SeriesCache m_cache;
+    SeriesPlaces m_places;
     std::string m_stateText;  // reused
 };

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "overtime/backing_store_wrapper.h"
-#include "overtime/flat_map.h"
+#include "plugins/flat_map.h"
 #include "plugins/output_file.h"
+#include "plugins/sample_places.h"
 #include "plugins/writer_plugin.h"
 #include "pwr/messages.h"
 #include "pwr/metric.h"
@@ -38,14 +39,17 @@ public:
         std::uint16_t sampleColumn = 0;
         std::uint16_t timeColumn = 0;
         std::uint16_t durationColumn = 0;
-        overtime::FlatMap<std::uint64_t, std::uint16_t> dataColumns;       // by entity and descriptor
-        overtime::FlatMap<std::uint64_t, std::uint16_t> attributeColumns;  // by attribute id, 32 bits of it
+        FlatMap<std::uint64_t, std::uint16_t> dataColumns;       // by entity and descriptor
+        FlatMap<std::uint64_t, std::uint16_t> attributeColumns;  // by attribute id, 32 bits of it
     };
 
     // One table and where its columns are.
     struct TableInfo {
         BackingStoreWrapper* store = nullptr;  // owned by the writer
         std::uint64_t sampleCount = 0;         // rows begun
+        std::uint64_t lastMessage = 0;         // the sampled message that began the latest row
+        std::uint64_t lastDuration = 0;        // the one that the duration cell of the latest row shows
+        bool hasDuration = false;
         bool columnsReady = false;
         SampledDataColumnIndices sampled;
         std::uint16_t tracedSampleColumn = 0;
@@ -54,11 +58,8 @@ public:
         std::uint16_t tracedStateColumn = 0;
         std::uint16_t tracedValueColumn = 0;
         std::uint16_t tracedDurationColumn = 0;
-        overtime::FlatMap<std::uint64_t, std::uint16_t> tracedAttributeColumns;  // as attributeColumns
-        std::uint64_t lastMessage = 0;   // the sampled message that began the latest row
-        std::uint64_t lastDuration = 0;  // the one that the duration cell of the latest row shows
-        bool hasDuration = false;
-        std::string tracedEntityName;  // the text of tracedEntityColumn
+        FlatMap<std::uint64_t, std::uint16_t> tracedAttributeColumns;  // as attributeColumns
+        std::string tracedEntityName;                                  // the text of tracedEntityColumn
     };
 
     IntWriterV2();
@@ -129,6 +130,23 @@ protected:
         const char* logTag;  // of the warnings; may be null
     };
 
+    struct TableKey {
+        std::uint64_t outer;
+        std::uint64_t inner;
+        bool operator==(const TableKey&) const = default;
+        friend std::uint64_t hashOf(const TableKey& key) {
+            return ::hashOf(key.outer * 31 + ::hashOf(key.inner));
+        }
+    };
+
+    // Where the cell of an element goes.
+    struct CellPlace {
+        TableInfo* table = nullptr;
+        std::uint16_t column = 0;
+    };
+    using Places = SamplePlaces<TableKey, CellPlace>;  // by metric id and table index
+    using Place = Places::Place;
+
     void readSettings_i();
     TableInfo* findTable_i(std::uint64_t outerKey, std::uint64_t innerKey) const;
     TableInfo& addTable_i(const std::string& title, std::uint64_t outerKey, std::uint64_t innerKey,
@@ -164,27 +182,9 @@ protected:
     std::map<std::uint32_t, pwr::TimelineTableType> m_timelineTableTypes;  // by metric id
 
     bool m_isComplete;  // no table and no row has been lost
+    Places m_places;
 
 private:
-    struct TableKey {
-        std::uint64_t outer;
-        std::uint64_t inner;
-        bool operator==(const TableKey&) const = default;
-        friend std::uint64_t hashOf(const TableKey& key) {
-            return overtime::hashOf(key.outer * 31 + overtime::hashOf(key.inner));
-        }
-    };
-
-    // Where the cell of an element goes. Samples of one metric mostly name the same entities and descriptors
-    // in the same order, so the places of the sample before are tried first, by position.
-    struct Place {
-        const pwr::EntityHandle* entity = nullptr;
-        const pwr::DataDescriptor* descriptor = nullptr;
-        TableInfo* table = nullptr;
-        std::uint16_t column = 0;
-    };
-    using Shape = std::vector<Place>;
-
     // The latest text of a number, since most texts are asked for many times in a row.
     struct LatestText {
         bool isSet = false;
@@ -196,7 +196,6 @@ private:
     std::int32_t writeSampledResidencyMetric(const pwr::Metric& metric);
     std::int32_t writeSampledElement_i(const SampledMessage& message, std::uint64_t timestamp,
                                        const pwr::DataElement& element, Place& place);
-    Shape& shapeOf_i(const SampledMessage& message);
     bool findPlace_i(const SampledMessage& message, const pwr::DataElement& element, Place& place);
     TableInfo* sampledTable_i(const SampledMessage& message, const pwr::EntityHandle& entity);
     void addSampledColumns_i(const SampledMessage& message, const pwr::EntityHandle& entity,
@@ -207,8 +206,7 @@ private:
     std::int32_t addInfoColumns_i(const pwr::DynamicAttributeValueManager& info, TableInfo& table,
                                   const char* logTag) const;
     void pushAttributes_i(const pwr::AttributeValueManager& attributes,
-                          overtime::FlatMap<std::uint64_t, std::uint16_t>& columns,
-                          BackingStoreWrapper& store);
+                          FlatMap<std::uint64_t, std::uint16_t>& columns, BackingStoreWrapper& store);
 
     void formatTicks_i(std::uint64_t ticks, TimeConversion conversion, std::string& out) const;
     const std::string& timeText_i(std::uint64_t timestamp, TimeConversion conversion);
@@ -216,14 +214,12 @@ private:
     const std::string& sampleText_i(std::uint64_t sampleCount);
 
     std::vector<std::unique_ptr<BackingStoreWrapper>> m_wrappers;  // the stores of all tables
-    overtime::FlatMap<TableKey, TableInfo*> m_tableCache;
-    overtime::FlatMap<std::uint64_t, const pwr::DataDescriptor*> m_stateCache;  // by address of the handle
-    overtime::FlatMap<TableKey, Shape*> m_shapeByMetric;  // by metric id and table index
-    std::vector<std::unique_ptr<Shape>> m_shapes;
-    std::uint64_t m_messageCount;                     // sampled messages
-    std::vector<BackingStoreWrapper*> m_begunStores;  // of the sampled message being written
-    pwr::RealFormatter m_realFormatter;               // two decimals
-    LatestText m_timeTexts[2];                        // by TimeConversion
+    FlatMap<TableKey, TableInfo*> m_tableCache;
+    FlatMap<std::uint64_t, const pwr::DataDescriptor*> m_stateCache;  // by address of the handle
+    std::uint64_t m_messageCount;                                     // sampled messages
+    std::vector<BackingStoreWrapper*> m_begunStores;                  // of the sampled message being written
+    pwr::RealFormatter m_realFormatter;                               // two decimals
+    LatestText m_timeTexts[2];                                        // by TimeConversion
     LatestText m_durationText;
     LatestText m_sampleText;
     std::string m_cell;

@@ -33,6 +33,7 @@ std::int32_t PhmTextWriter::writeSampledGeneric(const pwr::Metric& metric, std::
     const SampledMessage message =
         sampledMessage_i(metric, tableIndex, calculation, quantity, titleSuffix, defaultValue, NO_TAG);
     const pwr::Metric::Sample& sample = metric.getData();
+    Place* place = m_places.placesOf({metric.m_id, tableIndex}, sample.elements.size());
     std::uint64_t lastTimestamp = 0;
     table.hasDuration = false;
     for (const pwr::DataElement* element : sample.elements) {
@@ -46,16 +47,21 @@ std::int32_t PhmTextWriter::writeSampledGeneric(const pwr::Metric& metric, std::
             lastTimestamp = sample.timestamp;
             beginSampledRow_i(table, sample.timestamp);
         }
-        const std::uint64_t key = dataKeyOf(element->getEntity(), element->getDescriptor());
-        const std::uint16_t* column = table.sampled.dataColumns.find(key);
-        if (column == nullptr) {
-            const auto added = static_cast<std::uint16_t>(table.store->addColumn(lateTitle(*element)));
-            column = &(table.sampled.dataColumns[key] = added);
-        }
-        if (pushValue_i(message, *element, table, *column) != 0) return 1;
+        if (!place->isOf(element->getEntity(), element->getDescriptor()))
+            *place = {element->getEntity(), element->getDescriptor(), {&table, columnOf_i(*element, table)}};
+        if (pushValue_i(message, *element, table, place->target.column) != 0) return 1;
+        ++place;
     }
     table.store->rowComplete();
     return 0;
+}
+
+// The column of an element, which is added if nobody declared it.
+std::uint16_t PhmTextWriter::columnOf_i(const pwr::DataElement& element, TableInfo& table) {
+    const std::uint64_t key = dataKeyOf(element.getEntity(), element.getDescriptor());
+    if (const std::uint16_t* const column = table.sampled.dataColumns.find(key)) return *column;
+    return table.sampled.dataColumns[key] =
+               static_cast<std::uint16_t>(table.store->addColumn(lateTitle(element)));
 }
 
 void PhmTextWriter::addDataColumns_i(const pwr::Metric& metric, TableInfo& table) const {

@@ -63,6 +63,7 @@ private:
     void finishTableFile_i(OpenFile& out);
     std::int32_t flushTables_i(OpenFile& defaultFile, std::map<std::string, OpenFile>& groupFiles);
     void addDataColumns_i(const pwr::Metric& metric, TableInfo& table) const;
+    static std::uint16_t columnOf_i(const pwr::DataElement& element, TableInfo& table);
     TableInfo* tracedTable_i(const pwr::Metric& metric, const pwr::DataElement& element);
 
     std::string m_basePath;

@@ -101,6 +101,15 @@ void RawWriterV2::declareColumns_i(const pwr::Metric& metric, BackingStoreWrappe
     m_knownMetrics.push_back(metric.m_id);
 }
 
+// The column of an element, which is added if nobody declared it.
+std::uint16_t RawWriterV2::columnOf_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                                      const MetricTable& table) {
+    const std::uint64_t key = dataKeyOf(element.getEntity(), element.getDescriptor());
+    if (const std::uint16_t* const column = table.columns->find(key)) return *column;
+    const std::string title = columnTitle(element.getEntity(), element.getDescriptor(), metric.m_quantity);
+    return (*table.columns)[key] = static_cast<std::uint16_t>(table.store->addColumn(title));
+}
+
 std::int32_t RawWriterV2::writeMessage(const pwr::Metric& metric) {
     MetricTable table = m_metricTables[metric.m_id];
     if (table.store == nullptr) {
@@ -113,18 +122,15 @@ std::int32_t RawWriterV2::writeMessage(const pwr::Metric& metric) {
     const pwr::Metric::Sample& sample = metric.getData();
     pwr::Data(static_cast<unsigned long>(sample.timestamp)).toFormattedString(m_cell);
     table.store->pushCell(m_cell, TIMESTAMP_COLUMN);
+    Places::Place* place = m_places.placesOf(metric.m_id, sample.elements.size());
     for (const pwr::DataElement* element : sample.elements) {
         const pwr::EntityHandle* const entity = element->getEntity();
         const pwr::DataDescriptor* const descriptor = element->getDescriptor();
-        const std::uint64_t key = dataKeyOf(entity, descriptor);
-        const std::uint16_t* column = table.columns->find(key);
-        if (column == nullptr) {
-            const auto added = static_cast<std::uint16_t>(
-                table.store->addColumn(columnTitle(entity, descriptor, metric.m_quantity)));
-            column = &((*table.columns)[key] = added);
-        }
+        if (!place->isOf(entity, descriptor))
+            *place = {entity, descriptor, columnOf_i(metric, *element, table)};
         element->getValue()->toFormattedString(m_cell);
-        table.store->pushCell(m_cell, *column);
+        table.store->pushCell(m_cell, place->target);
+        ++place;
     }
     table.store->rowComplete();
     return 0;

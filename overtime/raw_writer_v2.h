@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "overtime/backing_store_wrapper.h"
-#include "overtime/flat_map.h"
+#include "plugins/flat_map.h"
 #include "plugins/output_file.h"
+#include "plugins/sample_places.h"
 #include "plugins/writer_plugin.h"
 
 // Writes `<output name>.txt`: one table per metric with one row per sample, values as the host formats them.
@@ -41,8 +42,18 @@ public:
     BackingStoreWrapper* getStore(const std::string& title, std::uint32_t metricId);
 
 private:
-    using ColumnMap = overtime::FlatMap<std::uint64_t, std::uint16_t>;
+    using ColumnMap = FlatMap<std::uint64_t, std::uint16_t>;
 
+    // What is known of a metric, for the next message.
+    struct MetricTable {
+        BackingStoreWrapper* store = nullptr;
+        ColumnMap* columns = nullptr;
+    };
+
+    using Places = SamplePlaces<std::uint64_t, std::uint16_t>;  // the columns, by metric id
+
+    static std::uint16_t columnOf_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                                    const MetricTable& table);
     void declareColumns_i(const pwr::Metric& metric, BackingStoreWrapper& store, ColumnMap& columns);
     bool isKnown_i(std::uint32_t metricId) const;
 
@@ -54,13 +65,8 @@ private:
     std::unordered_map<std::uint32_t, ColumnMap> m_columnsByMetric;  // column of each entity and descriptor
     std::vector<std::uint32_t> m_knownMetrics;                       // metrics whose columns were declared
 
-    // What is known of a metric, for the next message.
-    struct MetricTable {
-        BackingStoreWrapper* store = nullptr;
-        ColumnMap* columns = nullptr;
-    };
-
     std::vector<std::unique_ptr<BackingStoreWrapper>> m_tables;  // the stores, in order of first appearance
-    overtime::FlatMap<std::uint64_t, MetricTable> m_metricTables;
+    FlatMap<std::uint64_t, MetricTable> m_metricTables;
+    Places m_places;
     std::string m_cell;
 };

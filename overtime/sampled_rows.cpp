@@ -36,9 +36,7 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
                                                     defaultValue, TEXT_WRITER_TAG);
     ++m_messageCount;
     m_begunStores.clear();
-    Shape& shape = shapeOf_i(message);
-    if (shape.size() < sample.elements.size()) shape.resize(sample.elements.size());
-    Place* place = shape.data();
+    Place* place = m_places.placesOf({metric.m_id, tableIndex}, sample.elements.size());
     for (const pwr::DataElement* element : sample.elements) {
         if (writeSampledElement_i(message, sample.timestamp, *element, *place++) != 0) return 1;
     }
@@ -46,27 +44,18 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
     return 0;
 }
 
-IntWriterV2::Shape& IntWriterV2::shapeOf_i(const SampledMessage& message) {
-    const TableKey key{message.metric.m_id, message.tableIndex};
-    if (Shape* const* const found = m_shapeByMetric.find(key)) return **found;
-    m_shapes.push_back(std::make_unique<Shape>());
-    return *(m_shapeByMetric[key] = m_shapes.back().get());
-}
-
 std::int32_t IntWriterV2::writeSampledElement_i(const SampledMessage& message, std::uint64_t timestamp,
                                                 const pwr::DataElement& element, Place& place) {
     const pwr::EntityHandle* const entity = element.getEntity();
-    if (place.entity != entity || place.descriptor != element.getDescriptor()) {
-        if (!findPlace_i(message, element, place)) return 1;
-    }
-    TableInfo& table = *place.table;
+    if (!place.isOf(entity, element.getDescriptor()) && !findPlace_i(message, element, place)) return 1;
+    TableInfo& table = *place.target.table;
     if (table.lastMessage != m_messageCount) {
         table.lastMessage = m_messageCount;
         table.hasDuration = false;
         beginSampledRow_i(table, timestamp);
         m_begunStores.push_back(table.store);
     }
-    if (pushValue_i(message, element, table, place.column) != 0) return 1;
+    if (pushValue_i(message, element, table, place.target.column) != 0) return 1;
     if (message.metric.m_hasEntityAttributes) {
         pushAttributes_i(*entity, table.sampled.attributeColumns, *table.store);
     }
@@ -84,7 +73,7 @@ bool IntWriterV2::findPlace_i(const SampledMessage& message, const pwr::DataElem
         const auto added = static_cast<std::uint16_t>(table->store->addColumn(lateTitle_i(message, element)));
         found = &(table->sampled.dataColumns[key] = added);
     }
-    place = {entity, element.getDescriptor(), table, *found};
+    place = {entity, element.getDescriptor(), {table, *found}};
     return true;
 }
 

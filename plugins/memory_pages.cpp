@@ -32,4 +32,8 @@ void request(char* begin, std::size_t size) {
 #endif
 }
 
+void giveBack(char* begin, std::size_t size) {
+    if (size >= FEW_PAGES * PAGE) advise(begin, size, PAGE, MADV_DONTNEED);
+}
+
 }  // namespace memory_pages

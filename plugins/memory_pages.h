@@ -14,4 +14,7 @@ void preferLarge(char* begin, std::size_t size);
 // Has the pages inside the block, which is about to be written, backed now and all at once.
 void request(char* begin, std::size_t size);
 
+// Gives the pages inside the block back to the system, whatever becomes of the block. Its content is lost.
+void giveBack(char* begin, std::size_t size);
+
 }  // namespace memory_pages

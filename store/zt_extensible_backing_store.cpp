@@ -21,7 +21,7 @@ namespace pwr {
 namespace {
 
 constexpr std::size_t ERROR_TEXT_SIZE = 256;
-constexpr std::size_t SMALL_WINDOW = 65536;
+constexpr std::uint64_t SMALL_WINDOW = 65536;
 constexpr std::size_t BACKING_STEP = 131072;
 
 // Tells a failure of the temporary file through the stream form of the log, and leaves errno as it is.

@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <vector>
 
-namespace overtime {
-
 inline std::uint64_t hashOf(std::uint64_t key) {
     return key * 0x9E3779B97F4A7C15u;
+}
+
+inline std::uint64_t hashOf(const void* key) {
+    return hashOf(std::uint64_t{reinterpret_cast<std::uintptr_t>(key)});
 }
 
 // Keys are cheap values with == and a hashOf; values are cheap and default-constructible. Entries stay.
@@ -59,5 +61,3 @@ private:
     std::vector<Slot> m_slots;  // none, or a power of two
     std::size_t m_count = 0;
 };
-
-}  // namespace overtime

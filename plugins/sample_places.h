@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "plugins/flat_map.h"
+#include "pwr/metric.h"
+
+// Where the elements of samples go. Samples of one metric mostly name the same entities and descriptors in
+// the same order, so what was worked out for the sample before is kept by position: in a row of memory that
+// is read from its start to its end, where a look-up by key would go all over it.
+//
+// `Key` tells apart what is written of a metric, as in a FlatMap. `Target` is a cheap value.
+template <typename Key, typename Target>
+class SamplePlaces {
+public:
+    struct Place {
+        const pwr::EntityHandle* entity = nullptr;
+        const pwr::DataDescriptor* descriptor = nullptr;
+        Target target{};
+
+        bool isOf(const pwr::EntityHandle* anEntity, const pwr::DataDescriptor* aDescriptor) const {
+            return entity == anEntity && descriptor == aDescriptor;
+        }
+    };
+
+    // The first of `count` places, which the caller keeps up to date. They hold until the next call.
+    Place* placesOf(const Key& key, std::size_t count) {
+        std::uint32_t& number = m_numbers[key];
+        if (number == 0) {
+            m_places.emplace_back();
+            number = static_cast<std::uint32_t>(m_places.size());
+        }
+        std::vector<Place>& places = m_places[number - 1];
+        if (places.size() < count) places.resize(count);
+        return places.data();
+    }
+
+private:
+    FlatMap<Key, std::uint32_t> m_numbers;  // counted from 1
+    std::vector<std::vector<Place>> m_places;
+};
