@@ -160,35 +160,12 @@ void IntWriterV2::formatTicks_i(std::uint64_t ticks, TimeConversion conversion, 
     m_realFormatter.format(out, pwr::Data(time));
 }
 
-const std::string& IntWriterV2::timeText_i(std::uint64_t timestamp, TimeConversion conversion) {
-    LatestText& latest = m_timeTexts[conversion];
-    if (latest.isSet && latest.number == timestamp) return latest.text;
+void IntWriterV2::formatTime_i(std::uint64_t timestamp, TimeConversion conversion, std::string& out) const {
     if (m_doTimelineTsc) {
         char digits[20];
         const auto end = std::to_chars(digits, digits + sizeof digits, timestamp);
-        latest.text.assign(digits, end.ptr);
+        out.assign(digits, end.ptr);
     } else {
-        formatTicks_i(timestamp - m_globalStartTimestamp, conversion, latest.text);
+        formatTicks_i(timestamp - m_globalStartTimestamp, conversion, out);
     }
-    latest.isSet = true;
-    latest.number = timestamp;
-    return latest.text;
-}
-
-const std::string& IntWriterV2::durationText_i(std::uint64_t ticks) {
-    if (!m_durationText.isSet || m_durationText.number != ticks) {
-        formatTicks_i(ticks, TimeConversionMilliseconds, m_durationText.text);
-        m_durationText.isSet = true;
-        m_durationText.number = ticks;
-    }
-    return m_durationText.text;
-}
-
-const std::string& IntWriterV2::sampleText_i(std::uint64_t sampleCount) {
-    if (!m_sampleText.isSet || m_sampleText.number != sampleCount) {
-        pwr::Data(static_cast<unsigned long>(sampleCount)).toFormattedString(m_sampleText.text);
-        m_sampleText.isSet = true;
-        m_sampleText.number = sampleCount;
-    }
-    return m_sampleText.text;
 }

@@ -190,6 +190,16 @@ private:
         bool isSet = false;
         std::uint64_t number = 0;
         std::string text;
+
+        // The text of `wanted`, which `format` puts into its argument if it is not the latest.
+        template <typename Format>
+        const std::string& of(std::uint64_t wanted, const Format& format) {
+            if (isSet && number == wanted) return text;
+            format(text);
+            isSet = true;
+            number = wanted;
+            return text;
+        }
     };
 
     std::int32_t writeSampledDeltaMetric(const pwr::Metric& metric);
@@ -209,9 +219,21 @@ private:
                           FlatMap<std::uint64_t, std::uint16_t>& columns, BackingStoreWrapper& store);
 
     void formatTicks_i(std::uint64_t ticks, TimeConversion conversion, std::string& out) const;
-    const std::string& timeText_i(std::uint64_t timestamp, TimeConversion conversion);
-    const std::string& durationText_i(std::uint64_t ticks);
-    const std::string& sampleText_i(std::uint64_t sampleCount);
+    void formatTime_i(std::uint64_t timestamp, TimeConversion conversion, std::string& out) const;
+
+    const std::string& timeText_i(std::uint64_t timestamp, TimeConversion conversion) {
+        return m_timeTexts[conversion].of(
+            timestamp, [&](std::string& out) { formatTime_i(timestamp, conversion, out); });
+    }
+    const std::string& durationText_i(std::uint64_t ticks) {
+        return m_durationText.of(
+            ticks, [&](std::string& out) { formatTicks_i(ticks, TimeConversionMilliseconds, out); });
+    }
+    const std::string& sampleText_i(std::uint64_t sampleCount) {
+        return m_sampleText.of(sampleCount, [&](std::string& out) {
+            pwr::Data(static_cast<unsigned long>(sampleCount)).toFormattedString(out);
+        });
+    }
 
     std::vector<std::unique_ptr<BackingStoreWrapper>> m_wrappers;  // the stores of all tables
     FlatMap<TableKey, TableInfo*> m_tableCache;

@@ -11,7 +11,6 @@ namespace host::model {
 
 namespace {
 
-constexpr int MAX_EXACT_PRECISION = 3;
 constexpr std::uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000};
 // The integer digits of the largest double, its sign and the point.
 constexpr std::size_t MAX_REAL_HEAD = 312;
@@ -23,22 +22,17 @@ void appendInteger(std::string& out, Integer value) {
     out.append(text, end);
 }
 
-// True if the text of a value can be had from integers.
-bool isExact(double value, int precision) {
-    return precision <= MAX_EXACT_PRECISION && std::fabs(value) < 0x1p53;
-}
-
-// Rounds an exact value's amount times 10^precision to an integer, ties to even. With up to three decimals
-// the product of the mantissa fits 63 bits, so nothing is lost before the rounding.
-std::uint64_t scaledToInteger(double value, int precision) {
+// Rounds an exact value's amount times 10^DECIMALS to an integer, ties to even. With up to three decimals the
+// product of the mantissa fits 63 bits, so nothing is lost before the rounding.
+template <int DECIMALS>
+std::uint64_t scaledToInteger(double value) {
     constexpr int MANTISSA_BITS = 52;
     constexpr std::uint64_t HIDDEN_BIT = std::uint64_t{1} << MANTISSA_BITS;
     const auto bits = std::bit_cast<std::uint64_t>(std::fabs(value));
-    const std::uint64_t product = ((bits & (HIDDEN_BIT - 1)) | HIDDEN_BIT) * POWERS_OF_TEN[precision];
+    const std::uint64_t product = ((bits & (HIDDEN_BIT - 1)) | HIDDEN_BIT) * POWERS_OF_TEN[DECIMALS];
     // The value is its mantissa by 2^shift; those too small to have a hidden bit are nothing by far.
     const auto shift = static_cast<unsigned>(1075 - static_cast<int>(bits >> MANTISSA_BITS));
-    if (shift == 0) return product;
-    if (shift > 63) return 0;  // less than a half
+    if (shift - 1 > 62) return shift == 0 ? product : 0;  // an integer, or less than a half
     // Without a branch, as the rounding of real data can't be predicted.
     const std::uint64_t half = std::uint64_t{1} << (shift - 1);
     const std::uint64_t isOdd = product >> shift & 1;
@@ -76,21 +70,30 @@ char* putDigits(char* end, std::uint64_t value) {
     return end - 1 - (value >= 10 ? 1 : 0) - (value >= 100 ? 1 : 0) - (value >= 1000 ? 1 : 0);
 }
 
-char* putExact(char* end, double value, int precision) {
-    std::uint64_t rest = scaledToInteger(value, precision);
+template <int DECIMALS>
+char* putExact(char* end, double value) {
+    std::uint64_t rest = scaledToInteger<DECIMALS>(value);
     // Up to three decimals: one, a pair, or both.
-    if ((precision & 1) != 0) {
+    if constexpr ((DECIMALS & 1) != 0) {
         end = putDigit(end, rest % 10);
         rest /= 10;
     }
-    if ((precision & 2) != 0) {
+    if constexpr ((DECIMALS & 2) != 0) {
         end = putPair(end, rest % 100);
         rest /= 100;
     }
-    if (precision != 0) *--end = '.';
+    if constexpr (DECIMALS != 0) *--end = '.';
     end = putDigits(end, rest);
-    if (std::signbit(value)) *--end = '-';
-    return end;
+    *(end - 1) = '-';
+    return end - (std::signbit(value) ? 1 : 0);
+}
+
+template <int DECIMALS>
+void appendExact(std::string& out, double value) {
+    char text[32];
+    char* const end = text + sizeof text;
+    const char* const begin = putExact<DECIMALS>(end, value);
+    out.append(begin, static_cast<std::size_t>(end - begin));
 }
 
 // Not inlined, to keep the way of the exact values short.
@@ -110,14 +113,19 @@ char* putExact(char* end, double value, int precision) {
 }
 
 void appendFixed(std::string& out, double value, int precision) {
-    if (!isExact(value, precision)) {
-        appendOther(out, value, precision);
-        return;
+    if (!(std::fabs(value) < 0x1p53)) return appendOther(out, value, precision);
+    switch (precision) {
+        case 0:
+            return appendExact<0>(out, value);
+        case 1:
+            return appendExact<1>(out, value);
+        case 2:
+            return appendExact<2>(out, value);
+        case 3:
+            return appendExact<3>(out, value);
+        default:
+            return appendOther(out, value, precision);
     }
-    char text[32];
-    char* const end = text + sizeof text;
-    const char* const begin = putExact(end, value, precision);
-    out.append(begin, static_cast<std::size_t>(end - begin));
 }
 
 [[gnu::noinline]] void widen(std::string& out, std::size_t head, int width) {
