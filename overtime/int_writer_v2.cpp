@@ -169,3 +169,19 @@ void IntWriterV2::formatTime_i(std::uint64_t timestamp, TimeConversion conversio
         formatTicks_i(timestamp - m_globalStartTimestamp, conversion, out);
     }
 }
+
+const std::string& IntWriterV2::timeText_i(std::uint64_t timestamp, TimeConversion conversion) {
+    return m_timeTexts[conversion].of(timestamp,
+                                      [&](std::string& out) { formatTime_i(timestamp, conversion, out); });
+}
+
+const std::string& IntWriterV2::durationText_i(std::uint64_t ticks) {
+    return m_durationText.of(
+        ticks, [&](std::string& out) { formatTicks_i(ticks, TimeConversionMilliseconds, out); });
+}
+
+const std::string& IntWriterV2::sampleText_i(std::uint64_t sampleCount) {
+    return m_sampleText.of(sampleCount, [&](std::string& out) {
+        pwr::Data(static_cast<unsigned long>(sampleCount)).toFormattedString(out);
+    });
+}

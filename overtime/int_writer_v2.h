@@ -221,19 +221,9 @@ private:
     void formatTicks_i(std::uint64_t ticks, TimeConversion conversion, std::string& out) const;
     void formatTime_i(std::uint64_t timestamp, TimeConversion conversion, std::string& out) const;
 
-    const std::string& timeText_i(std::uint64_t timestamp, TimeConversion conversion) {
-        return m_timeTexts[conversion].of(
-            timestamp, [&](std::string& out) { formatTime_i(timestamp, conversion, out); });
-    }
-    const std::string& durationText_i(std::uint64_t ticks) {
-        return m_durationText.of(
-            ticks, [&](std::string& out) { formatTicks_i(ticks, TimeConversionMilliseconds, out); });
-    }
-    const std::string& sampleText_i(std::uint64_t sampleCount) {
-        return m_sampleText.of(sampleCount, [&](std::string& out) {
-            pwr::Data(static_cast<unsigned long>(sampleCount)).toFormattedString(out);
-        });
-    }
+    const std::string& timeText_i(std::uint64_t timestamp, TimeConversion conversion);
+    const std::string& durationText_i(std::uint64_t ticks);
+    const std::string& sampleText_i(std::uint64_t sampleCount);
 
     std::vector<std::unique_ptr<BackingStoreWrapper>> m_wrappers;  // the stores of all tables
     FlatMap<TableKey, TableInfo*> m_tableCache;
