@@ -13,6 +13,7 @@ using overtime::TablePrinter;
 
 namespace {
 
+constexpr std::string_view ROW_COMPLETE_TOKEN = "\n";
 constexpr std::uint64_t LENGTH_SIZE = sizeof(std::uint32_t);
 constexpr std::uint64_t SMALLEST_CHUNK = 4096;
 constexpr std::uint64_t LARGEST_CHUNK = 1048576;
@@ -80,24 +81,26 @@ bool returnToRecord(pwr::ZTExtensibleBackingStore& store, Chunk& chunk, std::uin
     return false;
 }
 
+// A cell that is exactly the token ends its row, too.
+bool isTokenAt(const char* text, std::uint32_t length) {
+    return length == ROW_COMPLETE_TOKEN.size() && *text == ROW_COMPLETE_TOKEN.front();
+}
+
 }  // namespace
 
 BackingStoreWrapper::BackingStoreWrapper(const std::string& title, const std::string& defaultValue)
     : m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
-      m_title(title),
-      m_defaultValue(defaultValue),
-      m_defaultValueLength(static_cast<std::uint32_t>(defaultValue.size())),
-      m_rowCompleteToken("\n"),
-      m_rowCompleteTokenLength(static_cast<std::uint32_t>(m_rowCompleteToken.size())),
       m_spooledSize(0),
-      m_isComplete(true) {}
+      m_defaultValueLength(static_cast<std::uint32_t>(defaultValue.size())),
+      m_isComplete(true),
+      m_title(title),
+      m_defaultValue(defaultValue) {}
 
 std::size_t BackingStoreWrapper::addColumn(const std::string& title) {
     // The titles come last: they count the columns if memory runs out half-way.
     const std::size_t index = m_columnTitles.size();
     m_columnWidths.resize(index + 1);
-    m_columnWidths[index] = title.size();
-    m_pendingRow.setColumnCount(index + 1);
+    if (m_pendingRow.columnCount() == index) m_pendingRow.addColumn(title.size());
     m_columnTitles.push_back(title);
     LOG_INFO_TAG(TEXT_WRITER_TAG, "Column#%zu width=%zu\n", m_columnTitles.size(), title.size());
     return index;
@@ -116,8 +119,8 @@ std::int32_t BackingStoreWrapper::pushLine(const std::string&) {
 
 void BackingStoreWrapper::rowComplete() {
     if (mayLog()) logRow_i();
-    const std::size_t bound = m_pendingRow.bound() + m_columnTitles.size() * m_defaultValueLength +
-                              LENGTH_SIZE + m_rowCompleteTokenLength;
+    const std::size_t bound = m_pendingRow.bound() + m_pendingRow.columnCount() * m_defaultValueLength +
+                              LENGTH_SIZE + ROW_COMPLETE_TOKEN.size();
     if (char* const place = m_isComplete ? m_store->placeToAppend(bound) : nullptr) {
         char* const end = putRow_i(place);
         const auto length = static_cast<std::uint64_t>(end - place);
@@ -134,8 +137,8 @@ void BackingStoreWrapper::rowComplete() {
 // Writes the pending row and its token, and clears the row. Returns the place behind them.
 char* BackingStoreWrapper::putRow_i(char* out) {
     out = m_pendingRow.spool(out, m_defaultValue);
-    out = packing::put(out, m_rowCompleteTokenLength);
-    return packing::putBytes(out, m_rowCompleteToken.data(), m_rowCompleteTokenLength);
+    out = packing::put(out, static_cast<std::uint32_t>(ROW_COMPLETE_TOKEN.size()));
+    return packing::putBytes(out, ROW_COMPLETE_TOKEN.data(), ROW_COMPLETE_TOKEN.size());
 }
 
 void BackingStoreWrapper::spool_i(const char* row, std::uint64_t length) {
@@ -163,6 +166,7 @@ std::int32_t BackingStoreWrapper::flush(std::FILE* file, const std::string& deli
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Please provide a valid output file to write\n");
         return 1;
     }
+    for (std::size_t i = 0; i < m_columnWidths.size(); ++i) m_columnWidths[i] = m_pendingRow.width(i);
     TablePrinter printer(file, m_columnWidths, delimiter, m_defaultValue);
     if (leadingNewline) printer.text("\n");
     printer.text(m_title);
@@ -219,11 +223,6 @@ std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
     return status;
 }
 
-// A cell that is exactly the token ends its row, too.
-bool BackingStoreWrapper::isTokenAt_i(const char* text, std::uint32_t length) const {
-    return length == m_rowCompleteTokenLength && *text == m_rowCompleteToken.front();
-}
-
 // Prints the whole records of a chunk and returns their length.
 std::uint64_t BackingStoreWrapper::printRecords_i(TablePrinter& printer, const char* chunk,
                                                   std::uint64_t length) const {
@@ -235,7 +234,7 @@ std::uint64_t BackingStoreWrapper::printRecords_i(TablePrinter& printer, const c
         const char* const text = chunk + offset + LENGTH_SIZE;
         offset += LENGTH_SIZE + textLength;
         if (isShown) LOG_INFO_TAG(TEXT_WRITER_TAG, "Read %s\n", std::string(text, textLength).c_str());
-        if (isTokenAt_i(text, textLength)) {
+        if (isTokenAt(text, textLength)) {
             printer.endRow();
         } else if (length - offset >= TablePrinter::SLACK) {
             printer.cell(text, textLength);

@@ -9,6 +9,7 @@
 
 #include "overtime/pending_row.h"
 #include "overtime/table_printer.h"
+#include "plugins/prefetch.h"
 #include "store/zt_extensible_backing_store.h"
 
 // A table whose columns may appear at any moment and whose widths are known only at its end.
@@ -22,7 +23,7 @@
 //
 // A row is one record per column that existed when the row was completed, in column order, and a record that
 // holds one line feed. One thread at a time.
-class BackingStoreWrapper {
+class alignas(64) BackingStoreWrapper {
 public:
     // `title` is the table's title line, `defaultValue` the text of a cell that has no value. Throws what the
     // store's constructor throws.
@@ -35,7 +36,6 @@ public:
     // as wide as every text that was ever pushed to it. Returns 0, or 1 if there is no such column.
     std::int32_t pushCell(std::string_view value, std::uint16_t column) {
         if (column >= m_pendingRow.columnCount()) return refuseCell_i(column);
-        if (value.size() > m_columnWidths[column]) m_columnWidths[column] = value.size();
         m_pendingRow.set(column, value);
         return 0;
     }
@@ -52,11 +52,23 @@ public:
     // there is no file or no memory. Whether the file took everything must be asked of the file.
     std::int32_t flush(std::FILE* file, const std::string& delimiter, bool leadingNewline);
 
+    // Has the processor fetch what a row needs, in stages: this object; what it points to; and the place that
+    // the row goes to.
+    PREFETCHES void fetch(std::size_t stage) const {
+        if (stage == 0) {
+            prefetch(this, CACHE_LINE);
+        } else if (stage == 1) {
+            m_pendingRow.fetch();
+            m_store->fetch();
+        } else {
+            m_store->fetchPlace();
+        }
+    }
+
     // False once rows have been lost or a table could not be printed to its end.
     bool isComplete() const { return m_isComplete; }
 
 private:
-    bool isTokenAt_i(const char* text, std::uint32_t length) const;
     std::int32_t refuseCell_i(std::uint16_t column) const;
     char* putRow_i(char* out);
     void spool_i(const char* row, std::uint64_t length);
@@ -65,17 +77,16 @@ private:
     std::uint64_t printRecords_i(overtime::TablePrinter& printer, const char* chunk,
                                  std::uint64_t length) const;
 
+    // What every row needs, in one line of the cache.
     std::unique_ptr<pwr::ZTExtensibleBackingStore> m_store;
+    overtime::PendingRow m_pendingRow;
+    std::uint64_t m_spooledSize;  // bytes of the store that are whole rows
+    std::uint32_t m_defaultValueLength;
+    bool m_isComplete;
+
     std::string m_title;
     std::string m_defaultValue;
     std::vector<std::string> m_columnTitles;
-    overtime::PendingRow m_pendingRow;
-    std::uint32_t m_defaultValueLength;
-    std::string m_rowCompleteToken;
-    std::uint32_t m_rowCompleteTokenLength;
-    std::vector<std::uint64_t> m_columnWidths;  // the longest of a column's title and the texts pushed to it
-
-    std::vector<char> m_record;   // the row as it is spooled
-    std::uint64_t m_spooledSize;  // bytes of the store that are whole rows
-    bool m_isComplete;
+    std::vector<std::uint64_t> m_columnWidths;  // as printed
+    std::vector<char> m_record;                 // a row as it is spooled, if it has to be copied
 };

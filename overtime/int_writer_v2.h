@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "overtime/backing_store_wrapper.h"
+#include "overtime/row_order.h"
 #include "plugins/flat_map.h"
 #include "plugins/output_file.h"
 #include "plugins/sample_places.h"
@@ -44,7 +45,7 @@ public:
     };
 
     // One table and where its columns are.
-    struct TableInfo {
+    struct alignas(64) TableInfo {
         BackingStoreWrapper* store = nullptr;  // owned by the writer
         std::uint64_t sampleCount = 0;         // rows begun
         std::uint64_t lastMessage = 0;         // the sampled message that began the latest row
@@ -60,6 +61,16 @@ public:
         std::uint16_t tracedDurationColumn = 0;
         FlatMap<std::uint64_t, std::uint16_t> tracedAttributeColumns;  // as attributeColumns
         std::string tracedEntityName;                                  // the text of tracedEntityColumn
+
+        // Has the processor fetch what a row needs, step by step.
+        static constexpr std::size_t STAGES = 4;
+        PREFETCHES void fetch(std::size_t stage) const {
+            if (stage == 0) {
+                prefetch(this, CACHE_LINE);
+            } else {
+                store->fetch(stage - 1);
+            }
+        }
     };
 
     IntWriterV2();
@@ -229,9 +240,9 @@ private:
     FlatMap<TableKey, TableInfo*> m_tableCache;
     FlatMap<std::uint64_t, const pwr::DataDescriptor*> m_stateCache;  // by address of the handle
     std::uint64_t m_messageCount;                                     // sampled messages
-    std::vector<BackingStoreWrapper*> m_begunStores;                  // of the sampled message being written
-    pwr::RealFormatter m_realFormatter;                               // two decimals
-    LatestText m_timeTexts[2];                                        // by TimeConversion
+    overtime::RowOrder<TableKey, TableInfo> m_order;
+    pwr::RealFormatter m_realFormatter;  // two decimals
+    LatestText m_timeTexts[2];           // by TimeConversion
     LatestText m_durationText;
     LatestText m_sampleText;
     std::string m_cell;

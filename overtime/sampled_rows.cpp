@@ -5,6 +5,13 @@
 
 using namespace overtime;
 
+namespace {
+
+// So many that what their rows need is no longer in the processor's nearer caches.
+constexpr std::size_t MANY_TABLES = 512;
+
+}  // namespace
+
 IntWriterV2::SampledMessage IntWriterV2::sampledMessage_i(const pwr::Metric& metric, std::uint64_t tableIndex,
                                                           Calculations calculation,
                                                           const pwr::Quantity* quantity,
@@ -35,12 +42,13 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
     const SampledMessage message = sampledMessage_i(metric, tableIndex, calculation, quantity, titleSuffix,
                                                     defaultValue, TEXT_WRITER_TAG);
     ++m_messageCount;
-    m_begunStores.clear();
-    Place* place = m_places.placesOf({metric.m_id, tableIndex}, sample.elements.size());
+    const TableKey key{metric.m_id, tableIndex};
+    Place* place = m_places.placesOf(key, sample.elements.size());
+    m_order.begin(key, m_wrappers.size() >= MANY_TABLES);
     for (const pwr::DataElement* element : sample.elements) {
         if (writeSampledElement_i(message, sample.timestamp, *element, *place++) != 0) return 1;
     }
-    for (BackingStoreWrapper* store : m_begunStores) store->rowComplete();
+    for (TableInfo* table : m_order.end()) table->store->rowComplete();
     return 0;
 }
 
@@ -53,7 +61,7 @@ std::int32_t IntWriterV2::writeSampledElement_i(const SampledMessage& message, s
         table.lastMessage = m_messageCount;
         table.hasDuration = false;
         beginSampledRow_i(table, timestamp);
-        m_begunStores.push_back(table.store);
+        m_order.add(table);
     }
     if (pushValue_i(message, element, table, place.target.column) != 0) return 1;
     if (message.metric.m_hasEntityAttributes) {
