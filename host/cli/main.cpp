@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <exception>
 #include <new>
 #include <string>
@@ -23,6 +24,8 @@ void openStandardStreams() {
 
 int main(int argc, char** argv) try {
     openStandardStreams();
+    // A file that may not grow is to fail like a full disk, for its writer alone.
+    std::signal(SIGXFSZ, SIG_IGN);
     CLI::App program("Delivers power and performance data to the writers of a plug-in library", "pwrhost");
     program.require_subcommand(1);
     host::cli::Command chosen;
