@@ -1,10 +1,15 @@
 #include "host/model/environment.h"
 
+#include <cerrno>
 #include <cstring>
+#include <new>
+#include <string_view>
 
 PluginEnvironment* g_pluginEnvironment = nullptr;
 
 namespace host::model {
+
+Environment* Environment::s_current = nullptr;
 
 Environment::Environment(pwr::Logger& errorLog, pwr::Logger& infoLog) : m_discard(nullptr) {
     m_logLevel = 1;
@@ -12,16 +17,30 @@ Environment::Environment(pwr::Logger& errorLog, pwr::Logger& infoLog) : m_discar
     m_infoLog = &infoLog;
     m_discardStream = &m_discard;
     g_pluginEnvironment = this;
+    s_current = this;
 }
 
 Environment::~Environment() {
     if (g_pluginEnvironment == this) g_pluginEnvironment = nullptr;
+    if (s_current == this) s_current = nullptr;
 }
 
 pwr::Logger* Environment::outputHandle(const std::string& name) {
     std::unique_ptr<OutputHandle>& handle = m_outputs[name];
     if (handle == nullptr) handle = std::make_unique<OutputHandle>(name, *this);
     return handle.get();
+}
+
+void Environment::reportUncreated(const char* path) {
+    const int error = errno;
+    if (!std::string_view(path).ends_with(".tmp")) {
+        try {
+            reportOutputFailure(path, error);
+        } catch (const std::bad_alloc&) {
+            // It is counted, and its writer fails.
+        }
+    }
+    errno = error;
 }
 
 void Environment::reportOutputFailure(const std::string& name, int error) {

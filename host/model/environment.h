@@ -20,16 +20,25 @@ public:
     Environment& operator=(const Environment&) = delete;
     ~Environment();
 
+    // Logs and counts that a file could not be created, unless it is a temporary file, for which its writer
+    // speaks. Leaves errno as it is.
+    void reportUncreated(const char* path);
+
+    // The environment that lives, or null.
+    static Environment* current() { return s_current; }
+
     // Returns the handle of that name, made on first use.
     pwr::Logger* outputHandle(const std::string& name);
 
     // Logs that an output file could not be written, and counts it. `error` is an errno value.
     void reportOutputFailure(const std::string& name, int error);
 
-    // How often an output handle could not write its file.
+    // How often an output file could not be created, or not be written by its handle.
     std::size_t outputFailures() const { return m_outputFailures; }
 
 private:
+    static Environment* s_current;
+
     std::ostream m_discard;
     std::map<std::string, std::unique_ptr<OutputHandle>> m_outputs;
     std::size_t m_outputFailures = 0;

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "host/model/environment.h"
 #include "host/model/files.h"
 #include "host/model/number_text.h"
 #include "host/model/value.h"
@@ -45,6 +46,11 @@ int openOrCreate(const char* path, int flags, bool& isNew) {
         if (isNew || errno != EEXIST) return descriptor;
     }
     return host::model::openWithoutSurprise(path, flags);
+}
+
+// Not all writers say that they have no file.
+void reportUncreated(const char* path) {
+    if (auto* const environment = host::model::Environment::current()) environment->reportUncreated(path);
 }
 
 }  // namespace
@@ -98,13 +104,17 @@ bool openFileHandle(FILE** file, const char* path, const char* mode) {
     }
     bool isNew = false;
     const int descriptor = openOrCreate(path, flags, isNew);
-    if (descriptor < 0) return false;
+    if (descriptor < 0) {
+        if ((flags & O_CREAT) != 0) reportUncreated(path);
+        return false;
+    }
     FILE* const opened = ::fdopen(descriptor, mode);
     if (opened == nullptr) {
         const int error = errno;
         ::close(descriptor);
         if (isNew) ::unlink(path);
         errno = error;
+        reportUncreated(path);
         return false;
     }
     *file = opened;
