@@ -1,10 +1,13 @@
 #include "import/vyrta_backing_store_manager.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "import/vyrta_collection_info.h"
 #include "import/vyrta_log.h"
 #include "plugins/memory_pages.h"
+#include "plugins/output_file.h"
 
 VyrtaBackingStoreManager::VyrtaBackingStoreManager(const std::string& name)
     : m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
@@ -18,7 +21,10 @@ VyrtaBackingStoreManager::~VyrtaBackingStoreManager() {
 int VyrtaBackingStoreManager::pushBuffer_i(const char* buffer, unsigned int size) {
     if (!m_valid) return 0;
     if (m_store->write(buffer, size) == static_cast<long>(size)) return 0;
+    const int reason = errno;
     VYRTA_WARNING("Failed to write to tmp file %s\n", m_store->getPath().c_str());
+    LOG_ERROR("Could not spool the records of \"%s\" to %s: %s\n", m_name.c_str(), m_store->getPath().c_str(),
+              std::strerror(reason));
     return 1;
 }
 
@@ -40,16 +46,22 @@ int VyrtaBackingStoreManager::flush(std::FILE* file) {
     const std::unique_ptr<char, FreeDeleter> block(static_cast<char*>(std::malloc(size)));
     if (block == nullptr) {
         VYRTA_WARNING("Failed to allocate buffer of size %ld\n", static_cast<long>(size));
+        errno = ENOMEM;
         return 1;
     }
     memory_pages::preferLarge(block.get(), size);
+    // What could not be spilled before fails here, and only this first time with its reason.
+    errno = 0;
     m_store->resetForRead();
+    const int reason = errno;
     if (m_store->read(block.get(), size) != static_cast<long>(size)) {
         VYRTA_WARNING("Failed to read from backing store '%s'. \n", path.c_str());
+        if (reason != 0) errno = reason;
         return 1;
     }
-    if (std::fwrite(block.get(), 1, size, file) != size) {
+    if (int error = 0; writeText(file, {block.get(), size}, error), error != 0) {
         VYRTA_WARNING("Failed to write backing store '%s' buffer to main output file. \n", path.c_str());
+        errno = error;
         return 1;
     }
     return 0;

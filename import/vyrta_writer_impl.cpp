@@ -1,5 +1,7 @@
 #include "import/vyrta_writer_impl.h"
 
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <utility>
 
@@ -36,16 +38,16 @@ VyrtaBackingStoreManager* VyrtaWriterImpl::getBackingStore(const std::string& na
 }
 
 int VyrtaWriterImpl::fini() {
-    bool complete = true;
-    if (flushStores_i(complete) != 0) return 1;
+    int copyError = 0;
+    if (flushStores_i(copyError) != 0) return 1;
     if (!m_valid || !m_hasData || m_file == nullptr) return discardFile_i();
-    const bool finished = finishFile(FilePtr(std::exchange(m_file, nullptr)), m_fileName);
-    if (finished && !complete)
-        LOG_ERROR("Could not complete %s: a block could not be copied\n", m_fileName.c_str());
+    const bool finished = finishFile(FilePtr(std::exchange(m_file, nullptr)), m_fileName, copyError);
+    if (finished && copyError != 0)
+        LOG_ERROR("Could not complete %s: %s\n", m_fileName.c_str(), std::strerror(copyError));
     return 0;
 }
 
-int VyrtaWriterImpl::flushStores_i(bool& complete) {
+int VyrtaWriterImpl::flushStores_i(int& copyError) {
     while (!m_stores.empty()) {
         const auto first = m_stores.begin();
         VyrtaBackingStoreManager& manager = *first->second;
@@ -58,7 +60,9 @@ int VyrtaWriterImpl::flushStores_i(bool& complete) {
                 VYRTA_WARNING("Could not create %s\n", m_fileName.c_str());
                 return 1;
             }
-            if (manager.flush(m_file) != 0 && manager.m_valid) complete = false;
+            errno = 0;
+            if (manager.flush(m_file) != 0 && manager.m_valid && copyError == 0)
+                copyError = errno != 0 ? errno : EIO;
         }
         m_stores.erase(first);
     }

@@ -35,6 +35,6 @@ public:
     static bool m_hasData;  // a sample has been written in this process
 
 private:
-    int flushStores_i(bool& complete);
+    int flushStores_i(int& copyError);
     int discardFile_i();
 };
