@@ -94,7 +94,8 @@ BackingStoreWrapper::BackingStoreWrapper(const std::string& title, const std::st
       m_defaultValueLength(static_cast<std::uint32_t>(defaultValue.size())),
       m_isComplete(true),
       m_title(title),
-      m_defaultValue(defaultValue) {}
+      m_defaultValue(defaultValue),
+      m_writeError(0) {}
 
 std::size_t BackingStoreWrapper::addColumn(const std::string& title) {
     // The titles come last: they count the columns if memory runs out half-way.
@@ -167,7 +168,7 @@ std::int32_t BackingStoreWrapper::flush(std::FILE* file, const std::string& deli
         return 1;
     }
     for (std::size_t i = 0; i < m_columnWidths.size(); ++i) m_columnWidths[i] = m_pendingRow.width(i);
-    TablePrinter printer(file, m_columnWidths, delimiter, m_defaultValue);
+    TablePrinter printer(file, m_columnWidths, delimiter, m_defaultValue, m_writeError);
     if (leadingNewline) printer.text("\n");
     printer.text(m_title);
     printer.text("\n");
@@ -175,13 +176,15 @@ std::int32_t BackingStoreWrapper::flush(std::FILE* file, const std::string& deli
     for (const std::uint64_t width : m_columnWidths) {
         LOG_INFO_TAG(TEXT_WRITER_TAG, "Column width=%llu\n", static_cast<unsigned long long>(width));
     }
+    // What could not be spilled before fails here, and only this first time with its reason.
+    errno = 0;
     m_store->resetForRead();
-    return printRows_i(printer);
+    return printRows_i(printer, errno);
 }
 
 // Reads the spool in chunks, in place where the store's window holds one. A record that is cut by a chunk's
-// end is read again by the next chunk.
-std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
+// end is read again by the next chunk. `reason` is the errno of what has failed before, or 0.
+std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer, int reason) {
     std::uint64_t size = std::min(m_store->size(), LARGEST_CHUNK);
     if (size <= SMALLEST_CHUNK) size = SMALLEST_CHUNK;
     Chunk chunk = allocate(size);
@@ -197,8 +200,12 @@ std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
         std::uint64_t length = std::min(size, unread);
         const char* records = m_store->readInPlace(length);
         if (records == nullptr) {
+            errno = 0;
             const std::int64_t result = m_store->read(chunk.get(), length);
-            if (result < 0) break;
+            if (result < 0) {
+                if (reason == 0) reason = errno;
+                break;
+            }
             length = static_cast<std::uint64_t>(result);
             records = chunk.get();
         }
@@ -211,14 +218,15 @@ std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer) {
         if (rest == unread) break;  // no chunk could complete this record
         if (!returnToRecord(*m_store, chunk, size, length, records + printed, rest)) {
             status = 1;
+            reason = ENOMEM;
             break;
         }
     }
     printer.text("\n");
     if (unread != 0) {
         m_isComplete = false;
-        LOG_ERROR("Could not read all rows of \"%s\" from %s\n", firstLineOf(m_title).c_str(),
-                  m_store->getPath().c_str());
+        LOG_ERROR("Could not read all rows of \"%s\" from %s: %s\n", firstLineOf(m_title).c_str(),
+                  m_store->getPath().c_str(), std::strerror(reason != 0 ? reason : EIO));
     }
     return status;
 }

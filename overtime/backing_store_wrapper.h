@@ -68,12 +68,15 @@ public:
     // False once rows have been lost or a table could not be printed to its end.
     bool isComplete() const { return m_isComplete; }
 
+    // The errno of the first write to the file of flush that failed, or 0.
+    int writeError() const { return m_writeError; }
+
 private:
     std::int32_t refuseCell_i(std::uint16_t column) const;
     char* putRow_i(char* out);
     void spool_i(const char* row, std::uint64_t length);
     void logRow_i() const;
-    std::int32_t printRows_i(overtime::TablePrinter& printer);
+    std::int32_t printRows_i(overtime::TablePrinter& printer, int reason);
     std::uint64_t printRecords_i(overtime::TablePrinter& printer, const char* chunk,
                                  std::uint64_t length) const;
 
@@ -89,4 +92,5 @@ private:
     std::vector<std::string> m_columnTitles;
     std::vector<std::uint64_t> m_columnWidths;  // as printed
     std::vector<char> m_record;                 // a row as it is spooled, if it has to be copied
+    int m_writeError;                           // errno of the first write to flush's file that failed, or 0
 };

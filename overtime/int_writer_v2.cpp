@@ -30,6 +30,7 @@ IntWriterV2::IntWriterV2(const std::string& id, const std::string& extension)
       m_doTimelineTsc(false),
       m_doTimelineResidencyTicks(false),
       m_isComplete(true),
+      m_writeError(0),
       m_messageCount(0),
       m_realFormatter(0, DECIMALS) {}
 
@@ -58,16 +59,17 @@ std::int32_t IntWriterV2::fini() {
         for (const auto& [innerKey, table] : group) {
             table.store->flush(m_file.get(), ",", isFirst);
             m_isComplete = table.store->isComplete() && m_isComplete;
+            if (m_writeError == 0) m_writeError = table.store->writeError();
             isFirst = false;
         }
     }
-    return finishFile(std::move(m_file), m_fileName) && m_isComplete ? 0 : 1;
+    return finishFile(std::move(m_file), m_fileName, m_writeError) && m_isComplete ? 0 : 1;
 }
 
 std::int32_t IntWriterV2::writeMessage(const pwr::TextMessage& message) {
     if (m_file == nullptr) return 0;
-    std::fwrite(message.m_text.data(), 1, message.m_text.size(), m_file.get());
-    std::fputc('\n', m_file.get());
+    writeText(m_file.get(), message.m_text, m_writeError);
+    writeText(m_file.get(), "\n", m_writeError);
     return 0;
 }
 

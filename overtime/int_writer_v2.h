@@ -193,6 +193,7 @@ protected:
     std::map<std::uint32_t, pwr::TimelineTableType> m_timelineTableTypes;  // by metric id
 
     bool m_isComplete;  // no table and no row has been lost
+    int m_writeError;   // errno of the first write to the file that failed, or 0
     Places m_places;
 
 private:

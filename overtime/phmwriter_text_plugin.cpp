@@ -10,10 +10,6 @@ namespace {
 
 constexpr const char* GROUP_PREFIX = "pmt-";
 
-void writeText(std::FILE* file, const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), file);
-}
-
 }  // namespace
 
 PhmTextWriter::PhmTextWriter() : IntWriterV2("9d2aa443-e197-4628-9ed7-f7772a50828e", "_phm.csv") {
@@ -76,6 +72,7 @@ std::int32_t PhmTextWriter::flushTables_i(OpenFile& defaultFile,
         for (const auto& [innerKey, table] : tables) {
             table.store->flush(out.file.get(), ",", false);
             m_isComplete = table.store->isComplete() && m_isComplete;
+            if (out.writeError == 0) out.writeError = table.store->writeError();
         }
     }
     return 0;
@@ -96,13 +93,13 @@ bool PhmTextWriter::openTableFile_i(OpenFile& out, const std::string& path) cons
         LOG_WARNING("Could not create %s\n", path.c_str());
         return false;
     }
-    writeText(out.file.get(), m_notes + "\n");
+    writeText(out.file.get(), m_notes + "\n", out.writeError);
     return true;
 }
 
 void PhmTextWriter::finishTableFile_i(OpenFile& out) {
     if (out.file == nullptr) return;
-    m_isComplete = finishFile(std::move(out.file), out.path) && m_isComplete;
+    m_isComplete = finishFile(std::move(out.file), out.path, out.writeError) && m_isComplete;
 }
 
 std::int32_t PhmTextWriter::flushMetaData() {
@@ -112,7 +109,8 @@ std::int32_t PhmTextWriter::flushMetaData() {
         LOG_WARNING("Could not create %s\n", path.c_str());
         return 1;
     }
-    writeText(file.get(), m_notes + "\n" + getTitleString("Metric Metadata") + "\n");
+    int writeError = 0;
+    writeText(file.get(), m_notes + "\n" + getTitleString("Metric Metadata") + "\n", writeError);
     std::string cell;
     for (const auto& [metricName, cells] : m_metadata) {
         if (cells.empty()) continue;
@@ -121,9 +119,9 @@ std::int32_t PhmTextWriter::flushMetaData() {
             data.toFormattedString(cell);
             line += cell + ",";
         }
-        writeText(file.get(), line + "\n");
+        writeText(file.get(), line + "\n", writeError);
     }
     // An incomplete metadata file must not cost the user the tables.
-    m_isComplete = finishFile(std::move(file), path) && m_isComplete;
+    m_isComplete = finishFile(std::move(file), path, writeError) && m_isComplete;
     return 0;
 }

@@ -55,6 +55,7 @@ private:
     struct OpenFile {
         std::string path;
         FilePtr file;
+        int writeError = 0;
     };
 
     void describeColumns_i(const pwr::Metric& metric);

@@ -27,7 +27,10 @@ std::string columnTitle(const pwr::DataHandle* entity, const pwr::DataDescriptor
 }  // namespace
 
 RawWriterV2::RawWriterV2()
-    : WriterPlugin("2e820d9e-2f9e-4cdb-a81d-056273a7a391"), m_extension(".txt"), m_timestampFrequency(0) {
+    : WriterPlugin("2e820d9e-2f9e-4cdb-a81d-056273a7a391"),
+      m_extension(".txt"),
+      m_writeError(0),
+      m_timestampFrequency(0) {
     auto capability = std::make_unique<pwr::WriterPluginCapability>(
         std::set<pwr::TableClass>{}, "raw", "Print raw text data to *.txt file", m_extension, false);
     capability->m_flags |= pwr::PluginCapability::FLAG_HOST;
@@ -53,14 +56,15 @@ std::int32_t RawWriterV2::fini() {
     for (const auto& table : m_tables) {
         table->flush(m_file.get(), ",", false);
         isComplete = table->isComplete() && isComplete;
+        if (m_writeError == 0) m_writeError = table->writeError();
     }
-    return finishFile(std::move(m_file), m_fileName) && isComplete ? 0 : 1;
+    return finishFile(std::move(m_file), m_fileName, m_writeError) && isComplete ? 0 : 1;
 }
 
 std::int32_t RawWriterV2::writeMessage(const pwr::TextMessage& message) {
     if (m_file == nullptr) return 0;
-    std::fwrite(message.m_text.data(), 1, message.m_text.size(), m_file.get());
-    std::fputs("\n\n", m_file.get());
+    writeText(m_file.get(), message.m_text, m_writeError);
+    writeText(m_file.get(), "\n\n", m_writeError);
     return 0;
 }
 

@@ -60,6 +60,7 @@ private:
     std::string m_extension;
     std::string m_fileName;
     FilePtr m_file;
+    int m_writeError;            // errno of the first write to the file that failed, or 0
     float m_timestampFrequency;  // ticks per microsecond; unused
     std::unordered_map<std::uint32_t, BackingStoreWrapper*> m_stores;
     std::unordered_map<std::uint32_t, ColumnMap> m_columnsByMetric;  // column of each entity and descriptor

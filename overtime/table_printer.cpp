@@ -2,10 +2,12 @@
 
 #include <new>
 
+#include "plugins/output_file.h"
+
 namespace overtime {
 
 TablePrinter::TablePrinter(std::FILE* file, const std::vector<std::uint64_t>& widths,
-                           const std::string& delimiter, const std::string& defaultValue)
+                           const std::string& delimiter, const std::string& defaultValue, int& writeError)
     : m_file(file),
       m_first(widths.data()),
       m_last(m_first + widths.size()),
@@ -14,6 +16,7 @@ TablePrinter::TablePrinter(std::FILE* file, const std::vector<std::uint64_t>& wi
       m_separator(delimiter + " " + std::string(SLACK, ' ')),
       m_defaultValueLength(defaultValue.size()),
       m_defaultValue(defaultValue + std::string(SLACK, ' ')),
+      m_writeError(writeError),
       m_buffer(new (std::nothrow) char[BUFFER_SIZE]),
       m_out(m_buffer.get()),
       m_end(m_buffer == nullptr ? nullptr : m_out + BUFFER_SIZE) {}
@@ -21,8 +24,12 @@ TablePrinter::TablePrinter(std::FILE* file, const std::vector<std::uint64_t>& wi
 void TablePrinter::drain() {
     if (m_buffer == nullptr) return;
     const auto used = static_cast<std::size_t>(m_out - m_buffer.get());
-    if (used != 0) std::fwrite(m_buffer.get(), 1, used, m_file);
+    if (used != 0) write({m_buffer.get(), used});
     m_out = m_buffer.get();
+}
+
+void TablePrinter::write(std::string_view text) {
+    writeText(m_file, text, m_writeError);
 }
 
 bool TablePrinter::makeRoom(std::size_t needed) {
@@ -31,14 +38,14 @@ bool TablePrinter::makeRoom(std::size_t needed) {
 }
 
 void TablePrinter::unbufferedCell(std::size_t lead, std::size_t padding, std::string_view text) {
-    std::fwrite(m_separator.data(), 1, lead, m_file);
-    for (std::size_t i = 0; i < padding; ++i) std::fputc(' ', m_file);
-    std::fwrite(text.data(), 1, text.size(), m_file);
+    write({m_separator.data(), lead});
+    for (std::size_t i = 0; i < padding; ++i) write(" ");
+    write(text);
 }
 
 void TablePrinter::text(std::string_view text) {
     if (text.size() > static_cast<std::size_t>(m_end - m_out) && !makeRoom(text.size())) {
-        std::fwrite(text.data(), 1, text.size(), m_file);
+        write(text);
         return;
     }
     if (text.empty()) return;

@@ -15,7 +15,7 @@ namespace overtime {
 // Prints one table: lines as they are, and cells right-aligned in the widths of their columns.
 //
 // Output is gathered and reaches the file at the latest with the printer's end. Whether the file took it must
-// be asked of the file.
+// be asked of the file. The errno of the first write that failed goes to the caller's `writeError`.
 class TablePrinter {
 public:
     // Cells are copied in strides: this many bytes behind a cell's text must be readable.
@@ -24,7 +24,7 @@ public:
     // The file and the widths stay the caller's. `delimiter` and one blank part the cells of a row;
     // `defaultValue` is printed for cells that are missing at a row's end.
     TablePrinter(std::FILE* file, const std::vector<std::uint64_t>& widths, const std::string& delimiter,
-                 const std::string& defaultValue);
+                 const std::string& defaultValue, int& writeError);
     TablePrinter(const TablePrinter&) = delete;
     TablePrinter& operator=(const TablePrinter&) = delete;
     ~TablePrinter() { drain(); }
@@ -69,6 +69,7 @@ private:
 
     bool makeRoom(std::size_t needed);
     void drain();
+    void write(std::string_view text);
     void unbufferedCell(std::size_t lead, std::size_t padding, std::string_view text);
 
     std::FILE* const m_file;
@@ -80,6 +81,7 @@ private:
     const std::string m_separator;  // with SLACK bytes behind it, as the next one
     const std::size_t m_defaultValueLength;
     const std::string m_defaultValue;
+    int& m_writeError;
     std::size_t m_lead = 0;                  // how much of the separator stands in front of the next cell
     std::string m_padded;                    // a text and the slack behind it
     const std::unique_ptr<char[]> m_buffer;  // null when memory is short: then nothing is gathered

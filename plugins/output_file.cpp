@@ -12,6 +12,12 @@ FilePtr openFile(const std::string& path, const char* mode) {
     return FilePtr(file);
 }
 
+void writeText(std::FILE* file, std::string_view text, int& writeError) {
+    errno = 0;
+    if (std::fwrite(text.data(), 1, text.size(), file) != text.size() && writeError == 0)
+        writeError = errno != 0 ? errno : EIO;
+}
+
 bool finishFile(FilePtr file, const std::string& path, int writeError) {
     // After a write has failed, fflush and fclose may both succeed: only ferror tells, and no longer why.
     errno = 0;
