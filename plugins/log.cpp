@@ -1,5 +1,7 @@
 #include "plugins/log.h"
 
+#include <locale.h>
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -18,18 +20,40 @@ struct Freed {
     void operator()(char* block) const { std::free(block); }
 };
 
+// While it lives, numbers have the form of the classic locale, whichever the host has chosen.
+class ClassicLocale {
+public:
+    ClassicLocale() : m_before(uselocale(classic())) {}
+    ClassicLocale(const ClassicLocale&) = delete;
+    ClassicLocale& operator=(const ClassicLocale&) = delete;
+    ~ClassicLocale() { uselocale(m_before); }
+
+private:
+    static locale_t classic() {
+        static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
+        return locale;
+    }
+
+    const locale_t m_before;
+};
+
 // Without memory for the line, what fits here of it is shown.
 constexpr std::size_t SPARE_SIZE = 1024;
 
+int formatClassic(char* text, std::size_t size, const char* format, va_list args) {
+    const ClassicLocale locale;
+    return std::vsnprintf(text, size, format, args);
+}
+
 void formatInto(char* line, std::size_t size, const char* word, const char* format, va_list args) {
     const int head = std::snprintf(line, size, "%s", word);
-    std::vsnprintf(line + head, size - static_cast<std::size_t>(head), format, args);
+    formatClassic(line + head, size - static_cast<std::size_t>(head), format, args);
 }
 
 void logFormatted(pwr::Logger* sink, LogLevel level, const char* word, const char* format, va_list args) {
     va_list measured;
     va_copy(measured, args);
-    const int length = std::vsnprintf(nullptr, 0, format, measured);
+    const int length = formatClassic(nullptr, 0, format, measured);
     va_end(measured);
     if (length < 0 || sink == nullptr) return;
 
