@@ -49,7 +49,8 @@ function(pwr_link_writer_library)
     set_target_properties(writer_plugins PROPERTIES LINK_DEPENDS ${exports})
 endfunction()
 
-# pwr_add_test(NAME SOURCES FILE... [LIBRARIES TARGET...]): a GoogleTest program, run from the build tree.
+# pwr_add_test(NAME SOURCES FILE... [LIBRARIES TARGET...]): a GoogleTest program, run from the build tree, and once
+# more in the environment PWR_ELSEWHERE if that is set.
 # OBJECT libraries must be named one by one: objects are not passed on through other targets.
 function(pwr_add_test name)
     cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES" ${ARGN})
@@ -58,4 +59,10 @@ function(pwr_add_test name)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/tests/work/${name})
     add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests/work/${name})
+    if(PWR_ELSEWHERE)
+        set(work ${CMAKE_BINARY_DIR}/tests/work/elsewhere/${name})
+        file(MAKE_DIRECTORY ${work})
+        add_test(NAME elsewhere.${name} COMMAND ${name} WORKING_DIRECTORY ${work})
+        set_tests_properties(elsewhere.${name} PROPERTIES ENVIRONMENT "${PWR_ELSEWHERE}")
+    endif()
 endfunction()

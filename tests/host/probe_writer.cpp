@@ -1,6 +1,8 @@
 #include "tests/host/probe_writer.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <new>
 
 #include "plugins/writer_plugin_capability.h"
@@ -13,6 +15,7 @@ namespace {
 std::string real(double value) {
     char text[64];
     std::snprintf(text, sizeof text, "%a", value);
+    std::replace(std::begin(text), std::end(text), ',', '.');  // some locale's point
     return text;
 }
 

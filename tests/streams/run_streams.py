@@ -9,6 +9,8 @@ A scenario is a folder with
 All other files of the folder are inputs and lie in the working directory when the commands run.
 
 usage: run_streams.py PWRHOST SCENARIO... [--update]
+
+The environment's PWRHOST_WRAPPER is a command that pwrhost is run by, such as "env TZ=Asia/Kolkata".
 """
 import difflib
 import os
@@ -25,11 +27,12 @@ def run_commands(pwrhost, scenario, work):
     env_file = scenario / "env"
     if env_file.exists():
         env.update(line.split("=", 1) for line in env_file.read_text().splitlines() if line)
+    wrapper = shlex.split(env.get("PWRHOST_WRAPPER", ""))
     report = b""
     for line in (scenario / "args").read_text().splitlines():
         if not line or line.startswith("#"):
             continue
-        done = subprocess.run([pwrhost, *shlex.split(line)], cwd=work, env=env, stdin=subprocess.DEVNULL,
+        done = subprocess.run([*wrapper, pwrhost, *shlex.split(line)], cwd=work, env=env, stdin=subprocess.DEVNULL,
                               capture_output=True, timeout=300)
         report += f"$ pwrhost {line}\nexit {done.returncode}\n".encode()
         report += b"".join(b"out: " + l + b"\n" for l in done.stdout.splitlines())

@@ -1,0 +1,36 @@
+// A preloaded object that moves a program to where numbers are written with a comma and no time zone is a
+// whole number of hours away: the locale and the zone of the environment, for C and for C++. Ends the program
+// if they are not what the tests rely on.
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <exception>
+#include <locale>
+
+namespace {
+
+constexpr int SECONDS_TO_KOLKATA = 19800;
+constexpr int NOT_ELSEWHERE = 99;
+
+bool moveElsewhere() try {
+    if (std::setlocale(LC_ALL, "") == nullptr || std::strcmp(std::localeconv()->decimal_point, ",") != 0)
+        return false;
+    std::locale::global(std::locale(""));
+    std::setlocale(LC_MESSAGES, "C");  // tests compare what the system says of errors
+    const std::time_t now = 0;
+    struct tm local {};
+    return localtime_r(&now, &local) != nullptr && local.tm_gmtoff == SECONDS_TO_KOLKATA;
+} catch (const std::exception&) {
+    return false;
+}
+
+__attribute__((constructor)) void start() {
+    if (moveElsewhere()) return;
+    std::fputs("elsewhere: the locale with the comma or the time zone is not there\n", stderr);
+    _exit(NOT_ELSEWHERE);
+}
+
+}  // namespace
