@@ -1,14 +1,15 @@
 #include "json/trie.h"
 
+#include <algorithm>
 #include <utility>
 
-// Words can be long, so nothing here recurses along one except what lists them.
+// There can be many words, each a prefix of the next, so nothing here recurses along them except what lists
+// them.
 
 Trie::~Trie() {
     std::unique_ptr<Trie> pending;
     const auto takeChildren = [&pending](Trie& node) {
         for (auto& [character, child] : node.m_children) {
-            if (child == nullptr) continue;  // memory was lacking for it
             child->m_nextToDestroy = std::move(pending);
             pending = std::move(child);
         }
@@ -23,21 +24,48 @@ Trie::~Trie() {
 }
 
 void Trie::addWord(const std::string& word) {
+    if (word.empty()) return;
+    ++m_wordCount;
     std::vector<Trie*> path{this};
-    for (std::size_t i = 0; i < word.size(); ++i) {
-        Trie& node = *path.back();
-        ++node.m_wordCount;
-        std::unique_ptr<Trie>& child = node.m_children[static_cast<signed char>(word[i])];
-        if (child == nullptr) {
-            child = std::make_unique<Trie>();
-            child->m_terminal = i + 1 == word.size();
+    std::string_view rest = word;
+    while (true) {
+        Children& children = path.back()->m_children;
+        const auto found = children.find(static_cast<signed char>(rest.front()));
+        if (found == children.end()) {
+            path.push_back(addLeaf_i(children, rest));
+            break;
         }
-        path.push_back(child.get());
+        const std::size_t shared = sharedLength_i(found->second->m_label, rest);
+        // A prefix of what is there already leaves no trace.
+        if (shared == rest.size()) return;
+        if (shared < found->second->m_label.size()) split_i(found->second, shared);
+        path.push_back(found->second.get());
+        rest.remove_prefix(shared);
     }
-    // The last node is new exactly when it is a word that nothing counts yet.
-    Trie& last = *path.back();
-    if (!last.m_terminal || last.m_recorded != 0) return;
     for (Trie* node : path) ++node->m_recorded;
+}
+
+Trie* Trie::addLeaf_i(Children& children, std::string_view label) {
+    auto leaf = std::make_unique<Trie>();
+    leaf->m_label = label;
+    leaf->m_terminal = true;
+    return children.emplace(static_cast<signed char>(label.front()), std::move(leaf)).first->second.get();
+}
+
+// Puts a node that is no word in front of `node`, for the first `length` characters of its label.
+void Trie::split_i(std::unique_ptr<Trie>& node, std::size_t length) {
+    auto front = std::make_unique<Trie>();
+    front->m_label = node->m_label.substr(0, length);
+    front->m_recorded = node->m_recorded;
+    const auto place = front->m_children.try_emplace(static_cast<signed char>(node->m_label[length])).first;
+    node->m_label.erase(0, length);
+    place->second = std::move(node);
+    node = std::move(front);
+}
+
+std::size_t Trie::sharedLength_i(std::string_view label, std::string_view text) {
+    const auto end = std::mismatch(label.begin(), label.end(), text.begin(), text.end()).first;
+    return static_cast<std::size_t>(end - label.begin());
 }
 
 const Trie* Trie::find_i(char character) const {
@@ -48,26 +76,33 @@ const Trie* Trie::find_i(char character) const {
 void Trie::getWordsStartingWith(const std::string& prefix, std::set<std::string>& result,
                                 const std::string& soFar) const {
     const Trie* node = this;
-    for (const char character : prefix) {
-        node = node->find_i(character);
+    std::string text = soFar;
+    for (std::string_view rest = prefix; !rest.empty();) {
+        node = node->find_i(rest.front());
         if (node == nullptr) return;
+        const std::size_t shared = sharedLength_i(node->m_label, rest);
+        if (shared < node->m_label.size() && shared < rest.size()) return;
+        text += node->m_label;
+        rest.remove_prefix(shared);
     }
-    node->getWords(result, soFar + prefix);
+    node->getWords(result, text);
 }
 
 void Trie::getWords(std::set<std::string>& result, const std::string& soFar) const {
     if (m_terminal) result.insert(soFar);
-    for (const auto& [character, child] : m_children)
-        child->getWords(result, soFar + static_cast<char>(character));
+    for (const auto& [character, child] : m_children) child->getWords(result, soFar + child->m_label);
 }
 
 std::vector<std::size_t> Trie::countWordsAlong(const std::string& word) const {
     std::vector<std::size_t> counts(word.size(), 0);
     const Trie* node = this;
-    for (std::size_t i = 0; i < word.size(); ++i) {
-        node = node->find_i(word[i]);
+    for (std::size_t at = 0; at < word.size();) {
+        node = node->find_i(word[at]);
         if (node == nullptr) break;
-        counts[i] = node->m_recorded;
+        const std::size_t shared = sharedLength_i(node->m_label, std::string_view(word).substr(at));
+        std::fill_n(counts.begin() + static_cast<std::ptrdiff_t>(at), shared, node->m_recorded);
+        if (shared < node->m_label.size()) break;
+        at += shared;
     }
     return counts;
 }

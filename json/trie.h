@@ -6,9 +6,11 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
-// A node of a prefix tree of words; the root stands for the tree.
+// A node of a prefix tree of words; the root stands for the tree. A node stands for as many characters as no
+// other word parts from, so that a tree is about as large as its words.
 //
 // A node is a word or not from the moment it comes into being: a word that is a proper prefix of one added
 // before it leaves no trace, while one added before the longer word does.
@@ -34,13 +36,19 @@ public:
     // first p characters of `word`. Costs one descent.
     std::vector<std::size_t> countWordsAlong(const std::string& word) const;
 
-    // The number of non-empty words that were added through this node, repetitions included.
+    // The number of non-empty words that were added to this tree, repetitions included.
     std::uint64_t getWordCount() const { return m_wordCount; }
 
 private:
+    using Children = std::map<signed char, std::unique_ptr<Trie>>;
+
+    static Trie* addLeaf_i(Children& children, std::string_view label);
+    static void split_i(std::unique_ptr<Trie>& node, std::size_t length);
+    static std::size_t sharedLength_i(std::string_view label, std::string_view text);
     const Trie* find_i(char character) const;
 
-    std::map<signed char, std::unique_ptr<Trie>> m_children;
+    std::string m_label;                    // the characters between the node above and this one
+    Children m_children;                    // by the first of their characters
     std::unique_ptr<Trie> m_nextToDestroy;  // links the nodes of a tree that is being destroyed
     std::uint64_t m_wordCount = 0;
     bool m_terminal = false;     // a word ends here

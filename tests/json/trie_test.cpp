@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "json/hash.h"
 
 namespace {
@@ -62,6 +65,38 @@ TEST(TrieTest, CountsAlongAWordAsTheListsDo) {
         ASSERT_EQ(counts.size(), word.size());
         for (std::size_t p = 1; p <= word.size(); ++p)
             EXPECT_EQ(counts[p - 1], wordsStartingWith(trie, word.substr(0, p)).size()) << word << p;
+    }
+}
+
+// Short words of two letters part, end and meet at every place of a label.
+TEST(TrieTest, HoldsWhatAListHolds) {
+    std::mt19937 random(7);
+    const auto word = [&random] {
+        std::string text;
+        for (std::size_t length = random() % 6; length > 0; --length) text += random() % 2 == 0 ? 'a' : 'b';
+        return text;
+    };
+    for (int round = 0; round < 500; ++round) {
+        Trie trie;
+        std::vector<std::string> added;
+        std::set<std::string> recorded;
+        for (std::size_t count = random() % 12; count > 0; --count) {
+            added.push_back(word());
+            const std::string& last = added.back();
+            trie.addWord(last);
+            const bool isKnown = std::any_of(added.begin(), added.end() - 1, [&](const std::string& before) {
+                return before.starts_with(last);
+            });
+            if (!last.empty() && !isKnown) recorded.insert(last);
+        }
+        const std::string prefix = word();
+        std::set<std::string> expected;
+        for (const std::string& one : recorded)
+            if (one.starts_with(prefix)) expected.insert(one);
+        ASSERT_EQ(wordsStartingWith(trie, prefix), expected) << testing::PrintToString(added) << prefix;
+        if (!prefix.empty()) {
+            ASSERT_EQ(trie.countWordsAlong(prefix).back(), expected.size()) << prefix;
+        }
     }
 }
 
