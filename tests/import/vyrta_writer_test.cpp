@@ -29,7 +29,7 @@ TEST_F(VyrtaRecords, FrameSamplesByteForByte) {
 }
 
 TEST_F(VyrtaRecords, HoldNoMoreThan2048Attributes) {
-    ZT2AttributeList list;
+    ZT2AttributeList list{};
     list.count = 2047;
     EXPECT_EQ(m_writer.addAttributeToRecord(10, 1, &list), 0);
     EXPECT_EQ(m_writer.addAttributeToRecord(10, 1, &list), 1);

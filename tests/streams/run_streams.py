@@ -10,7 +10,7 @@ All other files of the folder are inputs and lie in the working directory when t
 
 usage: run_streams.py PWRHOST SCENARIO... [--update]
 
-The environment's PWRHOST_WRAPPER is a command that pwrhost is run by, such as "env TZ=Asia/Kolkata".
+The environment's TEST_WRAPPER is a command that pwrhost is run by, such as "env TZ=Asia/Kolkata".
 """
 import difflib
 import os
@@ -27,7 +27,7 @@ def run_commands(pwrhost, scenario, work):
     env_file = scenario / "env"
     if env_file.exists():
         env.update(line.split("=", 1) for line in env_file.read_text().splitlines() if line)
-    wrapper = shlex.split(env.get("PWRHOST_WRAPPER", ""))
+    wrapper = shlex.split(env.get("TEST_WRAPPER", ""))
     report = b""
     for line in (scenario / "args").read_text().splitlines():
         if not line or line.startswith("#"):
