@@ -19,11 +19,15 @@ namespace host::cli {
 
 namespace {
 
-// Every table of a report holds a file, so as many may be open as the system lets this process have.
-void raiseOpenFilesLimit() {
+// So many tables can't have a file, that the results which are opened when the run ends find a descriptor.
+constexpr rlim_t DESCRIPTORS_FOR_THE_END = 32;
+
+// Every table of a report holds a file, so as many may be open as the system lets this process have, but for
+// `reserve` of them, or an eighth.
+void setOpenFilesLimit(rlim_t reserve) {
     rlimit limit{};
     if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-    limit.rlim_cur = limit.rlim_max;
+    limit.rlim_cur = limit.rlim_max - std::min(reserve, limit.rlim_max / 8);
     ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
@@ -75,7 +79,7 @@ Run::~Run() {
 
 bool Run::open(const RunOptions& options) {
     m_options = options;
-    raiseOpenFilesLimit();
+    setOpenFilesLimit(DESCRIPTORS_FOR_THE_END);
     std::signal(SIGPIPE, SIG_IGN);
     if (!openLog_i(options.m_log)) return false;
     m_environment = std::make_unique<model::Environment>(*m_log, *m_log);
@@ -158,6 +162,7 @@ bool Run::needsOutputFolder_i() const {
 }
 
 int Run::end() {
+    setOpenFilesLimit(0);
     m_delivery.fini();
     m_reader.reset();
     m_library.reset();
