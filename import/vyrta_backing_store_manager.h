@@ -22,8 +22,8 @@ public:
     // store failed.
     int pushBuffer_i(const char* buffer, unsigned int size);
 
-    // Appends the whole block to `file`, which may be null. Returns 0, or 1 when nothing was to be written or,
-    // with the reason in errno, not all of it was.
+    // Appends the whole block to `file`, which may be null. Returns 0, or 1 when nothing was to be written
+    // or, with the reason in errno, not all of it was.
     int flush(std::FILE* file);
 
     std::unique_ptr<pwr::ZTExtensibleBackingStore> m_store;
