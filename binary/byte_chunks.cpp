@@ -33,8 +33,9 @@ void ByteChunks::clear() {
 }
 
 void ByteChunks::addChunk_i(std::size_t least) {
-    const std::size_t capacity = std::max(least, std::clamp(m_size, FIRST_CHUNK, LARGEST_CHUNK));
+    std::size_t capacity = std::max(least, std::clamp(m_size, FIRST_CHUNK, LARGEST_CHUNK));
     const std::size_t alignment = capacity == LARGEST_CHUNK ? LARGEST_CHUNK : alignof(std::max_align_t);
+    capacity = (capacity + alignment - 1) / alignment * alignment;  // as the allocation demands
     // Not cleared, as every byte is written.
     std::unique_ptr<char, Release> bytes(static_cast<char*>(std::aligned_alloc(alignment, capacity)));
     if (bytes == nullptr) throw std::bad_alloc();
