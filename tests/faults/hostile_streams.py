@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Feeds pwrhost with streams that nobody sends on purpose: hostile_streams.py PWRHOST [--only NAME]
+"""Feeds pwrhost with streams that nobody sends on purpose: hostile_streams.py PWRHOST [--only NAME] [--sanitized]
 
 Texts of every length and of every character, numbers and times that make no sense, and far more tables than there
 are descriptors. All writers run; none may crash, hang, flood the log or take the memory of the machine, and what
@@ -233,10 +233,15 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("pwrhost", type=pathlib.Path)
     parser.add_argument("--only")
+    parser.add_argument("--sanitized", action="store_true", help="what needs all descriptors is left out: checks of "
+                        "types look at memory through a pipe, and find no type where there is none to be had")
     options = parser.parse_args()
     failures = 0
     for case in (lengths, characters, numbers, tables, large):
         if options.only not in (None, case.__name__):
+            continue
+        if options.sanitized and case is tables:
+            print("tables: left out under sanitizers")
             continue
         begin = time.monotonic()
         try:

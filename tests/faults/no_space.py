@@ -84,8 +84,8 @@ class Runner:
     def judge(clean, got, hit=None):
         """Yields what is wrong with a run; `hit` are the writers that may be harmed, if that is known."""
         status, lines, files, failed = got
-        if status not in (0, 1, 2):
-            yield f"ended with {status}"
+        if status not in (0, 2):
+            yield f"ended with {status}: {lines[-20:]}"
             return
         left = [name for name in files if TEMPORARY.search(name)]
         if left:
