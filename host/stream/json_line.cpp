@@ -116,6 +116,10 @@ const Token* JsonLine::parse(char* text, std::size_t size, Fault& fault) {
         case Utf8Check::ZeroByte:
             fault.set("a zero byte; in a text it is written \\u0000");
             return nullptr;
+        case Utf8Check::Control:
+            // The parser's fast path takes some of them.
+            fault.set("a control character; in a text it is written \\u and its code");
+            return nullptr;
         case Utf8Check::Bad:
             fault.set("not valid UTF-8");
             return nullptr;

@@ -7,13 +7,13 @@ namespace host::stream {
 namespace {
 
 constexpr std::uint64_t HIGH_BITS = 0x8080808080808080U;
-constexpr std::uint64_t LOW_BITS = 0x0101010101010101U;
+constexpr std::uint64_t UP_FROM_BLANK = 0x6060606060606060U;  // takes what is below a blank not up to 128
 
-// True if eight bytes are all between 1 and 127.
+// True if eight bytes are all between 32 and 127.
 bool isPlain(const char* text) {
     std::uint64_t word = 0;
     std::memcpy(&word, text, sizeof word);
-    return (word & HIGH_BITS) == 0 && ((word - LOW_BITS) & HIGH_BITS) == 0;
+    return (word & HIGH_BITS) == 0 && ((word + UP_FROM_BLANK) & HIGH_BITS) == HIGH_BITS;
 }
 
 // The length of the sequence that starts with a byte above 127 and whose second byte is given; 0 if no
@@ -49,6 +49,7 @@ Utf8Check checkUtf8(const char* text, std::size_t size) {
         const unsigned lead = byteAt(text);
         if (lead == 0) return Utf8Check::ZeroByte;
         if (lead < 0x80) {
+            if (lead < ' ' && lead != '\t' && lead != '\r' && lead != '\n') return Utf8Check::Control;
             ++text;
             continue;
         }
