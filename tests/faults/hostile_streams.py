@@ -183,7 +183,9 @@ def characters(host):
     good = list(everything(lambda key: key))
     bad = [b'{"msg":"text","text":"' + bytes([byte]) + b'"}\n' for byte in range(128, 256)]
     bad += [b'{"msg":"text","text":"' + text + b'"}\n' for text in (b"\xc0\x80", b"\xed\xa0\x80", b"\xf4\x90\x80\x80",
-                                                                      b"\0", b"\x1f", b"\\ud800")]
+                                                                      b"\0", b"\\ud800")]
+    # Where the parser looks at 16 bytes at once, and where it does not.
+    bad += [b'{"msg":"text","text":"' + b" " * i + b"\x1f" + b" " * 32 + b'"}\n' for i in range(16)]
     run = Run(host, [*good, *bad], "--keep-going")
     run.expect_sane(statuses=(1,), lines=len(bad) + 10)
     expect(sum(line.startswith("-:") for line in run.log) == len(bad), f"not all are told: {run.log[-5:]}")
