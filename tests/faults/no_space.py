@@ -5,7 +5,7 @@ limit  under a limit of a file's size that is reached early or late, in a table'
 tmpfs  on a file system of its own that is too small, or has too few inodes
 
 A result that is not as it would be in a run with room must come with a line that names it (or the temporary file
-of its writer) and the reason; and with a failure of its writer, unless that succeeds by contract. No temporary file
+of its writer) and the reason; and with a failure of its writer, unless its end always succeeds. No temporary file
 stays, and under a limit just those writers are hit whose files are larger. Ends with status 77 if the machine lets
 nobody mount a file system.
 """
