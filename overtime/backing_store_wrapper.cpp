@@ -167,6 +167,7 @@ std::int32_t BackingStoreWrapper::flush(std::FILE* file, const std::string& deli
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Please provide a valid output file to write\n");
         return 1;
     }
+    m_columnWidths.resize(std::min(m_columnWidths.size(), m_pendingRow.columnCount()));
     for (std::size_t i = 0; i < m_columnWidths.size(); ++i) m_columnWidths[i] = m_pendingRow.width(i);
     TablePrinter printer(file, m_columnWidths, delimiter, m_defaultValue, m_writeError);
     if (leadingNewline) printer.text("\n");
