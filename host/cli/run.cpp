@@ -167,10 +167,11 @@ int Run::end() {
     m_reader.reset();
     m_library.reset();
     const bool isGood = isWithoutFailure_i();
+    const bool hasAllFiles = hasAllFiles_i();
     const bool isLogComplete = isLogComplete_i();
     if (!closeStatuses_i() || !isLogComplete) return EXIT_ERROR;
     if (!isGood) return EXIT_FAILED;
-    return m_hasOutputFolder ? EXIT_GOOD : EXIT_ERROR;
+    return hasAllFiles ? EXIT_GOOD : EXIT_ERROR;
 }
 
 bool Run::isWithoutFailure_i() const {
@@ -185,6 +186,14 @@ bool Run::isWithoutFailure_i() const {
         isGood = false;
     }
     return isGood;
+}
+
+// Not all writers say that they could not create their file.
+bool Run::hasAllFiles_i() const {
+    if (!m_hasOutputFolder) return false;  // which has been told
+    for (const auto& [path, error] : m_environment->uncreated())
+        complain("cannot create " + path + ": " + std::strerror(error));
+    return m_environment->uncreated().empty();
 }
 
 bool Run::isLogComplete_i() const {

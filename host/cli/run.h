@@ -65,6 +65,7 @@ private:
     bool openStatuses_i(const std::string& path);
     void writeStatus_i(const stream::StatusRecord& record);
     bool closeStatuses_i();
+    bool hasAllFiles_i() const;
     bool isLogComplete_i() const;
     bool needsOutputFolder_i() const;
     bool isWithoutFailure_i() const;

@@ -31,14 +31,12 @@ pwr::Logger* Environment::outputHandle(const std::string& name) {
     return handle.get();
 }
 
-void Environment::reportUncreated(const char* path) {
+void Environment::noteUncreated(const char* path) {
     const int error = errno;
-    if (!std::string_view(path).ends_with(".tmp")) {
-        try {
-            reportOutputFailure(path, error);
-        } catch (const std::bad_alloc&) {
-            // It is counted, and its writer fails.
-        }
+    try {
+        if (!std::string_view(path).ends_with(".tmp")) m_uncreated.push_back({path, error});
+    } catch (const std::bad_alloc&) {
+        // Its writer will not get far either.
     }
     errno = error;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "host/model/output_handle.h"
 #include "pwr/plugin_environment.h"
@@ -20,9 +21,16 @@ public:
     Environment& operator=(const Environment&) = delete;
     ~Environment();
 
-    // Logs and counts that a file could not be created, unless it is a temporary file, for which its writer
-    // speaks. Leaves errno as it is.
-    void reportUncreated(const char* path);
+    // A file that a writer could not create.
+    struct Uncreated {
+        std::string path;
+        int error;  // an errno value
+    };
+
+    // Notes that a file could not be created for the reason in errno, which stays as it is. Temporary files are
+    // left out: their writers speak for them.
+    void noteUncreated(const char* path);
+    const std::vector<Uncreated>& uncreated() const { return m_uncreated; }
 
     // The environment that lives, or null.
     static Environment* current() { return s_current; }
@@ -33,7 +41,7 @@ public:
     // Logs that an output file could not be written, and counts it. `error` is an errno value.
     void reportOutputFailure(const std::string& name, int error);
 
-    // How often an output file could not be created, or not be written by its handle.
+    // How often an output handle could not write its file.
     std::size_t outputFailures() const { return m_outputFailures; }
 
 private:
@@ -42,6 +50,7 @@ private:
     std::ostream m_discard;
     std::map<std::string, std::unique_ptr<OutputHandle>> m_outputs;
     std::size_t m_outputFailures = 0;
+    std::vector<Uncreated> m_uncreated;
 };
 
 }  // namespace host::model

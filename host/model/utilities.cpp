@@ -49,8 +49,8 @@ int openOrCreate(const char* path, int flags, bool& isNew) {
 }
 
 // Not all writers say that they have no file.
-void reportUncreated(const char* path) {
-    if (auto* const environment = host::model::Environment::current()) environment->reportUncreated(path);
+void noteUncreated(const char* path) {
+    if (auto* const environment = host::model::Environment::current()) environment->noteUncreated(path);
 }
 
 }  // namespace
@@ -105,7 +105,7 @@ bool openFileHandle(FILE** file, const char* path, const char* mode) {
     bool isNew = false;
     const int descriptor = openOrCreate(path, flags, isNew);
     if (descriptor < 0) {
-        if ((flags & O_CREAT) != 0) reportUncreated(path);
+        if ((flags & O_CREAT) != 0) noteUncreated(path);
         return false;
     }
     FILE* const opened = ::fdopen(descriptor, mode);
@@ -114,7 +114,7 @@ bool openFileHandle(FILE** file, const char* path, const char* mode) {
         ::close(descriptor);
         if (isNew) ::unlink(path);
         errno = error;
-        reportUncreated(path);
+        noteUncreated(path);
         return false;
     }
     *file = opened;
