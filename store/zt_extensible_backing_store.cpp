@@ -23,7 +23,6 @@ namespace {
 constexpr std::size_t ERROR_TEXT_SIZE = 256;
 constexpr std::uint64_t SMALL_WINDOW = 65536;
 constexpr std::size_t BACKING_STEP = 131072;
-constexpr std::uint32_t LARGEST_TOLD = 100;
 
 // Tells a failure of the temporary file through the stream form of the log, and leaves errno as it is.
 void report(const char* what) {
@@ -40,17 +39,6 @@ void report(const char* what) {
     }
     if (stream != nullptr) *stream << what << ": errnum=" << reason << ": " << text << std::endl;
     errno = reason;
-}
-
-// A writer tries again with every sample, so that a lack of descriptors would flood the log.
-void reportFailedStart(const std::string& path, int reason) {
-    static std::uint32_t s_told = 0;
-    if (s_told == LARGEST_TOLD) return;
-    ++s_told;
-    char text[ERROR_TEXT_SIZE] = "";
-    pw_strerror(reason, text, sizeof(text));
-    LOG_ERROR("Failed to initialize temporary file %s: errnum=%d: %s\n", path.c_str(), reason, text);
-    if (s_told == LARGEST_TOLD) LOG_ERROR("Further temporary files that fail so are not told\n");
 }
 
 // True if the open file is a plain one of this user under one name, so that emptying it harms nobody.
@@ -102,7 +90,10 @@ ZTExtensibleBackingStore::ZTExtensibleBackingStore(unsigned long maximumBufferSi
       m_bufferCapacity(0),
       m_maximumBufferSize(maximumBufferSize) {
     if (init_i()) return;
-    reportFailedStart(m_path, errno);
+    const int reason = errno;
+    char text[ERROR_TEXT_SIZE] = "";
+    pw_strerror(reason, text, sizeof(text));
+    LOG_ERROR("Failed to initialize temporary file %s: errnum=%d: %s\n", m_path.c_str(), reason, text);
     throw "Couldn't initialize buffer\n";
 }
 

@@ -91,23 +91,12 @@ TempFileManager::TempFileManager(int columnCount)
     m_baseName = name;
     m_base.path = m_baseName + ".tmp";
     m_base.file = openFile(m_base.path, "wb");
-    if (m_base.file != nullptr) return;
-    noteLoss_i(errno);
-    reportCreationFailure(m_base.path, m_lossError);
+    if (m_base.file == nullptr) reportCreationFailure(m_base.path, errno);
 }
 
 TempFileManager::~TempFileManager() {
     closeAndRemove(m_base);
     for (auto& [id, file] : m_entityFiles) closeAndRemove(file);
-}
-
-void TempFileManager::stop() {
-    m_incomplete = true;
-    noteLoss_i(ENOMEM);
-}
-
-void TempFileManager::noteLoss_i(int error) {
-    if (m_lossError == 0) m_lossError = error != 0 ? error : EIO;
 }
 
 int TempFileManager::pushString(const pwr::EntityHandle* entity, const std::string& text, int column) {
@@ -124,7 +113,6 @@ int TempFileManager::flush(std::FILE* output, const std::string& delimiter) {
     if (output == nullptr) return 1;
     CellReader reader;
     if (!reader.isReady()) {
-        noteLoss_i(ENOMEM);
         reportLoss("read", m_base.path, m_title, ENOMEM);
         return 1;
     }
@@ -149,7 +137,6 @@ TempFile* TempFileManager::entityFile_i(const pwr::EntityHandle& entity) {
     file.file = openFile(file.path, "wb");
     if (file.file == nullptr) {
         const int error = errno;
-        noteLoss_i(error);
         char text[ERROR_TEXT_SIZE];
         LOG_ERROR("Cannot open temp output file: %s, error: errnum=%d: %s\n", file.path.c_str(), error,
                   pwr::pw_strerror(error, text, sizeof text));
@@ -168,7 +155,6 @@ bool TempFileManager::append_i(TempFile& target, const std::string& text) {
         return true;
     const int error = errno;
     m_incomplete = true;
-    noteLoss_i(error);
     if (error == ENOSPC) reportNoSpace();
     reportLoss("write", target.path, m_title, error);
     return false;
@@ -188,7 +174,6 @@ bool TempFileManager::replayFiles_i(CellReader& reader, CellPrinter& printer) {
         const CellReader::Result result = reader.replay(file->file.get(), file->path, printer);
         if (result == CellReader::Result::Complete) continue;
         complete = false;
-        noteLoss_i(reader.error());
         if (!m_incomplete) reportLoss("read", file->path, m_title, reader.error());
         if (result == CellReader::Result::OutOfMemory) break;
     }
@@ -200,12 +185,10 @@ bool TempFileManager::reopen_i(TempFile& source) {
     if (source.file == nullptr) return false;
     if (std::fclose(source.file.release()) != 0) {
         m_incomplete = true;
-        noteLoss_i(errno);
         reportLoss("write", source.path, m_title, errno);
     }
     source.file = openFile(source.path, "rb");
     if (source.file != nullptr) return true;
-    noteLoss_i(errno);
     reportLoss("read", source.path, m_title, errno);
     // What cannot be read again is of no use to anybody.
     removeFile(source.path);

@@ -53,10 +53,7 @@ public:
     int flush(std::FILE* output, const std::string& delimiter);
 
     // Takes no further cells: those that it has are all that there will be.
-    void stop();
-
-    // Why something of the table is missing, as the errno value of the first loss; 0 if nothing is.
-    int lossError() const { return m_lossError; }
+    void stop() { m_incomplete = true; }
 
     bool hasFile() const { return m_base.file != nullptr; }
     void setTitle(const std::string& title) { m_title = title; }
@@ -67,7 +64,6 @@ private:
     bool append_i(TempFile& target, const std::string& text);
     bool replayFiles_i(CellReader& reader, CellPrinter& printer);
     bool reopen_i(TempFile& source);
-    void noteLoss_i(int error);
 
     TempFile m_base;
     std::string m_title;     // the line above the table
@@ -78,7 +74,6 @@ private:
     bool m_console;             // the table also goes to standard output
     bool m_incomplete = false;  // cells are missing
     bool m_replayed = false;    // the files are open for reading
-    int m_lossError = 0;
 
     static std::uint32_t s_nextTempFileId;
 };

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <deque>
 #include <utility>
 
@@ -52,9 +51,7 @@ TextWriterImpl::TextWriterImpl(const std::string& delimiter, const std::string& 
       m_metricOrder(nullptr),
       m_features(nullptr),
       m_configuration(&pwr::WriterInterfaceConfigFileParser::instance()),
-      m_writeError(0),
-      m_lostTables(0),
-      m_lossError(0) {}
+      m_writeError(0) {}
 
 TextWriterImpl::~TextWriterImpl() {
     m_outputFile.reset();
@@ -87,9 +84,6 @@ int TextWriterImpl::fini() {
     orderMetrics_i();
     writeReport_i();
     finishFile(std::move(m_outputFile), m_outputPath, m_writeError);
-    if (m_lostTables != 0)
-        LOG_ERROR("%s lacks rows of %zu %s: %s\n", m_outputPath.c_str(), m_lostTables,
-                  m_lostTables == 1 ? "table" : "tables", std::strerror(m_lossError));
     return 0;
 }
 
@@ -173,9 +167,6 @@ void TextWriterImpl::flushTable_i(TempFileManager& manager) {
     // closed.
     manager.flush(m_outputFile.get(), m_delimiter);
     keepWriteError_i();
-    if (manager.lossError() == 0) return;
-    ++m_lostTables;
-    if (m_lossError == 0) m_lossError = manager.lossError();
 }
 
 void TextWriterImpl::keepWriteError_i() {

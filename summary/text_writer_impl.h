@@ -103,6 +103,4 @@ private:
     pwr::WriterInterfaceConfigFileParser* m_configuration;
     std::unique_ptr<char[]> m_outputBuffer;  // of m_outputFile, which is closed before it goes
     int m_writeError;                        // errno of the first write to the report that failed, or 0
-    std::size_t m_lostTables;                // tables of the report that are not whole
-    int m_lossError;                         // errno of the first loss, or 0
 };

@@ -25,8 +25,9 @@ ALL = {"sum", "vyrta", "json", "bin", "raw", "int", "phm-csv", "auto"}
 SUCCEEDS = {"sum", "vyrta", "json"}  # their end does, with an error line
 TEMPORARY = re.compile(r"(tmp___\d+\.tmp|_\d+_\d+|\.\d+\.\d+\.tmp)$")
 # What else a line about a result may name: the spool of a table; the metadata, without which there are no tables.
-NAMED_BY = {"phm-csv": r"\./_\d+_\d+|run_meta_phm.csv", **dict.fromkeys(["raw", "int", "vyrta"], r"\./_\d+_\d+")}
-REASONS = "File too large|No space left on device"
+NAMED_BY = {"phm-csv": r"\./_\d+_\d+|run_meta_phm.csv", **dict.fromkeys(["raw", "int", "vyrta"], r"\./_\d+_\d+"),
+            "sum": r"tmp___\d+\.tmp|Warning: Could not generate result files"}
+REASONS = "File too large|No space (is )?left on"
 
 # Stream, bytes that a file may have, and the writers that they hit: at the first byte, in the temporary file of a
 # table, in the report alone (which is larger than that), in ever larger results; in the spools of tables and
@@ -84,13 +85,13 @@ class Runner:
     def judge(clean, got, hit=None):
         """Yields what is wrong with a run; `hit` are the writers that may be harmed, if that is known."""
         status, lines, files, failed = got
-        if status not in (0, 2):
+        if status not in (0, 1, 2):
             yield f"ended with {status}: {lines[-20:]}"
             return
         left = [name for name in files if TEMPORARY.search(name)]
         if left:
             yield f"left {left}"
-        errors = [line for line in lines if re.search(f"ERROR: .*({REASONS})", line)]
+        errors = [line for line in lines if re.search(f"(ERROR|Warning|pwrhost): .*({REASONS})", line, re.I)]
         changed = [name for name, content in clean.items() if files.get(name) != content]
         harmed = {writer_of(name) for name in changed}
         for name in changed:
@@ -99,7 +100,7 @@ class Runner:
             if not any(re.search(f"{named}|{re.escape(name)}", line) for line in errors):
                 yield f"no line tells of {name}"
             told = writer in failed or f"{writer}: " in " ".join(l for l in lines if l.startswith("pwrhost: "))
-            told = told or writer in ("json", "bin") and any("could not be written" in line for line in lines)
+            told = told or writer == "bin" and any("could not be written" in line for line in lines)
             if not told and writer not in SUCCEEDS:
                 yield f"{writer} does not fail"
         if harmed - SUCCEEDS and status == 0:

@@ -78,9 +78,7 @@ TEST_F(SummaryWriterTest, RunsOutOfOpenFiles) {
     }
     EXPECT_EQ(contentOf("run.csv"), expected);
     EXPECT_THAT(m_errors.m_lines,
-                ElementsAre(StartsWith("Warning: Could not post process metric data: Too many open file"),
-                            "ERROR: run.csv lacks rows of " + std::to_string(tables - stored) +
-                                " tables: Too many open files\n"));
+                ElementsAre(StartsWith("Warning: Could not post process metric data: Too many open file")));
     EXPECT_EQ(m_infos.m_lines.size(), tables - stored);
 }
 
@@ -118,8 +116,7 @@ TEST_F(SummaryWriterTest, FailsMessagesWhoseCellsAreLost) {
     EXPECT_EQ(writer.writeMessage(table.row({"late", "3"})), 1);
     EXPECT_EQ(writer.fini(), 0);
     EXPECT_EQ(contentOf("run.csv"), tableText("table"));
-    EXPECT_THAT(m_errors.m_lines, ElementsAre(HasSubstr("table: table, error: errnum=27: File too large"),
-                                              "ERROR: run.csv lacks rows of 1 table: File too large\n"));
+    EXPECT_THAT(m_errors.m_lines, ElementsAre(HasSubstr("table: table, error: errnum=27: File too large")));
 }
 
 // A run that never ends leaves nothing but the empty report.
