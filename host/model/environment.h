@@ -27,8 +27,8 @@ public:
         int error;  // an errno value
     };
 
-    // Notes that a file could not be created for the reason in errno, which stays as it is. Temporary files are
-    // left out: their writers speak for them.
+    // Notes that a file could not be created for the reason in errno, which stays as it is. Temporary files
+    // are left out: their writers speak for them.
     void noteUncreated(const char* path);
     const std::vector<Uncreated>& uncreated() const { return m_uncreated; }
 
