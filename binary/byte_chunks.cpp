@@ -14,8 +14,7 @@ constexpr std::size_t LARGEST_CHUNK = memory_pages::LARGE_PAGE;
 }  // namespace
 
 void ByteChunks::moveTo(std::vector<char>& out) {
-    const std::size_t total = out.size() + m_size;
-    out.reserve(total);
+    out.reserve(out.size() + m_size);
     memory_pages::preferLarge(out.data() + out.size(), m_size);
     for (Chunk& chunk : m_chunks) {
         memory_pages::request(out.data() + out.size(), chunk.used);
@@ -37,7 +36,7 @@ void ByteChunks::addChunk_i(std::size_t least) {
     const std::size_t alignment = capacity == LARGEST_CHUNK ? LARGEST_CHUNK : alignof(std::max_align_t);
     capacity = (capacity + alignment - 1) / alignment * alignment;  // as the allocation demands
     // Not cleared, as every byte is written.
-    std::unique_ptr<char, Release> bytes(static_cast<char*>(std::aligned_alloc(alignment, capacity)));
+    MemoryBlock bytes(static_cast<char*>(std::aligned_alloc(alignment, capacity)));
     if (bytes == nullptr) throw std::bad_alloc();
     memory_pages::preferLarge(bytes.get(), capacity);
     memory_pages::request(bytes.get(), capacity);

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdlib>
-#include <memory>
 #include <vector>
+
+#include "plugins/memory_block.h"
 
 // Bytes that only grow until they are taken out at once. They lie in chunks, so growing never moves what is
 // there already, and taking them out gives memory back chunk by chunk.
@@ -30,11 +30,8 @@ public:
     void clear();
 
 private:
-    struct Release {
-        void operator()(char* block) const { std::free(block); }
-    };
     struct Chunk {
-        std::unique_ptr<char, Release> bytes;
+        MemoryBlock bytes;
         std::size_t used;
     };
 

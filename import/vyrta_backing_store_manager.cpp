@@ -43,7 +43,7 @@ int VyrtaBackingStoreManager::flush(std::FILE* file) {
 
     const unsigned long size = m_store->size();
     if (size == 0) return 0;
-    const std::unique_ptr<char, FreeDeleter> block(static_cast<char*>(std::malloc(size)));
+    const MemoryBlock block = makeBlock(size);
     if (block == nullptr) {
         VYRTA_WARNING("Failed to allocate buffer of size %ld\n", static_cast<long>(size));
         errno = ENOMEM;

@@ -6,13 +6,11 @@
 #include <memory>
 #include <string>
 
+#include "plugins/memory_block.h"
+
 // A logical thread as the hardware configuration record has it: 0, package id, core id, thread index on the
 // core.
 using VyrtaThreadEntry = std::array<std::uint8_t, 4>;
-
-struct FreeDeleter {
-    void operator()(void* memory) const { std::free(memory); }
-};
 
 // What the system message told about the machine and the collection, in the format's terms.
 struct VyrtaCollectionInfo {

@@ -67,11 +67,11 @@ void setSource(const pwr::DataElement& element, const ElementReading& reading, S
 constexpr std::size_t FAR_AHEAD = 12;
 constexpr std::size_t AHEAD = 6;
 
-void fetchSeries(const SeriesPlaces::Place& place) {
+PREFETCHES void fetchSeries(const SeriesPlaces::Place& place) {
     if (place.target.series != nullptr) place.target.series->getData().fetch();
 }
 
-void fetchPoint(const SeriesPlaces::Place& place) {
+PREFETCHES void fetchPoint(const SeriesPlaces::Place& place) {
     if (place.target.series != nullptr) place.target.series->getData().fetchEnd();
 }
 

@@ -7,6 +7,7 @@
 
 #include "json/point.h"
 #include "plugins/packing.h"
+#include "plugins/prefetch.h"
 
 // The points of a series in order of arrival, packed without gaps into chunks that never move.
 //
@@ -61,8 +62,8 @@ public:
     bool empty() const { return m_size == 0; }
 
     // Ask the processor to fetch this object, and, once it is there, the place of the next point.
-    void fetch() const { __builtin_prefetch(&m_at, 1); }
-    void fetchEnd() const { __builtin_prefetch(m_at, 1); }
+    PREFETCHES void fetch() const { prefetch(&m_at, CACHE_LINE / 2); }
+    PREFETCHES void fetchEnd() const { prefetch(m_at, CACHE_LINE / 2); }
 
     // The memory that the points take.
     std::size_t getByteCount() const { return m_allocated; }

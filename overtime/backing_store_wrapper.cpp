@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "plugins/log.h"
+#include "plugins/memory_block.h"
 #include "plugins/packing.h"
 #include "pwr/plugin_environment.h"
 
@@ -17,33 +18,6 @@ constexpr std::string_view ROW_COMPLETE_TOKEN = "\n";
 constexpr std::uint64_t LENGTH_SIZE = sizeof(std::uint32_t);
 constexpr std::uint64_t SMALLEST_CHUNK = 4096;
 constexpr std::uint64_t LARGEST_CHUNK = 1048576;
-
-struct Release {
-    void operator()(char* block) const { std::free(block); }
-};
-using Chunk = std::unique_ptr<char, Release>;
-
-// A block of `size` bytes. Null if there is no memory.
-Chunk allocate(std::uint64_t size) {
-    return Chunk(static_cast<char*>(std::malloc(size)));
-}
-
-bool doubleSize(Chunk& chunk, std::uint64_t& size) {
-    size *= 2;
-    void* const larger = std::realloc(chunk.get(), size);
-    if (larger == nullptr) return false;
-    static_cast<void>(chunk.release());
-    chunk.reset(static_cast<char*>(larger));
-    return true;
-}
-
-// Many tables take turns, and all their windows together do not fit into a cache: fetch the place of the
-// table's next row while the others have theirs.
-void prefetchForWrite(const char* place, std::uint64_t length) {
-    constexpr std::uint64_t CACHE_LINE = 64;
-    for (std::uint64_t offset = 0; offset <= length; offset += CACHE_LINE)
-        __builtin_prefetch(place + offset, 1);
-}
 
 // False if no line can show: the quick part of isLogged, for what happens with every row.
 bool mayLog() {
@@ -59,7 +33,7 @@ std::string firstLineOf(const std::string& text) {
 // Moves the store back to the record of which `part`, the last `rest` of the `length` bytes just read, is the
 // beginning, and makes the chunk larger if the record can't fit. Returns false if there is no memory for
 // that.
-bool returnToRecord(pwr::ZTExtensibleBackingStore& store, Chunk& chunk, std::uint64_t& size,
+bool returnToRecord(pwr::ZTExtensibleBackingStore& store, MemoryBlock& chunk, std::uint64_t& size,
                     std::uint64_t length, const char* part, std::uint64_t rest) {
     if (rest < LENGTH_SIZE) {
         LOG_INFO_TAG(TEXT_WRITER_TAG, "\n");
@@ -75,7 +49,8 @@ bool returnToRecord(pwr::ZTExtensibleBackingStore& store, Chunk& chunk, std::uin
     if (recordSize <= length) return true;
     LOG_INFO_TAG(TEXT_WRITER_TAG, "Doubling buffer size to %zu bytes to get the next complete string\n",
                  static_cast<std::size_t>(size));
-    if (doubleSize(chunk, size)) return true;
+    size *= 2;
+    if (resizeBlock(chunk, size)) return true;
     LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %zu bytes\n",
                     static_cast<std::size_t>(size));
     return false;
@@ -125,7 +100,8 @@ void BackingStoreWrapper::rowComplete() {
     if (char* const place = m_isComplete ? m_store->placeToAppend(bound) : nullptr) {
         char* const end = putRow_i(place);
         const auto length = static_cast<std::uint64_t>(end - place);
-        prefetchForWrite(end, length);
+        // The place of the next row, which the other tables' rows would drive out of the nearer caches.
+        prefetch(end, length + 1);
         m_store->appended(length);
         m_spooledSize += length;
         return;
@@ -188,7 +164,7 @@ std::int32_t BackingStoreWrapper::flush(std::FILE* file, const std::string& deli
 std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer, int reason) {
     std::uint64_t size = std::min(m_store->size(), LARGEST_CHUNK);
     if (size <= SMALLEST_CHUNK) size = SMALLEST_CHUNK;
-    Chunk chunk = allocate(size);
+    MemoryBlock chunk = makeBlock(size);
     if (chunk == nullptr) {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %llu\n",
                         static_cast<unsigned long long>(size));

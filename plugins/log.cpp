@@ -10,15 +10,12 @@
 #include <memory>
 #include <string>
 
+#include "plugins/memory_block.h"
 #include "pwr/plugin_environment.h"
 
 namespace {
 
 const char* const LEVEL_WORDS[] = {"FATAL: ", "ERROR: ", "WARNING: ", "DEBUG: ", "INFO: "};
-
-struct Freed {
-    void operator()(char* block) const { std::free(block); }
-};
 
 // While it lives, numbers have the form of the classic locale, whichever the host has chosen.
 class ClassicLocale {
@@ -58,7 +55,7 @@ void logFormatted(pwr::Logger* sink, LogLevel level, const char* word, const cha
     if (length < 0 || sink == nullptr) return;
 
     const std::size_t size = std::strlen(word) + static_cast<std::size_t>(length) + 1;
-    const std::unique_ptr<char, Freed> line(static_cast<char*>(std::malloc(size)));
+    const MemoryBlock line = makeBlock(size);
     char spare[SPARE_SIZE];
     char* const text = line != nullptr ? line.get() : spare;
     formatInto(text, line != nullptr ? size : std::min(size, SPARE_SIZE), word, format, args);

@@ -222,10 +222,7 @@ bool ZTExtensibleBackingStore::extendWindow_i() {
 bool ZTExtensibleBackingStore::enlargeBuffer_i(std::uint64_t size) {
     if (size > m_bufferCapacity) {
         const std::uint64_t capacity = size > SMALL_WINDOW ? m_maximumBufferSize : size;
-        void* const larger = std::realloc(m_buffer.get(), capacity);
-        if (larger == nullptr) return false;
-        static_cast<void>(m_buffer.release());
-        m_buffer.reset(static_cast<char*>(larger));
+        if (!resizeBlock(m_buffer, capacity)) return false;
         m_bufferCapacity = capacity;
     }
     m_bufferSize = size;
@@ -357,8 +354,8 @@ std::int32_t ZTExtensibleBackingStore::insert(unsigned long position, const void
     if (count == 0) return 0;
     // Before the heads leave the window, while the write head still tells what of it is to be kept.
     if (!isInWindow(position) && !rewind_i(position)) return -1;
-    const std::unique_ptr<char, void (*)(void*)> first(static_cast<char*>(std::malloc(count)), std::free);
-    const std::unique_ptr<char, void (*)(void*)> second(static_cast<char*>(std::malloc(count)), std::free);
+    const MemoryBlock first = makeBlock(count);
+    const MemoryBlock second = makeBlock(count);
     if (first == nullptr || second == nullptr) return -1;
     char* scratch[2] = {first.get(), second.get()};
     const std::uint64_t saved = m_readHead;

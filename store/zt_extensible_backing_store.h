@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <string>
 
+#include "plugins/memory_block.h"
 #include "plugins/prefetch.h"
 #include "store/zt_buffer_provider.h"
 
@@ -77,10 +77,6 @@ public:
     const std::string& getPath() const { return m_path; }
 
 private:
-    struct Release {
-        void operator()(char* block) const { std::free(block); }
-    };
-
     bool init_i();
     static bool prepareWorkingDir_i();
     static std::string getUniquePath();
@@ -104,12 +100,12 @@ private:
     static bool s_wasWorkingDirCreated;
 
     // What appending needs, in one line of the cache with the table of operations.
-    std::uint64_t m_writeHead;                // offset of the next write
-    std::uint64_t m_size;                     // length of the data
-    std::uint64_t m_windowStart;              // offset of the first byte in m_buffer
-    std::unique_ptr<char, Release> m_buffer;  // the window; a plain block, as new bytes are not to be filled
-    std::uint64_t m_backed;                   // how much of the window has memory behind it
-    bool m_dirty;                             // the window holds bytes that are not in the file
+    std::uint64_t m_writeHead;    // offset of the next write
+    std::uint64_t m_size;         // length of the data
+    std::uint64_t m_windowStart;  // offset of the first byte in m_buffer
+    MemoryBlock m_buffer;         // the window; a plain block, as new bytes are not to be filled
+    std::uint64_t m_backed;       // how much of the window has memory behind it
+    bool m_dirty;                 // the window holds bytes that are not in the file
 
     std::uint64_t m_readHead;           // offset of the next read
     std::uint64_t m_bufferSize;         // length of the window

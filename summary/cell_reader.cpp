@@ -15,7 +15,7 @@ constexpr std::size_t LENGTH_SIZE = sizeof(std::uint32_t);
 
 }  // namespace
 
-CellReader::CellReader() : m_size(FIRST_SIZE), m_buffer(static_cast<char*>(std::malloc(FIRST_SIZE))) {
+CellReader::CellReader() : m_size(FIRST_SIZE), m_buffer(makeBlock(FIRST_SIZE)) {
     if (m_buffer == nullptr)
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to allocate buffer of size %zu\n", m_size);
 }
@@ -83,13 +83,10 @@ CellReader::Result CellReader::readAgain_i(std::FILE* file, long offset) {
         LOG_WARNING("fseek failed\n");
         return endEarly_i(Result::Incomplete, error);
     }
-    char* const bigger = static_cast<char*>(std::realloc(m_buffer.get(), 2 * m_size));
-    if (bigger == nullptr) {
+    if (!resizeBlock(m_buffer, 2 * m_size)) {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to re-allocate buffer of size %zu\n", 2 * m_size);
         return endEarly_i(Result::OutOfMemory, ENOMEM);
     }
-    static_cast<void>(m_buffer.release());
-    m_buffer.reset(bigger);
     m_size *= 2;
     return Result::Complete;
 }

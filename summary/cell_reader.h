@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <string>
+
+#include "plugins/memory_block.h"
 
 class CellPrinter;
 
@@ -33,10 +33,6 @@ public:
     int error() const { return m_error; }
 
 private:
-    struct Free {
-        void operator()(char* memory) const { std::free(memory); }
-    };
-
     std::size_t printWholeCells_i(std::size_t count, CellPrinter& printer) const;
     Result stepBack_i(std::FILE* file, std::size_t position, std::size_t count);
     Result readAgain_i(std::FILE* file, long offset);
@@ -46,5 +42,5 @@ private:
     std::size_t m_size;
     std::size_t m_carried = 0;  // bytes at the buffer's front that are not to be read again
     int m_error = 0;
-    std::unique_ptr<char, Free> m_buffer;
+    MemoryBlock m_buffer;
 };
