@@ -184,6 +184,7 @@ bool ZTExtensibleBackingStore::flush_i() {
 }
 
 bool ZTExtensibleBackingStore::rewind_i(unsigned long position) {
+    const bool isThere = m_dirty && m_windowStart == position;
     if (!flush_i()) {
         std::fputs("ERROR flushing dirty buffer while rewinding!\n", stderr);
         return false;
@@ -199,6 +200,8 @@ bool ZTExtensibleBackingStore::rewind_i(unsigned long position) {
     if (length == 0) return true;
     if (!m_file.read(m_buffer.get(), static_cast<std::streamsize>(length))) {
         report("read error");
+        // What the window holds of another place must not be taken for this one.
+        if (!isThere) m_windowStart = m_size + 1;
         return false;
     }
     return true;

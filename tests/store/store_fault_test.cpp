@@ -178,6 +178,17 @@ TEST_F(StoreFault, FailsEveryOperationThatNeedsTheFile) {
     EXPECT_THAT(testing::internal::GetCapturedStderr(), EndsWith("ERROR: couldn't rewind 1 bytes\n"));
 }
 
+TEST_F(StoreFault, TakesNoOtherPartOfTheDataForOneThatCannotBeRead) {
+    ZTExtensibleBackingStore store(16);
+    EXPECT_EQ(store.write("0123456789abcdefghij", 20), 20);
+    store.resetForReadBack();
+    fs::resize_file(store.getPath(), 2);
+    store.resetForRead();
+    char bytes[4];
+    EXPECT_EQ(store.read(bytes, 4), -1);
+    EXPECT_EQ(store.readInPlace(4), nullptr);
+}
+
 TEST_F(StoreFault, TellsWhenItsFileIsGone) {
     m_environment.m_logLevel = 3;
     const std::string path = nextPath();
