@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <ext/stdio_filebuf.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "plugins/log.h"
 #include "plugins/memory_pages.h"
@@ -46,33 +48,29 @@ bool isOwnPlainFile(const struct stat& status) {
     return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
 }
 
-// Makes an empty file at `path`, without following a link that lies there: the name can be foretold.
-bool makeEmptyFile(const char* path, struct stat& status) {
+// Opens an empty file at `path`, without following a link that lies there: the name can be foretold. Returns
+// the descriptor, or -1.
+int openEmptyFile(const char* path) {
     const int descriptor =
         open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (descriptor < 0) return false;
-    bool made = fstat(descriptor, &status) == 0;
-    if (made && !isOwnPlainFile(status)) {
+    if (descriptor < 0) return -1;
+    struct stat status {};
+    bool isEmpty = fstat(descriptor, &status) == 0;
+    if (isEmpty && !isOwnPlainFile(status)) {
         errno = EEXIST;
-        made = false;
+        isEmpty = false;
     }
-    if (made && ftruncate(descriptor, 0) != 0) {
-        made = false;
+    if (isEmpty && status.st_size != 0 && ftruncate(descriptor, 0) != 0) {
+        isEmpty = false;
         const int reason = errno;
         unlink(path);
         errno = reason;
     }
+    if (isEmpty) return descriptor;
     const int reason = errno;
     close(descriptor);
     errno = reason;
-    return made;
-}
-
-bool isSameFile(const char* path, const struct stat& expected) {
-    struct stat found {};
-    if (lstat(path, &found) != 0) return false;
-    errno = EEXIST;
-    return found.st_dev == expected.st_dev && found.st_ino == expected.st_ino;
+    return -1;
 }
 
 }  // namespace
@@ -126,22 +124,22 @@ bool ZTExtensibleBackingStore::init_i() {
 }
 
 bool ZTExtensibleBackingStore::createFile_i() {
-    struct stat made {};
-    if (!makeEmptyFile(m_path.c_str(), made)) return false;
-    // The window is the buffer: without one of its own, the stream reports a failed write when it happens.
-    m_file.rdbuf()->pubsetbuf(nullptr, 0);
-    bool opened = false;
+    const int descriptor = openEmptyFile(m_path.c_str());
+    if (descriptor < 0) return false;
     try {
-        m_file.open(m_path, std::ios::in | std::ios::out | std::ios::binary);
-        opened = m_file.is_open();
+        // The window is the buffer: without one of its own, the stream reports a failed write when it
+        // happens.
+        __gnu_cxx::stdio_filebuf<char> opened(descriptor, std::ios::in | std::ios::out | std::ios::binary, 1);
+        if (opened.is_open()) {
+            *m_file.rdbuf() = std::move(opened);
+            return true;
+        }
+        close(descriptor);
     } catch (const std::bad_alloc&) {
-        errno = ENOMEM;
+        // The descriptor was taken over, and went with the buffer.
     }
-    if (opened && isSameFile(m_path.c_str(), made)) return true;
-    const int reason = errno;
-    m_file.close();
-    if (!opened) unlink(m_path.c_str());
-    errno = reason;
+    unlink(m_path.c_str());
+    errno = ENOMEM;
     return false;
 }
 
