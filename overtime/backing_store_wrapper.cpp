@@ -10,12 +10,12 @@
 #include "plugins/packing.h"
 #include "pwr/plugin_environment.h"
 
-using overtime::TablePrinter;
+using namespace overtime;
 
 namespace {
 
 constexpr std::string_view ROW_COMPLETE_TOKEN = "\n";
-constexpr std::uint64_t LENGTH_SIZE = sizeof(std::uint32_t);
+constexpr std::size_t ROWS_SIZE = 1024;
 constexpr std::uint64_t SMALLEST_CHUNK = 4096;
 constexpr std::uint64_t LARGEST_CHUNK = 1048576;
 
@@ -61,25 +61,43 @@ bool isTokenAt(const char* text, std::uint32_t length) {
     return length == ROW_COMPLETE_TOKEN.size() && *text == ROW_COMPLETE_TOKEN.front();
 }
 
+// How many of the first `length` bytes of some rows are whole rows.
+std::uint64_t wholeRowsOf(const char* rows, std::uint64_t length) {
+    std::uint64_t whole = 0;
+    std::uint64_t offset = 0;
+    while (length - offset >= LENGTH_SIZE) {
+        const std::string_view text = textOf(rows + offset);
+        if (length - offset - LENGTH_SIZE < text.size()) break;
+        offset += LENGTH_SIZE + text.size();
+        if (text == ROW_COMPLETE_TOKEN) whole = offset;
+    }
+    return whole;
+}
+
 }  // namespace
 
-BackingStoreWrapper::BackingStoreWrapper(const std::string& title, const std::string& defaultValue)
-    : m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
-      m_spooledSize(0),
-      m_defaultValueLength(static_cast<std::uint32_t>(defaultValue.size())),
+BackingStoreWrapper::BackingStoreWrapper(const std::string& title, const std::string& defaultValue,
+                                         std::pmr::memory_resource* memory)
+    : m_isScattered(false),
       m_isComplete(true),
+      m_columnWidths(memory),
+      m_rows(memory),
+      m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
+      m_spooledSize(0),
       m_title(title),
       m_defaultValue(defaultValue),
       m_writeError(0) {}
 
 std::size_t BackingStoreWrapper::addColumn(const std::string& title) {
-    // The titles come last: they count the columns if memory runs out half-way.
-    const std::size_t index = m_columnTitles.size();
-    m_columnWidths.resize(index + 1);
-    if (m_pendingRow.columnCount() == index) m_pendingRow.addColumn(title.size());
-    m_columnTitles.push_back(title);
+    m_columnWidths.push_back(title.size());
+    try {
+        m_columnTitles.push_back(title);
+    } catch (...) {
+        m_columnWidths.pop_back();
+        throw;
+    }
     LOG_INFO_TAG(TEXT_WRITER_TAG, "Column#%zu width=%zu\n", m_columnTitles.size(), title.size());
-    return index;
+    return m_columnTitles.size() - 1;
 }
 
 std::int32_t BackingStoreWrapper::refuseCell_i(std::uint16_t column) const {
@@ -93,47 +111,92 @@ std::int32_t BackingStoreWrapper::pushLine(const std::string&) {
     return 0;
 }
 
-void BackingStoreWrapper::rowComplete() {
-    if (mayLog()) logRow_i();
-    const std::size_t bound = m_pendingRow.bound() + m_pendingRow.columnCount() * m_defaultValueLength +
-                              LENGTH_SIZE + ROW_COMPLETE_TOKEN.size();
-    if (char* const place = m_isComplete ? m_store->placeToAppend(bound) : nullptr) {
-        char* const end = putRow_i(place);
-        const auto length = static_cast<std::uint64_t>(end - place);
-        // The place of the next row, which the other tables' rows would drive out of the nearer caches.
-        prefetch(end, length + 1);
-        m_store->appended(length);
-        m_spooledSize += length;
+// Pushes what is not simply the next cell of a row with room for it.
+void BackingStoreWrapper::pushElsewhere_i(std::string_view value, std::size_t column) {
+    if (!m_isScattered && column < m_row.count()) {
+        if (m_row.replace(column, value)) return;
+        scatter_i();
+    }
+    if (m_isScattered) {
+        m_scattered.set(column, value);
         return;
     }
-    if (m_record.size() < bound) m_record.resize(bound * 2);
-    const auto length = static_cast<std::uint64_t>(putRow_i(m_record.data()) - m_record.data());
-    if (m_isComplete) spool_i(m_record.data(), length);
+    while (m_row.count() < column) append_i(m_defaultValue);
+    append_i(value);
 }
 
-// Writes the pending row and its token, and clears the row. Returns the place behind them.
-char* BackingStoreWrapper::putRow_i(char* out) {
-    out = m_pendingRow.spool(out, m_defaultValue);
-    out = packing::put(out, static_cast<std::uint32_t>(ROW_COMPLETE_TOKEN.size()));
-    return packing::putBytes(out, ROW_COMPLETE_TOKEN.data(), ROW_COMPLETE_TOKEN.size());
+void BackingStoreWrapper::append_i(std::string_view value) {
+    if (!m_row.hasRoomFor(value.size())) makeRoom_i(value.size());
+    m_row.append(value);
 }
 
-void BackingStoreWrapper::spool_i(const char* row, std::uint64_t length) {
-    if (m_store->write(row, length) == static_cast<std::int64_t>(length)) {
+// Gives the row room for a text of `textSize` bytes: that of the rows before it, or more.
+void BackingStoreWrapper::makeRoom_i(std::size_t textSize) {
+    spoolRows_i();
+    if (m_row.hasRoomFor(textSize)) return;
+    const std::size_t needed = m_row.size() + LENGTH_SIZE + textSize + PendingRow::END_SIZE;
+    std::pmr::vector<char> larger(std::max(2 * needed, ROWS_SIZE), m_rows.get_allocator());
+    packing::putBytes(larger.data(), m_row.begin(), m_row.size());
+    m_rows.swap(larger);
+    m_row.moved(m_rows.data(), m_rows.data() + m_rows.size());
+}
+
+// Takes the row apart, for cells out of their order.
+void BackingStoreWrapper::scatter_i() {
+    m_scattered.clear();
+    const char* record = m_row.begin();
+    for (std::size_t column = 0; column < m_row.count(); ++column) {
+        const std::string_view text = textOf(record);
+        m_scattered.set(column, text);
+        record += LENGTH_SIZE + text.size();
+    }
+    m_isScattered = true;
+}
+
+void BackingStoreWrapper::gather_i() {
+    m_row.restart(m_row.begin());
+    for (std::size_t column = 0; column < m_columnWidths.size(); ++column)
+        append_i(m_scattered.get(column, m_defaultValue));
+    m_isScattered = false;
+}
+
+void BackingStoreWrapper::rowComplete() {
+    if (m_isScattered) gather_i();
+    while (m_row.count() < m_columnWidths.size()) append_i(m_defaultValue);
+    if (m_row.count() == 0) makeRoom_i(0);  // without columns, nothing has made room for the token
+    if (mayLog()) logRow_i();
+    char* const end = putRecord(m_row.end(), ROW_COMPLETE_TOKEN);
+    m_row.restart(end);
+}
+
+// Gives the store the rows before the one that is being built, which takes their place.
+void BackingStoreWrapper::spoolRows_i() {
+    const auto length = static_cast<std::size_t>(m_row.begin() - m_rows.data());
+    if (length == 0) return;
+    if (m_isComplete) spool_i(m_rows.data(), length);
+    std::memmove(m_rows.data(), m_row.begin(), m_row.size());
+    m_row.moved(m_rows.data(), m_rows.data() + m_rows.size());
+}
+
+void BackingStoreWrapper::spool_i(const char* rows, std::size_t length) {
+    if (m_store->write(rows, length) == static_cast<std::int64_t>(length)) {
         m_spooledSize += length;
         return;
     }
     const int reason = errno;
     m_isComplete = false;
+    m_spooledSize += wholeRowsOf(rows, m_store->size() - m_spooledSize);
     LOG_ERROR("Could not spool the rows of \"%s\" to %s: %s\n", firstLineOf(m_title).c_str(),
               m_store->getPath().c_str(), std::strerror(reason));
 }
 
 void BackingStoreWrapper::logRow_i() const {
-    for (std::size_t column = 0; column < m_columnTitles.size(); ++column) {
-        const std::string text(m_pendingRow.get(column, m_defaultValue));
+    const char* record = m_row.begin();
+    for (std::size_t column = 0; column < m_row.count(); ++column) {
+        const std::string text(textOf(record));
         LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote %d\n", static_cast<int>(text.size()));
         LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote %s\n", text.c_str());
+        record += LENGTH_SIZE + text.size();
     }
     LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote the row complete token\n");
 }
@@ -143,8 +206,7 @@ std::int32_t BackingStoreWrapper::flush(std::FILE* file, const std::string& deli
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Please provide a valid output file to write\n");
         return 1;
     }
-    m_columnWidths.resize(std::min(m_columnWidths.size(), m_pendingRow.columnCount()));
-    for (std::size_t i = 0; i < m_columnWidths.size(); ++i) m_columnWidths[i] = m_pendingRow.width(i);
+    spoolRows_i();
     TablePrinter printer(file, m_columnWidths, delimiter, m_defaultValue, m_writeError);
     if (leadingNewline) printer.text("\n");
     printer.text(m_title);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,7 +15,7 @@
 
 // A table whose columns may appear at any moment and whose widths are known only at its end.
 //
-// Rows are spooled as they are completed; nothing is aligned before flush. The spool is a flat stream of
+// Completed rows are spooled; nothing is aligned before flush. The spool is a flat stream of
 // records and nothing else:
 //
 //     offset  width  content
@@ -25,26 +26,34 @@
 // holds one line feed. One thread at a time.
 class alignas(64) BackingStoreWrapper {
 public:
-    // `title` is the table's title line, `defaultValue` the text of a cell that has no value. Throws what the
-    // store's constructor throws.
-    BackingStoreWrapper(const std::string& title, const std::string& defaultValue);
+    // `title` is the table's title line, `defaultValue` the text of a cell that has no value. What rows need
+    // comes from `memory`, which must outlive this. Throws what the store's constructor throws.
+    BackingStoreWrapper(const std::string& title, const std::string& defaultValue,
+                        std::pmr::memory_resource* memory = std::pmr::get_default_resource());
 
     // Appends a column and returns its index. Rows completed before show the default value in it.
     std::size_t addColumn(const std::string& title);
 
     // Puts a cell into the row being built, over an earlier one of the same column. The column gets at least
-    // as wide as every text that was ever pushed to it. Returns 0, or 1 if there is no such column.
+    // as wide as every text that was ever pushed to it. Returns 0, or 1 if there is no such column. Cells
+    // cost least in the order of their columns.
     std::int32_t pushCell(std::string_view value, std::uint16_t column) {
-        if (column >= m_pendingRow.columnCount()) return refuseCell_i(column);
-        m_pendingRow.set(column, value);
+        if (column >= m_columnWidths.size()) return refuseCell_i(column);
+        std::uint64_t& width = m_columnWidths[column];
+        if (value.size() > width) width = value.size();
+        if (column != m_row.count() || m_isScattered || !m_row.hasRoomFor(value.size())) {
+            pushElsewhere_i(value, column);
+        } else {
+            m_row.append(value);
+        }
         return 0;
     }
 
     // Does nothing and returns 0.
     std::int32_t pushLine(const std::string& text);
 
-    // Spools the row with default values where it has no cell, and begins the next. Once a row could not be
-    // spooled, it and all later rows are lost, and isComplete is false.
+    // Ends the row, with default values where it has no cell, and begins the next. Rows are spooled a few at
+    // a time. Once one could not be spooled, it and all later rows are lost, and isComplete is false.
     void rowComplete();
 
     // Prints the table to `file`, which stays the caller's: an empty line if `leadingNewline`, the title, the
@@ -52,17 +61,11 @@ public:
     // there is no file or no memory. Whether the file took everything must be asked of the file.
     std::int32_t flush(std::FILE* file, const std::string& delimiter, bool leadingNewline);
 
-    // Has the processor fetch what a row needs, in stages: this object; what it points to; and the place that
-    // the row goes to.
-    PREFETCHES void fetch(std::size_t stage) const {
-        if (stage == 0) {
-            prefetch(this, CACHE_LINE);
-        } else if (stage == 1) {
-            m_pendingRow.fetch();
-            m_store->fetch();
-        } else {
-            m_store->fetchPlace();
-        }
+    // Have the processor fetch what a row needs of this object, and, once that is there, what it points to.
+    PREFETCHES void fetch() const { prefetch(this, CACHE_LINE); }
+    PREFETCHES void fetchRow() const {
+        prefetch(m_columnWidths.data(), CACHE_LINE);
+        prefetch(m_row.end(), 2 * CACHE_LINE);
     }
 
     // False once rows have been lost or a table could not be printed to its end.
@@ -73,24 +76,30 @@ public:
 
 private:
     std::int32_t refuseCell_i(std::uint16_t column) const;
-    char* putRow_i(char* out);
-    void spool_i(const char* row, std::uint64_t length);
+    void pushElsewhere_i(std::string_view value, std::size_t column);
+    void append_i(std::string_view value);
+    void makeRoom_i(std::size_t textSize);
+    void scatter_i();
+    void gather_i();
+    void spoolRows_i();
+    void spool_i(const char* rows, std::size_t length);
     void logRow_i() const;
     std::int32_t printRows_i(overtime::TablePrinter& printer, int reason);
     std::uint64_t printRecords_i(overtime::TablePrinter& printer, const char* chunk,
                                  std::uint64_t length) const;
 
     // What every row needs, in one line of the cache.
-    std::unique_ptr<pwr::ZTExtensibleBackingStore> m_store;
-    overtime::PendingRow m_pendingRow;
-    std::uint64_t m_spooledSize;  // bytes of the store that are whole rows
-    std::uint32_t m_defaultValueLength;
+    bool m_isScattered;  // the row is m_scattered instead
     bool m_isComplete;
+    overtime::PendingRow m_row;                      // in m_rows
+    std::pmr::vector<std::uint64_t> m_columnWidths;  // as printed
 
+    std::pmr::vector<char> m_rows;  // the latest, which the store doesn't have yet
+    overtime::ScatteredRow m_scattered;
+    std::unique_ptr<pwr::ZTExtensibleBackingStore> m_store;
+    std::uint64_t m_spooledSize;  // bytes of the store that are whole rows
     std::string m_title;
     std::string m_defaultValue;
     std::vector<std::string> m_columnTitles;
-    std::vector<std::uint64_t> m_columnWidths;  // as printed
-    std::vector<char> m_record;                 // a row as it is spooled, if it has to be copied
-    int m_writeError;                           // errno of the first write to flush's file that failed, or 0
+    int m_writeError;  // errno of the first write to flush's file that failed, or 0
 };

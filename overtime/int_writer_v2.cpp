@@ -24,9 +24,11 @@ IntWriterV2::IntWriterV2() : IntWriterV2("b1e44565-005f-46ea-9fbb-34ea6bc01203",
 
 IntWriterV2::IntWriterV2(const std::string& id, const std::string& extension)
     : WriterPlugin(id),
+      m_tableMemory(&m_largePages),
       m_extension(extension),
       m_timestampFrequency(0),
       m_globalStartTimestamp(0),
+      m_tables(&m_tableMemory),
       m_doTimelineTsc(false),
       m_doTimelineResidencyTicks(false),
       m_isComplete(true),
@@ -54,12 +56,12 @@ std::int32_t IntWriterV2::fini() {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Output file %s does not exist\n", m_fileName.c_str());
         return 1;
     }
-    for (const auto& [outerKey, group] : m_tables) {
+    for (auto& [outerKey, group] : m_tables) {
         bool isFirst = true;
-        for (const auto& [innerKey, table] : group) {
-            table.store->flush(m_file.get(), ",", isFirst);
-            m_isComplete = table.store->isComplete() && m_isComplete;
-            if (m_writeError == 0) m_writeError = table.store->writeError();
+        for (auto& [innerKey, table] : group) {
+            table.store.flush(m_file.get(), ",", isFirst);
+            m_isComplete = table.store.isComplete() && m_isComplete;
+            if (m_writeError == 0) m_writeError = table.store.writeError();
             isFirst = false;
         }
     }
@@ -125,20 +127,16 @@ IntWriterV2::TableInfo* IntWriterV2::findTable_i(std::uint64_t outerKey, std::ui
 
 IntWriterV2::TableInfo& IntWriterV2::addTable_i(const std::string& title, std::uint64_t outerKey,
                                                 std::uint64_t innerKey, const std::string& defaultValue) {
-    // The table counts as made with the last step, which can't fail.
-    m_wrappers.push_back(std::make_unique<BackingStoreWrapper>(title, defaultValue));
-    TableInfo*& cached = m_tableCache[TableKey{outerKey, innerKey}];
-    TableInfo& table = m_tables[outerKey][innerKey];
-    table.store = m_wrappers.back().get();
-    cached = &table;
-    return table;
+    TableInfo*& cached = m_tableCache[TableKey{outerKey, innerKey}];  // null if the next step fails
+    cached = &m_tables[outerKey].try_emplace(innerKey, title, defaultValue, &m_tableMemory).first->second;
+    return *cached;
 }
 
 BackingStoreWrapper* IntWriterV2::getStore(const std::string& title, std::uint64_t outerKey,
                                            std::uint64_t innerKey, const std::string& defaultValue) {
-    if (const TableInfo* const table = findTable_i(outerKey, innerKey)) return table->store;
+    if (TableInfo* const table = findTable_i(outerKey, innerKey)) return &table->store;
     try {
-        return addTable_i(title, outerKey, innerKey, defaultValue).store;
+        return &addTable_i(title, outerKey, innerKey, defaultValue).store;
     } catch (...) {
         m_isComplete = false;
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to initialize buffer.\n");

@@ -3,12 +3,14 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <vector>
 
 #include "overtime/backing_store_wrapper.h"
 #include "overtime/row_order.h"
 #include "plugins/flat_map.h"
+#include "plugins/memory_pages.h"
 #include "plugins/output_file.h"
 #include "plugins/sample_places.h"
 #include "plugins/writer_plugin.h"
@@ -44,31 +46,36 @@ public:
         FlatMap<std::uint64_t, std::uint16_t> attributeColumns;  // by attribute id, 32 bits of it
     };
 
-    // One table and where its columns are.
+    // One table and where its columns are. What every row needs comes first.
     struct alignas(64) TableInfo {
-        BackingStoreWrapper* store = nullptr;  // owned by the writer
-        std::uint64_t sampleCount = 0;         // rows begun
-        std::uint64_t lastMessage = 0;         // the sampled message that began the latest row
-        std::uint64_t lastDuration = 0;        // the one that the duration cell of the latest row shows
+        TableInfo(const std::string& title, const std::string& defaultValue,
+                  std::pmr::memory_resource* memory)
+            : store(title, defaultValue, memory) {}
+
+        std::uint64_t sampleCount = 0;   // rows begun
+        std::uint64_t lastMessage = 0;   // the sampled message that began the latest row
+        std::uint64_t lastDuration = 0;  // the one that the duration cell of the latest row shows
         bool hasDuration = false;
         bool columnsReady = false;
-        SampledDataColumnIndices sampled;
         std::uint16_t tracedSampleColumn = 0;
         std::uint16_t tracedTimeColumn = 0;
         std::uint16_t tracedEntityColumn = 0;  // in the tables of PhmTextWriter only
         std::uint16_t tracedStateColumn = 0;
         std::uint16_t tracedValueColumn = 0;
         std::uint16_t tracedDurationColumn = 0;
+        SampledDataColumnIndices sampled;
+        BackingStoreWrapper store;
         FlatMap<std::uint64_t, std::uint16_t> tracedAttributeColumns;  // as attributeColumns
         std::string tracedEntityName;                                  // the text of tracedEntityColumn
 
-        // Has the processor fetch what a row needs, step by step.
-        static constexpr std::size_t STAGES = 4;
+        // Has the processor fetch what a row needs, in stages: this; what it points to.
+        static constexpr std::size_t STAGES = 2;
         PREFETCHES void fetch(std::size_t stage) const {
             if (stage == 0) {
                 prefetch(this, CACHE_LINE);
+                store.fetch();
             } else {
-                store->fetch(stage - 1);
+                store.fetchRow();
             }
         }
     };
@@ -155,8 +162,7 @@ protected:
         TableInfo* table = nullptr;
         std::uint16_t column = 0;
     };
-    using Places = SamplePlaces<TableKey, CellPlace>;  // by metric id and table index
-    using Place = Places::Place;
+    using Place = SamplePlace<CellPlace>;
 
     void readSettings_i();
     TableInfo* findTable_i(std::uint64_t outerKey, std::uint64_t innerKey) const;
@@ -170,8 +176,7 @@ protected:
     static std::string sampledUnits_i(Calculations calculation, const pwr::Quantity* quantity);
     void addFixedColumns_i(TableInfo& table) const;
     void beginSampledRow_i(TableInfo& table, std::uint64_t timestamp);
-    std::int32_t pushValue_i(const SampledMessage& message, const pwr::DataElement& element, TableInfo& table,
-                             std::uint16_t column);
+    void pushDuration_i(std::uint64_t duration, TableInfo& table);
     std::int32_t calculate_i(const SampledMessage& message, const pwr::Data& value, std::uint64_t duration);
 
     const pwr::DataDescriptor* stateOf_i(const pwr::Data& value);
@@ -182,19 +187,23 @@ protected:
                                   const pwr::DataDescriptor* state, TableInfo& table,
                                   const TracedStyle& style);
 
+    // What rows need of all tables, in few pages: those cost the processor more than the memory in them.
+    memory_pages::LargePageResource m_largePages;
+    std::pmr::unsynchronized_pool_resource m_tableMemory;
+
     std::string m_extension;
     std::string m_fileName;
     FilePtr m_file;
     double m_timestampFrequency;           // ticks per microsecond
     std::uint64_t m_globalStartTimestamp;  // ticks
-    std::map<std::uint64_t, std::map<std::uint64_t, TableInfo>> m_tables;
+    std::pmr::map<std::uint64_t, std::pmr::map<std::uint64_t, TableInfo>> m_tables;
     bool m_doTimelineTsc;             // print raw timestamps
     bool m_doTimelineResidencyTicks;  // print residency times as raw ticks
     std::map<std::uint32_t, pwr::TimelineTableType> m_timelineTableTypes;  // by metric id
 
-    bool m_isComplete;  // no table and no row has been lost
-    int m_writeError;   // errno of the first write to the file that failed, or 0
-    Places m_places;
+    bool m_isComplete;   // no table and no row has been lost
+    int m_writeError;    // errno of the first write to the file that failed, or 0
+    std::string m_cell;  // the latest result of calculate_i
 
 private:
     // The latest text of a number, since most texts are asked for many times in a row.
@@ -237,14 +246,13 @@ private:
     const std::string& durationText_i(std::uint64_t ticks);
     const std::string& sampleText_i(std::uint64_t sampleCount);
 
-    std::vector<std::unique_ptr<BackingStoreWrapper>> m_wrappers;  // the stores of all tables
     FlatMap<TableKey, TableInfo*> m_tableCache;
     FlatMap<std::uint64_t, const pwr::DataDescriptor*> m_stateCache;  // by address of the handle
     std::uint64_t m_messageCount;                                     // sampled messages
-    overtime::RowOrder<TableKey, TableInfo> m_order;
-    pwr::RealFormatter m_realFormatter;  // two decimals
-    LatestText m_timeTexts[2];           // by TimeConversion
+    overtime::RowOrder<TableKey, TableInfo, Place> m_order;           // by metric id and table index
+    pwr::RealFormatter m_realFormatter;                               // two decimals
+    LatestText m_timeTexts[2];                                        // by TimeConversion
     LatestText m_durationText;
     LatestText m_sampleText;
-    std::string m_cell;
+    std::string m_attributeCell;
 };

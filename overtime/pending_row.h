@@ -2,110 +2,127 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "overtime/short_copy.h"
 #include "plugins/packing.h"
-#include "plugins/prefetch.h"
 
 namespace overtime {
 
-// The cells of a row that is being built, by column, and the widths of the columns. Keeps its memory from row
-// to row.
+// What precedes each text in the spool: its length, 32 bits of it.
+inline constexpr std::size_t LENGTH_SIZE = sizeof(std::uint32_t);
+
+// Writes a text behind its length and returns the place behind it. The caller answers for the room.
+inline char* putRecord(char* out, std::string_view text) {
+    out = packing::put(out, static_cast<std::uint32_t>(text.size()));
+    if (text.size() <= 2 * STRIDE) {
+        copyShort(out, text.data(), text.size());
+        return out + text.size();
+    }
+    return packing::putBytes(out, text.data(), text.size());
+}
+
+// The text of the record at `record`.
+inline std::string_view textOf(const char* record) {
+    return {record + LENGTH_SIZE, packing::get<std::uint32_t>(record)};
+}
+
+// The row that is being built, as it will be spooled: one record per column, from the first on. Lies in
+// memory that is its owner's.
 class PendingRow {
 public:
-    std::size_t columnCount() const { return m_columnCount; }
+    // Room that stays free behind the last record, for the one that ends the row.
+    static constexpr std::size_t END_SIZE = LENGTH_SIZE + 1;
 
-    // Adds a column of a width, which has no cell yet.
-    void addColumn(std::size_t width) {
-        m_cells.resize(m_columnCount + 2);  // one more, for reading in strides
-        m_cells[m_columnCount++].width = static_cast<std::uint32_t>(width);
+    // How many columns have a record.
+    std::size_t count() const { return m_count; }
+
+    char* begin() const { return m_begin; }
+    char* end() const { return m_out; }
+    std::size_t size() const { return static_cast<std::size_t>(m_out - m_begin); }
+
+    bool hasRoomFor(std::size_t textSize) const {
+        return static_cast<std::size_t>(m_end - m_out) >= LENGTH_SIZE + textSize + END_SIZE;
     }
 
-    // The column's first width, or the length of the longest text that was ever put into it.
-    std::uint32_t width(std::size_t column) const { return m_cells[column].width; }
-
-    // Puts a copy of `text` in the place of what the column had. The column must exist.
-    void set(std::size_t column, std::string_view text) {
-        Cell& cell = m_cells[column];
-        if (text.size() > cell.width) cell.width = static_cast<std::uint32_t>(text.size());
-        if (text.size() > sizeof cell.text) {
-            setLong(column, text);
-            return;
-        }
-        cell.length = static_cast<std::uint32_t>(text.size());
-        copyShort(cell.text, text.data(), text.size());
+    // Adds the record of the next column, for which there is room.
+    void append(std::string_view text) {
+        m_out = putRecord(m_out, text);
+        ++m_count;
     }
 
-    // The column's cell, or `defaultText` if it has none.
-    std::string_view get(std::size_t column, std::string_view defaultText) const {
-        const Cell& cell = m_cells[column];
-        if (cell.length == NO_CELL) return defaultText;
-        if (cell.length == LONG_CELL) return m_longTexts->byColumn.at(column);
-        return {cell.text, cell.length};
+    // Replaces the text of an early column by one of the same length. Returns false if it isn't one.
+    bool replace(std::size_t column, std::string_view text) {
+        if (column > EARLY) return false;
+        char* record = m_begin;
+        for (std::size_t i = 0; i < column; ++i) record += LENGTH_SIZE + textOf(record).size();
+        if (textOf(record).size() != text.size()) return false;
+        packing::putBytes(record + LENGTH_SIZE, text.data(), text.size());
+        return true;
     }
 
-    // Has the processor fetch the first cells.
-    PREFETCHES void fetch() const { prefetch(m_cells.data(), 4 * CACHE_LINE); }
-
-    // An upper bound of what `spool` writes, less the default values.
-    std::size_t bound() const {
-        const std::size_t longTexts = m_longTexts != nullptr ? m_longTexts->size : 0;
-        return m_columnCount * (sizeof(std::uint32_t) + 2 * STRIDE) + longTexts;
+    // Begins another row, at `begin` in the same room.
+    void restart(char* begin) {
+        m_begin = m_out = begin;
+        m_count = 0;
     }
 
-    // Writes the cells, or the default text where there is none, each behind its length, and clears the row.
-    // Returns the place behind them. `defaultText` has no slack.
-    char* spool(char* out, std::string_view defaultText) {
-        for (std::size_t column = 0; column < m_columnCount; ++column) {
-            Cell& cell = m_cells[column];
-            const std::uint32_t length = cell.length;
-            if (length <= sizeof cell.text) {
-                out = packing::put(out, length);
-                copyStrides(out, cell.text, length);
-                out += length;
-                cell.length = NO_CELL;
-            } else {
-                const std::string_view text = get(column, defaultText);
-                out = packing::put(out, static_cast<std::uint32_t>(text.size()));
-                out = packing::putBytes(out, text.data(), text.size());
-                cell.length = NO_CELL;
-            }
-        }
-        if (m_longTexts != nullptr) m_longTexts->size = 0;
-        return out;
+    // The records now lie at `begin`, with room up to `end`.
+    void moved(char* begin, const char* end) {
+        m_out = begin + size();
+        m_begin = begin;
+        m_end = end;
     }
 
 private:
-    static constexpr std::uint32_t NO_CELL = 0xFFFFFFFF;
-    static constexpr std::uint32_t LONG_CELL = 0xFFFFFFFE;
+    static constexpr std::size_t EARLY = 32;
 
-    // Cells lie in the row itself, two to a cache line, unless they are long.
-    struct Cell {
-        std::uint32_t length = NO_CELL;
-        std::uint32_t width = 0;  // of the column
-        char text[24];
-    };
+    char* m_begin = nullptr;
+    char* m_out = nullptr;
+    const char* m_end = nullptr;
+    std::size_t m_count = 0;
+};
 
-    struct LongTexts {
-        std::unordered_map<std::size_t, std::string> byColumn;
-        std::size_t size = 0;  // of all that were set in this row
-    };
-
-    void setLong(std::size_t column, std::string_view text) {
-        if (m_longTexts == nullptr) m_longTexts = std::make_unique<LongTexts>();
-        m_longTexts->byColumn[column].assign(text);
-        m_longTexts->size += text.size();
-        m_cells[column].length = LONG_CELL;
+// A row whose cells come in any order.
+class ScatteredRow {
+public:
+    void set(std::size_t column, std::string_view text) {
+        if (column >= m_cells.size()) m_cells.resize(column + 1);
+        Cell& cell = m_cells[column];
+        if (cell.isSet && text.size() <= cell.room) {
+            m_texts.replace(cell.offset, text.size(), text);
+        } else {
+            cell.offset = m_texts.size();
+            m_texts.append(text);
+            cell.room = text.size();
+        }
+        cell.length = text.size();
+        cell.isSet = true;
     }
 
-    std::size_t m_columnCount = 0;
+    // The cell's text, or `defaultText` if the column has none.
+    std::string_view get(std::size_t column, std::string_view defaultText) const {
+        if (column >= m_cells.size() || !m_cells[column].isSet) return defaultText;
+        return std::string_view(m_texts).substr(m_cells[column].offset, m_cells[column].length);
+    }
+
+    void clear() {
+        m_cells.clear();
+        m_texts.clear();
+    }
+
+private:
+    struct Cell {
+        std::size_t offset = 0;
+        std::size_t length = 0;
+        std::size_t room = 0;  // for a text that takes its place
+        bool isSet = false;
+    };
+
     std::vector<Cell> m_cells;
-    std::unique_ptr<LongTexts> m_longTexts;  // null until there is one
+    std::string m_texts;
 };
 
 }  // namespace overtime

@@ -49,10 +49,13 @@ std::int32_t PhmTextWriter::writeSampledGeneric(const pwr::Metric& metric, std::
         }
         if (!place->isOf(element->getEntity(), element->getDescriptor()))
             *place = {element->getEntity(), element->getDescriptor(), {&table, columnOf_i(*element, table)}};
-        if (pushValue_i(message, *element, table, place->target.column) != 0) return 1;
+        const std::uint64_t duration = element->getDuration();
+        if (calculate_i(message, *element->getValue(), duration) != 0) return 1;
+        pushDuration_i(duration, table);
+        table.store.pushCell(m_cell, place->target.column);
         ++place;
     }
-    table.store->rowComplete();
+    table.store.rowComplete();
     return 0;
 }
 
@@ -61,7 +64,7 @@ std::uint16_t PhmTextWriter::columnOf_i(const pwr::DataElement& element, TableIn
     const std::uint64_t key = dataKeyOf(element.getEntity(), element.getDescriptor());
     if (const std::uint16_t* const column = table.sampled.dataColumns.find(key)) return *column;
     return table.sampled.dataColumns[key] =
-               static_cast<std::uint16_t>(table.store->addColumn(lateTitle(element)));
+               static_cast<std::uint16_t>(table.store.addColumn(lateTitle(element)));
 }
 
 void PhmTextWriter::addDataColumns_i(const pwr::Metric& metric, TableInfo& table) const {
@@ -73,7 +76,7 @@ void PhmTextWriter::addDataColumns_i(const pwr::Metric& metric, TableInfo& table
             const std::string title = descriptor != nullptr
                                           ? entity->getQualifiedName() + " " + descriptorTitle(*descriptor)
                                           : std::string();
-            table.sampled.dataColumns[key] = static_cast<std::uint16_t>(table.store->addColumn(title));
+            table.sampled.dataColumns[key] = static_cast<std::uint16_t>(table.store.addColumn(title));
         }
     }
 }

@@ -37,11 +37,11 @@ BackingStoreWrapper* PhmTextWriter::getStore(const std::string& title, std::uint
                                              const std::string& defaultValue) {
     TableInfo* table = findTable_i(metricId, innerKey);
     std::string& group = m_tableGroups[metricId];
-    if (table != nullptr && group == groupName) return table->store;
+    if (table != nullptr && group == groupName) return &table->store;
     std::string name = groupName;  // before the table comes into being: it must not be left without its group
     if (table == nullptr) table = &addTable_i(title, metricId, innerKey, defaultValue);
     group.swap(name);
-    return table->store;
+    return &table->store;
 }
 
 std::string PhmTextWriter::getTitleString(const std::string& title) {
@@ -64,15 +64,15 @@ std::int32_t PhmTextWriter::fini() {
 
 std::int32_t PhmTextWriter::flushTables_i(OpenFile& defaultFile,
                                           std::map<std::string, OpenFile>& groupFiles) {
-    for (const auto& [metricId, tables] : m_tables) {
+    for (auto& [metricId, tables] : m_tables) {
         if (tables.empty()) continue;
         const std::string& groupName = m_tableGroups[metricId];
         OpenFile& out = groupName.empty() ? defaultFile : groupFiles[groupName];
         if (out.file == nullptr && !openTableFile_i(out, groupPath_i(groupName))) return 1;
-        for (const auto& [innerKey, table] : tables) {
-            table.store->flush(out.file.get(), ",", false);
-            m_isComplete = table.store->isComplete() && m_isComplete;
-            if (out.writeError == 0) out.writeError = table.store->writeError();
+        for (auto& [innerKey, table] : tables) {
+            table.store.flush(out.file.get(), ",", false);
+            m_isComplete = table.store.isComplete() && m_isComplete;
+            if (out.writeError == 0) out.writeError = table.store.writeError();
         }
     }
     return 0;

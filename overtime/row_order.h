@@ -5,31 +5,40 @@
 #include <vector>
 
 #include "plugins/flat_map.h"
+#include "plugins/prefetch.h"
 
 namespace overtime {
 
-// The tables that get a row from the sampled message being written, in order.
+// What was worked out for the sampled messages of each kind: the places of their elements, by position, and
+// the tables that got a row from the latest message, in order.
 //
 // Many tables do not fit into the processor's cache: each has left it before its next row comes. As the order
 // of the rows is mostly that of the time before, within a message and from message to message, the tables
 // next in that order are fetched while the others are written: step by step, as each step tells where the
 // next is.
 //
-// `Key` tells the messages apart, as in a FlatMap. `Table` has fetch(stage) for the stages 0 to STAGES - 1.
-template <typename Key, typename Table>
+// `Key` tells the kinds of messages apart, as in a FlatMap. `Table` has fetch(stage) for the stages 0 to
+// STAGES - 1. `Place` is a cheap value.
+template <typename Key, typename Table, typename Place>
 class RowOrder {
 public:
-    // Starts a message. Tables are fetched ahead only if it is known that there are many.
-    void begin(const Key& key, bool hasManyTables) {
-        Sequence* const sequence = sequenceOf(key);
-        const bool isExpected = m_current != nullptr && m_current->next == sequence;
+    // Starts a message of `count` elements, and returns the first of their places, which the caller keeps up
+    // to date. Tables are fetched ahead only if it is known that there are many.
+    Place* begin(const Key& key, std::size_t count, bool hasManyTables) {
+        Sequence* const expected = m_current != nullptr ? m_current->next : nullptr;
+        const bool isExpected = expected != nullptr && expected->key == key;
+        Sequence* const sequence = isExpected ? expected : sequenceOf(key);
         if (m_current != nullptr) m_current->next = sequence;
         m_current = sequence;
         m_count = 0;
         m_fetchesAhead = hasManyTables;
-        if (isExpected && m_ahead[0].sequence != nullptr) return;
-        for (std::size_t stage = 0; stage < STAGES; ++stage)
-            m_ahead[stage] = {m_current, (STAGES - stage) * DISTANCE};
+        if (!isExpected || m_ahead[0].sequence == nullptr) {
+            for (std::size_t stage = 0; stage < STAGES; ++stage)
+                m_ahead[stage] = {m_current, (STAGES - stage) * DISTANCE};
+        }
+        if (m_fetchesAhead) fetchNextMessages();
+        if (sequence->places.size() < count) sequence->places.resize(count);
+        return sequence->places.data();
     }
 
     // Adds the table of a row that has just been begun.
@@ -57,6 +66,8 @@ private:
     static constexpr std::size_t DISTANCE = 4;
 
     struct Sequence {
+        Key key;
+        std::vector<Place> places;
         std::vector<Table*> tables;
         Sequence* next = nullptr;  // that of the next message, the time before
     };
@@ -79,7 +90,16 @@ private:
     Sequence* sequenceOf(const Key& key) {
         if (Sequence* const* const known = m_sequenceOf.find(key)) return *known;
         m_sequences.push_back(std::make_unique<Sequence>());
+        m_sequences.back()->key = key;
         return m_sequenceOf[key] = m_sequences.back().get();
+    }
+
+    PREFETCHES void fetchNextMessages() const {
+        const Sequence* const next = m_current->next;
+        if (next == nullptr) return;
+        prefetch(next->places.data(), 4 * CACHE_LINE);
+        prefetch(next->tables.data(), CACHE_LINE);
+        if (next->next != nullptr) prefetch(next->next, sizeof(Sequence));
     }
 
     std::vector<std::unique_ptr<Sequence>> m_sequences;

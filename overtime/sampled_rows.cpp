@@ -43,12 +43,11 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
                                                     defaultValue, TEXT_WRITER_TAG);
     ++m_messageCount;
     const TableKey key{metric.m_id, tableIndex};
-    Place* place = m_places.placesOf(key, sample.elements.size());
-    m_order.begin(key, m_wrappers.size() >= MANY_TABLES);
+    Place* place = m_order.begin(key, sample.elements.size(), m_tableCache.size() >= MANY_TABLES);
     for (const pwr::DataElement* element : sample.elements) {
         if (writeSampledElement_i(message, sample.timestamp, *element, *place++) != 0) return 1;
     }
-    for (TableInfo* table : m_order.end()) table->store->rowComplete();
+    for (TableInfo* table : m_order.end()) table->store.rowComplete();
     return 0;
 }
 
@@ -63,10 +62,13 @@ std::int32_t IntWriterV2::writeSampledElement_i(const SampledMessage& message, s
         beginSampledRow_i(table, timestamp);
         m_order.add(table);
     }
-    if (pushValue_i(message, element, table, place.target.column) != 0) return 1;
+    const std::uint64_t duration = element.getDuration();
+    if (calculate_i(message, *element.getValue(), duration) != 0) return 1;
+    pushDuration_i(duration, table);
     if (message.metric.m_hasEntityAttributes) {
-        pushAttributes_i(*entity, table.sampled.attributeColumns, *table.store);
+        pushAttributes_i(*entity, table.sampled.attributeColumns, table.store);
     }
+    table.store.pushCell(m_cell, place.target.column);
     return 0;
 }
 
@@ -78,7 +80,7 @@ bool IntWriterV2::findPlace_i(const SampledMessage& message, const pwr::DataElem
     const std::uint64_t key = dataKeyOf(entity, element.getDescriptor());
     const std::uint16_t* found = table->sampled.dataColumns.find(key);
     if (found == nullptr) {
-        const auto added = static_cast<std::uint16_t>(table->store->addColumn(lateTitle_i(message, element)));
+        const auto added = static_cast<std::uint16_t>(table->store.addColumn(lateTitle_i(message, element)));
         found = &(table->sampled.dataColumns[key] = added);
     }
     place = {entity, element.getDescriptor(), {table, *found}};
@@ -105,7 +107,7 @@ IntWriterV2::TableInfo* IntWriterV2::sampledTable_i(const SampledMessage& messag
 
 void IntWriterV2::addFixedColumns_i(TableInfo& table) const {
     const auto add = [&table](const char* title) {
-        return static_cast<std::uint16_t>(table.store->addColumn(title));
+        return static_cast<std::uint16_t>(table.store.addColumn(title));
     };
     table.sampled.sampleColumn = add("Sample #");
     table.sampled.timeColumn = add(m_doTimelineTsc ? "Timestamp" : "Continuous Time (usec)");
@@ -122,7 +124,7 @@ void IntWriterV2::addSampledColumns_i(const SampledMessage& message, const pwr::
             const auto id = static_cast<std::uint32_t>(attribute->getId());
             if (columns.attributeColumns.find(id) != nullptr) continue;
             columns.attributeColumns[id] =
-                static_cast<std::uint16_t>(table.store->addColumn(attribute->getFieldName()));
+                static_cast<std::uint16_t>(table.store.addColumn(attribute->getFieldName()));
         }
     }
     const std::string units = sampledUnits_i(message.calculation, message.quantity);
@@ -131,7 +133,7 @@ void IntWriterV2::addSampledColumns_i(const SampledMessage& message, const pwr::
         const std::uint64_t key = dataKeyOf(handle, descriptor);
         if (columns.dataColumns.find(key) != nullptr) continue;
         const std::string title = descriptor != nullptr ? descriptorTitle(*descriptor) : std::string();
-        columns.dataColumns[key] = static_cast<std::uint16_t>(table.store->addColumn(title + units));
+        columns.dataColumns[key] = static_cast<std::uint16_t>(table.store.addColumn(title + units));
     }
 }
 
@@ -149,22 +151,16 @@ std::string IntWriterV2::lateTitle_i(const SampledMessage& message, const pwr::D
 
 void IntWriterV2::beginSampledRow_i(TableInfo& table, std::uint64_t timestamp) {
     ++table.sampleCount;
-    table.store->pushCell(sampleText_i(table.sampleCount), table.sampled.sampleColumn);
-    table.store->pushCell(timeText_i(timestamp, TimeConversionMicroseconds), table.sampled.timeColumn);
+    table.store.pushCell(sampleText_i(table.sampleCount), table.sampled.sampleColumn);
+    table.store.pushCell(timeText_i(timestamp, TimeConversionMicroseconds), table.sampled.timeColumn);
 }
 
-// Pushes the value and the duration of an element.
-std::int32_t IntWriterV2::pushValue_i(const SampledMessage& message, const pwr::DataElement& element,
-                                      TableInfo& table, std::uint16_t column) {
-    const std::uint64_t duration = element.getDuration();
-    if (calculate_i(message, *element.getValue(), duration) != 0) return 1;
-    table.store->pushCell(m_cell, column);
-    if (!table.hasDuration || table.lastDuration != duration) {
-        table.store->pushCell(durationText_i(duration), table.sampled.durationColumn);
-        table.hasDuration = true;
-        table.lastDuration = duration;
-    }
-    return 0;
+// Pushes an element's duration, unless the row shows it already.
+void IntWriterV2::pushDuration_i(std::uint64_t duration, TableInfo& table) {
+    if (table.hasDuration && table.lastDuration == duration) return;
+    table.store.pushCell(durationText_i(duration), table.sampled.durationColumn);
+    table.hasDuration = true;
+    table.lastDuration = duration;
 }
 
 // An attribute that has no column is entered with column 0 and takes the place of the sample number.
@@ -173,7 +169,7 @@ void IntWriterV2::pushAttributes_i(const pwr::AttributeValueManager& attributes,
                                    BackingStoreWrapper& store) {
     for (const auto& [attribute, value] : attributes) {
         if (attribute == nullptr) continue;
-        value.toFormattedString(m_cell);
-        store.pushCell(m_cell, columns[static_cast<std::uint32_t>(attribute->getId())]);
+        value.toFormattedString(m_attributeCell);
+        store.pushCell(m_attributeCell, columns[static_cast<std::uint32_t>(attribute->getId())]);
     }
 }

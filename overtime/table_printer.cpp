@@ -6,7 +6,7 @@
 
 namespace overtime {
 
-TablePrinter::TablePrinter(std::FILE* file, const std::vector<std::uint64_t>& widths,
+TablePrinter::TablePrinter(std::FILE* file, std::span<const std::uint64_t> widths,
                            const std::string& delimiter, const std::string& defaultValue, int& writeError)
     : m_file(file),
       m_first(widths.data()),

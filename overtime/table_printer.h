@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,7 +24,7 @@ public:
 
     // The file and the widths stay the caller's. `delimiter` and one blank part the cells of a row;
     // `defaultValue` is printed for cells that are missing at a row's end.
-    TablePrinter(std::FILE* file, const std::vector<std::uint64_t>& widths, const std::string& delimiter,
+    TablePrinter(std::FILE* file, std::span<const std::uint64_t> widths, const std::string& delimiter,
                  const std::string& defaultValue, int& writeError);
     TablePrinter(const TablePrinter&) = delete;
     TablePrinter& operator=(const TablePrinter&) = delete;

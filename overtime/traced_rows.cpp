@@ -39,7 +39,7 @@ std::int32_t IntWriterV2::addTracedColumns_i(const pwr::Metric& metric, const pw
                                              const pwr::DataDescriptor* state, TableInfo& table,
                                              const TracedStyle& style) const {
     const auto add = [&table](const std::string& title) {
-        return static_cast<std::uint16_t>(table.store->addColumn(title));
+        return static_cast<std::uint16_t>(table.store.addColumn(title));
     };
     const auto addAttribute = [&table, &add](const pwr::Attribute* attribute) {
         if (attribute == nullptr) return;
@@ -81,7 +81,7 @@ std::int32_t IntWriterV2::addInfoColumns_i(const pwr::DynamicAttributeValueManag
         const auto id = static_cast<std::uint32_t>(handle->getId());
         if (table.tracedAttributeColumns.find(id) != nullptr) continue;
         table.tracedAttributeColumns[id] =
-            static_cast<std::uint16_t>(table.store->addColumn(handle->getFieldName()));
+            static_cast<std::uint16_t>(table.store.addColumn(handle->getFieldName()));
     }
     return 0;
 }
@@ -89,7 +89,7 @@ std::int32_t IntWriterV2::addInfoColumns_i(const pwr::DynamicAttributeValueManag
 std::int32_t IntWriterV2::writeTracedRow_i(std::uint64_t timestamp, const pwr::DataElement& element,
                                            const pwr::DataDescriptor* state, TableInfo& table,
                                            const TracedStyle& style) {
-    BackingStoreWrapper& store = *table.store;
+    BackingStoreWrapper& store = table.store;
     ++table.sampleCount;
     store.pushCell(sampleText_i(table.sampleCount), table.tracedSampleColumn);
     store.pushCell(timeText_i(timestamp, TimeConversionMilliseconds), table.tracedTimeColumn);
@@ -127,7 +127,7 @@ std::int32_t IntWriterV2::pushAdditionalInfo_i(const pwr::DynamicAttributeValueM
             return 1;
         }
         const auto id = static_cast<std::uint32_t>(attribute->getId());
-        table.store->pushCell(pair->getName(), table.tracedAttributeColumns[id]);
+        table.store.pushCell(pair->getName(), table.tracedAttributeColumns[id]);
     }
     return 0;
 }

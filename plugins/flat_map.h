@@ -25,6 +25,8 @@ public:
         return slot.used ? &slot.value : nullptr;
     }
 
+    std::size_t size() const { return m_count; }
+
     // Returns the value of `key`, which is entered with a zero value if it is absent.
     Value& operator[](const Key& key) {
         if (m_count * 2 >= m_slots.size()) grow();

@@ -2,7 +2,9 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <new>
 
 namespace memory_pages {
 
@@ -34,6 +36,28 @@ void request(char* begin, std::size_t size) {
 
 void giveBack(char* begin, std::size_t size) {
     if (size >= FEW_PAGES * PAGE) advise(begin, size, PAGE, MADV_DONTNEED);
+}
+
+namespace {
+
+std::align_val_t alignmentOf(std::size_t size, std::size_t alignment) {
+    return std::align_val_t{size >= LARGE_PAGE ? std::max(alignment, LARGE_PAGE) : alignment};
+}
+
+}  // namespace
+
+void* LargePageResource::do_allocate(std::size_t size, std::size_t alignment) {
+    void* const block = ::operator new(size, alignmentOf(size, alignment));
+    preferLarge(static_cast<char*>(block), size);
+    return block;
+}
+
+void LargePageResource::do_deallocate(void* block, std::size_t size, std::size_t alignment) {
+    ::operator delete(block, size, alignmentOf(size, alignment));
+}
+
+bool LargePageResource::do_is_equal(const std::pmr::memory_resource& other) const noexcept {
+    return this == &other;
 }
 
 }  // namespace memory_pages

@@ -7,23 +7,28 @@
 #include "plugins/flat_map.h"
 #include "pwr/metric.h"
 
+// What was worked out for an element of a sample, to be used again while the element is for the same entity
+// and descriptor. `Target` is a cheap value.
+template <typename Target>
+struct SamplePlace {
+    const pwr::EntityHandle* entity = nullptr;
+    const pwr::DataDescriptor* descriptor = nullptr;
+    Target target{};
+
+    bool isOf(const pwr::EntityHandle* anEntity, const pwr::DataDescriptor* aDescriptor) const {
+        return entity == anEntity && descriptor == aDescriptor;
+    }
+};
+
 // Where the elements of samples go. Samples of one metric mostly name the same entities and descriptors in
 // the same order, so what was worked out for the sample before is kept by position: in a row of memory that
 // is read from its start to its end, where a look-up by key would go all over it.
 //
-// `Key` tells apart what is written of a metric, as in a FlatMap. `Target` is a cheap value.
+// `Key` tells apart what is written of a metric, as in a FlatMap.
 template <typename Key, typename Target>
 class SamplePlaces {
 public:
-    struct Place {
-        const pwr::EntityHandle* entity = nullptr;
-        const pwr::DataDescriptor* descriptor = nullptr;
-        Target target{};
-
-        bool isOf(const pwr::EntityHandle* anEntity, const pwr::DataDescriptor* aDescriptor) const {
-            return entity == anEntity && descriptor == aDescriptor;
-        }
-    };
+    using Place = SamplePlace<Target>;
 
     // The first of `count` places, which the caller keeps up to date. They hold until the next call.
     Place* placesOf(const Key& key, std::size_t count) {

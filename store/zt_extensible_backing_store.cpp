@@ -78,15 +78,15 @@ int openEmptyFile(const char* path) {
 bool ZTExtensibleBackingStore::s_wasWorkingDirCreated = false;
 
 ZTExtensibleBackingStore::ZTExtensibleBackingStore(unsigned long maximumBufferSize)
-    : m_writeHead(0),
+    : m_dirty(false),
+      m_readHead(0),
+      m_writeHead(0),
       m_size(0),
       m_windowStart(0),
-      m_backed(0),
-      m_dirty(false),
-      m_readHead(0),
+      m_maximumBufferSize(maximumBufferSize),
       m_bufferSize(0),
       m_bufferCapacity(0),
-      m_maximumBufferSize(maximumBufferSize) {
+      m_backed(0) {
     if (init_i()) return;
     const int reason = errno;
     char text[ERROR_TEXT_SIZE] = "";

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "plugins/memory_block.h"
-#include "plugins/prefetch.h"
 #include "store/zt_buffer_provider.h"
 
 namespace pwr {
@@ -16,7 +15,7 @@ namespace pwr {
 // The window starts with room for one byte and doubles up to a limit; when a write comes to the end of a full
 // window, the window is written to the file and goes on behind it. The file lies in the working directory and
 // goes with the store. One thread at a time.
-class alignas(64) ZTExtensibleBackingStore final : public ZTBufferProvider {
+class ZTExtensibleBackingStore final : public ZTBufferProvider {
 public:
     // The limit of the window in all stores of the writers.
     static constexpr unsigned long WINDOW_LIMIT = 1048576;
@@ -40,26 +39,6 @@ public:
     std::unique_ptr<ZTBufferProvider> clone(unsigned long) override;
     std::int32_t insert(unsigned long position, const void* source, unsigned long count) override;
     std::int64_t readBack(void* destination, unsigned long count) override;
-
-    // For appending without a copy: the place at the write head if `count` bytes fit into the window there
-    // and nothing lies behind it, else null. What is put there counts once `appended` is told its length,
-    // which is at most `count`; both hold until the next other operation.
-    char* placeToAppend(unsigned long count) {
-        const std::uint64_t offset = m_writeHead - m_windowStart;
-        const bool fits = m_writeHead == m_size && offset <= m_backed && m_backed - offset >= count;
-        return fits ? m_buffer.get() + offset : nullptr;
-    }
-    void appended(unsigned long count) {
-        m_writeHead += count;
-        m_size = m_writeHead;
-        m_dirty = m_dirty || count != 0;
-    }
-
-    // Have the processor fetch what appending needs, and, once that is there, the place itself.
-    PREFETCHES void fetch() const { prefetch(this, CACHE_LINE); }
-    PREFETCHES void fetchPlace() const {
-        prefetch(m_buffer.get() + (m_writeHead - m_windowStart), 2 * CACHE_LINE);
-    }
 
     // For reading without a copy: as read, if all `count` bytes lie in the window, else null and nothing
     // happens. The bytes stay the store's, until its next other operation.
@@ -99,20 +78,18 @@ private:
 
     static bool s_wasWorkingDirCreated;
 
-    // What appending needs, in one line of the cache with the table of operations.
-    std::uint64_t m_writeHead;    // offset of the next write
-    std::uint64_t m_size;         // length of the data
-    std::uint64_t m_windowStart;  // offset of the first byte in m_buffer
-    MemoryBlock m_buffer;         // the window; a plain block, as new bytes are not to be filled
-    std::uint64_t m_backed;       // how much of the window has memory behind it
-    bool m_dirty;                 // the window holds bytes that are not in the file
-
+    std::fstream m_file;
+    bool m_dirty;                       // the window holds bytes that are not in the file
     std::uint64_t m_readHead;           // offset of the next read
+    std::uint64_t m_writeHead;          // offset of the next write
+    std::uint64_t m_size;               // length of the data
+    std::uint64_t m_windowStart;        // offset of the first byte in m_buffer
+    std::uint64_t m_maximumBufferSize;  // limit of the window
+    MemoryBlock m_buffer;               // the window; a plain block, as new bytes are not to be filled
     std::uint64_t m_bufferSize;         // length of the window
     std::uint64_t m_bufferCapacity;     // the length that m_buffer has room for
-    std::uint64_t m_maximumBufferSize;  // limit of the window
+    std::uint64_t m_backed;             // how much of the window has memory behind it
     std::string m_path;
-    std::fstream m_file;
 };
 
 }  // namespace pwr

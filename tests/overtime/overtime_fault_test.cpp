@@ -143,6 +143,34 @@ TYPED_TEST(OverTimeFault, KeepsTheRowsFromBeforeADiskThatIsFull) {
     EXPECT_THAT(this->m_runner.m_statuses, testing::Contains(HasSubstr("fini,1")));
 }
 
+// The window takes rows until it is full, and gets no room after it.
+TEST(RowStoreFault, KeepsEveryRowThatTheWindowHasRoomFor) {
+    constexpr std::size_t ROW_LENGTH = 4 + 7 + 5;
+    constexpr std::size_t ROWS_IN_WINDOW = pwr::ZTExtensibleBackingStore::WINDOW_LIMIT / ROW_LENGTH;
+    test::StreamRunner runner;
+    for (const std::size_t longest : {7u, 100u}) {
+        SCOPED_TRACE(longest);
+        BackingStoreWrapper table("Title", "n/a");
+        table.addColumn("");
+        {
+            // The first row moves the others against the window's end.
+            const Limit full(RLIMIT_FSIZE, 0);
+            table.pushCell(std::string(longest, 'y'), 0);
+            for (std::size_t row = 0; row < ROWS_IN_WINDOW + 1000; ++row) {
+                table.rowComplete();
+                table.pushCell("xxxxxxx", 0);
+            }
+        }
+        EXPECT_FALSE(table.isComplete());
+        std::FILE* const file = std::tmpfile();
+        table.flush(file, ",", false);
+        const auto printed = static_cast<std::size_t>(std::ftell(file));
+        std::fclose(file);
+        const std::size_t rows = (pwr::ZTExtensibleBackingStore::WINDOW_LIMIT - longest - 9) / ROW_LENGTH + 1;
+        EXPECT_EQ(printed, 6 + longest + 1 + rows * (longest + 1) + 1);
+    }
+}
+
 TYPED_TEST(OverTimeFault, TellsWhenTheResultDoesNotFit) {
     this->m_runner.begin();
     this->feed(DEFINITIONS);
