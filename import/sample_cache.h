@@ -46,6 +46,12 @@ struct StateCache {
     KnownAttributes data;
 };
 
+// An entity that a metric's samples name at a certain place among their entities.
+struct ExpectedEntity {
+    const pwr::EntityHandle* entity;
+    EntityCache* cache;
+};
+
 // A metric. Valid while the host's object says the same as when it was filled.
 struct MetricCache {
     bool isFilled = false;
@@ -56,7 +62,17 @@ struct MetricCache {
     bool isRefused = false;  // a debug metric
     bool isDefined = false;  // its metadata is written
     KeyCache<EntityCache> entities;
+    std::vector<ExpectedEntity> expected;  // those of the samples so far, in order
     KeyCache<StateCache> states;
+
+    // What is remembered of the entity that is the one at `place` in a sample.
+    EntityCache& entityAt(std::size_t place, const pwr::EntityHandle* entity) {
+        if (place < expected.size() && expected[place].entity == entity) return *expected[place].cache;
+        EntityCache& known = entities[entity];
+        if (place >= expected.size()) expected.resize(place + 1);
+        expected[place] = {entity, &known};
+        return known;
+    }
 };
 
 // Ends the chain of a group's elements.

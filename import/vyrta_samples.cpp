@@ -3,6 +3,7 @@
 
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
+#include "plugins/prefetch.h"
 
 using namespace vyrta;
 
@@ -35,6 +36,7 @@ MetricCache& VyrtaWriter::findMetric_i(const pwr::Metric& metric) {
                            cache.name == metric.m_name;
     if (isCurrent) return cache;
     cache.entities.clear();
+    cache.expected.clear();
     cache.states.clear();
     cache.isFilled = false;  // until all of it is known
     cache.id = metric.m_id;
@@ -185,13 +187,14 @@ void VyrtaWriter::group_i(MetricCache& cache, const pwr::EntityHandle* entity, s
         group.last = place;
         return;
     }
-    EntityCache& known = cache.entities[entity];
+    EntityCache& known = cache.entityAt(m_groups.size(), entity);
     if (known.message == m_messageNumber) {
         EntityGroup& group = m_groups[known.group];
         m_elements[group.last].next = place;
         group.last = place;
         return;
     }
+    prefetch(known.previousTsc, sizeof *known.previousTsc);
     known.message = m_messageNumber;
     known.group = static_cast<std::uint32_t>(m_groups.size());
     m_groups.push_back({entity, &known, place, place});
