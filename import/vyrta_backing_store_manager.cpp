@@ -9,6 +9,17 @@
 #include "plugins/memory_pages.h"
 #include "plugins/output_file.h"
 
+char* TransferMemory::reserve(std::size_t size) {
+    if (size <= m_size) return m_block.get();
+    m_size = 0;
+    m_block.reset();
+    m_block = makeBlock(size);
+    if (m_block == nullptr) return nullptr;
+    m_size = size;
+    memory_pages::preferLarge(m_block.get(), size);
+    return m_block.get();
+}
+
 VyrtaBackingStoreManager::VyrtaBackingStoreManager(const std::string& name)
     : m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
       m_name(name),
@@ -28,7 +39,7 @@ int VyrtaBackingStoreManager::pushBuffer_i(const char* buffer, unsigned int size
     return 1;
 }
 
-int VyrtaBackingStoreManager::flush(std::FILE* file) {
+int VyrtaBackingStoreManager::flush(std::FILE* file, TransferMemory& memory) {
     if (file == nullptr) return 1;
     const std::string& path = m_store->getPath();
     VYRTA_INFO("Processing tmp file: %s\n", path.c_str());
@@ -43,23 +54,22 @@ int VyrtaBackingStoreManager::flush(std::FILE* file) {
 
     const unsigned long size = m_store->size();
     if (size == 0) return 0;
-    const MemoryBlock block = makeBlock(size);
+    char* const block = memory.reserve(size);
     if (block == nullptr) {
         VYRTA_WARNING("Failed to allocate buffer of size %ld\n", static_cast<long>(size));
         errno = ENOMEM;
         return 1;
     }
-    memory_pages::preferLarge(block.get(), size);
     // What could not be spilled before fails here, and only this first time with its reason.
     errno = 0;
     m_store->resetForRead();
     const int reason = errno;
-    if (m_store->read(block.get(), size) != static_cast<long>(size)) {
+    if (m_store->read(block, size) != static_cast<long>(size)) {
         VYRTA_WARNING("Failed to read from backing store '%s'. \n", path.c_str());
         if (reason != 0) errno = reason;
         return 1;
     }
-    if (int error = 0; writeText(file, {block.get(), size}, error), error != 0) {
+    if (int error = 0; writeText(file, {block, size}, error), error != 0) {
         VYRTA_WARNING("Failed to write backing store '%s' buffer to main output file. \n", path.c_str());
         errno = error;
         return 1;

@@ -48,6 +48,7 @@ int VyrtaWriterImpl::fini() {
 }
 
 int VyrtaWriterImpl::flushStores_i(int& copyError) {
+    TransferMemory memory;
     while (!m_stores.empty()) {
         const auto first = m_stores.begin();
         VyrtaBackingStoreManager& manager = *first->second;
@@ -61,7 +62,7 @@ int VyrtaWriterImpl::flushStores_i(int& copyError) {
                 return 1;
             }
             errno = 0;
-            if (manager.flush(m_file) != 0 && manager.m_valid && copyError == 0)
+            if (manager.flush(m_file, memory) != 0 && manager.m_valid && copyError == 0)
                 copyError = errno != 0 ? errno : EIO;
         }
         m_stores.erase(first);
