@@ -2,7 +2,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -50,9 +49,25 @@ const std::map<std::string, PartRunner> PARTS = {
     {"json-emission", bench::runJsonEmission},
 };
 
-const std::string READER = "reader";
+// The floors, by name.
+using Floor = std::size_t (*)(const bench::PlainElements&);
+const std::map<std::string, Floor> FLOORS = {
+    {"F1", [](const bench::PlainElements& elements) { return bench::packedRecords(elements, "floor"); }},
+    {"F2", bench::paddedCells},
+    {"F3", bench::jsonPoints},
+};
 
-// Everything that is run in a round, by name, with the number of units that its cost is divided by.
+// What a path cost in one round, and what it is compared with, from right before and right after it: the
+// speed of a machine that others use as well changes from second to second.
+struct Sample {
+    Cost path;
+    Cost reading;  // nothing for a part, which reads no elements
+    Cost floors[2];
+
+    double netNs() const { return path.totalNs() - reading.totalNs(); }
+    double floorNs() const { return (floors[0].ingestNs + floors[1].ingestNs) / 2; }
+};
+
 class Bench {
 public:
     Bench(const Options& options, bench::Work& work, const bench::PluginLibrary& library)
@@ -62,148 +77,132 @@ public:
     void report() const;
 
 private:
-    struct Item {
-        std::string name;
-        double units;
-        std::function<void(Cost&)> run;
+    // One path in all rounds.
+    struct Row {
+        Budget budget;
+        std::vector<Sample> samples;
     };
 
     bool isChosen_i(const std::string& name) const {
         if (m_options.writers.empty()) return true;
         return std::find(m_options.writers.begin(), m_options.writers.end(), name) != m_options.writers.end();
     }
-    std::vector<Item> items_i();
-    Item floor_i(const std::string& name, std::function<std::size_t()> run);
-    Item part_i(const std::string& name, PartRunner runPart);
-    Item writer_i(const std::string& name);
-    Item reader_i();
-    std::vector<double> perUnit_i(const std::string& name, double Cost::*figure) const;
-    std::vector<double> netPerUnit_i(const Budget& budget) const;
-    void reportFloors_i() const;
-    void reportWriter_i(const Budget& budget) const;
-    void reportRatio_i(const Budget& budget) const;
-    Spread ratio_i(const Budget& budget) const;
+    Sample measure_i(const Budget& budget);
+    Cost measureFloor_i(const std::string& name);
+    Spread spreadOf_i(const std::vector<double>& totals) const;
+    void reportFloor_i(const std::string& name) const;
+    void reportReading_i() const;
+    void reportRow_i(const Row& row) const;
+    static Spread ratioOf_i(const Row& row);
 
     const Options& m_options;
     bench::Work& m_work;
     const bench::PluginLibrary& m_library;
     bench::PlainElements m_plain;
-    std::map<std::string, std::vector<Cost>> m_costs;
-    std::map<std::string, double> m_units;
+    std::vector<Row> m_rows;
 };
 
-Bench::Item Bench::floor_i(const std::string& name, std::function<std::size_t()> run) {
-    return {name, static_cast<double>(m_plain.size()), [run = std::move(run)](Cost& cost) {
-                const double start = bench::cpuNs();
-                const std::size_t bytes = run();
-                cost.ingestNs = bench::cpuNs() - start;
-                if (bytes == 0) std::_Exit(1);
-            }};
-}
-
-Bench::Item Bench::part_i(const std::string& name, PartRunner runPart) {
-    return {name, static_cast<double>(m_plain.size()),
-            [this, runPart](Cost& cost) { runPart(m_plain, cost); }};
-}
-
-Bench::Item Bench::writer_i(const std::string& name) {
-    return {name, static_cast<double>(m_work.elements()),
-            [this, name](Cost& cost) { bench::runWriter(m_library.writer(name), m_work, cost); }};
-}
-
-Bench::Item Bench::reader_i() {
-    return {READER, static_cast<double>(m_work.elements()), [this](Cost& cost) {
-                bench::ReadingWriter reader;
-                bench::runWriter(reader, m_work, cost);
-            }};
-}
-
-std::vector<Bench::Item> Bench::items_i() {
-    std::vector<Item> items{
-        floor_i("F1", [this] { return bench::packedRecords(m_plain, "floor"); }),
-        floor_i("F2", [this] { return bench::paddedCells(m_plain); }),
-        floor_i("F3", [this] { return bench::jsonPoints(m_plain); }),
-        reader_i(),
-    };
-    for (const Budget& budget : BUDGETS) {
-        if (!isChosen_i(budget.name)) continue;
-        const auto part = PARTS.find(budget.name);
-        items.push_back(part != PARTS.end() ? part_i(part->first, part->second) : writer_i(budget.name));
-    }
-    return items;
-}
-
 void Bench::run() {
-    const std::vector<Item> items = items_i();
-    for (const Item& item : items) m_units[item.name] = item.units;
+    for (const Budget& budget : BUDGETS)
+        if (isChosen_i(budget.name)) m_rows.push_back({budget, {}});
     for (unsigned round = 0; round < m_options.rounds; ++round) {
         std::fprintf(stderr, "round %u of %u\n", round + 1, m_options.rounds);
-        for (const Item& item : items)
-            m_costs[item.name].push_back(bench::measureInChild(item.name, item.run));
+        for (Row& row : m_rows) row.samples.push_back(measure_i(row.budget));
     }
 }
 
-std::vector<double> Bench::perUnit_i(const std::string& name, double Cost::*figure) const {
-    std::vector<double> result;
-    for (const Cost& cost : m_costs.at(name)) result.push_back(cost.*figure / m_units.at(name));
-    return result;
+Sample Bench::measure_i(const Budget& budget) {
+    Sample sample;
+    sample.floors[0] = measureFloor_i(budget.floor);
+    if (const auto part = PARTS.find(budget.name); part != PARTS.end()) {
+        sample.path = bench::measureInChild(budget.name, [&](Cost& cost) { part->second(m_plain, cost); });
+    } else {
+        sample.reading = bench::measureInChild("reader", [&](Cost& cost) {
+            bench::ReadingWriter reader;
+            bench::runWriter(reader, m_work, cost);
+        });
+        sample.path = bench::measureInChild(
+            budget.name, [&](Cost& cost) { bench::runWriter(m_library.writer(budget.name), m_work, cost); });
+    }
+    sample.floors[1] = measureFloor_i(budget.floor);
+    return sample;
 }
 
-// What a path costs per unit in each round, less what reading alone costs.
-std::vector<double> Bench::netPerUnit_i(const Budget& budget) const {
-    const std::vector<Cost>& costs = m_costs.at(budget.name);
-    const std::vector<Cost>& reads = m_costs.at(READER);
-    const bool reads_elements = PARTS.count(budget.name) == 0;
-    std::vector<double> result;
-    for (std::size_t i = 0; i < costs.size(); ++i)
-        result.push_back((costs[i].totalNs() - (reads_elements ? reads[i].totalNs() : 0)) /
-                         m_units.at(budget.name));
-    return result;
+Cost Bench::measureFloor_i(const std::string& name) {
+    return bench::measureInChild(name, [&](Cost& cost) {
+        const double start = bench::cpuNs();
+        const std::size_t bytes = FLOORS.at(name)(m_plain);
+        cost.ingestNs = bench::cpuNs() - start;
+        if (bytes == 0) std::_Exit(1);
+    });
 }
 
-Spread Bench::ratio_i(const Budget& budget) const {
-    const std::vector<double> floor = perUnit_i(budget.floor, &Cost::ingestNs);
-    std::vector<double> ratios = netPerUnit_i(budget);
-    for (std::size_t i = 0; i < ratios.size(); ++i) ratios[i] /= floor[i];
+// Totals of runs, per element.
+Spread Bench::spreadOf_i(const std::vector<double>& totals) const {
+    const Spread spread = bench::spreadOf(totals);
+    const auto elements = static_cast<double>(m_work.elements());
+    return {spread.median / elements, spread.min / elements, spread.max / elements};
+}
+
+Spread Bench::ratioOf_i(const Row& row) {
+    std::vector<double> ratios;
+    for (const Sample& sample : row.samples) ratios.push_back(sample.netNs() / sample.floorNs());
     return bench::spreadOf(ratios);
 }
 
-void Bench::reportFloors_i() const {
-    for (const std::string name : {"F1", "F2", "F3", "reader"}) {
-        const Spread ns = bench::spreadOf(perUnit_i(name, &Cost::ingestNs));
-        std::printf("%-13s %7.1f ns per element (%.1f to %.1f)\n", name.c_str(), ns.median, ns.min, ns.max);
+void Bench::reportFloor_i(const std::string& name) const {
+    std::vector<double> totals;
+    for (const Row& row : m_rows) {
+        if (row.budget.floor != name) continue;
+        for (const Sample& sample : row.samples)
+            for (const Cost& floor : sample.floors) totals.push_back(floor.ingestNs);
     }
+    if (totals.empty()) return;
+    const Spread ns = spreadOf_i(totals);
+    std::printf("%-13s %7.1f ns per element (%.1f to %.1f)\n", name.c_str(), ns.median, ns.min, ns.max);
 }
 
-void Bench::reportWriter_i(const Budget& budget) const {
-    const Spread ingest = bench::spreadOf(perUnit_i(budget.name, &Cost::ingestNs));
-    const Spread fini = bench::spreadOf(perUnit_i(budget.name, &Cost::finiNs));
-    const Spread bytes = bench::spreadOf(perUnit_i(budget.name, &Cost::bytes));
+void Bench::reportReading_i() const {
+    std::vector<double> totals;
+    for (const Row& row : m_rows)
+        for (const Sample& sample : row.samples)
+            if (PARTS.count(row.budget.name) == 0) totals.push_back(sample.reading.ingestNs);
+    if (totals.empty()) return;
+    const Spread ns = spreadOf_i(totals);
+    std::printf("%-13s %7.1f ns per element (%.1f to %.1f)\n", "reader", ns.median, ns.min, ns.max);
+}
+
+void Bench::reportRow_i(const Row& row) const {
+    std::vector<double> ingest;
+    std::vector<double> fini;
+    std::vector<double> bytes;
     std::vector<double> peaks;
-    for (const Cost& cost : m_costs.at(budget.name)) peaks.push_back(cost.peakBytes);
-    const Spread ratio = ratio_i(budget);
+    for (const Sample& sample : row.samples) {
+        ingest.push_back(sample.path.ingestNs);
+        fini.push_back(sample.path.finiNs);
+        bytes.push_back(sample.path.bytes);
+        peaks.push_back(sample.path.peakBytes);
+    }
+    const Spread ratio = ratioOf_i(row);
     std::printf("%-13s %8.1f %8.1f %8.1f %10.1f   %.2f x %s (%.2f to %.2f), at most %.2f, aim %.2f\n",
-                budget.name, ingest.median, fini.median, bytes.median,
-                bench::spreadOf(peaks).median / (1 << 20), ratio.median, budget.floor, ratio.min, ratio.max,
-                budget.atMost, budget.aim);
-}
-
-void Bench::reportRatio_i(const Budget& budget) const {
-    const Spread ratio = ratio_i(budget);
-    std::printf("ratio,%s,%.3f,%.3f,%.3f,%.2f,%.2f\n", budget.name, ratio.median, ratio.min, ratio.max,
-                budget.atMost, budget.aim);
+                row.budget.name, spreadOf_i(ingest).median, spreadOf_i(fini).median, spreadOf_i(bytes).median,
+                bench::spreadOf(peaks).median / (1 << 20), ratio.median, row.budget.floor, ratio.min,
+                ratio.max, row.budget.atMost, row.budget.aim);
 }
 
 void Bench::report() const {
     std::printf("%zu elements in %zu messages, %u rounds, CPU time (user and system) in ns per element\n",
                 m_work.elements(), m_work.messages(), m_options.rounds);
-    reportFloors_i();
+    for (const auto& [name, floor] : FLOORS) reportFloor_i(name);
+    reportReading_i();
     std::printf("%-13s %8s %8s %8s %10s   ratio to the floor, reading subtracted\n", "", "ingest", "fini",
                 "bytes", "peak MiB");
-    for (const Budget& budget : BUDGETS)
-        if (m_costs.count(budget.name) != 0) reportWriter_i(budget);
-    for (const Budget& budget : BUDGETS)
-        if (m_costs.count(budget.name) != 0) reportRatio_i(budget);
+    for (const Row& row : m_rows) reportRow_i(row);
+    for (const Row& row : m_rows) {
+        const Spread ratio = ratioOf_i(row);
+        std::printf("ratio,%s,%.3f,%.3f,%.3f,%.2f,%.2f\n", row.budget.name, ratio.median, ratio.min,
+                    ratio.max, row.budget.atMost, row.budget.aim);
+    }
 }
 
 }  // namespace
