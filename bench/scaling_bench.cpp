@@ -151,7 +151,7 @@ void compare(const Case& wide, const bench::PluginLibrary& library, unsigned rou
 }  // namespace
 
 int main(int argc, char** argv) {
-    unsigned rounds = 3;
+    unsigned rounds = 5;
     std::size_t scale = 1;
     std::string only;
     std::vector<std::string> writers = WRITERS;
