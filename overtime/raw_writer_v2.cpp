@@ -114,28 +114,35 @@ std::uint16_t RawWriterV2::columnOf_i(const pwr::Metric& metric, const pwr::Data
     return (*table.columns)[key] = static_cast<std::uint16_t>(table.store->addColumn(title));
 }
 
+// The metric's table with its columns, or null.
+RawWriterV2::MetricTable* RawWriterV2::tableOf_i(const pwr::Metric& metric) {
+    if (MetricTable* const* const known = m_tableOf.find(metric.m_id)) return *known;
+    BackingStoreWrapper* const store = getStore(metric.m_name, metric.m_id);
+    if (store == nullptr) return nullptr;
+    ColumnMap& columns = m_columnsByMetric[metric.m_id];
+    if (!isKnown_i(metric.m_id)) declareColumns_i(metric, *store, columns);
+    m_metricTables.push_back({store, &columns, {}});
+    return m_tableOf[metric.m_id] = &m_metricTables.back();
+}
+
 std::int32_t RawWriterV2::writeMessage(const pwr::Metric& metric) {
-    MetricTable table = m_metricTables[metric.m_id];
-    if (table.store == nullptr) {
-        table.store = getStore(metric.m_name, metric.m_id);
-        if (table.store == nullptr) return 1;
-        table.columns = &m_columnsByMetric[metric.m_id];
-        if (!isKnown_i(metric.m_id)) declareColumns_i(metric, *table.store, *table.columns);
-        m_metricTables[metric.m_id] = table;
-    }
+    MetricTable* const table = tableOf_i(metric);
+    if (table == nullptr) return 1;
+    table->store->fetch();
     const pwr::Metric::Sample& sample = metric.getData();
+    if (table->places.size() < sample.elements.size()) table->places.resize(sample.elements.size());
     pwr::Data(static_cast<unsigned long>(sample.timestamp)).toFormattedString(m_cell);
-    table.store->pushCell(m_cell, TIMESTAMP_COLUMN);
-    Places::Place* place = m_places.placesOf(metric.m_id, sample.elements.size());
+    table->store->pushCell(m_cell, TIMESTAMP_COLUMN);
+    SamplePlace<std::uint16_t>* place = table->places.data();
     for (const pwr::DataElement* element : sample.elements) {
         const pwr::EntityHandle* const entity = element->getEntity();
         const pwr::DataDescriptor* const descriptor = element->getDescriptor();
         if (!place->isOf(entity, descriptor))
-            *place = {entity, descriptor, columnOf_i(metric, *element, table)};
+            *place = {entity, descriptor, columnOf_i(metric, *element, *table)};
         element->getValue()->toFormattedString(m_cell);
-        table.store->pushCell(m_cell, place->target);
+        table->store->pushCell(m_cell, place->target);
         ++place;
     }
-    table.store->rowComplete();
+    table->store->rowComplete();
     return 0;
 }

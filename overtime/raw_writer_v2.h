@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -48,10 +49,10 @@ private:
     struct MetricTable {
         BackingStoreWrapper* store = nullptr;
         ColumnMap* columns = nullptr;
+        std::vector<SamplePlace<std::uint16_t>> places;  // the columns of the elements, by position
     };
 
-    using Places = SamplePlaces<std::uint64_t, std::uint16_t>;  // the columns, by metric id
-
+    MetricTable* tableOf_i(const pwr::Metric& metric);
     static std::uint16_t columnOf_i(const pwr::Metric& metric, const pwr::DataElement& element,
                                     const MetricTable& table);
     void declareColumns_i(const pwr::Metric& metric, BackingStoreWrapper& store, ColumnMap& columns);
@@ -67,7 +68,7 @@ private:
     std::vector<std::uint32_t> m_knownMetrics;                       // metrics whose columns were declared
 
     std::vector<std::unique_ptr<BackingStoreWrapper>> m_tables;  // the stores, in order of first appearance
-    FlatMap<std::uint64_t, MetricTable> m_metricTables;
-    Places m_places;
+    std::deque<MetricTable> m_metricTables;
+    FlatMap<std::uint64_t, MetricTable*> m_tableOf;  // by metric id
     std::string m_cell;
 };
