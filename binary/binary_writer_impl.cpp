@@ -136,6 +136,7 @@ std::int32_t BinaryWriter::Impl::writeMessage(const pwr::Metric& metric) {
     const std::size_t count = sample.elements.size();
     Places::Place* const places = m_places.placesOf(metric.m_id, count);
     for (std::size_t i = 0; i < count; ++i) {
+        prefetchAfter(sample.elements, i);
         // Many entities do not fit into the processor's caches, and most are those of the sample before.
         if (i + FETCHED_AHEAD < count) prefetch(places[i + FETCHED_AHEAD].entity, 2 * CACHE_LINE);
         if (!writeElement_i(message, *sample.elements[i], places[i])) return 1;

@@ -114,6 +114,7 @@ int VyrtaWriter::collectElements_i(const pwr::Metric& metric, MetricCache& cache
     m_groups.clear();
     m_inventedAttribute = nullptr;
     for (std::uint32_t i = 0; i < elements.size(); ++i) {
+        prefetchAfter(elements, i);
         const pwr::DataElement& element = *elements[i];
         EntityDataElement& kept = m_elements[i].kept;
         kept = {element.getDescriptor(), element.getValue(), element.getDuration(),

@@ -97,6 +97,7 @@ std::int32_t JSONWriter::writeElements_i(const pwr::Metric& metric) {
     SeriesPlaces::Place* const places = placesOf_i(metric, count);
     const Series* previous = nullptr;
     for (std::size_t i = 0; i < count; ++i) {
+        prefetchAfter(sample.elements, i);
         const pwr::DataElement* const element = sample.elements[i];
         if (i + FAR_AHEAD < count) fetchSeries(places[i + FAR_AHEAD]);
         if (i + AHEAD < count) fetchPoint(places[i + AHEAD]);

@@ -33,10 +33,12 @@ std::int32_t PhmTextWriter::writeSampledGeneric(const pwr::Metric& metric, std::
     const SampledMessage message =
         sampledMessage_i(metric, tableIndex, calculation, quantity, titleSuffix, defaultValue, NO_TAG);
     const pwr::Metric::Sample& sample = metric.getData();
-    Place* place = m_places.placesOf({metric.m_id, tableIndex}, sample.elements.size());
+    Place* const places = m_places.placesOf({metric.m_id, tableIndex}, sample.elements.size());
     std::uint64_t lastTimestamp = 0;
     table.hasDuration = false;
-    for (const pwr::DataElement* element : sample.elements) {
+    for (std::size_t i = 0; i < sample.elements.size(); ++i) {
+        prefetchAfter(sample.elements, i);
+        const pwr::DataElement& element = *sample.elements[i];
         if (!table.columnsReady) {
             addFixedColumns_i(table);
             addDataColumns_i(metric, table);
@@ -47,13 +49,13 @@ std::int32_t PhmTextWriter::writeSampledGeneric(const pwr::Metric& metric, std::
             lastTimestamp = sample.timestamp;
             beginSampledRow_i(table, sample.timestamp);
         }
-        if (!place->isOf(element->getEntity(), element->getDescriptor()))
-            *place = {element->getEntity(), element->getDescriptor(), {&table, columnOf_i(*element, table)}};
-        const std::uint64_t duration = element->getDuration();
-        if (calculate_i(message, *element->getValue(), duration) != 0) return 1;
+        Place& place = places[i];
+        if (!place.isOf(element.getEntity(), element.getDescriptor()))
+            place = {element.getEntity(), element.getDescriptor(), {&table, columnOf_i(element, table)}};
+        const std::uint64_t duration = element.getDuration();
+        if (calculate_i(message, *element.getValue(), duration) != 0) return 1;
         pushDuration_i(duration, table);
-        table.store.pushCell(m_cell, place->target.column);
-        ++place;
+        table.store.pushCell(m_cell, place.target.column);
     }
     table.store.rowComplete();
     return 0;

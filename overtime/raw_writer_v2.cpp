@@ -133,15 +133,16 @@ std::int32_t RawWriterV2::writeMessage(const pwr::Metric& metric) {
     if (table->places.size() < sample.elements.size()) table->places.resize(sample.elements.size());
     pwr::Data(static_cast<unsigned long>(sample.timestamp)).toFormattedString(m_cell);
     table->store->pushCell(m_cell, TIMESTAMP_COLUMN);
-    SamplePlace<std::uint16_t>* place = table->places.data();
-    for (const pwr::DataElement* element : sample.elements) {
+    for (std::size_t i = 0; i < sample.elements.size(); ++i) {
+        prefetchAfter(sample.elements, i);
+        const pwr::DataElement* const element = sample.elements[i];
         const pwr::EntityHandle* const entity = element->getEntity();
         const pwr::DataDescriptor* const descriptor = element->getDescriptor();
-        if (!place->isOf(entity, descriptor))
-            *place = {entity, descriptor, columnOf_i(metric, *element, *table)};
+        SamplePlace<std::uint16_t>& place = table->places[i];
+        if (!place.isOf(entity, descriptor))
+            place = {entity, descriptor, columnOf_i(metric, *element, *table)};
         element->getValue()->toFormattedString(m_cell);
-        table->store->pushCell(m_cell, place->target);
-        ++place;
+        table->store->pushCell(m_cell, place.target);
     }
     table->store->rowComplete();
     return 0;

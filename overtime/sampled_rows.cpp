@@ -43,9 +43,10 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
                                                     defaultValue, TEXT_WRITER_TAG);
     ++m_messageCount;
     const TableKey key{metric.m_id, tableIndex};
-    Place* place = m_order.begin(key, sample.elements.size(), m_tableCache.size() >= MANY_TABLES);
-    for (const pwr::DataElement* element : sample.elements) {
-        if (writeSampledElement_i(message, sample.timestamp, *element, *place++) != 0) return 1;
+    Place* const places = m_order.begin(key, sample.elements.size(), m_tableCache.size() >= MANY_TABLES);
+    for (std::size_t i = 0; i < sample.elements.size(); ++i) {
+        prefetchAfter(sample.elements, i);
+        if (writeSampledElement_i(message, sample.timestamp, *sample.elements[i], places[i]) != 0) return 1;
     }
     for (TableInfo* table : m_order.end()) table->store.rowComplete();
     return 0;
