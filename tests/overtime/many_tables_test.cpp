@@ -1,0 +1,85 @@
+// The trace CSV with so many tables that it fetches them ahead, in an order that does not always come true.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <numeric>
+#include <random>
+#include <sstream>
+
+#include "overtime/int_writer_v2.h"
+#include "tests/support/stream_runner.h"
+
+namespace {
+
+constexpr int ENTITIES = 400;
+
+using Rows = std::map<std::string, std::vector<std::string>>;  // by title of the table
+
+std::string definitions() {
+    std::string lines = "{\"msg\":\"system\",\"tscMHz\":1000}\n";
+    for (int entity = 1; entity <= ENTITIES; ++entity) {
+        const std::string id = std::to_string(entity);
+        lines += R"({"def":"entity","id":)" + id + R"(,"name":"core)" + id + "\"}\n";
+    }
+    for (const char* metric : {"1", "2"})
+        lines += std::string(R"({"def":"metric","id":)") + metric + R"(,"name":"M)" + metric +
+                 R"(","type":"SAMPLED_VALUE"})" + "\n";
+    return lines;
+}
+
+// A sample of the entities in this order; notes the rows that it makes.
+std::string sample(int metric, int time, const std::vector<int>& entities, Rows& rows) {
+    std::string line = R"({"msg":"metric","metric":)" + std::to_string(metric) + R"(,"t":)" +
+                       std::to_string(time) + R"(,"data":[)";
+    for (const int entity : entities) {
+        const std::string value = std::to_string(entity * 1000 + time);
+        if (line.back() != '[') line += ',';
+        line += R"({"e":)" + std::to_string(entity) + R"(,"v":{"u":)" + value + "}}";
+        rows["M" + std::to_string(metric) + " - core" + std::to_string(entity)].push_back(value);
+    }
+    return line + "]}\n";
+}
+
+// What the last column of each table holds.
+Rows rowsOf(const char* path) {
+    Rows rows;
+    std::ifstream file(path);
+    std::string title;
+    for (std::string line; std::getline(file, line);) {
+        if (line.find(" - ") != std::string::npos) title = line;
+        const std::size_t cell = line.find_last_of(' ');
+        const bool isRow = line.find("Sample #") == std::string::npos && line.find(',') != std::string::npos;
+        if (isRow) rows[title].push_back(line.substr(cell + 1));
+    }
+    return rows;
+}
+
+TEST(ManyTables, GetTheirRowsInWhateverOrderEntitiesCome) {
+    std::minstd_rand random(5);
+    Rows expected;
+    std::string stream = definitions();
+    std::vector<int> entities(ENTITIES);
+    std::iota(entities.begin(), entities.end(), 1);
+    for (int time = 1; time <= 24; ++time) {
+        if (time % 4 == 0) std::shuffle(entities.begin(), entities.end(), random);
+        const std::vector<int> some(entities.begin(), entities.begin() + 1 + random() % ENTITIES);
+        // The second metric stays away at times, so that the message after a message changes.
+        stream += sample(1, time, time % 3 == 0 ? some : entities, expected);
+        if (time % 5 != 0) stream += sample(2, time, entities, expected);
+    }
+    test::StreamRunner runner;
+    runner.m_environment.m_logLevel = 2;
+    IntWriterV2 writer;
+    runner.add(writer);
+    runner.begin();
+    ASSERT_TRUE(runner.feed(stream)) << runner.m_error;
+    runner.finish();
+    EXPECT_EQ(runner.m_infoLog.text(), "");
+    EXPECT_EQ(rowsOf("run_trace.csv"), expected);
+    std::filesystem::remove("run_trace.csv");
+}
+
+}  // namespace
