@@ -113,16 +113,14 @@ std::int32_t BackingStoreWrapper::pushLine(const std::string&) {
 
 // Pushes what is not simply the next cell of a row with room for it.
 void BackingStoreWrapper::pushElsewhere_i(std::string_view value, std::size_t column) {
-    if (!m_isScattered && column < m_row.count()) {
-        if (m_row.replace(column, value)) return;
-        scatter_i();
-    }
-    if (m_isScattered) {
-        m_scattered.set(column, value);
+    if (!m_isScattered && column >= m_row.count()) {
+        while (m_row.count() < column) append_i(m_defaultValue);
+        append_i(value);
         return;
     }
-    while (m_row.count() < column) append_i(m_defaultValue);
-    append_i(value);
+    if (!m_isScattered && m_row.replace(column, value)) return;
+    if (!m_isScattered) scatter_i();
+    m_scattered.set(column, value);
 }
 
 void BackingStoreWrapper::append_i(std::string_view value) {
@@ -148,7 +146,7 @@ void BackingStoreWrapper::scatter_i() {
     for (std::size_t column = 0; column < m_row.count(); ++column) {
         const std::string_view text = textOf(record);
         m_scattered.set(column, text);
-        record += LENGTH_SIZE + text.size();
+        record = text.data() + text.size();
     }
     m_isScattered = true;
 }
@@ -192,11 +190,11 @@ void BackingStoreWrapper::spool_i(const char* rows, std::size_t length) {
 
 void BackingStoreWrapper::logRow_i() const {
     const char* record = m_row.begin();
-    for (std::size_t column = 0; column < m_row.count(); ++column) {
-        const std::string text(textOf(record));
+    while (record != m_row.end()) {
+        const std::string_view text = textOf(record);
         LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote %d\n", static_cast<int>(text.size()));
-        LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote %s\n", text.c_str());
-        record += LENGTH_SIZE + text.size();
+        LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote %s\n", std::string(text).c_str());
+        record = text.data() + text.size();
     }
     LOG_INFO_TAG(TEXT_WRITER_TAG, "Wrote the row complete token\n");
 }

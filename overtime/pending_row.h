@@ -24,7 +24,7 @@ inline char* putRecord(char* out, std::string_view text) {
     return packing::putBytes(out, text.data(), text.size());
 }
 
-// The text of the record at `record`.
+// The text of the record at `record`. The next record is where it ends.
 inline std::string_view textOf(const char* record) {
     return {record + LENGTH_SIZE, packing::get<std::uint32_t>(record)};
 }
@@ -59,7 +59,7 @@ public:
         char* record = m_begin;
         for (std::size_t i = 0; i < column; ++i) record += LENGTH_SIZE + textOf(record).size();
         if (textOf(record).size() != text.size()) return false;
-        packing::putBytes(record + LENGTH_SIZE, text.data(), text.size());
+        putRecord(record, text);
         return true;
     }
 

@@ -19,6 +19,11 @@ void advise(char* begin, std::size_t size, std::size_t page, int advice) {
     if (size >= toPage + page) madvise(begin + toPage, (size - toPage) / page * page, advice);
 }
 
+// So that large pages cover all of a large block.
+std::align_val_t alignmentOf(std::size_t size, std::size_t alignment) {
+    return std::align_val_t{size >= LARGE_PAGE ? std::max(alignment, LARGE_PAGE) : alignment};
+}
+
 }  // namespace
 
 void preferLarge(char* begin, std::size_t size) {
@@ -37,14 +42,6 @@ void request(char* begin, std::size_t size) {
 void giveBack(char* begin, std::size_t size) {
     if (size >= FEW_PAGES * PAGE) advise(begin, size, PAGE, MADV_DONTNEED);
 }
-
-namespace {
-
-std::align_val_t alignmentOf(std::size_t size, std::size_t alignment) {
-    return std::align_val_t{size >= LARGE_PAGE ? std::max(alignment, LARGE_PAGE) : alignment};
-}
-
-}  // namespace
 
 void* LargePageResource::do_allocate(std::size_t size, std::size_t alignment) {
     void* const block = ::operator new(size, alignmentOf(size, alignment));
