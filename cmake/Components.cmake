@@ -38,15 +38,14 @@ function(pwr_writer_objects name)
     set_property(GLOBAL APPEND PROPERTY PWR_WRITER_OBJECTS ${name})
 endfunction()
 
-# Links the writer library from all folders that are part of it. It exports its two entry points only and is
-# not linked against the host: what it imports is resolved by the process that loads it.
-function(pwr_link_writer_library)
-    get_property(objects GLOBAL PROPERTY PWR_WRITER_OBJECTS)
-    add_library(writer_plugins SHARED plugins/writer_plugins.cpp)
-    target_link_libraries(writer_plugins PRIVATE pwr_common ${objects})
+# pwr_link_plugin_library(NAME ENTRY OBJECTS...): a plug-in library. It exports its two entry points only and is not
+# linked against the host: what it imports is resolved by the process that loads it.
+function(pwr_link_plugin_library name entry)
+    add_library(${name} SHARED ${entry})
+    target_link_libraries(${name} PRIVATE pwr_common ${ARGN})
     set(exports ${CMAKE_SOURCE_DIR}/plugins/exports.map)
-    target_link_options(writer_plugins PRIVATE -Wl,--version-script=${exports})
-    set_target_properties(writer_plugins PROPERTIES LINK_DEPENDS ${exports})
+    target_link_options(${name} PRIVATE -Wl,--version-script=${exports})
+    set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports})
 endfunction()
 
 # pwr_add_test(NAME SOURCES FILE... [LIBRARIES TARGET...]): a GoogleTest program, run from the build tree, and once

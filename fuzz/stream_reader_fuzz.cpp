@@ -8,7 +8,7 @@
 
 #include "host/model/environment.h"
 #include "host/model/registry.h"
-#include "host/stream/delivery.h"
+#include "host/session/delivery.h"
 #include "host/stream/stream_reader.h"
 #include "plugins/writer_plugin.h"
 #include "plugins/writer_plugin_capability.h"
@@ -104,7 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     SilentLog log;
     host::model::Environment environment(log, log);
     CuriousWriter writer;
-    host::stream::Delivery delivery;
+    host::session::Delivery delivery;
     delivery.add(writer);
     delivery.init("run", true);
     host::stream::StreamReader reader(delivery);

@@ -5,11 +5,13 @@
 #include <memory>
 #include <string>
 
+#include "host/base/complain.h"
+#include "host/base/exit_status.h"
 #include "host/cli/commands.h"
-#include "host/cli/plugin_library.h"
-#include "host/cli/run.h"
 #include "host/model/environment.h"
 #include "host/model/loggers.h"
+#include "host/session/plugin_libraries.h"
+#include "host/session/run.h"
 
 namespace host::cli {
 
@@ -19,18 +21,18 @@ std::string padded(const std::string& text, std::size_t width) {
     return text + std::string(width > text.size() ? width - text.size() : 0, ' ') + "  ";
 }
 
-int list(const std::string& plugins) {
+int list(const std::vector<std::string>& plugins) {
     model::DescriptorLogger log(STDERR_FILENO);
     model::Environment environment(log, log);
-    PluginLibrary library;
+    session::PluginLibraries libraries;
     std::string error;
-    if (!library.open(plugins, error)) {
-        complain(error);
-        return EXIT_ERROR;
+    if (!libraries.open(plugins, error)) {
+        base::complain(error);
+        return base::EXIT_ERROR;
     }
     std::vector<std::array<std::string, 4>> rows = {{"WRITER", "EXTENSION", "CONTINUOUS", "DESCRIPTION"}};
-    for (const WriterPlugin* writer : library.writers()) {
-        const pwr::WriterPluginCapability& capability = PluginLibrary::capabilityOf(*writer);
+    for (const WriterPlugin* writer : libraries.writers()) {
+        const pwr::WriterPluginCapability& capability = session::PluginLibrary::capabilityOf(*writer);
         const bool isContinuous = (capability.m_flags & pwr::PluginCapability::FLAG_CONTINUOUS) != 0;
         rows.push_back({capability.m_name, capability.m_extension, isContinuous ? "yes" : "no",
                         capability.m_description});
@@ -43,18 +45,21 @@ int list(const std::string& plugins) {
         for (std::size_t i = 0; i < 3; ++i) line += padded(row[i], widths[i]);
         std::printf("%s%s\n", line.c_str(), row[3].c_str());
     }
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return EXIT_GOOD;
-    complain("cannot write the list");
-    return EXIT_ERROR;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return base::EXIT_GOOD;
+    base::complain("cannot write the list");
+    return base::EXIT_ERROR;
 }
 
 }  // namespace
 
 void addListCommand(CLI::App& program, Command& chosen) {
     auto* const command = program.add_subcommand("list", "Show the writers");
-    const auto plugins = std::make_shared<std::string>();
-    command->add_option("--plugins", *plugins, "The plug-in library, if not the one of this program")
-        ->type_name("FILE");
+    const auto plugins = std::make_shared<std::vector<std::string>>();
+    command
+        ->add_option("--plugins", *plugins,
+                     "A plug-in library in place of those of this program; may be repeated")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
     command->callback([&chosen, plugins] { chosen = [plugins] { return list(*plugins); }; });
 }
 

@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "host/base/complain.h"
+#include "host/base/exit_status.h"
 #include "host/cli/commands.h"
-#include "host/cli/run.h"
+#include "host/session/run.h"
 
 namespace {
 
@@ -36,13 +38,13 @@ int main(int argc, char** argv) try {
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {
-        return program.exit(problem) == 0 ? host::cli::EXIT_GOOD : host::cli::EXIT_ERROR;
+        return program.exit(problem) == 0 ? host::base::EXIT_GOOD : host::base::EXIT_ERROR;
     }
     return chosen();
 } catch (const std::bad_alloc&) {
-    host::cli::complain("not enough memory");
-    return host::cli::EXIT_ERROR;
+    host::base::complain("not enough memory");
+    return host::base::EXIT_ERROR;
 } catch (const std::exception& problem) {
-    host::cli::complain(problem.what());
-    return host::cli::EXIT_ERROR;
+    host::base::complain(problem.what());
+    return host::base::EXIT_ERROR;
 }

@@ -1,6 +1,6 @@
+#include "host/base/complain.h"
+#include "host/base/exit_status.h"
 #include "host/cli/commands.h"
-
-#if __has_include("host/record/record.h")
 
 #include <unistd.h>
 
@@ -9,41 +9,41 @@
 #include <string>
 #include <string_view>
 
-#include "host/cli/run.h"
+#include "host/base/stop_signal.h"
 #include "host/cli/run_options.h"
 #include "host/record/record.h"
-#include "host/stream/stop_signal.h"
+#include "host/session/run.h"
 
 namespace host::cli {
 
 namespace {
 
 struct RecordCommandOptions {
-    RunOptions m_run;
-    RecordOptions m_record;
+    session::RunOptions m_run;
+    record::RecordOptions m_record;
 };
 
-int recordMachine(RecordCommandOptions& options) {
+int runRecord(RecordCommandOptions& options) {
     options.m_record.continuous = options.m_run.m_isContinuous;
     options.m_record.orderGiven = !options.m_run.m_order.empty();
     // The recorder hears signals itself while it collects; one that comes later must not cost the files.
-    const stream::StopSignal stop;
-    Run run;
-    if (!run.open(options.m_run)) return EXIT_ERROR;
+    const base::StopSignal stop;
+    session::Run run;
+    if (!run.open(options.m_run)) return base::EXIT_ERROR;
     run.begin();
     if (stop.isRequested()) {
-        complain(std::string("ended by ") + stop.name() + " before the collection");
+        base::complain(std::string("ended by ") + stop.name() + " before the collection");
         return run.end();
     }
     std::uint64_t number = 0;
     const auto deliver = [&](std::string_view line) {
         if (run.reader().line(line, ++number)) return true;
-        complain("recorded line " + std::to_string(number) + ": " + run.reader().error());
+        base::complain("recorded line " + std::to_string(number) + ": " + run.reader().error());
         return false;
     };
-    const RecordResult result = record(options.m_record, deliver);
+    const record::RecordResult result = record::recordMachine(options.m_record, deliver);
     const int status = run.end();
-    return result == RecordResult::Complete ? status : EXIT_ERROR;
+    return result == record::RecordResult::Complete ? status : base::EXIT_ERROR;
 }
 
 }  // namespace
@@ -51,40 +51,32 @@ int recordMachine(RecordCommandOptions& options) {
 void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std::string>& words) {
     auto* const command = program.add_subcommand("record", "Sample this machine and deliver to writers");
     const auto options = std::make_shared<RecordCommandOptions>();
-    RecordOptions& record = options->m_record;
-    record.command = words;
-    record.progress = ::isatty(STDERR_FILENO) != 0;
+    record::RecordOptions& recording = options->m_record;
+    recording.command = words;
+    recording.progress = ::isatty(STDERR_FILENO) != 0;
     addRunOptions(*command, options->m_run);
-    command->add_option("--seconds", record.seconds, "Length of the collection; 0: until SIGINT or SIGTERM")
+    command
+        ->add_option("--seconds", recording.seconds, "Length of the collection; 0: until SIGINT or SIGTERM")
         ->type_name("S")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
-    command->add_option("--interval", record.intervalMs, "Time between two samples")
+    command->add_option("--interval", recording.intervalMs, "Time between two samples")
         ->type_name("MS")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     command
-        ->add_option("--flush-every", record.flushEverySec, "Time between two deliveries of a continuous run")
+        ->add_option("--flush-every", recording.flushEverySec,
+                     "Time between two deliveries of a continuous run")
         ->type_name("S")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
-    command->add_option("--save", record.save, "Keep the message stream in this file")->type_name("FILE");
-    command->add_option("--root", record.root, "Where proc, sys and etc are looked for")
+    command->add_option("--save", recording.save, "Keep the message stream in this file")->type_name("FILE");
+    command->add_option("--root", recording.root, "Where proc, sys and etc are looked for")
         ->type_name("DIR")
         ->capture_default_str();
-    command->add_flag("--progress,!--no-progress", record.progress,
+    command->add_flag("--progress,!--no-progress", recording.progress,
                       "Show how far the collection is (default: if standard error is a terminal)");
-    command->callback([&chosen, options] { chosen = [options] { return recordMachine(*options); }; });
+    command->callback([&chosen, options] { chosen = [options] { return runRecord(*options); }; });
 }
 
 }  // namespace host::cli
-
-#else
-
-namespace host::cli {
-
-void addRecordCommand(CLI::App&, Command&, const std::vector<std::string>&) {}
-
-}  // namespace host::cli
-
-#endif

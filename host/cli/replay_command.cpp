@@ -8,20 +8,22 @@
 #include <new>
 #include <string>
 
+#include "host/base/complain.h"
+#include "host/base/exit_status.h"
+#include "host/base/stop_signal.h"
 #include "host/cli/commands.h"
 #include "host/cli/progress.h"
-#include "host/cli/run.h"
 #include "host/cli/run_options.h"
 #include "host/model/files.h"
+#include "host/session/run.h"
 #include "host/stream/line_source.h"
-#include "host/stream/stop_signal.h"
 
 namespace host::cli {
 
 namespace {
 
 struct ReplayOptions {
-    RunOptions m_run;
+    session::RunOptions m_run;
     std::string m_stream;
     bool m_isForgiving = false;  // skip bad lines
     bool m_isProgressShown = false;
@@ -37,7 +39,7 @@ int openStream(const std::string& path, std::uint64_t& size) {
         size = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
         return descriptor;
     }
-    complain("cannot open the stream " + path + ": " + std::strerror(error));
+    base::complain("cannot open the stream " + path + ": " + std::strerror(error));
     if (descriptor > STDIN_FILENO) ::close(descriptor);
     return -1;
 }
@@ -67,10 +69,10 @@ bool readStream(const ReplayOptions& options, stream::LineSource& source, stream
     try {
         isGood = readLines(options, source, reader, progress);
     } catch (const std::bad_alloc&) {
-        complain("not enough memory to read on behind line " + std::to_string(source.lineNumber()));
+        base::complain("not enough memory to read on behind line " + std::to_string(source.lineNumber()));
     }
     if (source.error() == 0) return isGood;
-    complain("cannot read the stream " + options.m_stream + ": " + std::strerror(source.error()));
+    base::complain("cannot read the stream " + options.m_stream + ": " + std::strerror(source.error()));
     return false;
 }
 
@@ -85,21 +87,21 @@ struct StreamDescriptor {
 int replay(const ReplayOptions& options) {
     std::uint64_t total = 0;
     const StreamDescriptor input{openStream(options.m_stream, total)};
-    if (input.m_descriptor < 0) return EXIT_ERROR;
-    Run run;
-    int status = EXIT_ERROR;
+    if (input.m_descriptor < 0) return base::EXIT_ERROR;
+    session::Run run;
+    int status = base::EXIT_ERROR;
     if (run.open(options.m_run)) {
-        const stream::StopSignal stop;
+        const base::StopSignal stop;
         stream::LineSource source(input.m_descriptor, &stop);
         Progress progress(options.m_isProgressShown, total);
         run.begin();
         const bool isGood = readStream(options, source, run.reader(), progress);
         progress.finish(source.bytesRead(), source.lineNumber());
         if (stop.isRequested())
-            complain(std::string(stop.name()) + " after line " + std::to_string(source.lineNumber()) +
-                     ": finishing the files");
+            base::complain(std::string(stop.name()) + " after line " + std::to_string(source.lineNumber()) +
+                           ": finishing the files");
         status = run.end();
-        if (!isGood) status = EXIT_ERROR;
+        if (!isGood) status = base::EXIT_ERROR;
     }
     return status;
 }

@@ -4,7 +4,7 @@
 
 namespace host::cli {
 
-void addRunOptions(CLI::App& command, RunOptions& options) {
+void addRunOptions(CLI::App& command, session::RunOptions& options) {
     command
         .add_option("-w,--writers", options.m_writers, "Option names with commas between, or all, or none")
         ->type_name("LIST")
@@ -13,8 +13,11 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->type_name("NAME")
         ->capture_default_str();
     command.add_flag("--continuous", options.m_isContinuous, "Deliver results while the run goes on");
-    command.add_option("--plugins", options.m_plugins, "The plug-in library, if not the one of this program")
-        ->type_name("FILE");
+    command
+        .add_option("--plugins", options.m_plugins,
+                    "A plug-in library in place of those of this program; may be repeated")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
     command
         .add_option("--order", options.m_order, "Output configuration of the summary report, a JSON object")
         ->type_name("FILE");
@@ -29,8 +32,7 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
             "--log-tag", options.m_logTags,
             "Show all lines of a tag: text-writer-plugin, binarywriter, jsonwriter, continuous_writer")
         ->type_name("TAG")
-        ->expected(1)
-        ->take_all();
+        ->allow_extra_args(false);
     command.add_option("--log", options.m_log, "Write the log here instead of to standard error")
         ->type_name("FILE");
     command

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/cli/run.h"
+#include "host/session/run.h"
 
 namespace CLI {
 class App;
@@ -9,6 +9,6 @@ class App;
 namespace host::cli {
 
 // Adds the options that replay and record have in common. `options` must outlive the parsing.
-void addRunOptions(CLI::App& command, RunOptions& options);
+void addRunOptions(CLI::App& command, session::RunOptions& options);
 
 }  // namespace host::cli

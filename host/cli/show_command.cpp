@@ -4,9 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "host/base/complain.h"
+#include "host/base/exit_status.h"
 #include "host/cli/commands.h"
-#include "host/cli/run.h"
 #include "host/inspect/show.h"
+#include "host/session/run.h"
 
 namespace host::cli {
 
@@ -20,9 +22,9 @@ struct ShowOptions {
 int show(const ShowOptions& options) {
     const int status = inspect::show(options.m_files, options.m_isCheck, std::cout, std::cerr);
     std::cout.flush();
-    if (std::cout) return status == 0 ? EXIT_GOOD : EXIT_ERROR;
-    complain("cannot write to standard output");
-    return EXIT_ERROR;
+    if (std::cout) return status == 0 ? base::EXIT_GOOD : base::EXIT_ERROR;
+    base::complain("cannot write to standard output");
+    return base::EXIT_ERROR;
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace host::recorder {
+namespace host::record {
 
 class Clock {
 public:
@@ -25,4 +25,4 @@ public:
     virtual std::string interruption() const = 0;
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -5,15 +5,18 @@
 #include <ctime>
 #include <utility>
 
-#include "host/record/json_line.h"
+#include "host/base/text.h"
+#include "host/emit/json_line.h"
 #include "host/record/progress.h"
-#include "host/record/text.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
 constexpr std::array<unsigned, 3> VERSION{1, 0, 0};
+
+// So many does a record of the import format hold.
+constexpr std::size_t MOST_ATTRIBUTES = 2048;
 
 std::string localTime(std::int64_t wallNanoseconds) {
     const std::time_t seconds = wallNanoseconds / 1'000'000'000;
@@ -24,14 +27,14 @@ std::string localTime(std::int64_t wallNanoseconds) {
 }
 
 // The stream holds version numbers with the last part first, in fields of 8, 8 and 16 bits.
-void addVersion(JsonLine& line, const char* key, const std::array<unsigned, 3>& version) {
+void addVersion(emit::JsonLine& line, const char* key, const std::array<unsigned, 3>& version) {
     line.key(key).beginList().value(std::min(version[2], 255U)).value(std::min(version[1], 255U));
     line.value(std::min(version[0], 65535U)).endList();
 }
 
 std::string shortestText(double number) {
     std::string text;
-    appendNumber(text, number);
+    base::appendNumber(text, number);
     return text;
 }
 
@@ -50,7 +53,7 @@ std::uint64_t bootTicks(const Root& root, std::uint64_t now, double ticksPerUsec
 
 }  // namespace
 
-Collector::Collector(const RecordOptions& options, const Root& root, Clock& clock, LineSink sink,
+Collector::Collector(const RecordOptions& options, const Root& root, Clock& clock, emit::LineSink sink,
                      std::function<void(const std::string&)> tell)
     : m_options(options),
       m_root(root),
@@ -91,11 +94,16 @@ void Collector::prepare_i() {
     m_stat.update();
     m_machine = readMachine(m_root, ticksPerUsec);
     m_definitions.time();
-    const Id system = m_definitions.entity("System");
+    const emit::Id system = m_definitions.entity("System");
     m_cpus = std::make_unique<Cpus>(m_definitions, m_machine.topology);
     m_context = std::make_unique<SourceContext>(
-        SourceContext{m_root, m_output, m_definitions, *m_cpus, m_stat, system, ticksPerUsec,
-                      bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_tell});
+        SourceContext{{m_definitions, m_output, ticksPerUsec, MOST_ATTRIBUTES},
+                      m_root,
+                      *m_cpus,
+                      m_stat,
+                      system,
+                      bootTicks(m_root, m_clock.ticks(), ticksPerUsec),
+                      m_tell});
     for (SourcePtr& source : makeSources(*m_context)) {
         if (source->prepare())
             m_sources.push_back(std::move(source));
@@ -141,8 +149,8 @@ void Collector::collect_i() {
     for (const SourcePtr& source : m_sources) source->finish(m_stop);
     progress.clear();
     if (m_interrupted)
-        m_tell("ended by " + m_clock.interruption() + " after " + fixedText(seconds_i(m_stop - m_start), 2) +
-               " s; all files are being completed");
+        m_tell("ended by " + m_clock.interruption() + " after " +
+               base::fixedText(seconds_i(m_stop - m_start), 2) + " s; all files are being completed");
 }
 
 void Collector::sample_i(std::uint64_t ticks) {
@@ -155,7 +163,7 @@ void Collector::sample_i(std::uint64_t ticks) {
 // Delivers what is there, with the stop of the collection as it would be now.
 void Collector::flush_i(std::uint64_t stop) {
     writeStop_i(stop);
-    JsonLine("msg", "flush").writeTo(m_output);
+    emit::JsonLine("msg", "flush").writeTo(m_output);
     if (m_save) m_save->flush();
 }
 
@@ -175,7 +183,7 @@ bool Collector::deliver_i(std::string_view line) {
 
 void Collector::writeSystem_i(std::uint64_t stop) {
     const auto& [family, model, stepping] = m_machine.processor;
-    JsonLine line("msg", "system");
+    emit::JsonLine line("msg", "system");
     line.key("cpu").beginList().value(std::min(family, 255U)).value(std::min(model, 255U));
     line.value(std::min(stepping, 255U)).endList();
     addVersion(line, "product", VERSION);
@@ -199,28 +207,28 @@ void Collector::writeSystem_i(std::uint64_t stop) {
 }
 
 void Collector::writeStop_i(std::uint64_t stop) {
-    JsonLine line("msg", "stop");
+    emit::JsonLine line("msg", "stop");
     line.member("tsc", stop).member("durationSec", seconds_i(stop - m_start)).writeTo(m_output);
 }
 
-void Collector::writeHead_i(Report& report) {
+void Collector::writeHead_i(emit::Report& report) {
     const std::size_t cpus = m_cpus->numbers().size();
     report.header("Platform: " + m_machine.platform);
     report.header("Processor: " + processorText(m_machine) + ", " + std::to_string(cpus) + " CPUs online, " +
-                  fixedText(m_clock.ticksPerUsec(), 3) + " MHz time stamp counter");
+                  base::fixedText(m_clock.ticksPerUsec(), 3) + " MHz time stamp counter");
     report.header("System: " + m_machine.host + ", " + m_machine.osName + ", kernel " + m_machine.osVersion +
                   " " + m_machine.osType);
-    report.header("Collection: " + localTime(m_wallStart) + ", " + fixedText(seconds_i(m_stop - m_start), 2) +
-                  " s, " + std::to_string(m_samples) + " samples every " +
-                  shortestText(m_options.intervalMs) + " msec" +
+    report.header("Collection: " + localTime(m_wallStart) + ", " +
+                  base::fixedText(seconds_i(m_stop - m_start), 2) + " s, " + std::to_string(m_samples) +
+                  " samples every " + shortestText(m_options.intervalMs) + " msec" +
                   (m_interrupted ? ", ended early by " + m_clock.interruption() : ""));
     if (!m_absent.empty()) report.note("Not offered by this machine: " + joined(m_absent));
     report.note("Residencies in raw results are ticks of the time stamp counter, " +
-                fixedText(m_clock.ticksPerUsec(), 3) + " of which are one usec");
+                base::fixedText(m_clock.ticksPerUsec(), 3) + " of which are one usec");
 }
 
 void Collector::writeReport_i() {
-    Report report(m_output, m_definitions);
+    emit::Report report(m_output, m_definitions);
     writeHead_i(report);
     for (const SourcePtr& source : m_sources) source->report(report);
     if (!m_options.orderGiven) report.order(defaultFeatureOrder());
@@ -248,4 +256,4 @@ RecordResult Collector::finish_i() {
     return m_failed ? RecordResult::Failed : RecordResult::Complete;
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -6,21 +6,21 @@
 #include <string>
 #include <vector>
 
+#include "host/emit/definitions.h"
+#include "host/emit/save_file.h"
+#include "host/emit/spool.h"
 #include "host/record/clock.h"
 #include "host/record/cpus.h"
-#include "host/record/definitions.h"
 #include "host/record/machine.h"
 #include "host/record/record.h"
-#include "host/record/save_file.h"
 #include "host/record/source.h"
-#include "host/record/spool.h"
 
-namespace host::recorder {
+namespace host::record {
 
 class Collector {
 public:
     // `tell` gets the lines for the user, without line ends. The clock and the root outlive this object.
-    Collector(const RecordOptions& options, const Root& root, Clock& clock, LineSink sink,
+    Collector(const RecordOptions& options, const Root& root, Clock& clock, emit::LineSink sink,
               std::function<void(const std::string&)> tell);
     Collector(const Collector&) = delete;
     Collector& operator=(const Collector&) = delete;
@@ -38,7 +38,7 @@ private:
     void writeSystem_i(std::uint64_t stop);
     void writeStop_i(std::uint64_t stop);
     void writeReport_i();
-    void writeHead_i(Report& report);
+    void writeHead_i(emit::Report& report);
     RecordResult finish_i();
 
     double seconds_i(std::uint64_t ticks) const;
@@ -47,13 +47,13 @@ private:
     const RecordOptions& m_options;
     const Root& m_root;
     Clock& m_clock;
-    LineSink m_sink;
+    emit::LineSink m_sink;
     std::function<void(const std::string&)> m_tell;
 
-    std::optional<SaveFile> m_save;
-    Spool m_spool;
-    Output m_output;  // to the spool, later to the sink
-    Definitions m_definitions;
+    std::optional<emit::SaveFile> m_save;
+    emit::Spool m_spool;
+    emit::Output m_output;  // to the spool, later to the sink
+    emit::Definitions m_definitions;
     StatFile m_stat;
     Machine m_machine;
     std::unique_ptr<Cpus> m_cpus;
@@ -71,4 +71,4 @@ private:
     bool m_failed = false;
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -22,10 +22,11 @@ std::string nodeName(const TopologyNode& node) {
 
 }  // namespace
 
-Cpus::Cpus(Definitions& definitions, const std::vector<TopologyNode>& topology) : m_definitions(definitions) {
-    std::vector<Id> entities;
+Cpus::Cpus(emit::Definitions& definitions, const std::vector<TopologyNode>& topology)
+    : m_definitions(definitions) {
+    std::vector<emit::Id> entities;
     for (const TopologyNode& node : topology) {
-        const Id parent = node.parent < 0 ? 0 : entities[static_cast<std::size_t>(node.parent)];
+        const emit::Id parent = node.parent < 0 ? 0 : entities[static_cast<std::size_t>(node.parent)];
         entities.push_back(m_definitions.entity(nodeName(node), parent));
         if (node.type != NodeType::Thread) continue;
         m_numbers.push_back(node.id);
@@ -34,10 +35,10 @@ Cpus::Cpus(Definitions& definitions, const std::vector<TopologyNode>& topology) 
     std::sort(m_numbers.begin(), m_numbers.end());
 }
 
-Id Cpus::entity(unsigned number) {
-    Id& entity = m_entities[number];
+emit::Id Cpus::entity(unsigned number) {
+    emit::Id& entity = m_entities[number];
     if (entity == 0) entity = m_definitions.entity(name(number));
     return entity;
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

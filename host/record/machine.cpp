@@ -9,9 +9,9 @@
 #include <set>
 #include <tuple>
 
-#include "host/record/text.h"
+#include "host/base/text.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -20,17 +20,17 @@ const std::string CPU_FOLDER = "sys/devices/system/cpu/";
 // Value behind "key : " in the first paragraph that has the key.
 std::string_view cpuinfoValue(std::string_view text, std::string_view key) {
     std::string_view line;
-    while (takeLine(text, line)) {
+    while (base::takeLine(text, line)) {
         const std::size_t colon = line.find(':');
-        if (colon != std::string_view::npos && trimmed(line.substr(0, colon)) == key)
-            return trimmed(line.substr(colon + 1));
+        if (colon != std::string_view::npos && base::trimmed(line.substr(0, colon)) == key)
+            return base::trimmed(line.substr(colon + 1));
     }
     return {};
 }
 
 std::optional<unsigned> toNumber(std::string_view text) {
     std::uint64_t value = 0;
-    if (!takeUnsigned(text, value)) return std::nullopt;
+    if (!base::takeUnsigned(text, value)) return std::nullopt;
     return static_cast<unsigned>(value);
 }
 
@@ -43,9 +43,9 @@ std::optional<unsigned> numberIn(const Root& root, const std::string& path) {
 // Value of NAME=value or NAME="value".
 std::string assignedValue(std::string_view text, std::string_view name) {
     std::string_view line;
-    while (takeLine(text, line)) {
+    while (base::takeLine(text, line)) {
         if (!line.starts_with(name) || line.size() <= name.size() || line[name.size()] != '=') continue;
-        line = trimmed(line.substr(name.size() + 1));
+        line = base::trimmed(line.substr(name.size() + 1));
         if (line.size() >= 2 && line.front() == '"' && line.back() == '"')
             line = line.substr(1, line.size() - 2);
         return std::string(line);
@@ -73,7 +73,7 @@ struct CpuPlace {
 };
 
 std::vector<unsigned> onlineCpus(const Root& root) {
-    if (const auto listed = parseCpuList(root.text(CPU_FOLDER + "online")); listed && !listed->empty())
+    if (const auto listed = base::parseCpuList(root.text(CPU_FOLDER + "online")); listed && !listed->empty())
         return *listed;
     std::vector<unsigned> numbers;
     for (const std::string& name : root.names(CPU_FOLDER, "cpu"))
@@ -161,7 +161,7 @@ void readSystem(const Root& root, Machine& machine) {
     std::string_view version = machine.osVersion;
     for (unsigned& number : machine.kernel) {
         std::uint64_t value = 0;
-        if (!takeUnsigned(version, value)) break;
+        if (!base::takeUnsigned(version, value)) break;
         number = static_cast<unsigned>(value);
         if (version.starts_with('.')) version.remove_prefix(1);
     }
@@ -185,4 +185,4 @@ std::string processorText(const Machine& machine) {
            ", model " + std::to_string(model) + ", stepping " + std::to_string(stepping) + ")";
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -7,7 +7,7 @@
 
 #include "host/record/sample_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 enum class NodeType : int { Package = 1, Module = 2, Core = 3, Thread = 4 };
 
@@ -41,4 +41,4 @@ Machine readMachine(const Root& root, double tscMHz);
 // "AMD EPYC (family 25, model 17, stepping 1)"
 std::string processorText(const Machine& machine);
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "host/record/text.h"
+#include "host/base/text.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -17,14 +17,14 @@ bool parseStat(std::string_view text, ProcessInfo& info, std::string& name) {
     if (open == std::string_view::npos || close == std::string_view::npos || close < open) return false;
     name = text.substr(open + 1, close - open - 1);
     text.remove_prefix(close + 1);
-    text = trimmed(text);
+    text = base::trimmed(text);
     text.remove_prefix(std::min<std::size_t>(text.size(), 1));  // the state
-    if (!takeUnsigned(text, info.parent)) return false;
+    if (!base::takeUnsigned(text, info.parent)) return false;
     for (int field = 5; field < 22; ++field) {  // some of these are negative
         text.remove_prefix(std::min(text.size(), text.find_first_not_of(' ')));
         text.remove_prefix(std::min(text.size(), text.find(' ')));
     }
-    return takeUnsigned(text, info.start);
+    return base::takeUnsigned(text, info.start);
 }
 
 std::string programOf(const std::string& path) {
@@ -46,7 +46,7 @@ std::string withoutSuffix(std::string text, std::string_view suffix) {
 }  // namespace
 
 ProcessTable::ProcessTable(const Root& root) : m_root(root) {
-    Descriptor folder = root.openFolder("proc");
+    base::Descriptor folder = root.openFolder("proc");
     m_folder.reset(folder.isOpen() ? fdopendir(folder.get()) : nullptr);
     if (m_folder) folder.release();
 }
@@ -95,7 +95,7 @@ const ProcessTable::Changes& ProcessTable::update() {
     while (const dirent* entry = readdir(m_folder.get())) {
         std::string_view name = entry->d_name;
         std::uint64_t pid = 0;
-        if (name.front() >= '1' && name.front() <= '9' && takeUnsigned(name, pid) && name.empty())
+        if (name.front() >= '1' && name.front() <= '9' && base::takeUnsigned(name, pid) && name.empty())
             see_i(pid, entry->d_ino);
     }
     for (auto entry = m_known.begin(); entry != m_known.end();) {
@@ -112,4 +112,4 @@ const ProcessTable::Changes& ProcessTable::update() {
     return m_changes;
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -11,7 +11,7 @@
 
 #include "host/record/sample_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 struct ProcessInfo {
     std::uint64_t pid = 0;
@@ -57,4 +57,4 @@ private:
     std::vector<char> m_buffer;
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-namespace host::recorder {
+namespace host::record {
 
 Progress::Progress(bool shown, double wantedSeconds)
     : m_shown(shown), m_isTerminal(isatty(STDERR_FILENO) == 1), m_wanted(wantedSeconds) {
@@ -30,4 +30,4 @@ void Progress::clear() {
     m_lineOpen = false;
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

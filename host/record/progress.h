@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace host::recorder {
+namespace host::record {
 
 // On a terminal one line that is written over and over; elsewhere a line for each ten seconds.
 class Progress {
@@ -25,4 +25,4 @@ private:
     bool m_lineOpen = false;
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace host::record {
 
 struct RecordOptions {
     double seconds = 5.0;              // length of the collection; 0: until SIGINT or SIGTERM
@@ -18,4 +18,4 @@ struct RecordOptions {
     bool progress = false;             // tell on standard error how far the collection is
 };
 
-}  // namespace host
+}  // namespace host::record

@@ -10,9 +10,9 @@
 #include <memory>
 #include <utility>
 
-#include "host/record/text.h"
+#include "host/base/text.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -25,7 +25,7 @@ std::uint64_t trailingNumber(const std::string& name) {
     const std::size_t digits = name.find_last_not_of("0123456789") + 1;
     std::string_view tail = std::string_view(name).substr(digits);
     std::uint64_t number = 0;
-    takeUnsigned(tail, number);
+    base::takeUnsigned(tail, number);
     return number;
 }
 
@@ -38,41 +38,26 @@ bool isNaturallyLess(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    if (this != &other) {
-        if (m_number >= 0) ::close(m_number);
-        m_number = other.release();
-    }
-    return *this;
-}
-
-Descriptor::~Descriptor() {
-    if (m_number >= 0) ::close(m_number);
-}
-
-int Descriptor::release() {
-    return std::exchange(m_number, -1);
-}
-
 Root::Root(const std::string& folder)
     : m_path(folder), m_folder(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
 
-Descriptor Root::open(const std::string& path) const {
-    return Descriptor(::openat(m_folder.get(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+base::Descriptor Root::open(const std::string& path) const {
+    return base::Descriptor(
+        ::openat(m_folder.get(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
 }
 
-Descriptor Root::openFolder(const std::string& path) const {
-    return Descriptor(::openat(m_folder.get(), path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+base::Descriptor Root::openFolder(const std::string& path) const {
+    return base::Descriptor(::openat(m_folder.get(), path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 std::string Root::text(const std::string& path) const {
     std::vector<char> buffer;
-    return std::string(trimmed(SampleFile(*this, path).read(buffer)));
+    return std::string(base::trimmed(SampleFile(*this, path).read(buffer)));
 }
 
 std::vector<std::string> Root::names(const std::string& folder, std::string_view prefix) const {
     std::vector<std::string> found;
-    Descriptor descriptor = openFolder(folder);
+    base::Descriptor descriptor = openFolder(folder);
     if (!descriptor.isOpen()) return found;
     const std::unique_ptr<DIR, FolderCloser> entries(fdopendir(descriptor.get()));
     if (!entries) return found;
@@ -122,7 +107,7 @@ std::string_view SampleFile::read(std::vector<char>& buffer) const {
 bool SampleFile::readUnsigned(std::uint64_t& value) const {
     char buffer[64];
     std::string_view content = readInto(buffer, sizeof buffer);
-    return takeUnsigned(content, value);
+    return base::takeUnsigned(content, value);
 }
 
 bool SampleFile::readSigned(std::int64_t& value) const {
@@ -131,4 +116,4 @@ bool SampleFile::readSigned(std::int64_t& value) const {
     return std::from_chars(content.data(), content.data() + content.size(), value).ec == std::errc();
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -6,23 +6,9 @@
 #include <string_view>
 #include <vector>
 
-namespace host::recorder {
+#include "host/base/descriptor.h"
 
-// A file descriptor that is closed with its owner.
-class Descriptor {
-public:
-    explicit Descriptor(int number = -1) : m_number(number) {}
-    Descriptor(Descriptor&& other) noexcept : m_number(other.release()) {}
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    ~Descriptor();
-
-    int get() const { return m_number; }
-    bool isOpen() const { return m_number >= 0; }
-    int release();
-
-private:
-    int m_number;
-};
+namespace host::record {
 
 // The folder that stands for "/".
 class Root {
@@ -33,8 +19,8 @@ public:
     const std::string& path() const { return m_path; }
 
     // Opens a file or folder by its path relative to the root; not open, with errno set, on failure.
-    Descriptor open(const std::string& path) const;
-    Descriptor openFolder(const std::string& path) const;
+    base::Descriptor open(const std::string& path) const;
+    base::Descriptor openFolder(const std::string& path) const;
 
     // The whole file without blanks at its ends; empty if it can't be read.
     std::string text(const std::string& path) const;
@@ -47,7 +33,7 @@ public:
 
 private:
     std::string m_path;
-    Descriptor m_folder;
+    base::Descriptor m_folder;
 };
 
 // A file that is opened once and read again and again from its start: one system call per sample.
@@ -74,7 +60,7 @@ private:
     std::string_view readInto(char* buffer, std::size_t size) const;
 
     std::string m_path;
-    Descriptor m_descriptor;
+    base::Descriptor m_descriptor;
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

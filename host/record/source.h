@@ -7,24 +7,22 @@
 #include <string>
 #include <vector>
 
+#include "host/emit/context.h"
+#include "host/emit/definitions.h"
+#include "host/emit/output.h"
+#include "host/emit/report.h"
 #include "host/record/cpus.h"
-#include "host/record/definitions.h"
-#include "host/record/output.h"
-#include "host/record/report.h"
 #include "host/record/sample_file.h"
 #include "host/record/stat_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 // What the sources share. It outlives them.
-struct SourceContext {
+struct SourceContext : emit::Context {
     const Root& root;
-    Output& output;
-    Definitions& define;
     Cpus& cpus;
     const StatFile& stat;                          // as of this sample
-    Id system;                                     // entity of the machine as a whole
-    double ticksPerUsec;                           // frequency of the clock that samples carry
+    emit::Id system;                               // entity of the machine as a whole
     std::uint64_t bootTicks;                       // that clock when the kernel started, 0 if unknown
     std::function<void(const std::string&)> tell;  // a line for the user, without its line end
 };
@@ -48,7 +46,7 @@ public:
     virtual void finish(std::uint64_t /*ticks*/) {}
 
     // Writes the summary tables.
-    virtual void report(Report& report) = 0;
+    virtual void report(emit::Report& report) = 0;
 
     // What it measures, as a word for the user.
     virtual std::string subject() const = 0;
@@ -62,4 +60,4 @@ std::vector<SourcePtr> makeSources(SourceContext& context);
 // Features in the order that the report has by default.
 const std::vector<std::string>& defaultFeatureOrder();
 
-}  // namespace host::recorder
+}  // namespace host::record

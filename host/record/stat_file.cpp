@@ -2,21 +2,21 @@
 
 #include <algorithm>
 
-#include "host/record/text.h"
+#include "host/base/text.h"
 
-namespace host::recorder {
+namespace host::record {
 
 void StatFile::Counter::take(std::string_view text) {
-    known = takeUnsigned(text, value);
+    known = base::takeUnsigned(text, value);
 }
 
 void StatFile::takeCpu_i(std::string_view line) {
     std::uint64_t number = 0;
     line.remove_prefix(3);
-    if (line.starts_with(' ') || !takeUnsigned(line, number)) return;  // the line of all CPUs
+    if (line.starts_with(' ') || !base::takeUnsigned(line, number)) return;  // the line of all CPUs
     CpuTimes cpu{static_cast<unsigned>(number), {}};
     for (std::uint64_t& time : cpu.times)
-        if (!takeUnsigned(line, time)) break;
+        if (!base::takeUnsigned(line, time)) break;
     m_cpus.push_back(cpu);
 }
 
@@ -32,7 +32,7 @@ bool StatFile::update() {
     m_cpus.clear();
     m_contextSwitches = m_interrupts = m_forks = {};
     std::string_view line;
-    while (takeLine(text, line)) {
+    while (base::takeLine(text, line)) {
         if (line.starts_with("cpu")) takeCpu_i(line);
         if (line.starts_with("intr ")) m_interrupts.take(line.substr(5));
         if (line.starts_with("ctxt ")) m_contextSwitches.take(line.substr(5));
@@ -41,4 +41,4 @@ bool StatFile::update() {
     return true;
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

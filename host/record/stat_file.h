@@ -8,7 +8,7 @@
 
 #include "host/record/sample_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 inline constexpr std::size_t CPU_TIMES = 8;
 
@@ -57,4 +57,4 @@ private:
     Counter m_forks;
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

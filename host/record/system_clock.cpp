@@ -8,7 +8,7 @@
 #include <cmath>
 #include <limits>
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -101,4 +101,4 @@ std::string SystemClock::interruption() const {
     return m_signal == SIGINT ? "SIGINT" : m_signal == SIGTERM ? "SIGTERM" : "";
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -6,7 +6,7 @@
 #include "host/record/clock.h"
 #include "host/record/sample_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 // Blocks SIGINT and SIGTERM while it lives, so that none is lost between two sleeps; a signal that the
 // process ignores stays ignored.
@@ -31,4 +31,4 @@ private:
     int m_signal = 0;     // the one that came
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

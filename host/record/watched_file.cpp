@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/record/text.h"
+#include "host/base/text.h"
 
-namespace host::recorder {
+namespace host::record {
 
 WatchedFile::WatchedFile(const SourceContext& context, const std::string& path, std::optional<unsigned> cpu)
     : m_context(&context), m_file(context.root, path), m_cpu(cpu) {
@@ -49,9 +49,9 @@ bool WatchedFile::readSigned(std::int64_t& value) {
 
 bool WatchedFile::readText(std::string_view& text, std::vector<char>& buffer) {
     return read_i([&] {
-        text = trimmed(m_file.read(buffer));
+        text = base::trimmed(m_file.read(buffer));
         return !text.empty();
     });
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -6,7 +6,7 @@
 
 #include "host/record/source.h"
 
-namespace host::recorder {
+namespace host::record {
 
 // Reads as SampleFile does. A failure is told once and drops the file; but the file of a CPU that went
 // offline is taken up again, silently, when the CPU is back.
@@ -36,4 +36,4 @@ private:
     bool m_failing = false;  // the last read failed
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

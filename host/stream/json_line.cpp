@@ -17,7 +17,7 @@ using SizeType = std::size_t;
 #include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
 
-#include "host/stream/utf8.h"
+#include "host/base/utf8.h"
 
 namespace host::stream {
 
@@ -110,17 +110,17 @@ std::string describe(const Token& token) {
 }
 
 const Token* JsonLine::parse(char* text, std::size_t size, Fault& fault) {
-    switch (checkUtf8(text, size)) {
-        case Utf8Check::Good:
+    switch (base::checkUtf8(text, size)) {
+        case base::Utf8Check::Good:
             break;
-        case Utf8Check::ZeroByte:
+        case base::Utf8Check::ZeroByte:
             fault.set("a zero byte; in a text it is written \\u0000");
             return nullptr;
-        case Utf8Check::Control:
+        case base::Utf8Check::Control:
             // The parser's fast path takes some of them.
             fault.set("a control character; in a text it is written \\u and its code");
             return nullptr;
-        case Utf8Check::Bad:
+        case base::Utf8Check::Bad:
             fault.set("not valid UTF-8");
             return nullptr;
     }

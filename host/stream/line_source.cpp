@@ -16,7 +16,7 @@ constexpr std::size_t FIRST_CAPACITY = 256 * 1024;
 
 }  // namespace
 
-LineSource::LineSource(int descriptor, const StopSignal* stop)
+LineSource::LineSource(int descriptor, const base::StopSignal* stop)
     : m_descriptor(descriptor), m_stop(stop), m_buffer(FIRST_CAPACITY + JsonLine::PADDING) {}
 
 bool LineSource::next(char*& text, std::size_t& size) {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/stream/stop_signal.h"
+#include "host/base/stop_signal.h"
 
 namespace host::stream {
 
@@ -12,7 +12,7 @@ namespace host::stream {
 class LineSource {
 public:
     // `descriptor` stays the caller's. Reading ends early once `stop`, which may be null, is requested.
-    explicit LineSource(int descriptor, const StopSignal* stop = nullptr);
+    explicit LineSource(int descriptor, const base::StopSignal* stop = nullptr);
 
     // Gets the next line: `text`, without its newline, is valid until the next call, may be changed and has
     // JsonLine::PADDING writable bytes behind it. Returns false at the end, after an error and when stopped;
@@ -29,7 +29,7 @@ private:
     bool isStopped_i() const { return m_stop != nullptr && m_stop->isRequested(); }
 
     int m_descriptor;
-    const StopSignal* m_stop;
+    const base::StopSignal* m_stop;
     std::vector<char> m_buffer;
     std::size_t m_begin = 0;    // of what has not been handed out
     std::size_t m_scanned = 0;  // from m_begin up to here there is no newline

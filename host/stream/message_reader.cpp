@@ -37,8 +37,8 @@ void clearCells(std::vector<model::Cell>& cells, std::size_t count) {
 
 }  // namespace
 
-MessageReader::MessageReader(model::Registry& registry, Fault& fault, Delivery& delivery)
-    : m_registry(registry), m_fault(fault), m_references(registry, fault), m_delivery(delivery) {}
+MessageReader::MessageReader(model::Registry& registry, Fault& fault, MessageSink& sink)
+    : m_registry(registry), m_fault(fault), m_references(registry, fault), m_sink(sink) {}
 
 void MessageReader::read(std::string_view kind, ObjectReader& line) {
     struct Kind {
@@ -78,7 +78,7 @@ void MessageReader::system_i(ObjectReader& line) {
     m_registry.m_metadata = std::move(metadata);
     m_systemMessage.m_id = id;
     m_systemMessage.m_metadata = m_registry.m_metadata.get();
-    m_delivery.system(m_systemMessage);
+    m_sink.system(m_systemMessage);
 }
 
 void MessageReader::stop_i(ObjectReader& line) {
@@ -114,7 +114,7 @@ void MessageReader::texts_i(ObjectReader& line, pwr::TextMessage& message) {
     if (!line.finish()) return;
     message.m_id = id;
     message.setMessage(text);
-    m_delivery.text(message);
+    m_sink.text(message);
 }
 
 void MessageReader::text_i(ObjectReader& line) {
@@ -126,11 +126,11 @@ void MessageReader::header_i(ObjectReader& line) {
 }
 
 void MessageReader::id_i(ObjectReader& line) {
-    if (line.finish()) m_delivery.id(m_idMessage);
+    if (line.finish()) m_sink.id(m_idMessage);
 }
 
 void MessageReader::flush_i(ObjectReader& line) {
-    if (line.finish()) m_delivery.flush(*m_registry.m_metadata);
+    if (line.finish()) m_sink.flush(*m_registry.m_metadata);
 }
 
 model::Table* MessageReader::tableAt_i(const Token& token) {
@@ -184,7 +184,7 @@ void MessageReader::table_i(ObjectReader& line) {
         table = tableAt_i(*key);
         m_fault.in("table");
     }
-    if (line.finish()) m_delivery.table(table->m_announcement, table->m_columns.m_class);
+    if (line.finish()) m_sink.table(table->m_announcement, table->m_columns.m_class);
 }
 
 void MessageReader::row_i(ObjectReader& line) {
@@ -196,7 +196,7 @@ void MessageReader::row_i(ObjectReader& line) {
     if (table != nullptr) readRow_i(line, table->m_columns, m_row);
     if (!line.finish()) return;
     std::swap(table->m_rowMessage.m_row, m_row);
-    m_delivery.table(table->m_rowMessage, table->m_columns.m_class);
+    m_sink.table(table->m_rowMessage, table->m_columns.m_class);
 }
 
 void MessageReader::container_i(ObjectReader& line) {
@@ -229,7 +229,7 @@ void MessageReader::container_i(ObjectReader& line) {
     } else if (table != nullptr) {
         message->m_infoTable = &table->m_announcement;
     }
-    m_delivery.container(*m_registry.keep(std::move(message)));
+    m_sink.container(*m_registry.keep(std::move(message)));
 }
 
 void MessageReader::metric_i(ObjectReader& line) {
@@ -247,7 +247,7 @@ void MessageReader::metric_i(ObjectReader& line) {
     line.items("data", [this](const Token& item) { readElement(item, m_references, m_pool.append()); });
     if (line.finish()) {
         metric->m_sample = &m_pool.sample();
-        m_delivery.metric(*metric);
+        m_sink.metric(*metric);
         metric->m_sample = nullptr;
     }
     m_pool.release();

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "host/model/registry.h"
-#include "host/stream/delivery.h"
+#include "host/stream/message_sink.h"
 #include "host/stream/object_reader.h"
 #include "host/stream/references.h"
 
@@ -12,7 +12,7 @@ namespace host::stream {
 // Reads lines that carry a message and delivers it. A line with a fault delivers nothing.
 class MessageReader {
 public:
-    MessageReader(model::Registry& registry, Fault& fault, Delivery& delivery);
+    MessageReader(model::Registry& registry, Fault& fault, MessageSink& sink);
 
     // Reads a line whose "msg" is `kind`.
     void read(std::string_view kind, ObjectReader& line);
@@ -38,7 +38,7 @@ private:
     model::Registry& m_registry;
     Fault& m_fault;
     References m_references;
-    Delivery& m_delivery;
+    MessageSink& m_sink;
     bool m_isOpen = false;  // the system message has come
     std::uint32_t m_systemId = 0;
     pwr::SystemMessage m_systemMessage;

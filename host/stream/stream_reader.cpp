@@ -17,10 +17,10 @@ bool isIdle(const char* text, std::size_t size) {
 
 }  // namespace
 
-StreamReader::StreamReader(Delivery& delivery)
-    : m_delivery(delivery),
+StreamReader::StreamReader(MessageSink& sink)
+    : m_sink(sink),
       m_definitions(model::Registry::instance(), m_fault),
-      m_messages(model::Registry::instance(), m_fault, delivery) {}
+      m_messages(model::Registry::instance(), m_fault, sink) {}
 
 bool StreamReader::line(std::string_view text, std::uint64_t number) {
     m_copy.resize(std::max(m_copy.size(), text.size() + JsonLine::PADDING));
@@ -31,7 +31,7 @@ bool StreamReader::line(std::string_view text, std::uint64_t number) {
 bool StreamReader::lineInPlace(char* text, std::size_t size, std::uint64_t number) {
     if (isIdle(text, size)) return true;
     m_fault.clear();
-    m_delivery.setLine(number);
+    m_sink.setLine(number);
     try {
         if (const Token* root = m_json.parse(text, size, m_fault); root != nullptr) read_i(*root);
     } catch (const std::bad_alloc&) {

@@ -10,15 +10,16 @@
 #include "host/stream/fault.h"
 #include "host/stream/json_line.h"
 #include "host/stream/message_reader.h"
+#include "host/stream/message_sink.h"
 
 namespace host::stream {
 
-// Reads a message stream line by line: definitions go to the process's registry, messages to the delivery.
+// Reads a message stream line by line: definitions go to the process's registry, messages to the sink.
 // One reader reads one stream; it must go before the registry is reset.
 class StreamReader {
 public:
-    // `delivery` must outlive this object.
-    explicit StreamReader(Delivery& delivery);
+    // `sink` must outlive this object.
+    explicit StreamReader(MessageSink& sink);
 
     // Reads a line, given without its newline. Returns true if it was good, also if it says nothing (blank or
     // a comment); otherwise nothing of it was delivered or defined, and error says what is wrong.
@@ -36,7 +37,7 @@ private:
 
     Fault m_fault;
     JsonLine m_json;
-    Delivery& m_delivery;
+    MessageSink& m_sink;
     DefinitionReader m_definitions;
     MessageReader m_messages;
     std::vector<char> m_copy;

@@ -12,10 +12,10 @@
 #include <random>
 #include <thread>
 
+#include "host/base/stop_signal.h"
 #include "host/model/environment.h"
 #include "host/model/loggers.h"
 #include "host/stream/line_source.h"
-#include "host/stream/stop_signal.h"
 #include "tests/support/stream_runner.h"
 
 namespace {
@@ -75,7 +75,7 @@ TEST(LineSource, ASignalEndsAWaitForInput) {
     int ends[2];
     ASSERT_EQ(0, ::pipe(ends));
     ASSERT_EQ(18, ::write(ends[1], "whole line\nhalf of", 18));
-    const host::stream::StopSignal stop;
+    const host::base::StopSignal stop;
     std::thread killer([] {
         ::usleep(50000);
         ::kill(::getpid(), SIGTERM);

@@ -8,7 +8,7 @@
 
 namespace {
 
-using host::RecordResult;
+using host::record::RecordResult;
 using simulation::Recording;
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -3,15 +3,17 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include "host/base/text.h"
+#include "host/emit/spool.h"
 #include "host/record/machine.h"
-#include "host/record/spool.h"
 #include "host/record/system_clock.h"
-#include "host/record/text.h"
 #include "tests/record/simulation.h"
 
 namespace {
 
-using namespace host::recorder;
+using namespace host::base;
+using namespace host::emit;
+using namespace host::record;
 using testing::ElementsAre;
 
 TEST(Text, isMadeUtf8) {

@@ -2,13 +2,13 @@
 
 #include <rapidjson/document.h>
 
-#include "host/record/text.h"
+#include "host/base/text.h"
 
 namespace simulation {
 
 namespace {
 
-using host::recorder::fixedText;
+using host::base::fixedText;
 using rapidjson::Value;
 
 std::vector<rapidjson::Document> parsed(const std::vector<std::string>& lines) {

@@ -51,7 +51,7 @@ private:
     std::filesystem::path m_path;
 };
 
-class Clock : public host::recorder::Clock {
+class Clock : public host::record::Clock {
 public:
     static constexpr std::uint64_t START = 5'000'000'000;  // five seconds after the kernel's start
 
@@ -77,7 +77,7 @@ public:
 struct Recording {
     Folder m_root;
     Clock m_clock;
-    host::RecordOptions m_options;
+    host::record::RecordOptions m_options;
     std::vector<std::string> m_lines;  // the stream
     std::vector<std::string> m_told;   // to the user
     std::size_t m_refuseAt = 0;        // the line that the sink does not want, from 1
@@ -90,14 +90,14 @@ struct Recording {
     // A change before that sample, counted from 1.
     void at(int sample, std::function<void()> change) { m_clock.m_changes[sample] = std::move(change); }
 
-    host::RecordResult record() {
-        const host::recorder::Root root(m_root.path().string());
+    host::record::RecordResult record() {
+        const host::record::Root root(m_root.path().string());
         const auto sink = [this](std::string_view line) {
             m_lines.emplace_back(line);
             return m_lines.size() != m_refuseAt;
         };
         const auto tell = [this](const std::string& text) { m_told.push_back(text); };
-        return host::recorder::Collector(m_options, root, m_clock, sink, tell).run();
+        return host::record::Collector(m_options, root, m_clock, sink, tell).run();
     }
 
     // The elements of a metric, one text each: time in msec since the start, entity, descriptor, duration in

@@ -34,7 +34,7 @@ TEST(CpuTime, countsStatesOfCpusThatComeAndGo) {
     run.at(5, [&] {
         run.m_root.put("proc/stat", cpuLine(0, 34, 126, 3) + cpuLine(1, 9, 95, 0) + cpuLine(2, 9, 7, 7));
     });
-    EXPECT_EQ(run.record(), host::RecordResult::Complete);
+    EXPECT_EQ(run.record(), host::record::RecordResult::Complete);
     // The waiting time of CPU0 falls, CPU1 is away for a while, CPU2 is new, and once the file can't be read.
     EXPECT_THAT(nonZero(run.elements("CPU Time States")),
                 ElementsAre("100 CPU0: User 100 40000000", "100 CPU0: Idle 100 60000000",

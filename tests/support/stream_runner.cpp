@@ -15,7 +15,7 @@ std::string CapturedLog::text() const {
 StreamRunner::StreamRunner() : m_environment(m_errorLog, m_infoLog) {
     host::model::Registry::reset();
     m_environment.m_logLevel = 4;
-    m_delivery.setObserver([this](const host::stream::StatusRecord& record) {
+    m_delivery.setObserver([this](const host::session::StatusRecord& record) {
         m_statuses.push_back(std::to_string(record.m_line) + "," + record.m_writer + "," +
                              record.m_operation + "," + std::to_string(record.m_status));
     });

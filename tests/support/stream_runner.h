@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/model/environment.h"
-#include "host/stream/delivery.h"
+#include "host/session/delivery.h"
 #include "host/stream/stream_reader.h"
 #include "plugins/writer_plugin.h"
 
@@ -70,7 +70,7 @@ public:
     host::model::Environment m_environment;
 
 private:
-    host::stream::Delivery m_delivery;
+    host::session::Delivery m_delivery;
     std::unique_ptr<host::stream::StreamReader> m_reader;
     std::uint64_t m_line = 0;
 };

@@ -2,14 +2,14 @@
 #include "host/record/sources/file_values.h"
 #include "host/record/sources/sources.h"
 
-namespace host::recorder {
+namespace host::record {
 
 SourcePtr makeCpuFrequencySource(SourceContext& context) {
-    ValueSpec spec{.chapter = {0, "frequency", "CPU Frequency", ""},
-                   .quantity = {QuantityKind::Frequency, "Frequency", "MHz"},
-                   .what = "Frequency",
-                   .of = "CPU",
-                   .decimals = 2};
+    emit::ValueSpec spec{.chapter = {0, "frequency", "CPU Frequency", ""},
+                         .quantity = {emit::QuantityKind::Frequency, "Frequency", "MHz"},
+                         .what = "Frequency",
+                         .of = "CPU",
+                         .decimals = 2};
     auto source = std::make_unique<FileValueSource>(context, std::move(spec), 1000.0, "CPU frequencies");
     for (const unsigned number : context.cpus.numbers()) {
         const std::string folder = "sys/devices/system/cpu/cpu" + std::to_string(number) + "/cpufreq/";
@@ -19,4 +19,4 @@ SourcePtr makeCpuFrequencySource(SourceContext& context) {
     return source;
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "host/record/residency_metric.h"
+#include "host/emit/residency_metric.h"
 #include "host/record/sources/sources.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -44,7 +44,7 @@ public:
         m_metric.end();
     }
 
-    void report(Report& report) override { m_metric.report(report); }
+    void report(emit::Report& report) override { m_metric.report(report); }
     std::string subject() const override { return "CPU time states"; }
 
 private:
@@ -67,7 +67,7 @@ private:
     static constexpr std::size_t NO_ITEM = ~std::size_t{0};
 
     SourceContext& m_context;
-    ResidencyMetric m_metric;
+    emit::ResidencyMetric m_metric;
     std::vector<std::size_t> m_states;
     std::vector<std::size_t> m_items;  // by CPU number
     std::size_t m_online = 0;
@@ -79,4 +79,4 @@ SourcePtr makeCpuTimeSource(SourceContext& context) {
     return std::make_unique<CpuTimeSource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

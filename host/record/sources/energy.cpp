@@ -1,12 +1,12 @@
 // Energy that the power domains have used.
 #include <map>
 
-#include "host/record/counter_metric.h"
+#include "host/emit/counter_metric.h"
 #include "host/record/sources/sources.h"
 #include "host/record/sources/unique_names.h"
 #include "host/record/watched_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -15,15 +15,15 @@ public:
     explicit EnergySource(SourceContext& context)
         : m_context(context),
           m_metric(context, {.chapter = {0, "power", "Power Domain Energy", ""},
-                             .quantity = {QuantityKind::Energy, "Energy", "uJ"},
-                             .rate = {QuantityKind::Power, "Power", "W"},
+                             .quantity = {emit::QuantityKind::Energy, "Energy", "uJ"},
+                             .rate = {emit::QuantityKind::Power, "Power", "W"},
                              .rateFactor = 1e-6,
                              .keys = {"Power domain"}}) {}
 
     bool prepare() override {
         // A domain's folder is named after its parent's, "a:0:1" being part of "a:0".
         const std::string folder = "sys/class/powercap/";
-        std::map<std::string, std::pair<Id, std::string>> domains;  // folder to entity and name
+        std::map<std::string, std::pair<emit::Id, std::string>> domains;  // folder to entity and name
         UniqueNames names;
         for (const std::string& zone : m_context.root.names(folder)) {
             WatchedFile file(m_context, folder + zone + "/energy_uj");
@@ -32,7 +32,7 @@ public:
             std::string name = m_context.root.text(folder + zone + "/name");
             if (!parentName.empty()) name = parentName + "/" + name;
             name = names.take(name, zone);
-            const Id entity = m_context.define.entity(name, parent);
+            const emit::Id entity = m_context.define.entity(name, parent);
             std::uint64_t range = 0;
             SampleFile(m_context.root, folder + zone + "/max_energy_range_uj").readUnsigned(range);
             m_domains.emplace_back(std::move(file), m_metric.add(entity, name + " energy", {name}, range));
@@ -53,7 +53,7 @@ public:
         m_metric.end();
     }
 
-    void report(Report& report) override { m_metric.report(report); }
+    void report(emit::Report& report) override { m_metric.report(report); }
     std::string subject() const override { return "power domains"; }
 
 private:
@@ -65,7 +65,7 @@ private:
     }
 
     SourceContext& m_context;
-    CounterMetric m_metric;
+    emit::CounterMetric m_metric;
     std::vector<std::pair<WatchedFile, std::size_t>> m_domains;
 };
 
@@ -75,4 +75,4 @@ SourcePtr makeEnergySource(SourceContext& context) {
     return std::make_unique<EnergySource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

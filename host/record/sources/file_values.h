@@ -5,19 +5,19 @@
 #include <utility>
 #include <vector>
 
-#include "host/record/value_metric.h"
+#include "host/emit/value_metric.h"
 #include "host/record/watched_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 class FileValueSource : public Source {
 public:
     // Numbers in the files are `divisor` times the value.
-    FileValueSource(SourceContext& context, ValueSpec spec, double divisor, std::string subject)
+    FileValueSource(SourceContext& context, emit::ValueSpec spec, double divisor, std::string subject)
         : m_metric(context, std::move(spec)), m_divisor(divisor), m_subject(std::move(subject)) {}
 
     // Adds a file that holds an entity's value, before prepare. Files that can't be read are left out.
-    void add(WatchedFile file, Id entity, const std::string& name) {
+    void add(WatchedFile file, emit::Id entity, const std::string& name) {
         m_files.emplace_back(std::move(file), m_metric.add(entity, name));
     }
 
@@ -34,14 +34,14 @@ public:
         }
         m_metric.end();
     }
-    void report(Report& report) override { m_metric.report(report); }
+    void report(emit::Report& report) override { m_metric.report(report); }
     std::string subject() const override { return m_subject; }
 
 private:
-    ValueMetric m_metric;
+    emit::ValueMetric m_metric;
     double m_divisor;
     std::string m_subject;
     std::vector<std::pair<WatchedFile, std::size_t>> m_files;
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

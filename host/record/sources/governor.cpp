@@ -3,25 +3,25 @@
 #include <map>
 #include <utility>
 
-#include "host/record/metric_line.h"
-#include "host/record/residency_table.h"
+#include "host/base/text.h"
+#include "host/emit/metric_line.h"
+#include "host/emit/residency_table.h"
 #include "host/record/sources/sources.h"
-#include "host/record/text.h"
 #include "host/record/watched_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
 class GovernorSource : public Source {
 public:
-    explicit GovernorSource(SourceContext& context) : m_context(context), m_line(context.output) {}
+    explicit GovernorSource(SourceContext& context) : m_context(context), m_line(context) {}
 
     bool prepare() override {
-        MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
+        emit::MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
         for (const unsigned number : m_context.cpus.numbers()) addCpu_i(number);
         if (m_policies.empty()) return false;
-        metric.type = MetricType::TracedTransition;
+        metric.type = emit::MetricType::TracedTransition;
         metric.quantity = m_context.define.time();
         metric.value = m_context.define.handle("Governor");
         metric.state = m_context.define.handle("State");
@@ -56,20 +56,20 @@ public:
         for (Policy& policy : m_policies) leave_i(policy, ticks, NO_STATE);
     }
 
-    void report(Report& report) override {
+    void report(emit::Report& report) override {
         std::vector<std::string> names;
-        std::vector<ResidencyRow> rows;
+        std::vector<emit::ResidencyRow> rows;
         for (const State& state : m_states) names.push_back(state.name);
         for (Policy& policy : m_policies) {
             policy.ticks.resize(names.size());
             for (const GovernedCpu& cpu : policy.cpus)
                 rows.push_back({cpu.name, policy.ticks, policy.observed});
         }
-        std::sort(rows.begin(), rows.end(), [](const ResidencyRow& a, const ResidencyRow& b) {
+        std::sort(rows.begin(), rows.end(), [](const emit::ResidencyRow& a, const emit::ResidencyRow& b) {
             return std::pair(a.name.size(), a.name) < std::pair(b.name.size(), b.name);
         });
         report.chapter(m_chapter);
-        writeResidencyTable(report, m_chapter.name, "CPU", names, rows, m_context.ticksPerUsec);
+        emit::writeResidencyTable(report, m_chapter.name, "CPU", names, rows, m_context.ticksPerUsec);
     }
 
     std::string subject() const override { return "frequency governors"; }
@@ -77,10 +77,10 @@ public:
 private:
     struct State {
         std::string name;
-        Id descriptor;
+        emit::Id descriptor;
     };
     struct GovernedCpu {
-        Id entity;
+        emit::Id entity;
         std::string name;
     };
     // CPUs that share a governor, and the file that names it.
@@ -109,7 +109,7 @@ private:
         m_policyOf[key] = m_policies.size();
         m_policies.push_back(std::move(policy));
         const std::string choices = m_context.root.text(folder + "/scaling_available_governors");
-        for (std::string_view left = trimmed(choices); !left.empty(); left = trimmed(left)) {
+        for (std::string_view left = base::trimmed(choices); !left.empty(); left = base::trimmed(left)) {
             const std::string_view name = left.substr(0, left.find(' '));
             state_i(name);
             left.remove_prefix(name.size());
@@ -131,10 +131,10 @@ private:
             policy.ticks.resize(m_states.size());
             policy.ticks[policy.state] += duration;
             policy.observed += duration;
-            const Id descriptor = m_states[policy.state].descriptor;
+            const emit::Id descriptor = m_states[policy.state].descriptor;
             for (const GovernedCpu& cpu : policy.cpus) {
                 m_line.begin(m_chapter.metric, ticks);
-                m_line.handle(elementHead(cpu.entity, descriptor), duration, descriptor);
+                m_line.handle(emit::elementHead(cpu.entity, descriptor), duration, descriptor);
                 m_line.end();
             }
         }
@@ -143,8 +143,8 @@ private:
     }
 
     SourceContext& m_context;
-    Chapter m_chapter{0, "frequency", "CPU Frequency Governor", ""};
-    MetricLine m_line;
+    emit::Chapter m_chapter{0, "frequency", "CPU Frequency Governor", ""};
+    emit::MetricLine m_line;
     std::vector<char> m_buffer;
     std::vector<State> m_states;
     std::vector<Policy> m_policies;
@@ -157,4 +157,4 @@ SourcePtr makeGovernorSource(SourceContext& context) {
     return std::make_unique<GovernorSource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

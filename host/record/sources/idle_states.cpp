@@ -1,12 +1,12 @@
 // Idle states of the CPUs: time in each, and how often it was entered.
 #include <array>
 
-#include "host/record/counter_metric.h"
-#include "host/record/residency_metric.h"
+#include "host/emit/counter_metric.h"
+#include "host/emit/residency_metric.h"
 #include "host/record/sources/sources.h"
 #include "host/record/watched_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -22,8 +22,8 @@ public:
         : m_context(context),
           m_residency(context, {0, "idle", "OS Core C-States", NOTE}, "CPU", context.ticksPerUsec),
           m_entries(context, {.chapter = {0, "idle", "OS Core C-State Entries", ""},
-                              .quantity = {QuantityKind::Count, "Idle State Entries", "entries"},
-                              .rate = {QuantityKind::Rate, "Idle State Entry Rate", "entries/s"},
+                              .quantity = {emit::QuantityKind::Count, "Idle State Entries", "entries"},
+                              .rate = {emit::QuantityKind::Rate, "Idle State Entry Rate", "entries/s"},
                               .rateFactor = 1.0,
                               .keys = {"CPU", "C-State"}}) {}
 
@@ -51,7 +51,7 @@ public:
         m_entries.end();
     }
 
-    void report(Report& report) override {
+    void report(emit::Report& report) override {
         m_residency.report(report);
         m_entries.report(report);
     }
@@ -75,7 +75,7 @@ private:
     void addCpu_i(unsigned number) {
         const std::string folder = "sys/devices/system/cpu/cpu" + std::to_string(number) + "/cpuidle/";
         const std::string cpuName = Cpus::name(number);
-        const Id entity = m_context.cpus.entity(number);
+        const emit::Id entity = m_context.cpus.entity(number);
         IdleCpu cpu{0, {}};
         std::vector<std::size_t> states;
         for (const std::string& name : m_context.root.names(folder, "state")) {
@@ -119,8 +119,8 @@ private:
     }
 
     SourceContext& m_context;
-    ResidencyMetric m_residency;
-    CounterMetric m_entries;
+    emit::ResidencyMetric m_residency;
+    emit::CounterMetric m_entries;
     std::vector<IdleCpu> m_cpus;
 };
 
@@ -130,4 +130,4 @@ SourcePtr makeIdleStateSource(SourceContext& context) {
     return std::make_unique<IdleStateSource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -1,10 +1,10 @@
 // What the kernel did: context switches, interrupts, forks.
 #include <array>
 
-#include "host/record/counter_metric.h"
+#include "host/emit/counter_metric.h"
 #include "host/record/sources/sources.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -48,7 +48,7 @@ public:
         }
     }
 
-    void report(Report& report) override {
+    void report(emit::Report& report) override {
         for (const auto& entry : m_metrics) entry.second->report(report);
     }
 
@@ -57,20 +57,20 @@ public:
 private:
     void add_i(const Counter& counter) {
         const std::string units = counter.units;
-        auto metric = std::make_unique<CounterMetric>(
-            m_context,
-            CounterSpec{.chapter = {0, "kernel", counter.name, ""},
-                        .quantity = {QuantityKind::Count, counter.name, units},
-                        .rate = {QuantityKind::Rate, std::string(counter.name) + " Rate", units + "/s"},
-                        .rateFactor = 1.0,
-                        .keys = {"Component"}});
+        auto metric = std::make_unique<emit::CounterMetric>(
+            m_context, emit::CounterSpec{.chapter = {0, "kernel", counter.name, ""},
+                                         .quantity = {emit::QuantityKind::Count, counter.name, units},
+                                         .rate = {emit::QuantityKind::Rate,
+                                                  std::string(counter.name) + " Rate", units + "/s"},
+                                         .rateFactor = 1.0,
+                                         .keys = {"Component"}});
         metric->add(m_context.system, counter.name, {"System"});
         metric->define();
         m_metrics.emplace_back(counter.read, std::move(metric));
     }
 
     SourceContext& m_context;
-    std::vector<std::pair<Reader, std::unique_ptr<CounterMetric>>> m_metrics;
+    std::vector<std::pair<Reader, std::unique_ptr<emit::CounterMetric>>> m_metrics;
 };
 
 }  // namespace
@@ -79,4 +79,4 @@ SourcePtr makeKernelActivitySource(SourceContext& context) {
     return std::make_unique<KernelActivitySource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

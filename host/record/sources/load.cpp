@@ -2,11 +2,11 @@
 #include <array>
 #include <charconv>
 
+#include "host/emit/value_metric.h"
 #include "host/record/sources/sources.h"
-#include "host/record/value_metric.h"
 #include "host/record/watched_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -27,7 +27,7 @@ public:
     explicit LoadSource(SourceContext& context)
         : m_context(context),
           m_metric(context, {.chapter = {0, "kernel", "Load Average", ""},
-                             .quantity = {QuantityKind::Load, "Load", "tasks"},
+                             .quantity = {emit::QuantityKind::Load, "Load", "tasks"},
                              .what = "Load",
                              .of = "Over",
                              .decimals = 2}),
@@ -54,12 +54,12 @@ public:
         m_metric.end();
     }
 
-    void report(Report& report) override { m_metric.report(report); }
+    void report(emit::Report& report) override { m_metric.report(report); }
     std::string subject() const override { return "load"; }
 
 private:
     SourceContext& m_context;
-    ValueMetric m_metric;
+    emit::ValueMetric m_metric;
     WatchedFile m_file;
     std::vector<char> m_buffer;
 };
@@ -70,4 +70,4 @@ SourcePtr makeLoadSource(SourceContext& context) {
     return std::make_unique<LoadSource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -1,10 +1,10 @@
 // Memory that is available to programs.
+#include "host/base/text.h"
+#include "host/emit/value_metric.h"
 #include "host/record/sources/sources.h"
-#include "host/record/text.h"
-#include "host/record/value_metric.h"
 #include "host/record/watched_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -13,7 +13,7 @@ bool availableMemory(std::string_view text, std::uint64_t& kibibytes) {
     const std::size_t at = text.find(key);
     if (at == std::string_view::npos) return false;
     text.remove_prefix(at + key.size());
-    return takeUnsigned(text, kibibytes);
+    return base::takeUnsigned(text, kibibytes);
 }
 
 class MemorySource : public Source {
@@ -21,7 +21,7 @@ public:
     explicit MemorySource(SourceContext& context)
         : m_context(context),
           m_metric(context, {.chapter = {0, "memory", "Available Memory", ""},
-                             .quantity = {QuantityKind::Size, "Memory", "KiB"},
+                             .quantity = {emit::QuantityKind::Size, "Memory", "KiB"},
                              .what = "Available",
                              .of = "Component",
                              .decimals = 0}),
@@ -48,12 +48,12 @@ public:
         m_metric.end();
     }
 
-    void report(Report& report) override { m_metric.report(report); }
+    void report(emit::Report& report) override { m_metric.report(report); }
     std::string subject() const override { return "memory"; }
 
 private:
     SourceContext& m_context;
-    ValueMetric m_metric;
+    emit::ValueMetric m_metric;
     WatchedFile m_file;
     std::vector<char> m_buffer;
 };
@@ -64,4 +64,4 @@ SourcePtr makeMemorySource(SourceContext& context) {
     return std::make_unique<MemorySource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

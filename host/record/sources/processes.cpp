@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <map>
 
-#include "host/record/json_line.h"
-#include "host/record/metric_line.h"
+#include "host/base/text.h"
+#include "host/emit/json_line.h"
+#include "host/emit/metric_line.h"
 #include "host/record/process_table.h"
 #include "host/record/sources/sources.h"
-#include "host/record/text.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -21,7 +21,7 @@ class ProcessSource : public Source {
 public:
     explicit ProcessSource(SourceContext& context)
         : m_context(context),
-          m_line(context.output),
+          m_line(context),
           m_table(context.root),
           m_loads(context.root, "proc/loadavg"),
           m_ticksPerJiffy(context.ticksPerUsec * 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK))) {}
@@ -32,16 +32,16 @@ public:
         for (const ProcessInfo& info : m_table.update().started) m_running[info.pid] = 0;
         if (m_running.empty()) return false;
 
-        Definitions& define = m_context.define;
-        m_processAttribute = define.attribute("Process", AttributeType::Process);
-        m_pidAttribute = define.attribute("PID", AttributeType::Data);
-        m_parentAttribute = define.attribute("Parent PID", AttributeType::Data);
-        m_startAttribute = define.attribute("Start (usec)", AttributeType::Data, define.time());
+        emit::Definitions& define = m_context.define;
+        m_processAttribute = define.attribute("Process", emit::AttributeType::Process);
+        m_pidAttribute = define.attribute("PID", emit::AttributeType::Data);
+        m_parentAttribute = define.attribute("Parent PID", emit::AttributeType::Data);
+        m_startAttribute = define.attribute("Start (usec)", emit::AttributeType::Data, define.time());
         m_started = define.descriptor("Started");
         m_exited = define.descriptor("Exited");
-        MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
-        metric.type = MetricType::TracedEvent;
-        metric.quantity = define.quantity({QuantityKind::Count, "Process Events", "events"});
+        emit::MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
+        metric.type = emit::MetricType::TracedEvent;
+        metric.quantity = define.quantity({emit::QuantityKind::Count, "Process Events", "events"});
         metric.legend = {m_started, m_exited};
         metric.value = define.handle(
             "Change", {m_processAttribute, m_pidAttribute, m_parentAttribute, m_startAttribute});
@@ -61,7 +61,7 @@ public:
     }
 
     // By program under a title that automation leaves out, as the programs are others in every run.
-    void report(Report& report) override {
+    void report(emit::Report& report) override {
         Program all;
         for (const auto& [name, program] : m_programs) {
             all.started += program.started;
@@ -81,7 +81,7 @@ public:
 
 private:
     struct Program {
-        Id entity = 0;
+        emit::Id entity = 0;
         std::uint64_t started = 0;
         std::uint64_t exited = 0;
     };
@@ -93,7 +93,7 @@ private:
         std::string_view text = m_loads.read(m_buffer);
         const std::size_t slash = text.find('/');
         text.remove_prefix(slash == std::string_view::npos ? text.size() : slash + 1);
-        const bool isCounted = m_context.stat.forks(forks) && takeUnsigned(text, tasks);
+        const bool isCounted = m_context.stat.forks(forks) && base::takeUnsigned(text, tasks);
         const bool changed = !isCounted || forks != m_forks || tasks != m_tasks;
         m_forks = forks;
         m_tasks = tasks;
@@ -105,7 +105,7 @@ private:
                static_cast<std::uint64_t>(static_cast<double>(info.start) * m_ticksPerJiffy);
     }
 
-    Id defineProcess_i(const ProcessInfo& info) {
+    emit::Id defineProcess_i(const ProcessInfo& info) {
         return m_context.define.process(info.pid, info.parent, info.path, startTicks_i(info));
     }
 
@@ -116,7 +116,7 @@ private:
     }
 
     void start_i(const ProcessInfo& info, std::uint64_t ticks) {
-        const Id process = defineProcess_i(info);
+        const emit::Id process = defineProcess_i(info);
         Program& program = program_i(info);
         m_running[info.pid] = process;
         ++program.started;
@@ -125,38 +125,38 @@ private:
 
     void exit_i(const ProcessInfo& info, std::uint64_t ticks) {
         const auto entry = m_running.find(info.pid);
-        Id process = entry == m_running.end() ? 0 : entry->second;
+        emit::Id process = entry == m_running.end() ? 0 : entry->second;
         if (entry != m_running.end()) m_running.erase(entry);
         if (process == 0) process = defineProcess_i(info);
         Program& program = program_i(info);
         ++program.exited;
         const std::uint64_t now = nextTicks_i(ticks);
         const std::uint64_t lifetime = now - std::min(now, startTicks_i(info));
-        JsonLine("msg", "end").member("id", process).member("tsc", now).writeTo(m_context.output);
+        emit::JsonLine("msg", "end").member("id", process).member("tsc", now).writeTo(m_context.output);
         deliver_i(info, program.entity, process, m_exited, "Exited", now, lifetime);
     }
 
     // Events of one sample follow each other by a tick, as no two may share a time.
     std::uint64_t nextTicks_i(std::uint64_t ticks) { return m_last = std::max(m_last + 1, ticks); }
 
-    void deliver_i(const ProcessInfo& info, Id entity, Id process, Id event, const char* name,
-                   std::uint64_t ticks, std::uint64_t lifetime) {
+    void deliver_i(const ProcessInfo& info, emit::Id entity, emit::Id process, emit::Id event,
+                   const char* name, std::uint64_t ticks, std::uint64_t lifetime) {
         // Negative for processes that were there before the collection.
         const double age = static_cast<double>(startTicks_i(info)) - static_cast<double>(m_begin);
         const std::string start = std::to_string(static_cast<std::int64_t>(age / m_context.ticksPerUsec));
-        const Id state = m_context.define.descriptor(
+        const emit::Id state = m_context.define.descriptor(
             name, {{m_processAttribute, "{\"h\":" + std::to_string(process) + "}"},
                    {m_pidAttribute, "{\"u\":" + std::to_string(info.pid) + "}"},
                    {m_parentAttribute, "{\"u\":" + std::to_string(info.parent) + "}"},
                    {m_startAttribute, "{\"i\":" + start + "}"}});
         m_line.begin(m_chapter.metric, ticks);
-        m_line.handle(elementHead(entity, event), lifetime, state);
+        m_line.handle(emit::elementHead(entity, event), lifetime, state);
         m_line.end();
     }
 
     SourceContext& m_context;
-    Chapter m_chapter{0, "process", "Process Events", NOTE};
-    MetricLine m_line;
+    emit::Chapter m_chapter{0, "process", "Process Events", NOTE};
+    emit::MetricLine m_line;
     ProcessTable m_table;
     SampleFile m_loads;
     std::vector<char> m_buffer;
@@ -165,14 +165,14 @@ private:
     std::uint64_t m_last = 0;  // ticks of the last event
     std::uint64_t m_forks = 0;
     std::uint64_t m_tasks = 0;
-    std::map<std::uint64_t, Id> m_running;  // by pid: its process in the stream, 0 if it has none yet
+    std::map<std::uint64_t, emit::Id> m_running;  // by pid: its process in the stream, 0 if it has none yet
     std::map<std::string, Program> m_programs;
-    Id m_processAttribute = 0;
-    Id m_pidAttribute = 0;
-    Id m_parentAttribute = 0;
-    Id m_startAttribute = 0;
-    Id m_started = 0;
-    Id m_exited = 0;
+    emit::Id m_processAttribute = 0;
+    emit::Id m_pidAttribute = 0;
+    emit::Id m_parentAttribute = 0;
+    emit::Id m_startAttribute = 0;
+    emit::Id m_started = 0;
+    emit::Id m_exited = 0;
 };
 
 }  // namespace
@@ -181,4 +181,4 @@ SourcePtr makeProcessSource(SourceContext& context) {
     return std::make_unique<ProcessSource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -1,6 +1,6 @@
 #include "host/record/sources/sources.h"
 
-namespace host::recorder {
+namespace host::record {
 
 std::vector<SourcePtr> makeSources(SourceContext& context) {
     std::vector<SourcePtr> sources;
@@ -25,4 +25,4 @@ const std::vector<std::string>& defaultFeatureOrder() {
     return order;
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

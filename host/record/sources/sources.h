@@ -3,7 +3,7 @@
 
 #include "host/record/source.h"
 
-namespace host::recorder {
+namespace host::record {
 
 SourcePtr makeCpuTimeSource(SourceContext& context);
 SourcePtr makeKernelActivitySource(SourceContext& context);
@@ -18,4 +18,4 @@ SourcePtr makeLoadSource(SourceContext& context);
 SourcePtr makeProcessSource(SourceContext& context);
 SourcePtr makeWakeupSource(SourceContext& context);
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -3,17 +3,17 @@
 #include "host/record/sources/sources.h"
 #include "host/record/sources/unique_names.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
 std::unique_ptr<FileValueSource> makeSource(SourceContext& context, const char* metric, const char* of,
                                             const char* subject) {
-    ValueSpec spec{.chapter = {0, "thermal", metric, ""},
-                   .quantity = {QuantityKind::Temperature, "Temperature", "C"},
-                   .what = "Temperature",
-                   .of = of,
-                   .decimals = 1};
+    emit::ValueSpec spec{.chapter = {0, "thermal", metric, ""},
+                         .quantity = {emit::QuantityKind::Temperature, "Temperature", "C"},
+                         .what = "Temperature",
+                         .of = of,
+                         .decimals = 1};
     return std::make_unique<FileValueSource>(context, std::move(spec), 1000.0, subject);
 }
 
@@ -51,4 +51,4 @@ SourcePtr makeTemperatureSensorSource(SourceContext& context) {
     return source;
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

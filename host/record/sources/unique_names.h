@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-namespace host::recorder {
+namespace host::record {
 
 class UniqueNames {
 public:
@@ -20,4 +20,4 @@ private:
     std::set<std::string> m_taken;
 };
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/record/metric_line.h"
+#include "host/base/text.h"
+#include "host/emit/metric_line.h"
 #include "host/record/sources/sources.h"
 #include "host/record/sources/unique_names.h"
-#include "host/record/text.h"
 #include "host/record/watched_file.h"
 
-namespace host::recorder {
+namespace host::record {
 
 namespace {
 
@@ -18,7 +18,7 @@ constexpr std::uint64_t MOST_ACTIVATIONS = 1000;  // of one source that are told
 
 class WakeupSource : public Source {
 public:
-    explicit WakeupSource(SourceContext& context) : m_context(context), m_line(context.output) {}
+    explicit WakeupSource(SourceContext& context) : m_context(context), m_line(context) {}
 
     bool prepare() override {
         const std::string folder = "sys/class/wakeup/";
@@ -33,8 +33,9 @@ public:
                       {}};
             if (!item.count.isReadable() || !item.active.isReadable() || !item.total.isReadable()) continue;
             // Long names lose their ends, but not what tells them apart.
-            const std::string name = cutUtf8(toUtf8(m_context.root.text(path + "name")), LONGEST_NAME - 20);
-            item.name = cutUtf8(names.take(name, device), LONGEST_NAME);
+            const std::string name =
+                base::cutUtf8(base::toUtf8(m_context.root.text(path + "name")), LONGEST_NAME - 20);
+            item.name = base::cutUtf8(names.take(name, device), LONGEST_NAME);
             item.entity = m_context.define.entity(item.name);
             m_items.push_back(std::move(item));
         }
@@ -53,15 +54,15 @@ public:
         m_previous = ticks;
     }
 
-    void report(Report& report) override {
+    void report(emit::Report& report) override {
         report.chapter(m_chapter);
         report.table(m_chapter.name + " Summary: Activations and Active Time",
                      {"Source", "Activations", "Active Time (msec)", "Average (msec)"});
         for (const Item& item : m_items) {
             const std::uint64_t count = std::max<std::uint64_t>(item.activations, 1);
             const auto time = static_cast<double>(item.activeTime);
-            report.row({item.name, std::to_string(item.activations), fixedText(time, 0),
-                        fixedText(time / static_cast<double>(count), 2)});
+            report.row({item.name, std::to_string(item.activations), base::fixedText(time, 0),
+                        base::fixedText(time / static_cast<double>(count), 2)});
         }
     }
 
@@ -80,7 +81,7 @@ private:
         WatchedFile active;
         WatchedFile total;
         std::string name;
-        Id entity;
+        emit::Id entity;
         Ended last;
         std::uint64_t counted = 0;  // the files' numbers when they were last read
         std::uint64_t totalMsec = 0;
@@ -90,8 +91,8 @@ private:
 
     void define_i() {
         m_active = m_context.define.descriptor("Active");
-        MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
-        metric.type = MetricType::TracedTransition;
+        emit::MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
+        metric.type = emit::MetricType::TracedTransition;
         metric.tableClass = KERNEL_WAKELOCKS;
         metric.quantity = m_context.define.time();
         metric.legend = {m_active};
@@ -145,7 +146,7 @@ private:
         const auto sum =
             static_cast<std::uint64_t>(static_cast<double>(msec) * 1000.0 * m_context.ticksPerUsec);
         const std::uint64_t step = (ticks - m_previous) / count;
-        const std::string head = elementHead(item.entity, m_active);
+        const std::string head = emit::elementHead(item.entity, m_active);
         for (std::uint64_t i = 0; i < count; ++i) {
             const std::uint64_t end = ticks - (count - 1 - i) * step;
             const std::uint64_t duration = sum / count + (i < sum % count ? 1 : 0);
@@ -156,10 +157,10 @@ private:
     }
 
     SourceContext& m_context;
-    Chapter m_chapter{0, "wakeup", "Kernel Wakeup Sources", ""};
-    MetricLine m_line;
+    emit::Chapter m_chapter{0, "wakeup", "Kernel Wakeup Sources", ""};
+    emit::MetricLine m_line;
     std::vector<Item> m_items;
-    Id m_active = 0;
+    emit::Id m_active = 0;
     std::uint64_t m_previous = 0;  // ticks of the sample before
 };
 
@@ -169,4 +170,4 @@ SourcePtr makeWakeupSource(SourceContext& context) {
     return std::make_unique<WakeupSource>(context);
 }
 
-}  // namespace host::recorder
+}  // namespace host::record

@@ -1,0 +1,19 @@
+// The entry points of the library of open formats: the one place that knows its writers.
+#include <span>
+
+#include "plugins/plugin_factories.h"
+
+namespace {
+
+// The order of this table is the order in which the host sees the writers.
+constexpr std::span<const PluginFactory> FACTORIES{};
+
+}  // namespace
+
+PluginList* createPlugins() {
+    return createPluginList(FACTORIES);
+}
+
+void destroyPlugins(PluginList* list) {
+    destroyPluginList(list);
+}

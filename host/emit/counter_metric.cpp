@@ -1,0 +1,85 @@
+#include "host/emit/counter_metric.h"
+
+#include <utility>
+
+#include "host/base/text.h"
+
+namespace host::emit {
+
+CounterMetric::CounterMetric(const Context& context, CounterSpec spec)
+    : m_context(context), m_spec(std::move(spec)), m_line(context) {}
+
+std::size_t CounterMetric::add(Id entity, const std::string& name, std::vector<std::string> keys,
+                               std::uint64_t range) {
+    m_items.push_back({entity, name, std::move(keys), range, {}});
+    return m_items.size() - 1;
+}
+
+void CounterMetric::define() {
+    Definitions& define = m_context.define;
+    m_spec.quantity.rate = define.quantity(m_spec.rate);
+    m_spec.quantity.rateFactor = m_spec.rateFactor;
+    MetricDefinition metric{.name = m_spec.chapter.name, .group = m_spec.chapter.feature};
+    metric.type = MetricType::SampledDelta;
+    metric.quantity = define.quantity(m_spec.quantity);
+    metric.value = define.handle(m_spec.quantity.name);
+    metric.entity = define.handle(m_spec.keys.front());
+    for (Item& item : m_items) {
+        const Id descriptor = define.descriptor(item.name);
+        item.head = elementHead(item.entity, descriptor);
+        metric.descriptors.emplace_back(item.entity, descriptor);
+        if (metric.entities.empty() || metric.entities.back() != item.entity)
+            metric.entities.push_back(item.entity);
+    }
+    m_spec.chapter.metric = define.metric(metric);
+}
+
+void CounterMetric::begin(std::uint64_t ticks) {
+    m_ticks = ticks;
+    m_line.begin(m_spec.chapter.metric, ticks);
+}
+
+void CounterMetric::start(std::size_t item, std::uint64_t reading) {
+    m_items[item].known = true;
+    m_items[item].reading = reading;
+    m_items[item].ticks = m_ticks;
+}
+
+void CounterMetric::take(std::size_t index, std::uint64_t reading) {
+    Item& item = m_items[index];
+    std::uint64_t rise = reading - item.reading;
+    if (reading < item.reading) {
+        // Gone round if that means a small step, else set back.
+        rise = item.range - item.reading + reading;
+        if (item.reading > item.range || rise > item.range / 2) item.known = false;
+    }
+    if (!item.known) return start(index, reading);
+    const std::uint64_t duration = m_ticks - item.ticks;
+    item.total += rise;
+    item.observed += duration;
+    start(index, reading);
+    m_line.entity(1);
+    m_line.number(item.head, duration, rise);
+}
+
+void CounterMetric::end() {
+    m_line.end();
+}
+
+void CounterMetric::report(Report& report) const {
+    report.chapter(m_spec.chapter);
+    std::vector<std::string> columns = m_spec.keys;
+    columns.push_back("Average Rate (" + m_spec.rate.units + ")");
+    columns.push_back("Total (" + m_spec.quantity.units + ")");
+    report.table(m_spec.chapter.name + " Summary: Average Rate and Total", columns);
+    for (const Item& item : m_items) {
+        if (item.observed == 0) continue;
+        const double seconds = static_cast<double>(item.observed) / m_context.ticksPerUsec / 1e6;
+        std::vector<std::string> cells = item.keys;
+        cells.push_back(base::fixedText(static_cast<double>(item.total) * m_spec.rateFactor / seconds, 2));
+        cells.push_back(std::to_string(item.total));
+        report.row(cells);
+    }
+}
+
+}  // namespace host::emit

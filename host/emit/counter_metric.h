@@ -1,0 +1,67 @@
+// A SAMPLED_DELTA metric: what counters rose by, with average rates and totals in the report.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/emit/context.h"
+#include "host/emit/metric_line.h"
+#include "host/emit/report.h"
+
+namespace host::emit {
+
+struct CounterSpec {
+    Chapter chapter;  // the metric's id is filled in
+    QuantityDefinition quantity;
+    QuantityDefinition rate;  // of its change per second
+    double rateFactor;
+    std::vector<std::string> keys;  // titles of the columns that tell the counters apart
+};
+
+class CounterMetric {
+public:
+    CounterMetric(const Context& context, CounterSpec spec);
+
+    // Adds a counter and returns its index, before `define`. `name` tells it apart from all other counters of
+    // the metric, as some results keep nothing else; `keys` are its cells in the report. A counter with a
+    // `range` goes on from 0 behind it; one that falls otherwise has been set back.
+    std::size_t add(Id entity, const std::string& name, std::vector<std::string> keys,
+                    std::uint64_t range = 0);
+    bool isEmpty() const { return m_items.empty(); }
+    void define();
+
+    void baseline(std::uint64_t ticks) { m_ticks = ticks; }
+
+    // One sample: the readings of those counters that have one. A counter's first reading, and that after a
+    // reset, only says where it counts from.
+    void begin(std::uint64_t ticks);
+    void take(std::size_t item, std::uint64_t reading);
+    void end();
+
+    // Takes a reading to count from.
+    void start(std::size_t item, std::uint64_t reading);
+
+    void report(Report& report) const;
+
+private:
+    struct Item {
+        Id entity;
+        std::string name;
+        std::vector<std::string> keys;
+        std::uint64_t range;
+        std::string head;  // of its elements
+        bool known = false;
+        std::uint64_t reading = 0;
+        std::uint64_t ticks = 0;     // of that reading
+        std::uint64_t total = 0;     // since the start
+        std::uint64_t observed = 0;  // ticks that the total stands for
+    };
+
+    const Context& m_context;
+    CounterSpec m_spec;
+    std::vector<Item> m_items;
+    MetricLine m_line;
+    std::uint64_t m_ticks = 0;  // of this sample
+};
+
+}  // namespace host::emit

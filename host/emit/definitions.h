@@ -1,0 +1,87 @@
+// Definition lines of the stream, and the ids that they define.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/emit/output.h"
+
+namespace host::emit {
+
+// Id of a handle, a quantity or a metric; each of the three has its own counting. 0 stands for none.
+using Id = std::uint32_t;
+
+// Kinds of the quantities that the recorder knows.
+enum class QuantityKind : int {
+    Time = 1,
+    Frequency,
+    Temperature,
+    Power,
+    Energy,
+    Count,
+    Size,
+    Rate,
+    Load = 10
+};
+
+struct QuantityDefinition {
+    QuantityKind kind;
+    std::string name;
+    std::string units;
+    Id rate = 0;              // quantity of its change per second
+    double rateFactor = 1.0;  // units of that quantity per unit of this one
+};
+
+// An attribute whose value is some data, or the handle of a process.
+enum class AttributeType : int { Data = 1, Process = 3 };
+
+// Attribute values in the stream's own text: attribute and value.
+using AttributeTexts = std::vector<std::pair<Id, std::string>>;
+
+enum class MetricType { SampledDelta, SampledResidency, SampledValue, TracedTransition, TracedEvent };
+
+struct MetricDefinition {
+    std::string name;
+    std::string group;  // names the files of writers that make one for each group
+    MetricType type = MetricType::SampledValue;
+    int tableClass = 0;
+    Id quantity = 0;
+    std::vector<Id> legend{};  // descriptors of the states that are known beforehand
+    Id value = 0;              // handles that title the columns of value, state and entity
+    Id state = 0;
+    Id entity = 0;
+    std::vector<std::pair<Id, Id>> descriptors{};  // entity and descriptor of each value to come
+    std::vector<Id> entities{};
+};
+
+// Writes definitions and gives out ids in the order of the calls. All texts may hold any bytes; what is no
+// UTF-8 is replaced.
+class Definitions {
+public:
+    explicit Definitions(Output& output) : m_output(output) {}
+
+    // The quantity of times, the first one defined and the same for all.
+    Id time();
+    Id quantity(const QuantityDefinition& definition);
+    Id attribute(std::string_view name, AttributeType type, Id quantity = 0);
+    Id entity(std::string_view name, Id parent = 0);
+    Id descriptor(std::string_view name, const AttributeTexts& attributes = {});
+    Id handle(std::string_view name, const std::vector<Id>& expected = {});
+    Id process(std::uint64_t pid, std::uint64_t parent, std::string_view path, std::uint64_t start);
+    Id metric(const MetricDefinition& definition);
+
+    // A summary table without entities, its columns being handles of their own.
+    void table(Id container, Id table, std::string_view title, const std::vector<std::string>& columns);
+
+private:
+    Output& m_output;
+    Id m_nextHandle = 1;
+    Id m_nextQuantity = 1;
+    Id m_nextMetric = 1;
+    Id m_time = 0;
+};
+
+}  // namespace host::emit

@@ -1,0 +1,49 @@
+#include "host/emit/save_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace host::emit {
+
+SaveFile::SaveFile(std::string path) : m_path(std::move(path)) {
+    // Not to block on a pipe, nor to write through a link that someone else has put there.
+    constexpr int mode = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    m_file = base::Descriptor(::open(m_path.c_str(), mode, 0666));
+    if (m_file.isOpen())
+        ::fcntl(m_file.get(), F_SETFL, ::fcntl(m_file.get(), F_GETFL) & ~O_NONBLOCK);
+    else
+        fail_i("Unable to create");
+}
+
+void SaveFile::fail_i(const char* what) {
+    if (m_error.empty()) m_error = std::string(what) + " " + m_path + ": " + std::strerror(errno);
+}
+
+void SaveFile::append(std::string_view line) {
+    if (!m_error.empty()) return;
+    m_pending.append(line).push_back('\n');
+    if (m_pending.size() >= 65536) flush();
+}
+
+bool SaveFile::flush() {
+    std::string_view left = m_pending;
+    while (!left.empty() && m_error.empty()) {
+        const ssize_t n = ::write(m_file.get(), left.data(), left.size());
+        if (n > 0) left.remove_prefix(static_cast<std::size_t>(n));
+        if (n < 0 && errno != EINTR) fail_i("Unable to write");
+    }
+    m_pending.clear();
+    return m_error.empty();
+}
+
+bool SaveFile::finish() {
+    flush();
+    if (m_file.isOpen() && ::close(m_file.release()) != 0) fail_i("Unable to complete");
+    return m_error.empty();
+}
+
+}  // namespace host::emit

@@ -1,0 +1,86 @@
+#include "host/emit/spool.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace host::emit {
+
+namespace {
+
+base::Descriptor makeUnnamedFile() {
+    base::Descriptor file(::open(".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    if (file.isOpen()) return file;
+    // File systems without unnamed files: one that loses its name at once.
+    char name[] = "./.pwrhost_XXXXXX";
+    file = base::Descriptor(::mkostemp(name, O_CLOEXEC));
+    if (file.isOpen()) ::unlink(name);
+    return file;
+}
+
+}  // namespace
+
+bool Spool::fail_i(const char* what) {
+    m_error = std::string(what) + ": " + std::strerror(errno);
+    return false;
+}
+
+bool Spool::append(std::string_view line) {
+    if (!m_error.empty()) return false;
+    if (m_pending.size() + line.size() + 1 > m_window && !m_pending.empty() && !spill_i()) return false;
+    m_pending.append(line).push_back('\n');
+    return true;
+}
+
+bool Spool::spill_i() {
+    if (!m_file.isOpen()) {
+        m_file = makeUnnamedFile();
+        if (!m_file.isOpen()) return fail_i("Unable to make a temporary file in the working directory");
+    }
+    std::size_t done = 0;
+    while (done < m_pending.size()) {
+        const ssize_t n = ::pwrite(m_file.get(), m_pending.data() + done, m_pending.size() - done,
+                                   static_cast<off_t>(m_written + done));
+        if (n < 0 && errno == EINTR) continue;
+        // The pending lines stay in memory: nothing of them counts as written.
+        if (n < 0) return fail_i("Unable to write a temporary file in the working directory");
+        done += static_cast<std::size_t>(n);
+    }
+    m_written += done;
+    m_pending.clear();
+    return true;
+}
+
+bool Spool::replay(const LineSink& sink) {
+    std::string held;  // bytes read and not handed out, beginning with a line's start
+    std::uint64_t at = 0;
+    const auto handOut = [&](std::string_view text) {
+        std::size_t start = 0;
+        for (std::size_t end; (end = text.find('\n', start)) != std::string_view::npos; start = end + 1)
+            if (!sink(text.substr(start, end - start))) return std::string_view::npos;
+        return start;
+    };
+    while (at < m_written) {
+        const std::size_t kept = held.size();
+        held.resize(kept + std::min<std::uint64_t>(m_window, m_written - at));
+        const ssize_t n =
+            ::pread(m_file.get(), held.data() + kept, held.size() - kept, static_cast<off_t>(at));
+        if (n < 0 && errno == EINTR) {
+            held.resize(kept);
+            continue;
+        }
+        if (n == 0) errno = EIO;
+        if (n <= 0) return fail_i("Unable to read a temporary file back");
+        held.resize(kept + static_cast<std::size_t>(n));
+        at += static_cast<std::uint64_t>(n);
+        const std::size_t done = handOut(held);
+        if (done == std::string_view::npos) return false;
+        held.erase(0, done);
+    }
+    return handOut(m_pending) != std::string_view::npos;
+}
+
+}  // namespace host::emit
