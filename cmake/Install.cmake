@@ -25,6 +25,9 @@ configure_package_config_file(cmake/pwr_writers-config.cmake.in ${CMAKE_BINARY_D
     PATH_VARS PWR_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/pwr_writers-config-version.cmake
     COMPATIBILITY SameMajorVersion)
+# From where the file lies, so that it is right wherever the tree is installed or moved to.
+file(RELATIVE_PATH PWR_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" PWR_PREFIX_FROM_PC "${PWR_PREFIX_FROM_PC}")
 configure_file(cmake/pwr_writers.pc.in ${CMAKE_BINARY_DIR}/pwr_writers.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/pwr_writers-config.cmake ${CMAKE_BINARY_DIR}/pwr_writers-config-version.cmake
     DESTINATION ${PWR_INSTALL_CMAKEDIR})

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -48,16 +47,16 @@ private:
     }
 
     void grow_i() {
-        std::vector<Slot> old(m_slots.empty() ? 64 : m_slots.size() * 2);
+        std::vector<Slot> old(std::size_t{1} << (65 - m_shift));
         old.swap(m_slots);
-        m_shift = 64 - std::countr_zero(m_slots.size());
+        --m_shift;
         for (const Slot& slot : old)
             if (slot.m_object != nullptr) place_i(slot.m_id, slot.m_object);
     }
 
     std::vector<Slot> m_slots;  // a power of two, at most half full
     std::size_t m_count = 0;
-    int m_shift = 0;
+    int m_shift = 59;  // 64 less the logarithm of the number of slots, the first of which are 64
 };
 
 }  // namespace host::model

@@ -4,11 +4,14 @@
 set -euo pipefail
 build=$1
 source=$(cd "$2" && pwd)
+flags=${3-}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 names=$'sum\nvyrta\njson\nbin\nraw\nint\nphm-csv\nauto'
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
+export PKG_CONFIG_PATH=$(dirname "$(find "$work/prefix" -name pwr_writers.pc)")
+[ -e "$(pkg-config --variable=plugin_library pwr_writers)" ]
 mv "$work/prefix" "$work/moved"
 
 mkdir "$work/project"
@@ -21,16 +24,24 @@ add_executable(consumer consumer.cpp)
 target_link_libraries(consumer PRIVATE pwr_writers::host_model)
 file(GENERATE OUTPUT library.txt CONTENT "${PWR_WRITERS_LIBRARY}")
 CMAKE
-cmake -G Ninja -S "$work/project" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/moved" -DCMAKE_CXX_FLAGS="${3-}" >/dev/null
+cmake -G Ninja -S "$work/project" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/moved" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/consumer" >/dev/null
 [ "$("$work/consumer/consumer" "$(cat "$work/consumer/library.txt")")" = "$names" ]
 
-pc=$(dirname "$(find "$work/moved" -name pwr_writers.pc)")
-export PKG_CONFIG_PATH=$pc
-flags=(--define-variable=prefix="$work/moved")
-# shellcheck disable=SC2046
-g++ -std=c++20 ${3-} "$source/consumer.cpp" -o "$work/with_pkg_config" $(pkg-config "${flags[@]}" --cflags --libs pwr_writers)
-[ "$("$work/with_pkg_config" "$(pkg-config "${flags[@]}" --variable=plugin_library pwr_writers)")" = "$names" ]
+# With the language level that the compiler has by itself.
+PKG_CONFIG_PATH=$(dirname "$(find "$work/moved" -name pwr_writers.pc)")
+# shellcheck disable=SC2046,SC2086
+g++ $flags "$source/consumer.cpp" -o "$work/with_pkg_config" $(pkg-config --cflags --libs pwr_writers)
+[ "$("$work/with_pkg_config" "$(pkg-config --variable=plugin_library pwr_writers)")" = "$names" ]
+
+# A collector may be of any age: the declarations are C++11, the model and the layout of records C++17.
+include=$(pkg-config --variable=includedir pwr_writers)
+compiles() {
+    (cd "$include" && find "$@" -name '*.h' -printf '#include <%p>\n') |
+        g++ -std="$standard" -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fsyntax-only -I"$include" -x c++ -
+}
+standard=c++11 compiles pwr plugins -not -path 'pwr/bin/*'
+standard=c++17 compiles host pwr/bin
 
 [ "$("$work/moved/bin/pwrhost" list | grep -c .)" -ge 8 ]
 echo "the installed tree serves both consumers"
