@@ -1,7 +1,6 @@
 #include "store/zt_extensible_backing_store.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <ext/stdio_filebuf.h>
 
@@ -15,6 +14,7 @@
 
 #include "plugins/log.h"
 #include "plugins/memory_pages.h"
+#include "plugins/temporary_name.h"
 #include "pwr/plugin_environment.h"
 #include "pwr/utilities.h"
 
@@ -43,34 +43,16 @@ void report(const char* what) {
     errno = reason;
 }
 
-// True if the open file is a plain one of this user under one name, so that emptying it harms nobody.
-bool isOwnPlainFile(const struct stat& status) {
-    return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
+int createExclusively(const char* path) {
+    return open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
 }
 
-// Opens an empty file at `path`, without following a link that lies there: the name can be foretold. Returns
-// the descriptor, or -1.
-int openEmptyFile(const char* path) {
-    const int descriptor =
-        open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (descriptor < 0) return -1;
-    struct stat status {};
-    bool isEmpty = fstat(descriptor, &status) == 0;
-    if (isEmpty && !isOwnPlainFile(status)) {
-        errno = EEXIST;
-        isEmpty = false;
-    }
-    if (isEmpty && status.st_size != 0 && ftruncate(descriptor, 0) != 0) {
-        isEmpty = false;
-        const int reason = errno;
-        unlink(path);
-        errno = reason;
-    }
-    if (isEmpty) return descriptor;
-    const int reason = errno;
-    close(descriptor);
-    errno = reason;
-    return -1;
+// Creates a file at `path`, which others can foretell: it is never one that was there before. Returns the
+// descriptor, or -1 with errno set.
+int createFile(const char* path) {
+    const int descriptor = createExclusively(path);
+    if (descriptor >= 0 || errno != EEXIST) return descriptor;
+    return temporary_name::free(path) ? createExclusively(path) : -1;
 }
 
 }  // namespace
@@ -124,7 +106,7 @@ bool ZTExtensibleBackingStore::init_i() {
 }
 
 bool ZTExtensibleBackingStore::createFile_i() {
-    const int descriptor = openEmptyFile(m_path.c_str());
+    const int descriptor = createFile(m_path.c_str());
     if (descriptor < 0) return false;
     try {
         // The window is the buffer: without one of its own, the stream reports a failed write when it
@@ -132,6 +114,7 @@ bool ZTExtensibleBackingStore::createFile_i() {
         __gnu_cxx::stdio_filebuf<char> opened(descriptor, std::ios::in | std::ios::out | std::ios::binary, 1);
         if (opened.is_open()) {
             *m_file.rdbuf() = std::move(opened);
+            m_descriptor = descriptor;
             return true;
         }
         close(descriptor);
@@ -145,7 +128,9 @@ bool ZTExtensibleBackingStore::createFile_i() {
 
 void ZTExtensibleBackingStore::destroy_i() {
     if (!m_file.is_open()) return;
+    const bool isTaken = temporary_name::isTaken(m_descriptor, m_path.c_str());
     m_file.close();
+    if (isTaken) return;
     if (unlink(m_path.c_str()) != 0) {
         LOG_DEBUG("couldn't unlink tmp file %s: %s\n", m_path.c_str(), std::strerror(errno));
     }

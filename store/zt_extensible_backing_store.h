@@ -90,6 +90,7 @@ private:
     std::uint64_t m_bufferCapacity;     // the length that m_buffer has room for
     std::uint64_t m_backed;             // how much of the window has memory behind it
     std::string m_path;
+    int m_descriptor = -1;  // of m_file, which closes it
 };
 
 }  // namespace pwr

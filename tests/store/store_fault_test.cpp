@@ -3,16 +3,30 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <utility>
 
 #include "host/model/environment.h"
 #include "host/model/loggers.h"
 #include "store/zt_extensible_backing_store.h"
+
+namespace {
+
+uid_t s_addedToUser = 0;
+
+}  // namespace
+
+// A file system that gives files to somebody else looks like a user who is somebody else.
+extern "C" uid_t geteuid() noexcept {
+    return static_cast<uid_t>(syscall(SYS_geteuid)) + s_addedToUser;
+}
 
 namespace {
 
@@ -139,6 +153,54 @@ TEST_F(StoreFault, EmptiesAFileThatAnEarlierProcessLeft) {
         EXPECT_EQ(fs::file_size(path), 0u);
     }
     EXPECT_FALSE(fs::exists(path));
+}
+
+// The name is drawn again: by a store of a process with the same number in another container, after so many
+// draws, or when the host seeds again.
+TEST_F(StoreFault, SharesItsFileWithNoStoreOfTheSameName) {
+    m_environment.m_logLevel = 3;
+    for (const bool laterEndsFirst : {true, false}) {
+        SCOPED_TRACE(laterEndsFirst);
+        const std::string path = nextPath();
+        auto earlier = std::make_unique<ZTExtensibleBackingStore>(4);
+        EXPECT_EQ(earlier->write("aaaabbbb", 8), 8);
+        nextPath();
+        auto later = std::make_unique<ZTExtensibleBackingStore>(4);
+        EXPECT_EQ(later->getPath(), path);
+        EXPECT_EQ(later->write("ccccdddd", 8), 8);
+        EXPECT_EQ(earlier->write("eeee", 4), 4);
+        for (const auto& [store, expected] :
+             {std::pair{earlier.get(), "aaaabbbbeeee"}, std::pair{later.get(), "ccccdddd"}}) {
+            char bytes[13] = "";
+            store->resetForRead();
+            EXPECT_GT(store->read(bytes, 12), 0);
+            EXPECT_STREQ(bytes, expected);
+        }
+        (laterEndsFirst ? later : earlier).reset();
+        EXPECT_EQ(fs::exists(path), !laterEndsFirst);
+        earlier.reset();
+        later.reset();
+        EXPECT_FALSE(fs::exists(path));
+        EXPECT_EQ(log(), "");
+    }
+}
+
+TEST_F(StoreFault, AsksForTheOwnerOfEarlierFilesOnly) {
+    s_addedToUser = 1;
+    const std::string path = nextPath();
+    {
+        ZTExtensibleBackingStore store(4);
+        EXPECT_EQ(store.write("aaaabbbb", 8), 8);
+        EXPECT_TRUE(fs::exists(path));
+    }
+    EXPECT_FALSE(fs::exists(path));
+    EXPECT_EQ(log(), "");
+    std::ofstream(path) << "precious";
+    nextPath();
+    EXPECT_EQ(thrownBy(16), "Couldn't initialize buffer\n");
+    EXPECT_EQ(fs::file_size(path), 8u);
+    s_addedToUser = 0;
+    fs::remove(path);
 }
 
 TEST_F(StoreFault, KeepsWhatIsInMemoryWhenTheDiskIsFull) {
