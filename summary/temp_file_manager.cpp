@@ -1,5 +1,6 @@
 #include "summary/temp_file_manager.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <utility>
 
 #include "plugins/log.h"
+#include "plugins/temporary_name.h"
 #include "pwr/entity_handle.h"
 #include "pwr/plugin_environment.h"
 #include "pwr/utilities.h"
@@ -76,8 +78,16 @@ void removeFile(const std::string& path) {
 
 void closeAndRemove(TempFile& file) {
     if (file.file == nullptr) return;
+    const bool isTaken = temporary_name::isTaken(fileno(file.file.get()), file.path.c_str());
     file.file.reset();
-    removeFile(file.path);
+    if (!isTaken) removeFile(file.path);
+}
+
+// The file is new, so that nobody else has it open.
+FilePtr createFile(const std::string& path) {
+    // Where the name cannot be freed, opening tells why.
+    temporary_name::free(path.c_str());
+    return openFile(path, "wb");
 }
 
 }  // namespace
@@ -90,7 +100,7 @@ TempFileManager::TempFileManager(int columnCount)
     pw_snprintf(name, sizeof name, "tmp___%d", static_cast<int>(s_nextTempFileId++));
     m_baseName = name;
     m_base.path = m_baseName + ".tmp";
-    m_base.file = openFile(m_base.path, "wb");
+    m_base.file = createFile(m_base.path);
     if (m_base.file == nullptr) reportCreationFailure(m_base.path, errno);
 }
 
@@ -134,7 +144,7 @@ TempFile* TempFileManager::entityFile_i(const pwr::EntityHandle& entity) {
     char suffix[NAME_SIZE];
     pw_snprintf(suffix, sizeof suffix, "___%llu.tmp", static_cast<unsigned long long>(id));
     TempFile file{nullptr, m_baseName + suffix};
-    file.file = openFile(file.path, "wb");
+    file.file = createFile(file.path);
     if (file.file == nullptr) {
         const int error = errno;
         char text[ERROR_TEXT_SIZE];
@@ -151,8 +161,10 @@ bool TempFileManager::append_i(TempFile& target, const std::string& text) {
     errno = EFBIG;  // of a text that no cell can hold
     if (text.size() <= std::numeric_limits<std::int32_t>::max() &&
         std::fwrite(&length, sizeof length, 1, file) == 1 &&
-        std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0)
+        std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0) {
+        target.size += sizeof length + text.size();
         return true;
+    }
     const int error = errno;
     m_incomplete = true;
     if (error == ENOSPC) reportNoSpace();
@@ -172,9 +184,11 @@ bool TempFileManager::replayFiles_i(CellReader& reader, CellPrinter& printer) {
             continue;
         }
         const CellReader::Result result = reader.replay(file->file.get(), file->path, printer);
-        if (result == CellReader::Result::Complete) continue;
+        const bool isCut = std::ftell(file->file.get()) < static_cast<long>(file->size);
+        if (result == CellReader::Result::Complete && !isCut) continue;
         complete = false;
-        if (!m_incomplete) reportLoss("read", file->path, m_title, reader.error());
+        const int error = result == CellReader::Result::Complete ? ENODATA : reader.error();
+        if (!m_incomplete) reportLoss("read", file->path, m_title, error);
         if (result == CellReader::Result::OutOfMemory) break;
     }
     return complete;
@@ -183,14 +197,27 @@ bool TempFileManager::replayFiles_i(CellReader& reader, CellPrinter& printer) {
 // Opens a file of ours for reading. One that was never created stays closed, whatever lies at its path.
 bool TempFileManager::reopen_i(TempFile& source) {
     if (source.file == nullptr) return false;
+    struct stat written {};
+    fstat(fileno(source.file.get()), &written);
     if (std::fclose(source.file.release()) != 0) {
         m_incomplete = true;
         reportLoss("write", source.path, m_title, errno);
     }
     source.file = openFile(source.path, "rb");
-    if (source.file != nullptr) return true;
-    reportLoss("read", source.path, m_title, errno);
-    // What cannot be read again is of no use to anybody.
-    removeFile(source.path);
+    if (source.file == nullptr) {
+        reportLoss("read", source.path, m_title, errno);
+        // What cannot be read again is of no use to anybody.
+        removeFile(source.path);
+        return false;
+    }
+    struct stat found {};
+    const bool isSame = fstat(fileno(source.file.get()), &found) == 0 && found.st_dev == written.st_dev &&
+                        found.st_ino == written.st_ino;
+    // After a failed write a part of a cell may follow.
+    if (isSame && (m_incomplete || static_cast<std::uint64_t>(found.st_size) <= source.size)) return true;
+    LOG_ERROR("Cannot read temp output file: %s, table: %s, error: another run has written it\n",
+              source.path.c_str(), m_title.c_str());
+    source.file.reset();
+    if (isSame) removeFile(source.path);
     return false;
 }

@@ -25,6 +25,7 @@ class CellReader;
 struct TempFile {
     FilePtr file;  // null if it could not be opened
     std::string path;
+    std::uint64_t size = 0;  // of the cells in it, in bytes
 };
 
 // One table of a report on its way to disk: cells are appended to a temporary file as they come, and only
@@ -32,6 +33,8 @@ struct TempFile {
 //
 // A manager holds one open file for its whole life, and one more for each entity that has cells of its own.
 // After a failed write it takes no further cells, so that those that it has stay in step with the columns.
+// Another run in the same folder uses the same names. A file that is not the one that was written is told,
+// and counts as lost.
 class TempFileManager {
 public:
     // Creates the temporary file. If that fails the reason is logged, hasFile() is false, and the table is

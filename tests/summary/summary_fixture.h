@@ -10,10 +10,12 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -54,13 +56,30 @@ private:
     rlimit m_old{};
 };
 
+// A folder of its own to work in, while it lives.
+class WorkFolder {
+public:
+    WorkFolder() : m_before(std::filesystem::current_path()) {
+        std::string name = (m_before / "summary-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder to work in");
+        std::filesystem::current_path(name);
+        m_folder = name;
+    }
+    ~WorkFolder() {
+        std::filesystem::current_path(m_before);
+        std::filesystem::remove_all(m_folder);
+    }
+    WorkFolder(const WorkFolder&) = delete;
+    WorkFolder& operator=(const WorkFolder&) = delete;
+
+private:
+    std::filesystem::path m_before;
+    std::filesystem::path m_folder;
+};
+
 class SummaryFixture : public testing::Test {
 protected:
-    SummaryFixture() : m_environment(m_errors, m_infos) {
-        signal(SIGXFSZ, SIG_IGN);
-        for (const auto& entry : std::filesystem::directory_iterator("."))
-            std::filesystem::remove_all(entry.path());
-    }
+    SummaryFixture() : m_environment(m_errors, m_infos) { signal(SIGXFSZ, SIG_IGN); }
 
     ~SummaryFixture() override { EXPECT_THAT(tempFiles(), testing::IsEmpty()); }
 
@@ -72,6 +91,7 @@ protected:
         return names;
     }
 
+    WorkFolder m_folder;
     LineLogger m_errors;
     LineLogger m_infos;
     host::model::Environment m_environment;

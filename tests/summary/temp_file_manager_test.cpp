@@ -197,10 +197,58 @@ TEST_F(TempFileManagerTest, MissesARemovedFile) {
                                               ", table: , error: errnum=2: No such file or directory\n"));
 }
 
+// Another run in the same folder uses the same names.
+TEST_F(TempFileManagerTest, NoticesAFileThatItHasNotWritten) {
+    const std::string cells("\1\0\0\0a", 5);
+    const struct {
+        const char* what;
+        bool isReplaced;
+    } cases[] = {{"replaced by another with the same cells", true}, {"grown", false}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        m_errors.m_lines.clear();
+        std::string name;
+        {
+            TempFileManager manager(1);
+            manager.setTitle("title");
+            push(manager, {"a"}, 1);
+            name = tempFiles().at(0);
+            if (test.isReplaced) std::filesystem::remove(name);
+            std::ofstream(name, std::ios::binary | std::ios::app) << cells;
+            flush(manager);
+        }
+        EXPECT_EQ(m_report, "title\n\n");
+        EXPECT_THAT(m_errors.m_lines, ElementsAre("ERROR: Cannot read temp output file: " + name +
+                                                  ", table: title, error: another run has written it\n"));
+        EXPECT_EQ(std::filesystem::remove(name), test.isReplaced);
+    }
+}
+
+TEST_F(TempFileManagerTest, LeavesTheCellsOfAnotherRunAlone) {
+    std::string next;
+    {
+        const TempFileManager probe(1);
+        next = "tmp___" + std::to_string(std::stoi(tempFiles().at(0).substr(6)) + 1) + ".tmp";
+    }
+    std::ofstream(next) << "theirs";
+    const FilePtr theirs(std::fopen(next.c_str(), "rb"));
+    {
+        TempFileManager manager(1);
+        push(manager, {"a"}, 1);
+        char bytes[10] = "";
+        EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, theirs.get()), 6U);
+        EXPECT_STREQ(bytes, "theirs");
+        // They take it back.
+        std::filesystem::remove(next);
+        std::ofstream(next) << "theirs";
+    }
+    EXPECT_TRUE(std::filesystem::remove(next));
+}
+
 // A file that somebody has cut anywhere gives its whole cells, an ended line and a failure, and never hangs.
 TEST_F(TempFileManagerTest, StopsAtATornCell) {
     const std::string longCell(300, 'x');
-    for (const std::size_t cut : {1U, 3U, 4U, 6U, 7U, 260U, 308U, 310U, 313U}) {
+    for (const std::size_t cut : {1U, 3U, 4U, 5U, 6U, 7U, 260U, 308U, 309U, 310U, 313U}) {
         TempFileManager manager(3);
         push(manager, {"a", longCell, "b"}, 3);
         std::filesystem::resize_file(tempFiles().at(0), cut);
