@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <new>
+#include <vector>
 
 #include "continuous/metadata_trees.h"
 #include "continuous/out_of_memory.h"
@@ -15,7 +16,7 @@ void deliver(pwr::Logger& handle, const JsonBuffer& text) {
     const char* const bytes = text.GetString();
     handle.m_buffer.insert(handle.m_buffer.end(), bytes, bytes + text.GetSize());
     handle.flush();
-    handle.m_buffer.clear();
+    std::vector<char>().swap(handle.m_buffer);  // the host keeps its handles, and would keep the memory
     handle.m_writeCount = 0;
     handle.close();
 }
