@@ -1,18 +1,18 @@
 #include "summary/autowriter_plugin.h"
 
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
+#include <cstdlib>
 #include <memory>
 #include <new>
 #include <set>
-#include <system_error>
+#include <string_view>
+#include <utility>
 
 #include "plugins/log.h"
 #include "plugins/memory_guard.h"
@@ -73,22 +73,34 @@ std::string joined(const std::vector<std::string>& cells) {
     return line;
 }
 
-// True if the last header line of the file is `header`.
-bool endsUnderHeader(const std::string& path, const std::string& header) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) return false;  // nothing to wait for
-    std::ifstream file(path, std::ios::binary);
-    bool present = false;
-    std::string line;
-    while (std::getline(file, line))
-        if (line.starts_with(FIRST_COLUMN)) present = line == header;
-    if (file.bad()) LOG_WARNING("Could not read all of %s\n", path.c_str());
-    return present;
+constexpr int LOCK_ATTEMPTS = 1000;
+constexpr unsigned int LOCK_PAUSE = 10000;  // microseconds
+
+// Keeps other runs from appending until the file is closed. One that is stopped while it has the lock does
+// not stop this one for ever.
+void lock(std::FILE* file, const std::string& path) {
+    for (int i = 0; i < LOCK_ATTEMPTS; ++i) {
+        if (flock(fileno(file), LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR)) return;
+        usleep(LOCK_PAUSE);
+    }
+    LOG_WARNING("Another run keeps %s locked\n", path.c_str());
 }
 
-// Puts the line at the end of the unbuffered file in one write.
-bool appendLine(std::FILE* file, const std::string& line) {
-    return std::fwrite(line.data(), 1, line.size(), file) == line.size() && std::fflush(file) == 0;
+// True if the last header line of the file is `header`.
+bool endsUnderHeader(const std::string& path, const std::string& header) {
+    const FilePtr file = openFile(path, "rb");
+    if (file == nullptr) return false;
+    bool present = false;
+    char* line = nullptr;
+    std::size_t size = 0;
+    for (ssize_t length; (length = getline(&line, &size, file.get())) >= 0;) {
+        std::string_view text(line, static_cast<std::size_t>(length));
+        if (text.ends_with('\n')) text.remove_suffix(1);
+        if (text.starts_with(FIRST_COLUMN)) present = text == header;
+    }
+    std::free(line);
+    if (std::feof(file.get()) == 0) LOG_WARNING("Could not read all of %s\n", path.c_str());
+    return present;
 }
 
 // Takes back the part of a line that a failed write has left behind: the next run's header or line would
@@ -101,19 +113,16 @@ void takeBack(std::FILE* file, off_t oldSize, std::size_t appended) {
     [[maybe_unused]] const int status = ftruncate(fileno(file), oldSize);
 }
 
-// Appends the lines to the file and closes it. Returns false after an error line if one did not get there.
-bool appendLines(FilePtr file, const std::string& path, const std::vector<std::string>& lines) {
-    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+// Appends the lines to the file in one write and closes it. Returns false after an error line if they did not
+// get there.
+bool appendLines(FilePtr file, const std::string& path, const std::string& lines) {
     struct stat before;
     const bool known = fstat(fileno(file.get()), &before) == 0;
-    std::size_t total = 0;
-    for (const std::string& line : lines) total += line.size();
-
     errno = 0;
-    const bool written = std::all_of(lines.begin(), lines.end(),
-                                     [&](const std::string& line) { return appendLine(file.get(), line); });
+    const bool written = std::fwrite(lines.data(), 1, lines.size(), file.get()) == lines.size() &&
+                         std::fflush(file.get()) == 0;
     const int reason = errno;
-    if (!written && known) takeBack(file.get(), before.st_size, total);
+    if (!written && known) takeBack(file.get(), before.st_size, lines.size());
     return finishFile(std::move(file), path, reason);
 }
 
@@ -230,16 +239,21 @@ void AutoWriter::addColumn_i(const std::string& name, const std::string& value) 
 }
 
 std::int32_t AutoWriter::appendToFile_i() const {
-    const std::string header = joined(m_columnNames);
     const std::string path = path_i();
-    std::vector<std::string> lines;
-    if (!endsUnderHeader(path, header)) lines.push_back(header + "\n");
-    lines.push_back(joined(m_rowValues) + "\n");
+    const std::string header = joined(m_columnNames);
+    const std::string values = joined(m_rowValues) + "\n";
+    std::string lines = header + "\n" + values;
     FilePtr file = openFile(path, "ab");
     if (file == nullptr) {
         LOG_ERROR("Could not open automation summary file.\n");
         return 1;
     }
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    struct stat status;
+    // What is no plain file has nothing to read, and may wait for somebody.
+    const bool isPlain = fstat(fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode);
+    if (isPlain) lock(file.get(), path);
+    if (isPlain && endsUnderHeader(path, header)) lines = values;
     return appendLines(std::move(file), path, lines) ? 0 : 1;
 }
 

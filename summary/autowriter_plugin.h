@@ -11,8 +11,9 @@
 // Option "auto": all summary tables of a run as one line of comma-separated values, appended to
 // Automation_Summary.csv. A header line goes in front when the file's last header names other columns.
 //
-// Nothing is quoted or escaped. Everything is kept in memory until fini, which does all of the file work;
-// a second fini would append the same line again.
+// Runs of several processes may append to one file: it is locked from reading to appending. Nothing is quoted
+// or escaped. Everything is kept in memory until fini, which does all of the file work; a second fini would
+// append the same line again.
 class AutoWriter : public WriterPlugin {
 public:
     AutoWriter();

@@ -1,5 +1,6 @@
 #include "summary/autowriter_plugin.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "host/model/quantity.h"
@@ -189,6 +190,50 @@ TEST_F(AutoWriterTest, ComparesWithTheLastHeader) {
         EXPECT_EQ(run("o", {}), 0);
         EXPECT_EQ(contentOf(FILE_NAME), test.before + (test.addsHeader ? own : "") + "o,\n") << test.before;
     }
+}
+
+// Runs that end at the same time put each line under a header of its own columns.
+TEST_F(AutoWriterTest, SharesTheFileWithOtherProcesses) {
+    constexpr int RUNS = 500;
+    TableFixture narrow(1, 1, "X", {"K", "A"});
+    TableFixture wide(1, 1, "X", {"K", "A", "B"});
+    std::string earlier = "Output_Name,X_K_k_A,\n";  // what takes a while to be read
+    for (int i = 0; i < 5000; ++i) earlier += "o,1,\n";
+    std::ofstream(FILE_NAME) << earlier;
+    int start[2];
+    ASSERT_EQ(pipe(start), 0);
+    std::vector<pid_t> children;
+    for (const bool isWide : {false, true, false, true}) {
+        children.push_back(fork());
+        if (children.back() != 0) continue;
+        close(start[1]);
+        char none = 0;
+        int failures = static_cast<int>(read(start[0], &none, 1));
+        for (int i = 0; i < RUNS; ++i)
+            failures += isWide ? run("o", {&wide.announcement(), &wide.row({"k", "1", "2"})})
+                               : run("o", {&narrow.announcement(), &narrow.row({"k", "1"})});
+        _exit(failures);
+    }
+    close(start[1]);
+    close(start[0]);
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    std::ifstream file(FILE_NAME);
+    std::string line;
+    std::string header;
+    std::size_t lines = 0;
+    while (std::getline(file, line)) {
+        if (line.starts_with("Output_Name")) {
+            header = line;
+            continue;
+        }
+        ++lines;
+        EXPECT_EQ(line, header == "Output_Name,X_K_k_A," ? "o,1," : "o,1,2,") << header;
+    }
+    EXPECT_EQ(lines, 5000 + RUNS * children.size());
 }
 
 TEST_F(AutoWriterTest, ReportsAFileThatItCannotOpen) {
