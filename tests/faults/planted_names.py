@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Puts links, FIFOs, folders and foreign files under the names that pwrhost is about to use: planted_names.py PWRHOST
 
-Nothing may hang, no victim may change, and a writer that has lost its result says so or fails.
+Nothing may hang, no victim may change but one that its owner has linked to be appended to, and a writer that has lost its result says so or fails.
 """
 import os
 import pathlib
@@ -13,6 +13,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 VICTIM_TEXT = b"precious\n"
 OUTPUTS = ["run.csv", "run.txt", "run_trace.csv", "run_meta_phm.csv", "run_cpu_phm.csv", "run.pwr", "run.ztjson",
            "run.ztbin", "Automation_Summary.csv", "tmp___0.tmp", "tmp___1.tmp"]
+# Grows from run to run, and may be kept elsewhere.
+APPENDED = {"Automation_Summary.csv"}
 # The report lacks tables then, and succeeds.
 SILENT = {"tmp___0.tmp", "tmp___1.tmp"}
 
@@ -42,6 +44,9 @@ def check(pwrhost, name, kind):
             return "hangs"
         if done.returncode not in (0, 1, 2):
             return f"ended with {done.returncode}"
+        if name in APPENDED and kind == "link":
+            appended = done.returncode == 0 and victim.read_bytes().startswith(VICTIM_TEXT + b"Output_Name,")
+            return None if appended else "the user's own file is not appended to"
         if victim.read_bytes() != VICTIM_TEXT:
             return "the victim was written"
         if (pathlib.Path(folder) / "made").exists():

@@ -209,6 +209,7 @@ TEST_F(Files, OpeningNeverFollowsAPlantedNameOrWaits) {
     write("victim", "untouched");
     std::filesystem::create_symlink(path("victim"), path("link"));
     std::filesystem::create_symlink(path("nothing"), path("dangling"));
+    std::filesystem::create_symlink("/dev/null", path("device"));
     std::filesystem::create_directory(path("folder"));
     ASSERT_EQ(0, ::mkfifo(path("pipe").c_str(), 0600));
     const struct {
@@ -216,9 +217,11 @@ TEST_F(Files, OpeningNeverFollowsAPlantedNameOrWaits) {
         const char* mode;
         int error;  // 0: opens
     } cases[] = {
-        {"new", "wb", 0},         {"new", "rb", 0},      {"new", "ab+", 0},         {"victim", "r+b", 0},
-        {"link", "rb", 0},        {"link", "wb", ELOOP}, {"link", "ab", ELOOP},     {"dangling", "wb", ELOOP},
-        {"folder", "wb", EISDIR}, {"pipe", "wb", ENXIO}, {"missing", "rb", ENOENT}, {"new", "q", EINVAL},
+        {"new", "wb", 0},          {"new", "rb", 0},          {"new", "ab+", 0},
+        {"victim", "r+b", 0},      {"link", "rb", 0},         {"link", "wb", ELOOP},
+        {"link", "ab", 0},         {"dangling", "wb", ELOOP}, {"dangling", "ab", ELOOP},
+        {"device", "ab", ELOOP},   {"folder", "wb", EISDIR},  {"pipe", "wb", ENXIO},
+        {"missing", "rb", ENOENT}, {"new", "q", EINVAL},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(std::string(test.name) + " " + test.mode);
