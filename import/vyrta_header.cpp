@@ -5,6 +5,7 @@
 
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
+#include "plugins/memory_guard.h"
 #include "plugins/numbers.h"
 #include "plugins/packing.h"
 #include "pwr/messages.h"
@@ -122,13 +123,13 @@ void VyrtaWriter::readCollectionInfo_i(const pwr::SystemMetadata& metadata) {
 
 std::int32_t VyrtaWriter::writeMessage(const pwr::SystemMessage& message) {
     m_systemStoreId = message.m_id;
-    try {
+    const auto writeHeader = [&] {
         m_info = std::make_unique<VyrtaCollectionInfo>();
         readCollectionInfo_i(*message.m_metadata);
-        if (writeHeader_i() == 0) return 0;
-    } catch (const std::bad_alloc&) {
-        // No header, no result.
-    }
+        return writeHeader_i();
+    };
+    if (guardMemory(VYRTA_OPTION_NAME, 1, writeHeader) == 0) return 0;
+    // No header, no result.
     m_impl->m_valid = false;
     return 1;
 }

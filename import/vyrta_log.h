@@ -3,6 +3,9 @@
 
 #include "plugins/log.h"
 
+// The option by which the user selects the writer.
+inline constexpr const char* VYRTA_OPTION_NAME = "vyrta";
+
 #define VYRTA_FATAL(...) LOG_FATAL("VyrtaWriterPlugin:    " __VA_ARGS__)
 #define VYRTA_WARNING(...) LOG_WARNING("VyrtaWriterPlugin:    " __VA_ARGS__)
 #define VYRTA_DEBUG(...) LOG_DEBUG("VyrtaWriterPlugin:    " __VA_ARGS__)

@@ -3,6 +3,7 @@
 
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
+#include "plugins/memory_guard.h"
 #include "plugins/prefetch.h"
 
 using namespace vyrta;
@@ -50,18 +51,18 @@ MetricCache& VyrtaWriter::findMetric_i(const pwr::Metric& metric) {
 }
 
 std::int32_t VyrtaWriter::writeMessage(const pwr::Metric& metric) {
-    try {
+    const auto convert = [&] {
         const MetricCache& cache = findMetric_i(metric);
         if (*cache.storedName != metric.m_name) *cache.storedName = metric.m_name;
-        if (!cache.isRefused && handleMetricMessage(metric) == 0) return 0;
-    } catch (const std::bad_alloc&) {
-        // The sample is lost, so that the metric is void like after any other failure.
-    }
-    try {
+        return cache.isRefused ? 1 : handleMetricMessage(metric);
+    };
+    if (guardMemory(VYRTA_OPTION_NAME, 1, convert) == 0) return 0;
+    // Without memory the sample is lost, so that the metric is void like after any other failure.
+    const auto markVoid = [&] {
         setInvalidTempFile(metric.m_id);
-    } catch (const std::bad_alloc&) {
-        m_impl->m_valid = false;
-    }
+        return true;
+    };
+    if (!guardMemory(VYRTA_OPTION_NAME, false, markVoid)) m_impl->m_valid = false;
     return 1;
 }
 

@@ -1,10 +1,9 @@
 // The run of the import-format writer.
 #include "import/vyrtawriter_plugin.h"
 
-#include <new>
-
 #include "import/state_colors.h"
 #include "import/vyrta_log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/utilities.h"
 
@@ -24,7 +23,7 @@ VyrtaWriter::VyrtaWriter()
     for (int tableClass = 3; tableClass <= 9; ++tableClass)
         tableClasses.insert(static_cast<pwr::TableClass>(tableClass));
     auto capability = std::make_unique<pwr::WriterPluginCapability>(
-        tableClasses, "vyrta",
+        tableClasses, VYRTA_OPTION_NAME,
         "Write data trace file (.pwr) in import format for visualization with Orvane Vyrta",
         m_impl->m_extension, false);
     addCapability(capability.release());
@@ -33,9 +32,13 @@ VyrtaWriter::VyrtaWriter()
 VyrtaWriter::~VyrtaWriter() = default;
 
 std::int32_t VyrtaWriter::init(const std::string& outputName, bool /*continuous*/) {
-    m_impl->m_fileName = outputName + m_impl->m_extension;
-    createAttributeMap();
-    createStateColorMap();
+    const auto prepare = [&] {
+        m_impl->m_fileName = outputName + m_impl->m_extension;
+        createAttributeMap();
+        createStateColorMap();
+        return 0;
+    };
+    if (guardMemory(VYRTA_OPTION_NAME, 1, prepare) != 0) return 1;
     m_cstateTabGroupId = UNWRITTEN_GROUP;
     m_cstateTimelineGroupId = UNWRITTEN_GROUP;
     m_temperatureTabGroupId = UNWRITTEN_GROUP;
@@ -49,25 +52,21 @@ std::int32_t VyrtaWriter::fini() {
         m_impl->m_valid = false;
         return m_impl->fini();
     }
-    if (closeHeader_i() != 0) {
+    if (guardMemory(VYRTA_OPTION_NAME, 1, [&] { return closeHeader_i(); }) != 0) {
         m_impl->m_valid = false;
         return 1;
     }
-    return m_impl->fini();
+    return guardMemory(VYRTA_OPTION_NAME, 1, [&] { return m_impl->fini(); });
 }
 
 int VyrtaWriter::closeHeader_i() {
-    try {
-        if (flushStoredStates() != 0) {
-            VYRTA_WARNING("Failed to flush stored states.\n");
-            return 1;
-        }
-        if (writeMagicRecord() != 0) {
-            VYRTA_WARNING("Failed to write magic record.\n");
-            return 1;
-        }
-        return 0;
-    } catch (const std::bad_alloc&) {
+    if (flushStoredStates() != 0) {
+        VYRTA_WARNING("Failed to flush stored states.\n");
         return 1;
     }
+    if (writeMagicRecord() != 0) {
+        VYRTA_WARNING("Failed to write magic record.\n");
+        return 1;
+    }
+    return 0;
 }

@@ -34,6 +34,12 @@ public:
     // Appends a column and returns its index. Rows completed before show the default value in it.
     std::size_t addColumn(const std::string& title);
 
+    // Takes back all columns, as long as there is no cell.
+    void removeColumns() {
+        m_columnWidths.clear();
+        m_columnTitles.clear();
+    }
+
     // Puts a cell into the row being built, over an earlier one of the same column. The column gets at least
     // as wide as every text that was ever pushed to it. Returns 0, or 1 if there is no such column. Cells
     // cost least in the order of their columns.

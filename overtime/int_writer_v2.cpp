@@ -1,9 +1,11 @@
 #include "overtime/int_writer_v2.h"
 
 #include <charconv>
+#include <new>
 #include <set>
 
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/system_metadata.h"
 
@@ -38,20 +40,30 @@ IntWriterV2::IntWriterV2(const std::string& id, const std::string& extension)
 
 IntWriterV2::~IntWriterV2() = default;
 
+const char* IntWriterV2::optionName_i() const {
+    return m_capabilities.front()->m_name.c_str();
+}
+
 void IntWriterV2::readSettings_i() {
     m_doTimelineTsc = pwr::check_env("PW_DO_TIMELINE_TSC");
     m_doTimelineResidencyTicks = pwr::check_env("PW_DO_TIMELINE_RESIDENCY_TICKS");
 }
 
 std::int32_t IntWriterV2::init(const std::string& outputName, bool) {
-    m_fileName = outputName + m_extension;
-    m_file = openFile(m_fileName, "wb");
-    if (m_file != nullptr) return 0;
-    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Could not create %s\n", m_fileName.c_str());
-    return 1;
+    return guardMemory(optionName_i(), 1, [&] {
+        m_fileName = outputName + m_extension;
+        m_file = openFile(m_fileName, "wb");
+        if (m_file != nullptr) return 0;
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Could not create %s\n", m_fileName.c_str());
+        return 1;
+    });
 }
 
 std::int32_t IntWriterV2::fini() {
+    return guardMemory(optionName_i(), 1, [&] { return printTables_i(); });
+}
+
+std::int32_t IntWriterV2::printTables_i() {
     if (m_file == nullptr) {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Output file %s does not exist\n", m_fileName.c_str());
         return 1;
@@ -88,10 +100,11 @@ std::int32_t IntWriterV2::writeMessage(const pwr::SystemMessage& message) {
 }
 
 std::int32_t IntWriterV2::writeMessage(const pwr::MetricContainerInfoMessage& message) {
-    if (message.m_timelineTableType != pwr::TIMELINE_TABLE_BOTH) {
+    if (message.m_timelineTableType == pwr::TIMELINE_TABLE_BOTH) return 0;
+    return guardMemory(optionName_i(), 1, [&] {
         m_timelineTableTypes[message.m_metricContainerId] = message.m_timelineTableType;
-    }
-    return 0;
+        return 0;
+    });
 }
 
 std::int32_t IntWriterV2::writeMessage(const pwr::Metric& metric) {
@@ -100,6 +113,13 @@ std::int32_t IntWriterV2::writeMessage(const pwr::Metric& metric) {
                         "Timestamp of the sample is less than the global start timestamp.\n");
         return 1;
     }
+    return guardMemory(optionName_i(), 1, [&] {
+        addRows_i(metric);
+        return 0;
+    });
+}
+
+void IntWriterV2::addRows_i(const pwr::Metric& metric) {
     static const std::string noSuffix;
     static const std::string notAvailable = "n/a";
     switch (metric.m_metricType) {
@@ -117,7 +137,6 @@ std::int32_t IntWriterV2::writeMessage(const pwr::Metric& metric) {
             writeSampledGeneric(metric, 0, CalculationNone, metric.m_quantity, noSuffix, notAvailable);
             break;
     }
-    return 0;
 }
 
 IntWriterV2::TableInfo* IntWriterV2::findTable_i(std::uint64_t outerKey, std::uint64_t innerKey) const {
@@ -137,11 +156,14 @@ BackingStoreWrapper* IntWriterV2::getStore(const std::string& title, std::uint64
     if (TableInfo* const table = findTable_i(outerKey, innerKey)) return &table->store;
     try {
         return &addTable_i(title, outerKey, innerKey, defaultValue).store;
+    } catch (const std::bad_alloc&) {
+        logOutOfMemory(optionName_i());
     } catch (...) {
-        m_isComplete = false;
-        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to initialize buffer.\n");
-        return nullptr;
+        // The store has told why.
     }
+    m_isComplete = false;
+    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to initialize buffer.\n");
+    return nullptr;
 }
 
 std::string IntWriterV2::convertTicksToTime(std::uint64_t ticks, TimeConversion conversion) {

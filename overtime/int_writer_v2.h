@@ -68,6 +68,13 @@ public:
         FlatMap<std::uint64_t, std::uint16_t> tracedAttributeColumns;  // as attributeColumns
         std::string tracedEntityName;                                  // the text of tracedEntityColumn
 
+        // Takes the columns back when there is no memory for all of them.
+        void dropColumns() {
+            store.removeColumns();
+            sampled = {};
+            tracedAttributeColumns = {};
+        }
+
         // Has the processor fetch what a row needs, in stages: this; what it points to.
         static constexpr std::size_t STAGES = 2;
         PREFETCHES void fetch(std::size_t stage) const {
@@ -164,6 +171,8 @@ protected:
     };
     using Place = SamplePlace<CellPlace>;
 
+    // The name by which the user selects the writer.
+    const char* optionName_i() const;
     void readSettings_i();
     TableInfo* findTable_i(std::uint64_t outerKey, std::uint64_t innerKey) const;
     TableInfo& addTable_i(const std::string& title, std::uint64_t outerKey, std::uint64_t innerKey,
@@ -223,6 +232,8 @@ private:
         }
     };
 
+    std::int32_t printTables_i();
+    void addRows_i(const pwr::Metric& metric);
     std::int32_t writeSampledDeltaMetric(const pwr::Metric& metric);
     std::int32_t writeSampledResidencyMetric(const pwr::Metric& metric);
     std::int32_t writeSampledElement_i(const SampledMessage& message, std::uint64_t timestamp,
@@ -232,6 +243,9 @@ private:
     void addSampledColumns_i(const SampledMessage& message, const pwr::EntityHandle& entity,
                              TableInfo& table) const;
     static std::string lateTitle_i(const SampledMessage& message, const pwr::DataElement& element);
+    std::int32_t listTracedColumns_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                                     const pwr::DataDescriptor* state, TableInfo& table,
+                                     const TracedStyle& style) const;
     std::int32_t pushAdditionalInfo_i(const pwr::DynamicAttributeValueManager& info, TableInfo& table,
                                       const char* logTag);
     std::int32_t addInfoColumns_i(const pwr::DynamicAttributeValueManager& info, TableInfo& table,

@@ -40,8 +40,13 @@ std::int32_t PhmTextWriter::writeSampledGeneric(const pwr::Metric& metric, std::
         prefetchAfter(sample.elements, i);
         const pwr::DataElement& element = *sample.elements[i];
         if (!table.columnsReady) {
-            addFixedColumns_i(table);
-            addDataColumns_i(metric, table);
+            try {
+                addFixedColumns_i(table);
+                addDataColumns_i(metric, table);
+            } catch (const std::bad_alloc&) {
+                table.dropColumns();
+                throw;
+            }
             table.columnsReady = true;
             table.sampleCount = 0;
         }

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/writer_plugin_capability.h"
 
 namespace {
@@ -23,13 +24,17 @@ PhmTextWriter::PhmTextWriter() : IntWriterV2("9d2aa443-e197-4628-9ed7-f7772a5082
 PhmTextWriter::~PhmTextWriter() = default;
 
 std::int32_t PhmTextWriter::init(const std::string& outputName, bool) {
-    m_basePath = outputName;
-    return 0;
+    return guardMemory(optionName_i(), 1, [&] {
+        m_basePath = outputName;
+        return 0;
+    });
 }
 
 std::int32_t PhmTextWriter::writeMessage(const pwr::TextMessage& message) {
-    m_notes += "\n\n" + message.m_text;
-    return 0;
+    return guardMemory(optionName_i(), 1, [&] {
+        m_notes += "\n\n" + message.m_text;
+        return 0;
+    });
 }
 
 BackingStoreWrapper* PhmTextWriter::getStore(const std::string& title, std::uint32_t metricId,
@@ -50,6 +55,10 @@ std::string PhmTextWriter::getTitleString(const std::string& title) {
 }
 
 std::int32_t PhmTextWriter::fini() {
+    return guardMemory(optionName_i(), 1, [&] { return writeFiles_i(); });
+}
+
+std::int32_t PhmTextWriter::writeFiles_i() {
     if (flushMetaData() != 0) {
         LOG_WARNING("PHM writer plugin could not flush metadata file\n");
         return 1;

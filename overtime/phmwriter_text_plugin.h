@@ -58,6 +58,7 @@ private:
         int writeError = 0;
     };
 
+    std::int32_t writeFiles_i();
     void describeColumns_i(const pwr::Metric& metric);
     std::string groupPath_i(const std::string& groupName) const;
     bool openTableFile_i(OpenFile& out, const std::string& path) const;

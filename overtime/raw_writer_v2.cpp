@@ -1,10 +1,12 @@
 #include "overtime/raw_writer_v2.h"
 
 #include <algorithm>
+#include <new>
 #include <set>
 
 #include "overtime/column_titles.h"
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/messages.h"
 #include "pwr/metric.h"
@@ -14,6 +16,7 @@ using namespace overtime;
 
 namespace {
 
+const char* const OPTION_NAME = "raw";
 const std::string DEFAULT_VALUE = "n/a";
 constexpr std::uint16_t TIMESTAMP_COLUMN = 0;
 
@@ -32,7 +35,7 @@ RawWriterV2::RawWriterV2()
       m_writeError(0),
       m_timestampFrequency(0) {
     auto capability = std::make_unique<pwr::WriterPluginCapability>(
-        std::set<pwr::TableClass>{}, "raw", "Print raw text data to *.txt file", m_extension, false);
+        std::set<pwr::TableClass>{}, OPTION_NAME, "Print raw text data to *.txt file", m_extension, false);
     capability->m_flags |= pwr::PluginCapability::FLAG_HOST;
     addCapability(capability.release());
 }
@@ -40,14 +43,20 @@ RawWriterV2::RawWriterV2()
 RawWriterV2::~RawWriterV2() = default;
 
 std::int32_t RawWriterV2::init(const std::string& outputName, bool) {
-    m_fileName = outputName + m_extension;
-    m_file = openFile(m_fileName, "wb");
-    if (m_file != nullptr) return 0;
-    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Could not create %s\n", m_fileName.c_str());
-    return 1;
+    return guardMemory(OPTION_NAME, 1, [&] {
+        m_fileName = outputName + m_extension;
+        m_file = openFile(m_fileName, "wb");
+        if (m_file != nullptr) return 0;
+        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Could not create %s\n", m_fileName.c_str());
+        return 1;
+    });
 }
 
 std::int32_t RawWriterV2::fini() {
+    return guardMemory(OPTION_NAME, 1, [&] { return printTables_i(); });
+}
+
+std::int32_t RawWriterV2::printTables_i() {
     if (m_file == nullptr) {
         LOG_WARNING_TAG(TEXT_WRITER_TAG, "Output file %s does not exist\n", m_fileName.c_str());
         return 1;
@@ -81,12 +90,17 @@ BackingStoreWrapper* RawWriterV2::getStore(const std::string& title, std::uint32
     const auto found = m_stores.find(metricId);
     if (found != m_stores.end()) return found->second;
     try {
+        BackingStoreWrapper*& store = m_stores[metricId];
         m_tables.push_back(std::make_unique<BackingStoreWrapper>(title, DEFAULT_VALUE));
+        return store = m_tables.back().get();
+    } catch (const std::bad_alloc&) {
+        logOutOfMemory(OPTION_NAME);
     } catch (...) {
-        LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to initialize buffer.\n");
-        return nullptr;
+        // The store has told why.
     }
-    return m_stores[metricId] = m_tables.back().get();
+    m_stores.erase(metricId);
+    LOG_WARNING_TAG(TEXT_WRITER_TAG, "Failed to initialize buffer.\n");
+    return nullptr;
 }
 
 bool RawWriterV2::isKnown_i(std::uint32_t metricId) const {
@@ -120,12 +134,24 @@ RawWriterV2::MetricTable* RawWriterV2::tableOf_i(const pwr::Metric& metric) {
     BackingStoreWrapper* const store = getStore(metric.m_name, metric.m_id);
     if (store == nullptr) return nullptr;
     ColumnMap& columns = m_columnsByMetric[metric.m_id];
-    if (!isKnown_i(metric.m_id)) declareColumns_i(metric, *store, columns);
+    if (!isKnown_i(metric.m_id)) {
+        try {
+            declareColumns_i(metric, *store, columns);
+        } catch (const std::bad_alloc&) {
+            store->removeColumns();
+            columns = {};
+            throw;
+        }
+    }
     m_metricTables.push_back({store, &columns, {}});
     return m_tableOf[metric.m_id] = &m_metricTables.back();
 }
 
 std::int32_t RawWriterV2::writeMessage(const pwr::Metric& metric) {
+    return guardMemory(OPTION_NAME, 1, [&] { return addRow_i(metric); });
+}
+
+std::int32_t RawWriterV2::addRow_i(const pwr::Metric& metric) {
     MetricTable* const table = tableOf_i(metric);
     if (table == nullptr) return 1;
     table->store->fetch();

@@ -52,6 +52,8 @@ private:
         std::vector<SamplePlace<std::uint16_t>> places;  // the columns of the elements, by position
     };
 
+    std::int32_t printTables_i();
+    std::int32_t addRow_i(const pwr::Metric& metric);
     MetricTable* tableOf_i(const pwr::Metric& metric);
     static std::uint16_t columnOf_i(const pwr::Metric& metric, const pwr::DataElement& element,
                                     const MetricTable& table);

@@ -99,7 +99,12 @@ IntWriterV2::TableInfo* IntWriterV2::sampledTable_i(const SampledMessage& messag
         table = findTable_i(outerKey, message.tableIndex);
     }
     if (!table->columnsReady) {
-        addSampledColumns_i(message, entity, *table);
+        try {
+            addSampledColumns_i(message, entity, *table);
+        } catch (const std::bad_alloc&) {
+            table->dropColumns();
+            throw;
+        }
         table->columnsReady = true;
         table->sampleCount = 0;
     }

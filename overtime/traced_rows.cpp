@@ -38,6 +38,17 @@ const pwr::DataDescriptor* IntWriterV2::stateOf_i(const pwr::Data& value) {
 std::int32_t IntWriterV2::addTracedColumns_i(const pwr::Metric& metric, const pwr::DataElement& element,
                                              const pwr::DataDescriptor* state, TableInfo& table,
                                              const TracedStyle& style) const {
+    try {
+        return listTracedColumns_i(metric, element, state, table, style);
+    } catch (const std::bad_alloc&) {
+        table.dropColumns();
+        throw;
+    }
+}
+
+std::int32_t IntWriterV2::listTracedColumns_i(const pwr::Metric& metric, const pwr::DataElement& element,
+                                              const pwr::DataDescriptor* state, TableInfo& table,
+                                              const TracedStyle& style) const {
     const auto add = [&table](const std::string& title) {
         return static_cast<std::uint16_t>(table.store.addColumn(title));
     };

@@ -5,6 +5,11 @@
 
 #include "plugins/log.h"
 
+// Logs one error line that names the writer by its option name.
+inline void logOutOfMemory(const char* writer) {
+    LOG_ERROR("The writer \"%s\" ran out of memory.\n", writer);
+}
+
 // Runs `operation` and returns what it returns. If it runs out of memory, logs one error line that names the
 // writer by its option name and returns `failure`.
 template <typename Result, typename Operation>
@@ -12,7 +17,7 @@ Result guardMemory(const char* writer, Result failure, Operation operation) {
     try {
         return operation();
     } catch (const std::bad_alloc&) {
-        LOG_ERROR("The writer \"%s\" ran out of memory.\n", writer);
+        logOutOfMemory(writer);
         return failure;
     }
 }

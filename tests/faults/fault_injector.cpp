@@ -5,8 +5,9 @@
 //   FAULT_AT      which fallible call fails, counted from 1; 0: none
 //   FAULT_EVER    set: that call and all later ones of its kind fail
 //   FAULT_KILL    set: instead, the process is killed behind that call
-//   FAULT_REPORT  a file that gets, at exit, "CALLS <n>", "FAILED <call>" and "OPEN <path>" for every
-//                 descriptor that was not open at the start
+//   FAULT_REPORT  a file that gets, at exit, "CALLS <n>", "FAILED <call>", "ESCAPED <type>" for an exception
+//                 that has left the writer library, and "OPEN <path>" for every descriptor that was not open
+//                 at the start
 //
 // System calls are caught by a filter that raises SIGSYS for the calls below when they come from the C
 // library's code; the handler makes the call itself or refuses it. The loader's and the sanitizers' own calls
@@ -22,6 +23,7 @@
 #include <sys/syscall.h>
 #include <ucontext.h>
 #include <unistd.h>
+#include <unwind.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -32,6 +34,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <typeinfo>
 
 namespace {
 
@@ -60,6 +63,9 @@ long s_calls = 0;
 const Call* s_failed = nullptr;
 char s_failedPath[512] = "-";
 const char* s_report = nullptr;
+const char* s_thrown = nullptr;  // the type of an exception thrown in the writer library or called from there
+const char* s_caught = nullptr;  // the same when it was caught, in case that it is thrown again
+const char* s_escaped = nullptr;  // the type of one that was caught outside
 bool s_openAtStart[1024];
 
 // Counts a fallible call and tells whether it is to fail.
@@ -132,9 +138,13 @@ struct Range {
     std::uint64_t end = 0;
 };
 
-// Finds the code of the C library.
+constexpr char C_LIBRARY[] = "/libc.so";
+constexpr char WRITER_LIBRARY[] = "/libwriter_plugins.so";
+
+// Finds the code of a library.
+template <const char* NAME>
 int findCode(dl_phdr_info* info, std::size_t, void* found) {
-    if (std::strstr(info->dlpi_name, "/libc.so") == nullptr) return 0;
+    if (std::strstr(info->dlpi_name, NAME) == nullptr) return 0;
     auto* const range = static_cast<Range*>(found);
     for (int i = 0; i < info->dlpi_phnum; ++i) {
         const auto& header = info->dlpi_phdr[i];
@@ -147,7 +157,7 @@ int findCode(dl_phdr_info* info, std::size_t, void* found) {
 
 bool installFilter() {
     Range code;
-    dl_iterate_phdr(findCode, &code);
+    dl_iterate_phdr(findCode<C_LIBRARY>, &code);
     const auto high = static_cast<std::uint32_t>(code.begin >> 32);
     if (code.begin == 0 || high != static_cast<std::uint32_t>(code.end >> 32)) return false;
 
@@ -221,6 +231,7 @@ __attribute__((destructor)) void report() {
     if (file == nullptr) return;
     std::fprintf(file, "CALLS %ld\n", s_calls);
     if (s_failed != nullptr) std::fprintf(file, "FAILED %s %s\n", s_failed->name, s_failedPath);
+    if (s_escaped != nullptr) std::fprintf(file, "ESCAPED %s\n", s_escaped);
     for (int i = 0; i < 1024; ++i) {
         if (s_openAtStart[i] || i == fileno(file) || !isOpen(i)) continue;
         char path[512];
@@ -249,6 +260,64 @@ extern "C" __attribute__((visibility("default"))) int __libc_start_main(Main mai
     const auto start = reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
     return start(countedMain, count, arguments, init, fini, loaderFini, stackEnd);
 }
+
+// Exceptions. One that passes from the writer library to its host is a fault of the library, but for the text
+// that a store throws.
+#ifndef FAULT_INJECTOR_WITHOUT_ALLOC
+namespace {
+
+_Unwind_Reason_Code findFrame(_Unwind_Context* context, void* searched) {
+    auto* const code = static_cast<Range*>(searched);
+    const std::uint64_t address = _Unwind_GetIP(context);
+    if (address < code->begin || address >= code->end) return _URC_NO_REASON;
+    code->begin = code->end = 0;
+    return _URC_END_OF_STACK;
+}
+
+// True if the writer library has called what runs now.
+bool isWriterOnStack() {
+    Range code;
+    dl_iterate_phdr(findCode<WRITER_LIBRARY>, &code);
+    if (code.begin == 0) return false;
+    _Unwind_Backtrace(findFrame, &code);
+    return code.begin == 0;
+}
+
+template <typename Function>
+Function next(const char* name) {
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"), noreturn)) void __cxa_throw(void* object, std::type_info* type,
+                                                                  void (*destructor)(void*)) {
+    static const auto original = next<void (*)(void*, std::type_info*, void (*)(void*))>("__cxa_throw");
+    const bool isText = *type == typeid(const char*);
+    s_thrown = s_counting && !isText && isWriterOnStack() ? type->name() : nullptr;
+    original(object, type, destructor);
+    std::abort();
+}
+
+__attribute__((visibility("default"), noreturn)) void __cxa_rethrow() {
+    static const auto original = next<void (*)()>("__cxa_rethrow");
+    s_thrown = s_caught;
+    original();
+    std::abort();
+}
+
+__attribute__((visibility("default"))) void* __cxa_begin_catch(void* exception) noexcept {
+    static const auto original = next<void* (*)(void*)>("__cxa_begin_catch");
+    if (s_thrown != nullptr && !isWriterOnStack()) s_escaped = s_thrown;
+    s_caught = s_thrown;
+    s_thrown = nullptr;
+    return original(exception);
+}
+
+}  // extern "C"
+#endif
 
 // The allocation functions; the C library's own are reached by their internal names.
 #ifndef FAULT_INJECTOR_WITHOUT_ALLOC

@@ -3,7 +3,7 @@
 
 For every fallible call of a run (system calls on files, memory allocations) there are two fault points: the
 call fails once, and it fails for ever after. After each run this holds:
-  - the process ended by itself, with no report of a sanitizer;
+  - the process ended by itself, with no report of a sanitizer, and no exception left a writer;
   - every temporary file is gone and every descriptor closed;
   - a result that differs from the run without a fault comes with a non-zero exit status and a line that says why;
   - a fault that hits the files of one writer leaves the files of all others as they were.
@@ -26,9 +26,10 @@ import tempfile
 from common import spilling_stream, writer_of
 
 HERE = pathlib.Path(__file__).resolve().parent
+WITHOUT_WRITERS = ("could not make its writers", "pwrhost: not enough memory")
 REFUSED = 125  # the exit status of the injector
 
-Outcome = collections.namedtuple("Outcome", "status stderr files calls failed open_files")
+Outcome = collections.namedtuple("Outcome", "status stderr files calls failed escaped open_files")
 Scenario = collections.namedtuple("Scenario", "name stream arguments kind")
 
 
@@ -73,7 +74,7 @@ class Runner:
         def fact(key):
             return [line.split(" ", 1)[1] for line in facts if line.startswith(key + " ")]
         calls = int(fact("CALLS")[0]) if fact("CALLS") else None
-        return Outcome(status, stderr, files, calls, (fact("FAILED") or [""])[0], fact("OPEN"))
+        return Outcome(status, stderr, files, calls, (fact("FAILED") or [""])[0], fact("ESCAPED"), fact("OPEN"))
 
     def kill_behind(self, scenario, clean, at):
         """Kills a run behind its call number `at`, runs it again in the same folder, and returns problems."""
@@ -115,6 +116,9 @@ class Runner:
             problems.append(("crashed", f"ended with {got.status}"))
         if "Sanitizer" in got.stderr or "runtime error:" in got.stderr:
             problems.append(("crashed", "report of a sanitizer"))
+        # Constructors may throw: the host then has no writers to go on with.
+        if got.escaped and not any(text in got.stderr for text in WITHOUT_WRITERS):
+            problems.append(("crashed", f"an exception left a writer: {got.escaped[0]}"))
         if problems:
             return problems
         call, _, path = got.failed.partition(" ")
