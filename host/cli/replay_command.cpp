@@ -5,18 +5,18 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string>
+#include <vector>
 
 #include "host/base/complain.h"
+#include "host/base/descriptor.h"
 #include "host/base/exit_status.h"
 #include "host/base/stop_signal.h"
 #include "host/cli/commands.h"
 #include "host/cli/progress.h"
 #include "host/cli/run_options.h"
-#include "host/model/files.h"
+#include "host/session/input_feeder.h"
 #include "host/session/run.h"
-#include "host/stream/line_source.h"
 
 namespace host::cli {
 
@@ -24,86 +24,71 @@ namespace {
 
 struct ReplayOptions {
     session::RunOptions m_run;
-    std::string m_stream;
+    std::vector<std::string> m_inputs;
     bool m_isForgiving = false;  // skip bad lines
     bool m_isProgressShown = false;
 };
 
-// Opens the stream, and fills `size` with its length if it has one. Returns -1 after a complaint.
-int openStream(const std::string& path, std::uint64_t& size) {
-    const int descriptor = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+// An open input.
+struct Input {
+    std::string m_name;
+    base::Descriptor m_file;   // closed for standard input, which is the process's
+    std::uint64_t m_size = 0;  // 0 if unknown
+
+    int descriptor() const { return m_file.isOpen() ? m_file.get() : STDIN_FILENO; }
+};
+
+// Opens an input; returns false after a complaint.
+bool openInput(const std::string& path, Input& input) {
+    input.m_name = path;
+    if (path != "-") input.m_file = base::Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
-    int error = descriptor < 0 || ::fstat(descriptor, &status) != 0 ? errno : 0;
+    const bool isOpen = path == "-" || input.m_file.isOpen();
+    int error = !isOpen || ::fstat(input.descriptor(), &status) != 0 ? errno : 0;
     if (error == 0 && S_ISDIR(status.st_mode)) error = EISDIR;
-    if (error == 0) {
-        size = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
-        return descriptor;
-    }
+    if (error == 0 && S_ISREG(status.st_mode)) input.m_size = static_cast<std::uint64_t>(status.st_size);
+    if (error == 0) return true;
     base::complain("cannot open the stream " + path + ": " + std::strerror(error));
-    if (descriptor > STDIN_FILENO) ::close(descriptor);
-    return -1;
-}
-
-// Reads lines until the stream ends or one is bad. Returns false if one was.
-bool readLines(const ReplayOptions& options, stream::LineSource& source, stream::StreamReader& reader,
-               Progress& progress) {
-    bool isGood = true;
-    char* text = nullptr;
-    std::size_t size = 0;
-    while (source.next(text, size)) {
-        progress.update(source.bytesRead(), source.lineNumber());
-        if (reader.lineInPlace(text, size, source.lineNumber())) continue;
-        isGood = false;
-        const std::string report =
-            options.m_stream + ":" + std::to_string(source.lineNumber()) + ": " + reader.error() + "\n";
-        model::writeAll(STDERR_FILENO, report.data(), report.size());
-        if (!options.m_isForgiving) break;
-    }
-    return isGood;
-}
-
-// The same, and false also if the stream could not be read. Whatever happens, the run can be ended behind it.
-bool readStream(const ReplayOptions& options, stream::LineSource& source, stream::StreamReader& reader,
-                Progress& progress) {
-    bool isGood = false;
-    try {
-        isGood = readLines(options, source, reader, progress);
-    } catch (const std::bad_alloc&) {
-        base::complain("not enough memory to read on behind line " + std::to_string(source.lineNumber()));
-    }
-    if (source.error() == 0) return isGood;
-    base::complain("cannot read the stream " + options.m_stream + ": " + std::strerror(source.error()));
     return false;
 }
 
-// Closes what was opened, whichever way the run ends.
-struct StreamDescriptor {
-    ~StreamDescriptor() {
-        if (m_descriptor > STDIN_FILENO) ::close(m_descriptor);
+// Opens all inputs before anything is delivered; returns false after a complaint.
+bool openInputs(const std::vector<std::string>& paths, std::vector<Input>& inputs) {
+    inputs.resize(paths.size());
+    for (std::size_t i = 0; i < paths.size(); ++i)
+        if (!openInput(paths[i], inputs[i])) return false;
+    return true;
+}
+
+// The bytes of all inputs, 0 if not all are known.
+std::uint64_t totalSize(const std::vector<Input>& inputs) {
+    std::uint64_t total = 0;
+    for (const Input& input : inputs) {
+        if (input.m_size == 0) return 0;
+        total += input.m_size;
     }
-    const int m_descriptor;
-};
+    return total;
+}
 
 int replay(const ReplayOptions& options) {
-    std::uint64_t total = 0;
-    const StreamDescriptor input{openStream(options.m_stream, total)};
-    if (input.m_descriptor < 0) return base::EXIT_ERROR;
+    std::vector<Input> inputs;
+    if (!openInputs(options.m_inputs, inputs)) return base::EXIT_ERROR;
     session::Run run;
-    int status = base::EXIT_ERROR;
-    if (run.open(options.m_run)) {
-        const base::StopSignal stop;
-        stream::LineSource source(input.m_descriptor, &stop);
-        Progress progress(options.m_isProgressShown, total);
-        run.begin();
-        const bool isGood = readStream(options, source, run.reader(), progress);
-        progress.finish(source.bytesRead(), source.lineNumber());
-        if (stop.isRequested())
-            base::complain(std::string(stop.name()) + " after line " + std::to_string(source.lineNumber()) +
-                           ": finishing the files");
-        status = run.end();
-        if (!isGood) status = base::EXIT_ERROR;
-    }
-    return status;
+    if (!run.open(options.m_run)) return base::EXIT_ERROR;
+    const base::StopSignal stop;
+    session::InputFeeder feeder(run.reader(), stop, options.m_isForgiving);
+    Progress progress(options.m_isProgressShown, totalSize(inputs));
+    if (options.m_isProgressShown)
+        feeder.setWatcher([&](std::uint64_t bytes, std::uint64_t lines) { progress.update(bytes, lines); });
+    run.begin();
+    for (const Input& input : inputs)
+        if (!feeder.feedStream(input.m_name, input.descriptor())) break;
+    progress.finish(feeder.bytes(), feeder.lines());
+    if (stop.isRequested())
+        base::complain(std::string(stop.name()) + " after line " + std::to_string(feeder.lines()) +
+                       ": finishing the files");
+    const int status = run.end();
+    return feeder.isGood() ? status : base::EXIT_ERROR;
 }
 
 }  // namespace
@@ -116,7 +101,8 @@ void addReplayCommand(CLI::App& program, Command& chosen) {
     command->add_flag("--keep-going", options->m_isForgiving, "Skip bad lines of the stream");
     command->add_flag("--progress,!--no-progress", options->m_isProgressShown,
                       "Show how far the run has come (default: if standard error is a terminal)");
-    command->add_option("STREAM", options->m_stream, "A file, or - for standard input")->required();
+    command->add_option("INPUT", options->m_inputs, "Files that are read as one stream; - is standard input")
+        ->required();
     command->callback([&chosen, options] { chosen = [options] { return replay(*options); }; });
 }
 

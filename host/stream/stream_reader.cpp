@@ -30,6 +30,7 @@ bool StreamReader::line(std::string_view text, std::uint64_t number) {
 
 bool StreamReader::lineInPlace(char* text, std::size_t size, std::uint64_t number) {
     if (isIdle(text, size)) return true;
+    ++m_contentLines;
     m_fault.clear();
     m_sink.setLine(number);
     try {

@@ -32,6 +32,9 @@ public:
 
     const std::string& error() const { return m_fault.text(); }
 
+    // The lines so far that said something, good or not.
+    std::uint64_t contentLines() const { return m_contentLines; }
+
 private:
     void read_i(const Token& root);
 
@@ -41,6 +44,7 @@ private:
     DefinitionReader m_definitions;
     MessageReader m_messages;
     std::vector<char> m_copy;
+    std::uint64_t m_contentLines = 0;
 };
 
 }  // namespace host::stream

@@ -42,7 +42,7 @@ class Cli(unittest.TestCase):
         self.assertEqual((expected_status, expected_err), (result[0], result[2]))
 
     def test_usage_errors(self):
-        for args in [[], ["bogus"], ["replay"], ["replay", "a", "b"], ["replay", "--log-level", "5", "good"],
+        for args in [[], ["bogus"], ["replay"], ["replay", "--log-level", "5", "good"],
                      ["replay", "--log-level", "x", "good"], ["replay", "--nonsense", "good"], ["show"],
                      ["list", "x"]]:
             with self.subTest(args=args):
@@ -81,6 +81,12 @@ class Cli(unittest.TestCase):
             self.assertEqual(1, status)
             self.assertEqual(texts, err.count("text 2 id=0"))
             self.assertIn("first: fini", err)
+
+    def test_several_inputs_are_one_stream(self):
+        (self.work / "head").write_text(SYSTEM)
+        self.check(0, "", self.replay("-w", "none", "--no-progress", "head", "-", stdin=TEXT))
+        self.check(1, "-:1: unknown message \"nonsense\"\n",
+                   self.replay("-w", "none", "head", "-", "good", stdin='{"msg":"nonsense"}\n'))
 
     def test_failed_operations(self):
         status, out, err = self.replay("-w", "all", "--log", "log", "--statuses", "statuses", "good",
