@@ -45,21 +45,34 @@ void CounterMetric::start(std::size_t item, std::uint64_t reading) {
     m_items[item].ticks = m_ticks;
 }
 
-void CounterMetric::take(std::size_t index, std::uint64_t reading) {
+bool CounterMetric::isPossible_i(const Item& item, std::uint64_t rise) const {
+    if (m_spec.mostPerSecond == 0.0) return false;
+    const double seconds = static_cast<double>(m_ticks - item.ticks) / m_context.ticksPerUsec / 1e6;
+    return static_cast<double>(rise) <= m_spec.mostPerSecond * seconds;
+}
+
+bool CounterMetric::take(std::size_t index, std::uint64_t reading) {
     Item& item = m_items[index];
     std::uint64_t rise = reading - item.reading;
-    if (reading < item.reading) {
-        // Gone round if that means a small step, else set back.
+    bool isSetBack = false;
+    if (item.known && reading < item.reading) {
         rise = item.range - item.reading + reading;
-        if (item.reading > item.range || rise > item.range / 2) item.known = false;
+        const bool isStep = m_spec.mostPerSecond == 0.0 ? rise <= item.range / 2 : isPossible_i(item, rise);
+        isSetBack = item.reading > item.range || !isStep;
+        if (isSetBack) rise = reading;
+        if (isSetBack && !isPossible_i(item, rise)) item.known = false;
     }
-    if (!item.known) return start(index, reading);
+    if (!item.known) {
+        start(index, reading);
+        return !isSetBack;
+    }
     const std::uint64_t duration = m_ticks - item.ticks;
     item.total += rise;
     item.observed += duration;
     start(index, reading);
     m_line.entity(1);
     m_line.number(item.head, duration, rise);
+    return !isSetBack;
 }
 
 void CounterMetric::end() {

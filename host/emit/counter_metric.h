@@ -16,6 +16,7 @@ struct CounterSpec {
     QuantityDefinition rate;  // of its change per second
     double rateFactor;
     std::vector<std::string> keys;  // titles of the columns that tell the counters apart
+    double mostPerSecond = 0.0;     // a counter cannot rise faster; 0: nothing is known of that
 };
 
 class CounterMetric {
@@ -24,7 +25,8 @@ public:
 
     // Adds a counter and returns its index, before `define`. `name` tells it apart from all other counters of
     // the metric, as some results keep nothing else; `keys` are its cells in the report. A counter with a
-    // `range` goes on from 0 behind it; one that falls otherwise has been set back.
+    // `range` goes on from 0 behind it, if the step that this means is possible: at most `mostPerSecond`, or
+    // half the range where that is not known. One that falls otherwise has been set back.
     std::size_t add(Id entity, const std::string& name, std::vector<std::string> keys,
                     std::uint64_t range = 0);
     bool isEmpty() const { return m_items.empty(); }
@@ -32,10 +34,11 @@ public:
 
     void baseline(std::uint64_t ticks) { m_ticks = ticks; }
 
-    // One sample: the readings of those counters that have one. A counter's first reading, and that after a
-    // reset, only says where it counts from.
+    // One sample: the readings of those counters that have one. A counter's first reading only says where it
+    // counts from. So does one after a reset, unless what it shows can have come together since: then it
+    // counts from 0. False after a reset.
     void begin(std::uint64_t ticks);
-    void take(std::size_t item, std::uint64_t reading);
+    bool take(std::size_t item, std::uint64_t reading);
     void end();
 
     // Takes a reading to count from.
@@ -56,6 +59,8 @@ private:
         std::uint64_t total = 0;     // since the start
         std::uint64_t observed = 0;  // ticks that the total stands for
     };
+
+    bool isPossible_i(const Item& item, std::uint64_t rise) const;
 
     const Context& m_context;
     CounterSpec m_spec;

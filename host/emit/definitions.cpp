@@ -47,6 +47,15 @@ void addQuantity(Output& output, Id id, const QuantityDefinition& definition, bo
 
 }  // namespace
 
+std::string plainName(std::string_view name) {
+    std::string plain(name);
+    for (char& character : plain) {
+        if (character == ',') character = ';';
+        if (character == '\n' || character == '\r') character = ' ';
+    }
+    return plain;
+}
+
 Id Definitions::time() {
     if (m_time == 0) {
         m_time = m_nextQuantity++;
@@ -62,7 +71,7 @@ Id Definitions::quantity(const QuantityDefinition& definition) {
 
 Id Definitions::attribute(std::string_view name, AttributeType type, Id quantity) {
     JsonLine line("def", "attribute");
-    line.member("id", m_nextHandle).member("name", name);
+    line.member("id", m_nextHandle).member("name", plainName(name));
     addOptional(line, "quantity", quantity);
     line.member("type", static_cast<int>(type)).writeTo(m_output);
     return m_nextHandle++;
@@ -70,7 +79,7 @@ Id Definitions::attribute(std::string_view name, AttributeType type, Id quantity
 
 Id Definitions::entity(std::string_view name, Id parent) {
     JsonLine line("def", "entity");
-    line.member("id", m_nextHandle).member("name", name);
+    line.member("id", m_nextHandle).member("name", plainName(name));
     addOptional(line, "parent", parent);
     line.writeTo(m_output);
     return m_nextHandle++;
@@ -78,7 +87,7 @@ Id Definitions::entity(std::string_view name, Id parent) {
 
 Id Definitions::descriptor(std::string_view name, const AttributeTexts& attributes) {
     JsonLine line("def", "descriptor");
-    line.member("id", m_nextHandle).member("name", name);
+    line.member("id", m_nextHandle).member("name", plainName(name));
     addAttributes(line, attributes);
     line.writeTo(m_output);
     return m_nextHandle++;
@@ -86,7 +95,7 @@ Id Definitions::descriptor(std::string_view name, const AttributeTexts& attribut
 
 Id Definitions::handle(std::string_view name, const std::vector<Id>& expected) {
     JsonLine line("def", "handle");
-    line.member("id", m_nextHandle).member("name", name);
+    line.member("id", m_nextHandle).member("name", plainName(name));
     if (!expected.empty()) line.list("expected", expected);
     line.writeTo(m_output);
     return m_nextHandle++;
@@ -101,7 +110,7 @@ Id Definitions::process(std::uint64_t pid, std::uint64_t parent, std::string_vie
 
 Id Definitions::metric(const MetricDefinition& definition) {
     JsonLine line("def", "metric");
-    line.member("id", m_nextMetric).member("name", definition.name).member("group", definition.group);
+    line.member("id", m_nextMetric).member("name", plainName(definition.name)).member("group", definition.group);
     line.member("type", typeName(definition.type));
     if (definition.tableClass != 0) line.member("class", definition.tableClass);
     addOptional(line, "quantity", definition.quantity);
@@ -128,7 +137,7 @@ void Definitions::table(Id container, Id table, std::string_view title,
     std::vector<Id> handles;
     for (const std::string& column : columns) handles.push_back(handle(column));
     JsonLine line("def", "table");
-    line.member("container", container).member("id", table).member("title", title);
+    line.member("container", container).member("id", table).member("title", plainName(title));
     line.member("headers", false).list("handles", handles).writeTo(m_output);
 }
 

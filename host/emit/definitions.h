@@ -57,8 +57,11 @@ struct MetricDefinition {
     std::vector<Id> entities{};
 };
 
+// A name without commas, which end a cell in results that quote nothing, and without line ends.
+std::string plainName(std::string_view name);
+
 // Writes definitions and gives out ids in the order of the calls. All texts may hold any bytes; what is no
-// UTF-8 is replaced.
+// UTF-8 is replaced. Names and titles become plain ones.
 class Definitions {
 public:
     explicit Definitions(Output& output) : m_output(output) {}

@@ -35,7 +35,9 @@ void Report::table(const std::string& title, const std::vector<std::string>& col
 void Report::row(const std::vector<std::string>& cells) {
     JsonLine line("msg", "row");
     line.key("table").beginList().value(m_container).value(m_table).endList();
-    line.list("cells", cells).writeTo(m_output);
+    line.key("cells").beginList();
+    for (const std::string& cell : cells) line.value(plainName(cell));
+    line.endList().writeTo(m_output);
 }
 
 void Report::order(const std::vector<std::string>& features) {

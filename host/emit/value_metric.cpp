@@ -63,7 +63,7 @@ void ValueMetric::end() {
 void ValueMetric::report(Report& report) const {
     const std::string units = m_spec.quantity.units.empty() ? "" : " (" + m_spec.quantity.units + ")";
     report.chapter(m_spec.chapter);
-    report.table(m_spec.chapter.name + " Summary: Minimum, Average and Maximum",
+    report.table(m_spec.chapter.name + " Summary: Average and Range",
                  {m_spec.of, "Samples", "Minimum" + units, "Average" + units, "Maximum" + units});
     for (const Item& item : m_items) {
         if (item.count == 0) continue;
