@@ -75,9 +75,14 @@ struct CpuPlace {
 std::vector<unsigned> onlineCpus(const Root& root) {
     if (const auto listed = base::parseCpuList(root.text(CPU_FOLDER + "online")); listed && !listed->empty())
         return *listed;
+    const auto offline = base::parseCpuList(root.text(CPU_FOLDER + "offline"));
+    const auto isOffline = [&](unsigned number) {
+        return offline && std::find(offline->begin(), offline->end(), number) != offline->end();
+    };
     std::vector<unsigned> numbers;
     for (const std::string& name : root.names(CPU_FOLDER, "cpu"))
-        if (const auto number = toNumber(std::string_view(name).substr(3))) numbers.push_back(*number);
+        if (const auto number = toNumber(std::string_view(name).substr(3)); number && !isOffline(*number))
+            numbers.push_back(*number);
     return numbers;
 }
 
@@ -149,7 +154,7 @@ void readProcessor(const Root& root, Machine& machine, double tscMHz) {
 
 void readSystem(const Root& root, Machine& machine) {
     utsname names{};
-    uname(&names);
+    if (root.isThisMachine()) uname(&names);
     const std::string kernelFolder = "proc/sys/kernel/";
     const std::string release = root.text("etc/os-release");
     machine.host = orElse(root.text(kernelFolder + "hostname"), names.nodename);

@@ -84,6 +84,7 @@ void ProcessTable::see_i(std::uint64_t pid, std::uint64_t inode) {
     if (!isNew && known.info.start == info.start) return;
     if (!isNew) m_changes.exited.push_back(std::move(known.info));
     m_changes.started.push_back(info);
+    if (!m_isFirst) m_young.push_back(pid);
     known.info = std::move(info);
 }
 
@@ -109,7 +110,34 @@ const ProcessTable::Changes& ProcessTable::update() {
     const auto byPid = [](const ProcessInfo& a, const ProcessInfo& b) { return a.pid < b.pid; };
     std::sort(m_changes.started.begin(), m_changes.started.end(), byPid);
     std::sort(m_changes.exited.begin(), m_changes.exited.end(), byPid);
+    m_isFirst = false;
     return m_changes;
+}
+
+// Kernel threads take on another name with each piece of work, but execute nothing.
+void ProcessTable::check_i(Known& known) {
+    ProcessInfo& info = known.info;
+    if (info.pid == KERNEL_THREADS || info.parent == KERNEL_THREADS) return;
+    const std::string target = m_root.link("proc/" + std::to_string(info.pid) + "/exe");
+    if (!target.empty() && withoutSuffix(target, " (deleted)") == info.path) return;
+    ProcessInfo now;
+    if (!read_i(info.pid, now) || now.start != info.start || now.path == info.path) return;
+    info = now;
+    m_renamed.push_back(std::move(now));
+}
+
+const std::vector<ProcessInfo>& ProcessTable::check() {
+    m_renamed.clear();
+    std::size_t left = std::min(MOST_CHECKS, m_known.size());
+    for (; left > 0 && !m_young.empty(); --left, m_young.pop_front())
+        if (const auto known = m_known.find(m_young.front()); known != m_known.end()) check_i(known->second);
+    for (; left > 0; --left) {
+        auto next = m_known.upper_bound(m_checked);
+        if (next == m_known.end()) next = m_known.begin();
+        m_checked = next->first;
+        check_i(next->second);
+    }
+    return m_renamed;
 }
 
 }  // namespace host::record

@@ -4,6 +4,7 @@
 #include <dirent.h>
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -37,6 +38,12 @@ public:
     };
     const Changes& update();
 
+    // Looks again at what some of the processes execute, and returns those for which that is another program
+    // than before: first those that are new since the last call, as they may have been caught between fork
+    // and exec, then the others in turn. At most MOST_CHECKS of them, each for the price of a link.
+    static constexpr std::size_t MOST_CHECKS = 32;
+    const std::vector<ProcessInfo>& check();
+
 private:
     struct Known {
         ProcessInfo info;
@@ -49,11 +56,16 @@ private:
 
     void see_i(std::uint64_t pid, std::uint64_t inode);
     bool read_i(std::uint64_t pid, ProcessInfo& info);
+    void check_i(Known& known);
 
     const Root& m_root;
     std::unique_ptr<DIR, FolderCloser> m_folder;
     std::map<std::uint64_t, Known> m_known;
     Changes m_changes;
+    std::deque<std::uint64_t> m_young;   // pids that have not been looked at again
+    std::uint64_t m_checked = 0;         // the pid that had its turn last
+    std::vector<ProcessInfo> m_renamed;  // in the last check
+    bool m_isFirst = true;               // no update yet
     std::vector<char> m_buffer;
 };
 

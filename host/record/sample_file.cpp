@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -40,6 +41,13 @@ bool isNaturallyLess(const std::string& a, const std::string& b) {
 
 Root::Root(const std::string& folder)
     : m_path(folder), m_folder(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+
+bool Root::isThisMachine() const {
+    struct stat own {};
+    struct stat here {};
+    return ::stat("/", &own) == 0 && ::fstat(m_folder.get(), &here) == 0 && own.st_dev == here.st_dev &&
+           own.st_ino == here.st_ino;
+}
 
 base::Descriptor Root::open(const std::string& path) const {
     return base::Descriptor(
@@ -108,6 +116,10 @@ bool SampleFile::readUnsigned(std::uint64_t& value) const {
     char buffer[64];
     std::string_view content = readInto(buffer, sizeof buffer);
     return base::takeUnsigned(content, value);
+}
+
+bool SampleFile::readFirst(char& character) const {
+    return !readInto(&character, 1).empty();
 }
 
 bool SampleFile::readSigned(std::int64_t& value) const {

@@ -18,6 +18,10 @@ public:
     bool isOpen() const { return m_folder.isOpen(); }
     const std::string& path() const { return m_path; }
 
+    // Whether it is the machine's own root, so that the kernel may be asked too; else it is a copy of another
+    // machine's files.
+    bool isThisMachine() const;
+
     // Opens a file or folder by its path relative to the root; not open, with errno set, on failure.
     base::Descriptor open(const std::string& path) const;
     base::Descriptor openFolder(const std::string& path) const;
@@ -52,6 +56,9 @@ public:
     // The number that the file begins with; false as for an empty read.
     bool readUnsigned(std::uint64_t& value) const;
     bool readSigned(std::int64_t& value) const;
+
+    // The first character; false as for an empty read.
+    bool readFirst(char& character) const;
 
     // Opens the path anew: the file of a device that went and came is another one.
     void reopen(const Root& root);

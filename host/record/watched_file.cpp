@@ -7,21 +7,30 @@
 
 namespace host::record {
 
+namespace {
+
+constexpr int MOST_FAILURES = 5;
+
+}  // namespace
+
 WatchedFile::WatchedFile(const SourceContext& context, const std::string& path, std::optional<unsigned> cpu)
     : m_context(&context), m_file(context.root, path), m_cpu(cpu) {
-    std::vector<char> buffer;
-    m_readable = m_file.isOpen() && !m_file.read(buffer).empty();
+    char first = 0;
+    m_readable = m_file.isOpen() && m_file.readFirst(first);
+    m_forbidden = !m_readable && (errno == EACCES || errno == EPERM);
 }
 
 template <typename Read>
 bool WatchedFile::read_i(Read read) {
     if (m_dropped) return false;
-    if (m_failing) {
-        if (!m_context->stat.isOnline(*m_cpu)) return false;
-        m_file.reopen(m_context->root);
+    if (m_cpu && !m_context->stat.isOnline(*m_cpu)) {
+        m_wasOffline = true;
+        return false;
     }
+    if (m_wasOffline || m_failures > 0) m_file.reopen(m_context->root);
+    m_wasOffline = false;
     if (read()) {
-        m_failing = false;
+        m_failures = 0;
         return true;
     }
     fail_i();
@@ -30,10 +39,7 @@ bool WatchedFile::read_i(Read read) {
 
 void WatchedFile::fail_i() {
     const int reason = errno;
-    // A CPU may have left between the look at the list of CPUs and this read: only a second failure counts.
-    const bool mayBeOffline = m_cpu && (!m_failing || !m_context->stat.isOnline(*m_cpu));
-    m_failing = true;
-    if (mayBeOffline) return;
+    if (++m_failures < MOST_FAILURES) return;
     m_dropped = true;
     m_context->tell(m_file.path() + " can't be read any more and is left out from here on: " +
                     (reason != 0 ? std::strerror(reason) : "it holds nothing usable"));

@@ -8,14 +8,18 @@
 
 namespace host::record {
 
-// Reads as SampleFile does. A failure is told once and drops the file; but the file of a CPU that went
-// offline is taken up again, silently, when the CPU is back.
+// Reads as SampleFile does. One read that fails is nothing to speak of; after several in a row the file is
+// dropped, which is told. The file of a CPU that is offline is not read, and is opened anew when the CPU is
+// back.
 class WatchedFile {
 public:
     WatchedFile(const SourceContext& context, const std::string& path, std::optional<unsigned> cpu = {});
 
     // Whether the file could be read when the source looked for it.
     bool isReadable() const { return m_readable; }
+
+    // Whether it is there, but not for this user.
+    bool isForbidden() const { return m_forbidden; }
 
     bool readUnsigned(std::uint64_t& value);
     bool readSigned(std::int64_t& value);
@@ -32,8 +36,10 @@ private:
     SampleFile m_file;
     std::optional<unsigned> m_cpu;
     bool m_readable = false;
+    bool m_forbidden = false;
     bool m_dropped = false;
-    bool m_failing = false;  // the last read failed
+    bool m_wasOffline = false;
+    int m_failures = 0;  // in a row
 };
 
 }  // namespace host::record

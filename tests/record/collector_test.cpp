@@ -58,9 +58,10 @@ TEST(Collector, recordsACapturedMachineToTheByte) {
     EXPECT_EQ(recording.record(), RecordResult::Complete);
     const std::string expected = contents(RECORD_STREAM);
     if (text(recording.m_lines) != expected) std::ofstream("found.stream") << text(recording.m_lines);
-    EXPECT_EQ(text(recording.m_lines), expected) << "the stream that was found is in found.stream";
+    EXPECT_TRUE(text(recording.m_lines) == expected) << "the stream that was found is in found.stream";
     EXPECT_THAT(recording.m_told,
-                ElementsAre(HasSubstr("3 CPUs are online now"), HasSubstr("thermal_zone1/temp")));
+                ElementsAre(HasSubstr("3 CPUs are online now"),
+                                              HasSubstr("package-0/core was set back")));
 }
 
 TEST(Collector, recordsMachinesThatOfferLittleOrNothing) {

@@ -73,6 +73,20 @@ TEST(Machine, tellsItsTopology) {
                 ElementsAre("P0 -1", "C0 0", "T0 1", "C0 0", "T1 3"));
 }
 
+TEST(Machine, isLabelledByItsOwnFilesAlone) {
+    const simulation::Folder folder;
+    for (const char* cpu : {"cpu0", "cpu1", "cpu2", "cpufreq"})
+        folder.put(std::string("sys/devices/system/cpu/") + cpu + "/uevent", "");
+    folder.put("sys/devices/system/cpu/offline", "1\n");  // and no list of those that are online
+    const Machine machine = readMachine(Root(folder.path().string()), 1000.0);
+    EXPECT_EQ(machine.host + machine.osName + machine.osType + machine.osVersion, "");
+    std::vector<unsigned> cpus;
+    for (const TopologyNode& node : machine.topology)
+        if (node.type == NodeType::Thread) cpus.push_back(node.id);
+    EXPECT_THAT(cpus, ElementsAre(0, 2));
+    EXPECT_NE(readMachine(Root("/"), 1000.0).host, "");
+}
+
 TEST(SystemClock, waitsAndHearsSignals) {
     const simulation::Folder folder;
     SystemClock clock{Root(folder.path().string())};

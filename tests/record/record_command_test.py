@@ -4,6 +4,7 @@
 usage: record_command_test.py PWRHOST TREE STREAM
 """
 import json
+import os
 import pathlib
 import signal
 import subprocess
@@ -15,9 +16,13 @@ import unittest
 PWRHOST, TREE, STREAM = sys.argv[1:4]  # a tree of files, and the stream of one that changed
 
 
-def pwrhost(folder, *words):
+# Who may not read everything: root reads what it likes.
+UNPRIVILEGED = "nobody" if os.geteuid() == 0 else None
+
+
+def pwrhost(folder, *words, **more):
     return subprocess.run([PWRHOST, *words], cwd=folder, stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                          timeout=120)
+                          timeout=120, **more)
 
 
 def contents(folder):
@@ -64,6 +69,23 @@ class RecordCommand(unittest.TestCase):
         shown = pwrhost(self.work, "show", "run.pwr").stdout
         for text in ("/opt/tools/build", "Core C-State", "alarm"):
             self.assertIn(text, shown)
+
+    def test_each_line_of_the_automation_summary_fits_its_header(self):
+        done = pwrhost(self.work, "replay", "-w", "auto", STREAM)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        header, line = (self.work / "Automation_Summary.csv").read_text().splitlines()
+        self.assertEqual(header.count(","), line.count(","))
+
+    def test_energy_that_may_not_be_read_is_told_once(self):
+        tree = self.work / "tree" / "sys/class/powercap"
+        for zone in ("power:0", "power:1"):
+            (tree / zone).mkdir(parents=True)
+            (tree / zone / "energy_uj").write_text("5")
+            (tree / zone / "energy_uj").chmod(0)
+        self.work.chmod(0o777)
+        done = pwrhost(self.work, "record", "--root", "tree", "--seconds", "0.1", user=UNPRIVILEGED)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(done.stderr.count("energy counters may not be read"), 1, done.stderr)
 
     def test_an_order_of_the_user_holds(self):
         (self.work / "order").write_text('{"features": ["memory"], "metrics": {"memory": ["Available Memory"]}}')

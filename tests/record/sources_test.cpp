@@ -65,6 +65,7 @@ struct EnergyCase {
     std::vector<std::string> readings;  // before the start, then before each sample
     std::vector<std::string> deltas;    // "time duration delta"
     const char* row;
+    bool isTold = false;  // that it was set back
 };
 
 TEST(Energy, followsCountersThatGoRoundFallAndVanish) {
@@ -84,18 +85,37 @@ TEST(Energy, followsCountersThatGoRoundFallAndVanish) {
          {"900", "0", "1", "2"},
          {"100 100 100", "200 100 1", "300 100 1"},
          "cell, 0.00, 102"},
-        {"set back", "1000", {"400", "100", "150", "150"}, {"200 100 50", "300 100 0"}, "cell, 0.00, 50"},
+        // 10 kW are 1 J in these 100 msec.
+        {"goes round at the most that is possible",
+         "100000000000",
+         {"99500000000", "499999999", "500000000", "500000000"},
+         {"100 100 999999999", "200 100 1", "300 100 0"},
+         "cell, 3333.33, 1000000000"},
+        {"set back to 0",
+         "100000000000",
+         {"50000000000", "1000", "1500", "1500"},
+         {"100 100 1000", "200 100 500", "300 100 0"},
+         "cell, 0.01, 1500",
+         true},
+        {"set back to a lot",
+         "100000000000",
+         {"50000000000", "40000000000", "40000000150", "40000000150"},
+         {"200 100 150", "300 100 0"},
+         "cell, 0.00, 150",
+         true},
         {"falls without a range",
          "",
          {"400", "100", "150", "150"},
-         {"200 100 50", "300 100 0"},
-         "cell, 0.00, 50"},
+         {"100 100 100", "200 100 50", "300 100 0"},
+         "cell, 0.00, 150",
+         true},
         {"above its range",
          "300",
          {"400", "100", "150", "151"},
-         {"200 100 50", "300 100 1"},
-         "cell, 0.00, 51"},
-        {"vanishes for good", "1000", {"10", "20", "", "50"}, {"100 100 10"}, "cell, 0.00, 10"},
+         {"100 100 100", "200 100 50", "300 100 1"},
+         "cell, 0.00, 151",
+         true},
+        {"fails once", "1000", {"10", "20", "", "50"}, {"100 100 10", "300 200 30"}, "cell, 0.00, 40"},
         {"20 W",
          "1000000000",
          {"0", "2000000", "4000000", "6000000"},
@@ -118,7 +138,7 @@ TEST(Energy, followsCountersThatGoRoundFallAndVanish) {
         for (std::string& text : deltas) text.replace(text.find(" cell: cell energy"), 18, "");
         EXPECT_EQ(deltas, test.deltas);
         EXPECT_THAT(run.rows("Power Domain Energy Summary: Average Rate and Total"), ElementsAre(test.row));
-        EXPECT_EQ(run.m_told.size(), test.readings[2].empty() ? 1U : 0U);
+        EXPECT_EQ(run.m_told.size(), test.isTold ? 1U : 0U);
     }
 }
 
@@ -129,17 +149,27 @@ TEST(Temperature, tellsAFailedSensorOnceAndDropsIt) {
     run.m_root.put("sys/class/thermal/thermal_zone9/type", "skin");
     run.m_root.put("sys/class/thermal/thermal_zone9/temp", "-4000\n");
     run.m_root.put("sys/class/thermal/thermal_zone2/temp", "");  // can't be read from the beginning
-    run.at(2, [&] { run.m_root.put("sys/class/thermal/thermal_zone9/temp", ""); });
-    run.at(3, [&] { run.m_root.put("sys/class/thermal/thermal_zone9/temp", "5000\n"); });
+    run.m_options.seconds = 0.9;
+    const auto put = [&](const char* text) { run.m_root.put("sys/class/thermal/thermal_zone9/temp", text); };
+    run.at(2, [&] { put(""); });       // four times is not for good
+    run.at(6, [&] { put("6000\n"); });  // and at this one it fails in a row of its own
+    run.at(7, [&] { put(""); });
     run.record();
-    EXPECT_THAT(
-        run.elements("Thermal Zone Temperature"),
-        ElementsAre("100 skin: Temperature 100 -4.000", "100 skin (thermal_zone10): Temperature 100 30.100",
-                    "200 skin (thermal_zone10): Temperature 100 30.100",
-                    "300 skin (thermal_zone10): Temperature 100 30.100"));
+    EXPECT_EQ(run.elements("Thermal Zone Temperature").size(), 9U + 2U);
+    EXPECT_THAT(run.m_told, IsEmpty());
+
+    run.m_options.seconds = 0.9;
+    run.m_clock.m_step = 0;
+    run.m_lines.clear();
+    run.m_clock.m_changes.clear();
+    put("-4000\n");
+    run.at(2, [&] { put(""); });
+    run.at(7, [&] { put("5000\n"); });  // too late
+    run.record();
+    EXPECT_EQ(run.elements("Thermal Zone Temperature").size(), 9U + 1U);
     EXPECT_THAT(run.m_told, ElementsAre(HasSubstr("thermal_zone9/temp can't be read any more")));
-    EXPECT_THAT(run.rows("Thermal Zone Temperature Summary: Minimum, Average and Maximum"),
-                ElementsAre("skin, 1, -4.0, -4.0, -4.0", "skin (thermal_zone10), 3, 30.1, 30.1, 30.1"));
+    EXPECT_THAT(run.rows("Thermal Zone Temperature Summary: Average and Range"),
+                ElementsAre("skin, 1, -4.0, -4.0, -4.0", "skin (thermal_zone10), 9, 30.1, 30.1, 30.1"));
 }
 
 TEST(IdleStates, takeUpACpuAgainThatWasOffline) {
@@ -246,7 +276,7 @@ TEST(WakeupSources, deliverActivationsThatHaveEnded) {
          {{"1", "0", "5"}, {"2", "0", "5"}, {"2", "0", "5"}, {"2", "0", "5"}},
          {"200 0"}},
         {"set back", {{"9", "0", "90"}, {"1", "0", "10"}, {"2", "0", "15"}, {"2", "0", "15"}}, {"200 5"}},
-        {"vanishes", {{"1", "0", "5"}, {"", "", ""}, {"9", "0", "99"}, {"9", "0", "99"}}, {}},
+        {"fails once", {{"1", "0", "5"}, {"", "", ""}, {"2", "0", "9"}, {"2", "0", "9"}}, {"200 4"}},
     };
     for (const WakeupCase& test : cases) {
         SCOPED_TRACE(test.title);
@@ -317,12 +347,41 @@ TEST(Processes, areSeenToStartAndExit) {
             "100 tool: Started 0 Started Process=/opt/bin/tool PID=60 Parent PID=50 Start (usec)=80000",
             "200 old: Exited 2200 Exited Process=old PID=40 Parent PID=1 Start (usec)=-2000000",
             "200 tool: Exited 120 Exited Process=/opt/bin/tool PID=60 Parent PID=50 Start (usec)=80000"));
-    EXPECT_THAT(run.rows("Process Events Summary: Total"), ElementsAre("Started, 3", "Exited, 2"));
+    EXPECT_THAT(run.rows("Process Events Summary: Total"), ElementsAre("Started, 3", "Exited, 2", "Executed, 0"));
     EXPECT_THAT(run.rows("Process Events Summary: Counts"),
-                ElementsAre("[kworker], 1, 0", "a) b (c, 1, 0", "old, 0, 1", "tool, 1, 1"));
+                ElementsAre("[kworker], 1, 0, 0", "a) b (c, 1, 0, 0", "old, 0, 0, 1", "tool, 1, 0, 1"));
     int ends = 0;
     for (const std::string& line : run.m_lines) ends += line.starts_with("{\"msg\":\"end\"") ? 1 : 0;
     EXPECT_EQ(ends, 2);
+}
+
+TEST(Processes, areSeenToExecuteAnotherProgram) {
+    ProcessRun run;
+    run.m_options.seconds = 0.4;
+    const auto link = [&](const char* pid, const char* target) {
+        const auto path = run.m_root.path() / "proc" / pid / "exe";
+        std::filesystem::remove(path);
+        std::filesystem::create_symlink(target, path);
+    };
+    link("40", "/bin/sh");
+    for (int pid = 100; pid < 200; ++pid) run.add(pid, "filler", 1, 20);
+    run.at(1, [&] {
+        run.add(50, "sh", 40, 505);  // forked by the shell, not executed yet
+        link("50", "/bin/sh");
+        run.count(11, 101);
+    });
+    run.at(2, [&] { link("50", "/opt/bin/tool, new"); });
+    run.at(3, [&] { link("40", "/bin/late"); });
+    run.record();
+    // The young one is looked at in the next sample, the old one when its turn comes: 103 in 4 samples.
+    EXPECT_THAT(
+        run.elements("Process Events"),
+        ElementsAre("100 sh: Started 0 Started Process=/bin/sh PID=50 Parent PID=40 Start (usec)=50000",
+                    "200 tool; new: Executed 0 Executed Process=/opt/bin/tool, new PID=50 Parent PID=40 Start "
+                    "(usec)=50000",
+                    "400 late: Executed 0 Executed Process=/bin/late PID=40 Parent PID=1 Start (usec)=-2000000"));
+    EXPECT_THAT(run.rows("Process Events Summary: Counts"),
+                ElementsAre("late, 0, 1, 0", "sh, 1, 0, 0", "tool; new, 0, 1, 0"));
 }
 
 TEST(Processes, areTwoWhenAPidIsUsedAgain) {

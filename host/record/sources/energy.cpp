@@ -1,5 +1,6 @@
 // Energy that the power domains have used.
 #include <map>
+#include <utility>
 
 #include "host/emit/counter_metric.h"
 #include "host/record/sources/sources.h"
@@ -10,6 +11,9 @@ namespace host::record {
 
 namespace {
 
+// No power domain of a machine takes more: what a counter that fell would mean otherwise is no energy.
+constexpr double MOST_MICROJOULES_PER_SECOND = 1e10;
+
 class EnergySource : public Source {
 public:
     explicit EnergySource(SourceContext& context)
@@ -18,7 +22,8 @@ public:
                              .quantity = {emit::QuantityKind::Energy, "Energy", "uJ"},
                              .rate = {emit::QuantityKind::Power, "Power", "W"},
                              .rateFactor = 1e-6,
-                             .keys = {"Power domain"}}) {}
+                             .keys = {"Power domain"},
+                             .mostPerSecond = MOST_MICROJOULES_PER_SECOND}) {}
 
     bool prepare() override {
         // A domain's folder is named after its parent's, "a:0:1" being part of "a:0".
@@ -27,6 +32,7 @@ public:
         UniqueNames names;
         for (const std::string& zone : m_context.root.names(folder)) {
             WatchedFile file(m_context, folder + zone + "/energy_uj");
+            if (file.isForbidden()) tellForbidden_i();
             if (!file.isReadable()) continue;
             const auto& [parent, parentName] = domains[zone.substr(0, zone.rfind(':'))];
             std::string name = m_context.root.text(folder + zone + "/name");
@@ -35,7 +41,8 @@ public:
             const emit::Id entity = m_context.define.entity(name, parent);
             std::uint64_t range = 0;
             SampleFile(m_context.root, folder + zone + "/max_energy_range_uj").readUnsigned(range);
-            m_domains.emplace_back(std::move(file), m_metric.add(entity, name + " energy", {name}, range));
+            m_domains.push_back(
+                {std::move(file), name, m_metric.add(entity, name + " energy", {name}, range), false});
             domains[zone] = {entity, name};
         }
         if (!m_domains.empty()) m_metric.define();
@@ -44,12 +51,14 @@ public:
 
     void baseline(std::uint64_t ticks) override {
         m_metric.baseline(ticks);
-        read_i([&](std::size_t item, std::uint64_t energy) { m_metric.start(item, energy); });
+        read_i([&](Domain& domain, std::uint64_t energy) { m_metric.start(domain.item, energy); });
     }
 
     void sample(std::uint64_t ticks) override {
         m_metric.begin(ticks);
-        read_i([&](std::size_t item, std::uint64_t energy) { m_metric.take(item, energy); });
+        read_i([&](Domain& domain, std::uint64_t energy) {
+            if (!m_metric.take(domain.item, energy)) tellSetBack_i(domain);
+        });
         m_metric.end();
     }
 
@@ -57,16 +66,37 @@ public:
     std::string subject() const override { return "power domains"; }
 
 private:
+    struct Domain {
+        WatchedFile file;
+        std::string name;
+        std::size_t item;
+        bool isTold;  // that its counter was set back
+    };
+
     void read_i(auto withEnergy) {
-        for (auto& [file, item] : m_domains) {
+        for (Domain& domain : m_domains) {
             std::uint64_t energy = 0;
-            if (file.readUnsigned(energy)) withEnergy(item, energy);
+            if (domain.file.readUnsigned(energy)) withEnergy(domain, energy);
         }
+    }
+
+    void tellForbidden_i() {
+        if (!std::exchange(m_isForbiddenTold, true))
+            m_context.tell(
+                "energy counters may not be read: run as root, or let a group read "
+                "sys/class/powercap/*/energy_uj as the udev example does");
+    }
+
+    void tellSetBack_i(Domain& domain) {
+        if (!std::exchange(domain.isTold, true))
+            m_context.tell("the energy counter of " + domain.name +
+                           " was set back, not gone round; it is counted from zero");
     }
 
     SourceContext& m_context;
     emit::CounterMetric m_metric;
-    std::vector<std::pair<WatchedFile, std::size_t>> m_domains;
+    std::vector<Domain> m_domains;
+    bool m_isForbiddenTold = false;
 };
 
 }  // namespace

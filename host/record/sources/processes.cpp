@@ -15,7 +15,8 @@ namespace host::record {
 namespace {
 
 constexpr const char* NOTE =
-    "Processes are looked for at every sample; one that starts and exits between two samples is not seen.";
+    "Processes are looked for at every sample; one that starts and exits between two samples is not seen. One "
+    "that executes another program is seen at the sample after its first or within a few more.";
 
 class ProcessSource : public Source {
 public:
@@ -39,10 +40,11 @@ public:
         m_startAttribute = define.attribute("Start (usec)", emit::AttributeType::Data, define.time());
         m_started = define.descriptor("Started");
         m_exited = define.descriptor("Exited");
+        m_executed = define.descriptor("Executed");
         emit::MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
         metric.type = emit::MetricType::TracedEvent;
         metric.quantity = define.quantity({emit::QuantityKind::Count, "Process Events", "events"});
-        metric.legend = {m_started, m_exited};
+        metric.legend = {m_started, m_exited, m_executed};
         metric.value = define.handle(
             "Change", {m_processAttribute, m_pidAttribute, m_parentAttribute, m_startAttribute});
         metric.state = define.handle("Event");
@@ -54,6 +56,8 @@ public:
     void baseline(std::uint64_t ticks) override { m_begin = ticks; }
 
     void sample(std::uint64_t ticks) override {
+        // Before the new ones are looked for, which have their turn at the next sample.
+        for (const ProcessInfo& info : m_table.check()) execute_i(info, ticks);
         if (!haveTasksChanged_i()) return;
         const ProcessTable::Changes& changes = m_table.update();
         for (const ProcessInfo& info : changes.exited) exit_i(info, ticks);
@@ -65,16 +69,19 @@ public:
         Program all;
         for (const auto& [name, program] : m_programs) {
             all.started += program.started;
+            all.executed += program.executed;
             all.exited += program.exited;
         }
         report.chapter(m_chapter);
         report.table(m_chapter.name + " Summary: Total", {"Event", "Total"});
         report.row({"Started", std::to_string(all.started)});
         report.row({"Exited", std::to_string(all.exited)});
+        report.row({"Executed", std::to_string(all.executed)});
         if (m_programs.empty()) return;
-        report.table(m_chapter.name + " Summary: Counts", {"Program", "Started", "Exited"});
+        report.table(m_chapter.name + " Summary: Counts", {"Program", "Started", "Executed", "Exited"});
         for (const auto& [name, program] : m_programs)
-            report.row({name, std::to_string(program.started), std::to_string(program.exited)});
+            report.row({name, std::to_string(program.started), std::to_string(program.executed),
+                        std::to_string(program.exited)});
     }
 
     std::string subject() const override { return "processes"; }
@@ -83,6 +90,7 @@ private:
     struct Program {
         emit::Id entity = 0;
         std::uint64_t started = 0;
+        std::uint64_t executed = 0;  // in place of another program
         std::uint64_t exited = 0;
     };
 
@@ -109,6 +117,10 @@ private:
         return m_context.define.process(info.pid, info.parent, info.path, startTicks_i(info));
     }
 
+    void endProcess_i(emit::Id process, std::uint64_t ticks) {
+        emit::JsonLine("msg", "end").member("id", process).member("tsc", ticks).writeTo(m_context.output);
+    }
+
     Program& program_i(const ProcessInfo& info) {
         Program& program = m_programs[info.program];
         if (program.entity == 0) program.entity = m_context.define.entity(info.program);
@@ -123,6 +135,17 @@ private:
         deliver_i(info, program.entity, process, m_started, "Started", nextTicks_i(ticks), 0);
     }
 
+    // The process goes on as another one of the same pid.
+    void execute_i(const ProcessInfo& info, std::uint64_t ticks) {
+        emit::Id& process = m_running[info.pid];
+        const std::uint64_t now = nextTicks_i(ticks);
+        if (process != 0) endProcess_i(process, now);
+        process = m_context.define.process(info.pid, info.parent, info.path, now);
+        Program& program = program_i(info);
+        ++program.executed;
+        deliver_i(info, program.entity, process, m_executed, "Executed", now, 0);
+    }
+
     void exit_i(const ProcessInfo& info, std::uint64_t ticks) {
         const auto entry = m_running.find(info.pid);
         emit::Id process = entry == m_running.end() ? 0 : entry->second;
@@ -132,7 +155,7 @@ private:
         ++program.exited;
         const std::uint64_t now = nextTicks_i(ticks);
         const std::uint64_t lifetime = now - std::min(now, startTicks_i(info));
-        emit::JsonLine("msg", "end").member("id", process).member("tsc", now).writeTo(m_context.output);
+        endProcess_i(process, now);
         deliver_i(info, program.entity, process, m_exited, "Exited", now, lifetime);
     }
 
@@ -173,6 +196,7 @@ private:
     emit::Id m_startAttribute = 0;
     emit::Id m_started = 0;
     emit::Id m_exited = 0;
+    emit::Id m_executed = 0;
 };
 
 }  // namespace
