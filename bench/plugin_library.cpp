@@ -17,11 +17,19 @@ namespace {
     std::exit(1);
 }
 
+std::string built(const char* name) {
+    const auto folder = std::filesystem::canonical("/proc/self/exe").parent_path();
+    return (folder.parent_path() / "lib" / name).string();
+}
+
 }  // namespace
 
 std::string builtLibrary() {
-    const auto folder = std::filesystem::canonical("/proc/self/exe").parent_path();
-    return (folder.parent_path() / "lib" / "libwriter_plugins.so").string();
+    return built("libwriter_plugins.so");
+}
+
+std::string builtExportLibrary() {
+    return built("libexport_plugins.so");
 }
 
 PluginLibrary::PluginLibrary(const std::string& path) : m_library(dlopen(path.c_str(), RTLD_NOW)) {
@@ -38,12 +46,18 @@ PluginLibrary::~PluginLibrary() {
     dlclose(m_library);
 }
 
-WriterPlugin& PluginLibrary::writer(const std::string& name) const {
+WriterPlugin* PluginLibrary::find(const std::string& name) const {
     for (std::int32_t i = 0; i < m_list->count; ++i) {
         auto* const writer = static_cast<WriterPlugin*>(m_list->plugins[i]);
-        if (writer->m_capabilities.front()->m_name == name) return *writer;
+        if (writer->m_capabilities.front()->m_name == name) return writer;
     }
-    fail("no such writer", name.c_str());
+    return nullptr;
+}
+
+WriterPlugin& PluginLibrary::writer(const std::string& name) const {
+    WriterPlugin* const writer = find(name);
+    if (writer == nullptr) fail("no such writer", name.c_str());
+    return *writer;
 }
 
 }  // namespace bench

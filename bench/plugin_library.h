@@ -8,8 +8,10 @@
 
 namespace bench {
 
-// The library of the build that this program belongs to.
+// The libraries of the build that this program belongs to: of the writers, and of the writers of open
+// formats.
 std::string builtLibrary();
+std::string builtExportLibrary();
 
 // Owns the loaded library and its writers. Exits the program with a message if it cannot be loaded.
 class PluginLibrary {
@@ -19,7 +21,10 @@ public:
     PluginLibrary(const PluginLibrary&) = delete;
     PluginLibrary& operator=(const PluginLibrary&) = delete;
 
-    // The writer with that option name. Exits the program if there is none.
+    // The writer with that option name, null if there is none.
+    WriterPlugin* find(const std::string& name) const;
+
+    // The same, but exits the program if there is none.
     WriterPlugin& writer(const std::string& name) const;
 
 private:

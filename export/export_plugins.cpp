@@ -1,12 +1,13 @@
 // The entry points of the library of open formats: the one place that knows its writers.
-#include <span>
-
+#include "export/perfetto/perfetto_writer.h"
 #include "plugins/plugin_factories.h"
 
 namespace {
 
 // The order of this table is the order in which the host sees the writers.
-constexpr std::span<const PluginFactory> FACTORIES{};
+constexpr PluginFactory FACTORIES[] = {
+    makePlugin<exporting::PerfettoWriter>,
+};
 
 }  // namespace
 
