@@ -1,20 +1,20 @@
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "host/base/complain.h"
-#include "host/base/descriptor.h"
 #include "host/base/exit_status.h"
 #include "host/base/stop_signal.h"
 #include "host/cli/commands.h"
 #include "host/cli/progress.h"
+#include "host/cli/replay_inputs.h"
 #include "host/cli/run_options.h"
+#include "host/emit/save_file.h"
+#include "host/importers/input_kinds.h"
+#include "host/model/files.h"
 #include "host/session/input_feeder.h"
 #include "host/session/run.h"
 
@@ -25,68 +25,84 @@ namespace {
 struct ReplayOptions {
     session::RunOptions m_run;
     std::vector<std::string> m_inputs;
+    std::string m_kind;          // empty: recognised by content
+    std::string m_save;          // empty: the stream is not kept
     bool m_isForgiving = false;  // skip bad lines
     bool m_isProgressShown = false;
 };
 
-// An open input.
-struct Input {
-    std::string m_name;
-    base::Descriptor m_file;   // closed for standard input, which is the process's
-    std::uint64_t m_size = 0;  // 0 if unknown
-
-    int descriptor() const { return m_file.isOpen() ? m_file.get() : STDIN_FILENO; }
-};
-
-// Opens an input; returns false after a complaint.
-bool openInput(const std::string& path, Input& input) {
-    input.m_name = path;
-    if (path != "-") input.m_file = base::Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    struct stat status {};
-    const bool isOpen = path == "-" || input.m_file.isOpen();
-    int error = !isOpen || ::fstat(input.descriptor(), &status) != 0 ? errno : 0;
-    if (error == 0 && S_ISDIR(status.st_mode)) error = EISDIR;
-    if (error == 0 && S_ISREG(status.st_mode)) input.m_size = static_cast<std::uint64_t>(status.st_size);
-    if (error == 0) return true;
-    base::complain("cannot open the stream " + path + ": " + std::strerror(error));
-    return false;
+void report(const std::string& name, const importers::Damage& damage) {
+    const std::string line = name + ": offset " + std::to_string(damage.offset) + ": " + damage.what + "\n";
+    model::writeAll(STDERR_FILENO, line.data(), line.size());
 }
 
-// Opens all inputs before anything is delivered; returns false after a complaint.
-bool openInputs(const std::vector<std::string>& paths, std::vector<Input>& inputs) {
-    inputs.resize(paths.size());
-    for (std::size_t i = 0; i < paths.size(); ++i)
-        if (!openInput(paths[i], inputs[i])) return false;
-    return true;
-}
-
-// The bytes of all inputs, 0 if not all are known.
-std::uint64_t totalSize(const std::vector<Input>& inputs) {
-    std::uint64_t total = 0;
-    for (const Input& input : inputs) {
-        if (input.m_size == 0) return 0;
-        total += input.m_size;
+// Feeds what the inputs become, until they end or one is damaged.
+void import(const ReplayInputs& inputs, session::InputFeeder& feeder) {
+    importers::Input* input = inputs.inputs().front().get();
+    std::uint64_t bytesBefore = 0;  // of the inputs that have been read
+    emit::Output output([&](std::string_view line) {
+        return feeder.feedMade(line, bytesBefore + input->content().bytesRead());
+    });
+    const auto note = [&](const std::string& text) { base::complain(input->name() + ": " + text); };
+    const auto importer = inputs.kind().make({output, note});
+    if (inputs.kind().lost != nullptr) note(inputs.kind().lost);
+    for (const auto& part : inputs.inputs()) {
+        input = part.get();
+        importers::Damage damage;
+        const bool isGood = importer->read(*part, damage) && output.isOpen();
+        if (!output.isOpen()) damage.what = feeder.lineError();
+        if (!part->content().error().empty()) damage.what = part->content().error();
+        if (!isGood) report(part->name(), damage);
+        if (!isGood) feeder.fail();
+        if (!isGood || part->isStopped()) break;
+        bytesBefore += part->content().bytesRead();
     }
-    return total;
+    if (output.isOpen()) importer->finish();
+}
+
+// Whatever happens, the run can be ended behind it.
+void feed(const ReplayInputs& inputs, session::InputFeeder& feeder) {
+    try {
+        if (inputs.kind().make != nullptr) return import(inputs, feeder);
+        for (const auto& input : inputs.inputs())
+            if (!feeder.feedStream(input->name(), input->content())) return;
+    } catch (const std::bad_alloc&) {
+        base::complain("not enough memory to read on behind line " + std::to_string(feeder.lines()));
+        feeder.fail();
+    }
+}
+
+// Keeps the stream in a file, if the user wants one. Returns false after a complaint.
+bool openSave(const std::string& path, std::unique_ptr<emit::SaveFile>& file, session::InputFeeder& feeder) {
+    if (path.empty()) return true;
+    file = std::make_unique<emit::SaveFile>(path);
+    if (!file->isGood()) base::complain(file->error());
+    feeder.setKeeper([&file](std::string_view line) { file->append(line); });
+    return file->isGood();
 }
 
 int replay(const ReplayOptions& options) {
-    std::vector<Input> inputs;
-    if (!openInputs(options.m_inputs, inputs)) return base::EXIT_ERROR;
-    session::Run run;
-    if (!run.open(options.m_run)) return base::EXIT_ERROR;
     const base::StopSignal stop;
+    ReplayInputs inputs;
+    if (!inputs.open(options.m_inputs, stop)) return base::EXIT_ERROR;
+    session::Run run;
+    if (!run.open(options.m_run) || !inputs.recognise(options.m_kind)) return base::EXIT_ERROR;
     session::InputFeeder feeder(run.reader(), stop, options.m_isForgiving);
-    Progress progress(options.m_isProgressShown, totalSize(inputs));
+    std::unique_ptr<emit::SaveFile> save;
+    if (!openSave(options.m_save, save, feeder)) return base::EXIT_ERROR;
+    Progress progress(options.m_isProgressShown, inputs.totalSize());
     if (options.m_isProgressShown)
         feeder.setWatcher([&](std::uint64_t bytes, std::uint64_t lines) { progress.update(bytes, lines); });
     run.begin();
-    for (const Input& input : inputs)
-        if (!feeder.feedStream(input.m_name, input.descriptor())) break;
+    feed(inputs, feeder);
     progress.finish(feeder.bytes(), feeder.lines());
     if (stop.isRequested())
         base::complain(std::string(stop.name()) + " after line " + std::to_string(feeder.lines()) +
                        ": finishing the files");
+    if (save != nullptr && !save->finish()) {
+        base::complain(save->error());
+        feeder.fail();
+    }
     const int status = run.end();
     return feeder.isGood() ? status : base::EXIT_ERROR;
 }
@@ -94,14 +110,23 @@ int replay(const ReplayOptions& options) {
 }  // namespace
 
 void addReplayCommand(CLI::App& program, Command& chosen) {
-    auto* const command = program.add_subcommand("replay", "Deliver a message stream to writers");
+    auto* const command = program.add_subcommand(
+        "replay", "Deliver a message stream, or a recording that becomes one, to writers");
     const auto options = std::make_shared<ReplayOptions>();
     options->m_isProgressShown = ::isatty(STDERR_FILENO) != 0;
     addRunOptions(*command, options->m_run);
+    command
+        ->add_option("--from", options->m_kind,
+                     "The kind of the inputs, whatever they look like: " + importers::kindNames())
+        ->type_name("KIND");
+    command
+        ->add_option("--save", options->m_save,
+                     "Keep the message stream in this file, compressed if its name ends in .zst")
+        ->type_name("FILE");
     command->add_flag("--keep-going", options->m_isForgiving, "Skip bad lines of the stream");
     command->add_flag("--progress,!--no-progress", options->m_isProgressShown,
                       "Show how far the run has come (default: if standard error is a terminal)");
-    command->add_option("INPUT", options->m_inputs, "Files that are read as one stream; - is standard input")
+    command->add_option("INPUT", options->m_inputs, "Files, the parts of one run; - is standard input")
         ->required();
     command->callback([&chosen, options] { chosen = [options] { return replay(*options); }; });
 }

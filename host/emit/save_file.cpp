@@ -13,6 +13,7 @@ SaveFile::SaveFile(std::string path) : m_path(std::move(path)) {
     // Not to block on a pipe, nor to write through a link that someone else has put there.
     constexpr int mode = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     m_file = base::Descriptor(::open(m_path.c_str(), mode, 0666));
+    if (m_path.ends_with(".zst")) m_frame = std::make_unique<ZstdFrame>();
     if (m_file.isOpen())
         ::fcntl(m_file.get(), F_SETFL, ::fcntl(m_file.get(), F_GETFL) & ~O_NONBLOCK);
     else
@@ -29,19 +30,28 @@ void SaveFile::append(std::string_view line) {
     if (m_pending.size() >= 65536) flush();
 }
 
-bool SaveFile::flush() {
+void SaveFile::write_i(bool isLast) {
     std::string_view left = m_pending;
+    m_compressed.clear();
+    if (m_frame != nullptr) {
+        m_frame->compress(m_pending, isLast, m_compressed);
+        left = m_compressed;
+    }
     while (!left.empty() && m_error.empty()) {
         const ssize_t n = ::write(m_file.get(), left.data(), left.size());
         if (n > 0) left.remove_prefix(static_cast<std::size_t>(n));
         if (n < 0 && errno != EINTR) fail_i("Unable to write");
     }
     m_pending.clear();
+}
+
+bool SaveFile::flush() {
+    if (!m_pending.empty()) write_i(false);
     return m_error.empty();
 }
 
 bool SaveFile::finish() {
-    flush();
+    if (m_file.isOpen()) write_i(true);
     if (m_file.isOpen() && ::close(m_file.release()) != 0) fail_i("Unable to complete");
     return m_error.empty();
 }

@@ -1,16 +1,19 @@
 // The file that keeps a delivered stream.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "host/base/descriptor.h"
+#include "host/emit/zstd_frame.h"
 
 namespace host::emit {
 
 class SaveFile {
 public:
-    // Creates or empties the file. A symbolic link or a pipe without a reader under that name is refused.
+    // Creates or empties the file, which is compressed if its name ends in ".zst". A symbolic link or a pipe
+    // without a reader under that name is refused.
     explicit SaveFile(std::string path);
 
     // Adds a line. After a failure nothing more is taken.
@@ -27,9 +30,12 @@ public:
 
 private:
     void fail_i(const char* what);
+    void write_i(bool isLast);
 
     std::string m_path;
     std::string m_pending;
+    std::unique_ptr<ZstdFrame> m_frame;  // null if the file is not compressed
+    std::string m_compressed;
     base::Descriptor m_file;
     std::string m_error;
 };

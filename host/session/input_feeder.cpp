@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <cstring>
 #include <new>
 
 #include "host/base/complain.h"
@@ -13,15 +12,17 @@ namespace host::session {
 InputFeeder::InputFeeder(stream::StreamReader& reader, const base::StopSignal& stop, bool isForgiving)
     : m_reader(reader), m_stop(stop), m_isForgiving(isForgiving) {}
 
-bool InputFeeder::feed(const std::string& name, std::uint64_t number, std::string_view text) {
-    m_bytes += text.size();
+bool InputFeeder::feedMade(std::string_view line, std::uint64_t bytes) {
+    m_bytes = bytes;
     ++m_lines;
     if (m_watcher) m_watcher(m_bytes, m_lines);
-    return judge_i(name, number, m_reader.line(text, number));
+    if (!m_reader.line(line, m_lines)) return false;
+    if (m_keeper) m_keeper(line);
+    return true;
 }
 
-bool InputFeeder::feedStream(const std::string& name, int descriptor) {
-    stream::LineSource source(descriptor, &m_stop);
+bool InputFeeder::feedStream(const std::string& name, base::ByteSource& bytes) {
+    stream::LineSource source(bytes, &m_stop);
     bool isMoreWanted = false;
     try {
         isMoreWanted = readLines_i(name, source);
@@ -30,8 +31,8 @@ bool InputFeeder::feedStream(const std::string& name, int descriptor) {
                        std::to_string(source.lineNumber()));
         fail();
     }
-    if (source.error() == 0) return isMoreWanted;
-    base::complain("cannot read the stream " + name + ": " + std::strerror(source.error()));
+    if (source.error().empty()) return isMoreWanted;
+    base::complain("cannot read the stream " + name + ": " + source.error());
     fail();
     return false;
 }
@@ -44,7 +45,9 @@ bool InputFeeder::readLines_i(const std::string& name, stream::LineSource& sourc
         ++m_lines;
         m_bytes = bytesBefore + source.bytesRead();
         if (m_watcher) m_watcher(m_bytes, m_lines);
+        if (m_keeper) m_kept.assign(text, size);
         const bool isGoodLine = m_reader.lineInPlace(text, size, source.lineNumber());
+        if (m_keeper && isGoodLine) m_keeper(m_kept);
         if (!judge_i(name, source.lineNumber(), isGoodLine)) return false;
     }
     return !m_stop.isRequested();

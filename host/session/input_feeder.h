@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/base/byte_source.h"
 #include "host/base/stop_signal.h"
 #include "host/stream/line_source.h"
 #include "host/stream/stream_reader.h"
@@ -26,12 +27,18 @@ public:
 
     void setWatcher(Watcher watcher) { m_watcher = std::move(watcher); }
 
-    // Feeds line `number` (from 1) of the input `name`, given without its newline. Returns true if more is
-    // wanted: false after a bad line that is not skipped, and once the run has been asked to stop.
-    bool feed(const std::string& name, std::uint64_t number, std::string_view text);
+    // Called with every good line.
+    using Keeper = std::function<void(std::string_view line)>;
+    void setKeeper(Keeper keeper) { m_keeper = std::move(keeper); }
 
-    // Feeds all lines that `descriptor`, which stays the caller's, delivers. Returns true if more is wanted.
-    bool feedStream(const std::string& name, int descriptor);
+    // Feeds all lines that `bytes` deliver. Returns true if more is wanted: false after a bad line that is not
+    // skipped, and once the run has been asked to stop.
+    bool feedStream(const std::string& name, base::ByteSource& bytes);
+
+    // Feeds a line that was made out of an input, of which `bytes` have been read; lines are numbered from 1.
+    // False if it was bad, of which lineError() tells and which is never skipped.
+    bool feedMade(std::string_view line, std::uint64_t bytes);
+    const std::string& lineError() const { return m_reader.error(); }
 
     // Notes that an input could not be read, which has been told: nothing more is wanted.
     void fail() { m_isGood = false; }
@@ -51,6 +58,8 @@ private:
     const bool m_isForgiving;
     Watcher m_watcher;
     bool m_isGood = true;
+    Keeper m_keeper;
+    std::string m_kept;  // the line that is being read, for the keeper
     std::uint64_t m_bytes = 0;
     std::uint64_t m_lines = 0;
 };

@@ -57,7 +57,8 @@ class Cli(unittest.TestCase):
         self.assertEqual((0, ""), (status, err))
         self.assertEqual("WRITER  EXTENSION  CONTINUOUS  DESCRIPTION\n"
                          "first   .none      yes         Writes nothing\n"
-                         "second  .none      no          Writes nothing\n", out)
+                         "second  .none      no          Writes nothing\n\n", out[:out.index("INPUT")])
+        self.assertRegex(out, "(?m)^ndjson +.ndjson +A message stream")
 
     def test_delivery_to_all_or_some(self):
         status, out, err = self.replay("-w", "all", "good")

@@ -12,6 +12,7 @@
 #include <random>
 #include <thread>
 
+#include "host/base/descriptor_bytes.h"
 #include "host/base/stop_signal.h"
 #include "host/model/environment.h"
 #include "host/model/loggers.h"
@@ -46,7 +47,8 @@ std::vector<std::string> linesThroughPipe(const std::string& text, unsigned seed
         }
         ::close(ends[1]);
     });
-    host::stream::LineSource source(ends[0]);
+    host::base::DescriptorBytes bytes(ends[0]);
+    host::stream::LineSource source(bytes);
     const auto lines = linesOf(source);
     sender.join();
     ::close(ends[0]);
@@ -80,7 +82,8 @@ TEST(LineSource, ASignalEndsAWaitForInput) {
         ::usleep(50000);
         ::kill(::getpid(), SIGTERM);
     });
-    host::stream::LineSource source(ends[0], &stop);
+    host::base::DescriptorBytes bytes(ends[0], &stop);
+    host::stream::LineSource source(bytes, &stop);
     EXPECT_EQ(std::vector<std::string>{"whole line"}, linesOf(source));
     killer.join();
     EXPECT_TRUE(stop.isRequested());
@@ -91,9 +94,10 @@ TEST(LineSource, ASignalEndsAWaitForInput) {
 
 TEST(LineSource, AFailedReadIsAnError) {
     const int folder = ::open(".", O_RDONLY);
-    host::stream::LineSource source(folder);
+    host::base::DescriptorBytes bytes(folder);
+    host::stream::LineSource source(bytes);
     EXPECT_TRUE(linesOf(source).empty());
-    EXPECT_EQ(EISDIR, source.error());
+    EXPECT_EQ("Is a directory", source.error());
     ::close(folder);
 }
 

@@ -1,0 +1,39 @@
+// The inputs of a replay: opened, recognised, put in order.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/base/stop_signal.h"
+#include "host/importers/input_kinds.h"
+
+namespace host::cli {
+
+class ReplayInputs {
+public:
+    // Opens all paths, so that a name that is wrong shows before anything is done. Returns false after a
+    // complaint.
+    bool open(const std::vector<std::string>& paths, const base::StopSignal& stop);
+
+    // Finds out what kind they are of, unless `kind` says so, and puts the parts of a run in order. Returns
+    // false after a complaint: unknown kinds, different kinds or runs.
+    bool recognise(const std::string& kind);
+
+    const importers::InputKind& kind() const { return *m_kind; }
+
+    // In order; each can be read once.
+    const std::vector<std::unique_ptr<importers::Input>>& inputs() const { return m_inputs; }
+
+    std::uint64_t totalSize() const;  // 0 if it is not known
+
+private:
+    bool recognise_i(importers::Input& input);
+    bool sort_i();
+
+    const base::StopSignal* m_stop = nullptr;
+    std::vector<std::unique_ptr<importers::Input>> m_inputs;
+    const importers::InputKind* m_kind = nullptr;
+};
+
+}  // namespace host::cli

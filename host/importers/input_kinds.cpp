@@ -1,0 +1,67 @@
+#include "host/importers/input_kinds.h"
+
+#include <algorithm>
+
+namespace host::importers {
+
+namespace {
+
+// Enough to see the first key of an object that is written with blanks and line ends.
+constexpr std::size_t MOST_TO_SNIFF = 4096;
+
+std::string_view withoutBlanks(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    return first == std::string_view::npos ? std::string_view() : text.substr(first);
+}
+
+// A stream is recognised by the first line that says something; what is no other kind and looks like text is
+// taken for one that is wrong somewhere.
+Sniff sniffStream(std::string_view head, bool isWhole) {
+    const std::string_view text = withoutBlanks(head);
+    if (text.empty()) return isWhole ? Sniff::Yes : Sniff::NeedsMore;
+    const auto first = static_cast<unsigned char>(text.front());
+    return first >= 0x20 && first < 0x7F ? Sniff::Yes : Sniff::No;
+}
+
+constexpr InputKind KINDS[] = {
+    {"ndjson", ".ndjson", "A message stream: one JSON object per line", sniffStream, nullptr, nullptr,
+     nullptr},
+};
+
+}  // namespace
+
+std::span<const InputKind> inputKinds() {
+    return KINDS;
+}
+
+const InputKind* findKind(std::string_view name) {
+    const auto* const found = std::find_if(std::begin(KINDS), std::end(KINDS),
+                                           [&](const InputKind& kind) { return name == kind.name; });
+    return found != std::end(KINDS) ? found : nullptr;
+}
+
+const InputKind* recogniseKind(BufferedBytes& content) {
+    for (std::size_t size = 1; size <= MOST_TO_SNIFF;) {
+        const std::string_view head = content.peek(size);
+        const bool isWhole = head.size() < size;
+        bool needsMore = false;
+        // The stream comes last: it takes everything that looks like text.
+        for (const InputKind* kind = std::end(KINDS); kind != std::begin(KINDS);) {
+            --kind;
+            const Sniff sniff = kind->sniff(head, isWhole);
+            if (sniff == Sniff::Yes && !needsMore) return kind;
+            needsMore = needsMore || sniff == Sniff::NeedsMore;
+        }
+        if (!needsMore || isWhole) break;
+        size = head.size() + 1;
+    }
+    return nullptr;
+}
+
+std::string kindNames() {
+    std::string names;
+    for (const InputKind& kind : KINDS) names += (names.empty() ? "" : ", ") + std::string(kind.name);
+    return names;
+}
+
+}  // namespace host::importers
