@@ -17,47 +17,43 @@ namespace {
     std::exit(1);
 }
 
-std::string built(const char* name) {
-    const auto folder = std::filesystem::canonical("/proc/self/exe").parent_path();
-    return (folder.parent_path() / "lib" / name).string();
-}
-
 }  // namespace
 
-std::string builtLibrary() {
-    return built("libwriter_plugins.so");
+std::vector<std::string> builtLibraries() {
+    const auto folder = std::filesystem::canonical("/proc/self/exe").parent_path().parent_path() / "lib";
+    return {(folder / "libwriter_plugins.so").string(), (folder / "libexport_plugins.so").string()};
 }
 
-std::string builtExportLibrary() {
-    return built("libexport_plugins.so");
+PluginLibraries::PluginLibraries(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) m_libraries.push_back(load_i(path));
 }
 
-PluginLibrary::PluginLibrary(const std::string& path) : m_library(dlopen(path.c_str(), RTLD_NOW)) {
-    if (m_library == nullptr) fail("cannot load the writers", dlerror());
-    const auto create = reinterpret_cast<PluginList* (*)()>(dlsym(m_library, "createPlugins"));
-    m_destroy = reinterpret_cast<void (*)(PluginList*)>(dlsym(m_library, "destroyPlugins"));
-    if (create == nullptr || m_destroy == nullptr) fail("not a writer library", path.c_str());
-    m_list = create();
-    if (m_list == nullptr) fail("cannot create the writers", path.c_str());
+PluginLibraries::Library PluginLibraries::load_i(const std::string& path) {
+    void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) fail("cannot load the writers", dlerror());
+    const auto create = reinterpret_cast<PluginList* (*)()>(dlsym(handle, "createPlugins"));
+    const auto destroy = reinterpret_cast<void (*)(PluginList*)>(dlsym(handle, "destroyPlugins"));
+    if (create == nullptr || destroy == nullptr) fail("not a writer library", path.c_str());
+    PluginList* const list = create();
+    if (list == nullptr) fail("cannot create the writers", path.c_str());
+    return {handle, list, destroy};
 }
 
-PluginLibrary::~PluginLibrary() {
-    m_destroy(m_list);
-    dlclose(m_library);
-}
-
-WriterPlugin* PluginLibrary::find(const std::string& name) const {
-    for (std::int32_t i = 0; i < m_list->count; ++i) {
-        auto* const writer = static_cast<WriterPlugin*>(m_list->plugins[i]);
-        if (writer->m_capabilities.front()->m_name == name) return writer;
+PluginLibraries::~PluginLibraries() {
+    for (const Library& library : m_libraries) {
+        library.destroy(library.list);
+        dlclose(library.handle);
     }
-    return nullptr;
 }
 
-WriterPlugin& PluginLibrary::writer(const std::string& name) const {
-    WriterPlugin* const writer = find(name);
-    if (writer == nullptr) fail("no such writer", name.c_str());
-    return *writer;
+WriterPlugin& PluginLibraries::writer(const std::string& name) const {
+    for (const Library& library : m_libraries) {
+        for (std::int32_t i = 0; i < library.list->count; ++i) {
+            auto* const writer = static_cast<WriterPlugin*>(library.list->plugins[i]);
+            if (writer->m_capabilities.front()->m_name == name) return *writer;
+        }
+    }
+    fail("no such writer", name.c_str());
 }
 
 }  // namespace bench

@@ -1,36 +1,38 @@
-// The built writer library, loaded as any host loads it.
+// The built plug-in libraries, loaded as any host loads them.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "plugins/plugin_list.h"
 #include "plugins/writer_plugin.h"
 
 namespace bench {
 
-// The libraries of the build that this program belongs to: of the writers, and of the writers of open
-// formats.
-std::string builtLibrary();
-std::string builtExportLibrary();
+// The libraries of the build that this program belongs to.
+std::vector<std::string> builtLibraries();
 
-// Owns the loaded library and its writers. Exits the program with a message if it cannot be loaded.
-class PluginLibrary {
+// Owns the loaded libraries and their writers. Exits the program with a message if one cannot be loaded.
+class PluginLibraries {
 public:
-    explicit PluginLibrary(const std::string& path);
-    ~PluginLibrary();
-    PluginLibrary(const PluginLibrary&) = delete;
-    PluginLibrary& operator=(const PluginLibrary&) = delete;
+    explicit PluginLibraries(const std::vector<std::string>& paths);
+    ~PluginLibraries();
+    PluginLibraries(const PluginLibraries&) = delete;
+    PluginLibraries& operator=(const PluginLibraries&) = delete;
 
-    // The writer with that option name, null if there is none.
-    WriterPlugin* find(const std::string& name) const;
-
-    // The same, but exits the program if there is none.
+    // The writer with that option name. Exits the program if there is none.
     WriterPlugin& writer(const std::string& name) const;
 
 private:
-    void* m_library;
-    PluginList* m_list;
-    void (*m_destroy)(PluginList*);
+    struct Library {
+        void* handle;
+        PluginList* list;
+        void (*destroy)(PluginList*);
+    };
+
+    static Library load_i(const std::string& path);
+
+    std::vector<Library> m_libraries;
 };
 
 }  // namespace bench

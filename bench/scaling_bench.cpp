@@ -91,7 +91,7 @@ std::vector<Case> casesOf(std::size_t scale) {
 // What a writer costs with one kind of work, each run in a process of its own.
 class Runs {
 public:
-    Runs(const bench::WorkSize& size, const bench::PluginLibrary& library)
+    Runs(const bench::WorkSize& size, const bench::PluginLibraries& library)
         : m_work(size), m_library(library) {}
 
     void add(const std::string& name) {
@@ -121,11 +121,11 @@ private:
     }
 
     bench::Work m_work;
-    const bench::PluginLibrary& m_library;
+    const bench::PluginLibraries& m_library;
     std::map<std::string, std::vector<Cost>> m_costs;
 };
 
-void compare(const Case& wide, const bench::PluginLibrary& library, unsigned rounds) {
+void compare(const Case& wide, const bench::PluginLibraries& library, unsigned rounds) {
     Runs usual(wide.usual, library);
     Runs runs(wide.size, library);
     for (unsigned round = 0; round < rounds; ++round) {
@@ -155,19 +155,19 @@ int main(int argc, char** argv) {
     std::size_t scale = 1;
     std::string only;
     std::vector<std::string> writers = WRITERS;
-    std::string plugins = bench::builtLibrary();
+    std::vector<std::string> plugins = bench::builtLibraries();
     CLI::App app("Measures whether the cost of an element stays the same in long and in wide runs.");
     app.add_option("--rounds", rounds, "how often everything runs")->capture_default_str();
     app.add_option("--scale", scale, "divides the sizes, for a quick look")->capture_default_str();
     app.add_option("--only", only, "the cases whose names hold this");
     app.add_option("--writers", writers, "only these writers")->delimiter(',');
-    app.add_option("--plugins", plugins, "the writer library")->capture_default_str();
+    app.add_option("--plugins", plugins, "the plug-in libraries")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
 
     host::model::DescriptorLogger log(2);
     host::model::Environment environment(log, log);
     environment.m_logLevel = 1;
-    const bench::PluginLibrary library(plugins);
+    const bench::PluginLibraries library(plugins);
     for (Case& wide : casesOf(scale)) {
         if (wide.name.find(only) == std::string::npos) continue;
         std::erase_if(wide.writers, [&](const std::string& writer) {

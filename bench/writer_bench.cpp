@@ -24,8 +24,7 @@ struct Options {
     bench::WorkSize size;
     unsigned rounds = 7;
     std::vector<std::string> writers;
-    std::string library;
-    std::string exportLibrary;
+    std::vector<std::string> libraries;
 };
 
 // A row of the budget: what a path may cost, in units of its floor.
@@ -37,11 +36,11 @@ struct Budget {
 };
 
 const Budget BUDGETS[] = {
-    {"bin", "F1", 1.5, 0.6},      {"vyrta", "F1", 3.0, 1.2},
-    {"json", "F3", 1.5, 0.83},    {"row-store", "F2", 1.0, 0.3},
-    {"int", "F2", 2.5, 1.2},      {"raw", "F2", 2.5, 1.2},
-    {"phm-csv", "F2", 2.5, 1.2},  {"json-emission", "F3", 1.25, 1.0},
-    {"perfetto", "F1", 3.0, 1.2},
+    {"bin", "F1", 1.5, 0.6},     {"vyrta", "F1", 3.0, 1.2},
+    {"json", "F3", 1.5, 0.83},   {"row-store", "F2", 1.0, 0.3},
+    {"int", "F2", 2.5, 1.2},     {"raw", "F2", 2.5, 1.2},
+    {"phm-csv", "F2", 2.5, 1.2}, {"json-emission", "F3", 1.25, 1.0},
+    {"long", "F2", 4.0, 2.0},
 };
 
 // Parts of writers, which are fed with plain numbers and read no elements.
@@ -72,12 +71,8 @@ struct Sample {
 
 class Bench {
 public:
-    Bench(const Options& options, bench::Work& work)
-        : m_options(options),
-          m_work(work),
-          m_library(options.library),
-          m_exportLibrary(options.exportLibrary),
-          m_plain(work.elements()) {}
+    Bench(const Options& options, bench::Work& work, const bench::PluginLibraries& library)
+        : m_options(options), m_work(work), m_library(library), m_plain(work.elements()) {}
 
     void run();
     void report() const;
@@ -93,10 +88,6 @@ private:
         if (m_options.writers.empty()) return true;
         return std::find(m_options.writers.begin(), m_options.writers.end(), name) != m_options.writers.end();
     }
-    WriterPlugin& writer_i(const std::string& name) const {
-        WriterPlugin* const writer = m_exportLibrary.find(name);
-        return writer != nullptr ? *writer : m_library.writer(name);
-    }
     Sample measure_i(const Budget& budget);
     Cost measureFloor_i(const std::string& name);
     Spread spreadOf_i(const std::vector<double>& totals) const;
@@ -107,8 +98,7 @@ private:
 
     const Options& m_options;
     bench::Work& m_work;
-    const bench::PluginLibrary m_library;
-    const bench::PluginLibrary m_exportLibrary;
+    const bench::PluginLibraries& m_library;
     bench::PlainElements m_plain;
     std::vector<Row> m_rows;
 };
@@ -133,7 +123,7 @@ Sample Bench::measure_i(const Budget& budget) {
             bench::runWriter(reader, m_work, cost);
         });
         sample.path = bench::measureInChild(
-            budget.name, [&](Cost& cost) { bench::runWriter(writer_i(budget.name), m_work, cost); });
+            budget.name, [&](Cost& cost) { bench::runWriter(m_library.writer(budget.name), m_work, cost); });
     }
     sample.floors[1] = measureFloor_i(budget.floor);
     return sample;
@@ -220,8 +210,7 @@ void Bench::report() const {
 
 int main(int argc, char** argv) {
     Options options;
-    options.library = bench::builtLibrary();
-    options.exportLibrary = bench::builtExportLibrary();
+    options.libraries = bench::builtLibraries();
     CLI::App app("Measures the writers against their floors, each run in a process of its own.");
     app.add_option("--elements", options.size.elements, "elements of a run, at least")->capture_default_str();
     app.add_option("--entities", options.size.entities, "entities of each sampled metric")
@@ -232,7 +221,7 @@ int main(int argc, char** argv) {
         ->capture_default_str()
         ->check(CLI::Range(1, 1000));
     app.add_option("--writers", options.writers, "only these rows of the budget")->delimiter(',');
-    app.add_option("--plugins", options.library, "the writer library")->capture_default_str();
+    app.add_option("--plugins", options.libraries, "the plug-in libraries")->capture_default_str();
     int logLevel = 1;
     app.add_option("--log-level", logLevel, "which lines of the writers are shown")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
@@ -240,8 +229,9 @@ int main(int argc, char** argv) {
     host::model::DescriptorLogger log(2);
     host::model::Environment environment(log, log);
     environment.m_logLevel = logLevel;
+    const bench::PluginLibraries library(options.libraries);
     bench::Work work(options.size);
-    Bench bench(options, work);
+    Bench bench(options, work, library);
     bench.run();
     bench.report();
     return 0;
