@@ -1,4 +1,5 @@
 // The entry points of the library of open formats: the one place that knows its writers.
+#include "export/long_writer.h"
 #include "export/perfetto/perfetto_writer.h"
 #include "plugins/plugin_factories.h"
 
@@ -6,6 +7,7 @@ namespace {
 
 // The order of this table is the order in which the host sees the writers.
 constexpr PluginFactory FACTORIES[] = {
+    makePlugin<exporting::LongWriter>,
     makePlugin<exporting::PerfettoWriter>,
 };
 
