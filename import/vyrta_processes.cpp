@@ -7,7 +7,8 @@ using namespace vyrta;
 
 namespace {
 
-// What was seen in this process, with the last record written of each. The pointers are the host's.
+// What was seen in this process, with the last record written of each. The pointers are the host's, and hold
+// until the end of the run.
 std::map<std::string, std::pair<const pwr::Process*, VyrtaProcess>> m_processes;
 std::map<std::string, std::pair<const pwr::Thread*, VyrtaThread>> m_threads;
 
@@ -108,6 +109,17 @@ std::uint64_t VyrtaWriter::threadEnd_i(const pwr::Thread* thread) const {
 }
 
 int VyrtaWriter::flushStoredStates() {
+    const int status = writeEndRecords_i();
+    forgetStoredStates();
+    return status;
+}
+
+void VyrtaWriter::forgetStoredStates() {
+    m_processes.clear();
+    m_threads.clear();
+}
+
+int VyrtaWriter::writeEndRecords_i() {
     for (const auto& [key, entry] : m_processes) {
         VYRTA_DEBUG("Re-handling process to update endtsc: %s\n", key.c_str());
         if (handleProcessInfo(entry.first, false) != 0) {

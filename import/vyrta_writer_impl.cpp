@@ -13,7 +13,7 @@
 bool VyrtaWriterImpl::m_hasData = false;
 
 VyrtaWriterImpl::VyrtaWriterImpl(const std::string& extension)
-    : m_extension(extension), m_file(nullptr), m_valid(true) {}
+    : m_extension(extension), m_file(nullptr), m_valid(true), m_isRefused(false) {}
 
 VyrtaWriterImpl::~VyrtaWriterImpl() {
     if (m_file != nullptr) std::fclose(m_file);
@@ -39,6 +39,7 @@ VyrtaBackingStoreManager* VyrtaWriterImpl::getBackingStore(const std::string& na
 
 int VyrtaWriterImpl::fini() {
     int copyError = 0;
+    m_isRefused = false;
     if (flushStores_i(copyError) != 0) return 1;
     if (!m_valid || !m_hasData || m_file == nullptr) return discardFile_i();
     const bool finished = finishFile(FilePtr(std::exchange(m_file, nullptr)), m_fileName, copyError);
@@ -53,10 +54,7 @@ int VyrtaWriterImpl::flushStores_i(int& copyError) {
         const auto first = m_stores.begin();
         VyrtaBackingStoreManager& manager = *first->second;
         if (m_valid) {
-            bool opened = true;
-            pwr::executeOnce<ONCE_OPEN_RESULT>(
-                [&] { opened = pwr::openFileHandle(&m_file, m_fileName.c_str(), "wb"); });
-            if (!opened) {
+            if (!openFile_i()) {
                 m_file = nullptr;
                 VYRTA_WARNING("Could not create %s\n", m_fileName.c_str());
                 return 1;
@@ -68,6 +66,21 @@ int VyrtaWriterImpl::flushStores_i(int& copyError) {
         m_stores.erase(first);
     }
     return 0;
+}
+
+// Opens the result, unless this process has opened one before: then there is none, which is told.
+bool VyrtaWriterImpl::openFile_i() {
+    if (m_file != nullptr || m_isRefused) return true;
+    bool opened = true;
+    m_isRefused = true;
+    pwr::executeOnce<ONCE_OPEN_RESULT>([&] {
+        m_isRefused = false;
+        opened = pwr::openFileHandle(&m_file, m_fileName.c_str(), "wb");
+    });
+    if (m_isRefused)
+        LOG_ERROR("%s is not written: a process makes one .pwr file, and an earlier run had it\n",
+                  m_fileName.c_str());
+    return opened;
 }
 
 int VyrtaWriterImpl::discardFile_i() {

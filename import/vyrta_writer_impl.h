@@ -31,10 +31,12 @@ public:
     std::map<std::uint64_t, std::unique_ptr<VyrtaBackingStoreManager>> m_stores;
     std::FILE* m_file;  // owned; null until the first store is flushed
     bool m_valid;       // false once the writer as a whole has failed
+    bool m_isRefused;   // an earlier run of the process has had the file
 
     static bool m_hasData;  // a sample has been written in this process
 
 private:
+    bool openFile_i();
     int flushStores_i(int& copyError);
     int discardFile_i();
 };

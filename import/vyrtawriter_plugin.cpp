@@ -29,7 +29,9 @@ VyrtaWriter::VyrtaWriter()
     addCapability(capability.release());
 }
 
-VyrtaWriter::~VyrtaWriter() = default;
+VyrtaWriter::~VyrtaWriter() {
+    forgetStoredStates();
+}
 
 std::int32_t VyrtaWriter::init(const std::string& outputName, bool /*continuous*/) {
     const auto prepare = [&] {

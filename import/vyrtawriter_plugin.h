@@ -29,8 +29,9 @@ int getCoreThreadCount(int package, int core);
 // metric with a sample that the format cannot carry is left out whole. docs/formats/pwr.md describes the
 // file.
 //
-// A run is init, one system message, metrics, fini. One result file per process: the state of processes,
-// threads and cores and the once-only steps are shared by all writers of a process.
+// A run is init, one system message, metrics, fini. One result file per process, later runs say why they have
+// none: the state of processes, threads and cores and the once-only steps are shared by all writers of a
+// process.
 //
 // All operations that return int give 0 on success and 1 on failure, and log why. Times are TSC ticks.
 // Pointers to the host's objects must stay valid until fini.
@@ -198,8 +199,9 @@ public:
     int handleProcessInfo(const pwr::Process* process, bool firstSight);
     int handleThreadInfo(const pwr::Thread* thread, bool firstSight);
 
-    // Writes the end records of all processes, then of all threads.
+    // Writes the end records of all processes, then of all threads, and forgets them.
     int flushStoredStates();
+    static void forgetStoredStates();
     int writeProcessSample(const VyrtaProcess& process);
     int writeThreadSample(const VyrtaThread& thread);
 
@@ -322,6 +324,7 @@ private:
 
     // Processes and threads.
     std::uint64_t stopTsc_i() const;
+    int writeEndRecords_i();
     std::uint64_t threadEnd_i(const pwr::Thread* thread) const;
 
     // Wakelocks.

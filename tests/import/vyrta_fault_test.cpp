@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 const char DEFINITIONS[] = R"({"def":"entity","id":1,"name":"Core"}
@@ -72,6 +74,12 @@ protected:
     static std::string sample(int metric, int tsc) {
         return R"({"msg":"metric","metric":)" + std::to_string(metric) + R"(,"t":)" + std::to_string(tsc) +
                R"(,"data":[{"e":1,"d":2,"v":{"u":1}}]})";
+    }
+
+    static long linesWith(const test::CapturedLog& log, std::string_view text) {
+        return std::count_if(log.m_lines.begin(), log.m_lines.end(), [text](const auto& line) {
+            return line.m_text.find(text) != std::string::npos;
+        });
     }
 
     // Samples of 94 bytes each, more than a store keeps in memory.
@@ -197,6 +205,37 @@ TEST_F(VyrtaFaults, AResultThatCannotBeRemovedIsReported) {
     EXPECT_EQ(result.log,
               "ERROR: Failed to remove the .pwr result file \"/proc/self/comm\", the file is unusable.\n");
     EXPECT_EQ(result.statuses, "");
+}
+
+// Nothing of a run's processes and threads, which are the host's, is left to the next run of the process.
+// That has no file, and says why.
+TEST_F(VyrtaFaults, ALaterRunOfTheProcessStartsAfresh) {
+    const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter&) {
+        runner.m_environment.m_logLevel = 3;
+        runner.feed(R"({"def":"attribute","id":20,"name":"Process","type":3}
+{"def":"attribute","id":21,"name":"Thread","type":4}
+{"def":"process","id":30,"pid":7,"path":"a.out"}
+{"def":"thread","id":31,"pid":7,"tid":8}
+{"msg":"metric","metric":8,"t":200,"data":[{"e":1,"d":2,"v":{"u":1},"info":[[20,{"h":30}],[21,{"h":31}]]}]})");
+        for (const int expected : {1, 0}) {
+            runner.m_infoLog.m_lines.clear();
+            runner.finish();
+            for (const char* what : {"Re-handling process", "Re-handling thread"})
+                if (linesWith(runner.m_infoLog, what) != expected) _exit(2);
+            runner.begin("later");
+            runner.m_environment.m_logLevel = 3;
+            runner.feed(R"({"msg":"system","tscMHz":1000,"cpuMHz":1000,"start":100})"
+                        "\n" +
+                        sample(8, 300));
+        }
+        runner.m_environment.m_logLevel = 1;
+        runner.m_errorLog.m_lines.clear();
+    });
+    EXPECT_THAT(result.log, EndsWith("ERROR: later.pwr is not written: a process makes one .pwr file, and an "
+                                     "earlier run had it\n"));
+    EXPECT_EQ(result.statuses, "");
+    EXPECT_TRUE(result.hasFile);
+    EXPECT_EQ(result.others, 0U);
 }
 
 // A header block with part of a record in it must not become a file.
