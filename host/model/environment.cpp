@@ -1,9 +1,6 @@
 #include "host/model/environment.h"
 
-#include <cerrno>
 #include <cstring>
-#include <new>
-#include <string_view>
 
 PluginEnvironment* g_pluginEnvironment = nullptr;
 
@@ -29,16 +26,6 @@ pwr::Logger* Environment::outputHandle(const std::string& name) {
     std::unique_ptr<OutputHandle>& handle = m_outputs[name];
     if (handle == nullptr) handle = std::make_unique<OutputHandle>(name, *this);
     return handle.get();
-}
-
-void Environment::noteUncreated(const char* path) {
-    const int error = errno;
-    try {
-        if (!std::string_view(path).ends_with(".tmp")) m_uncreated.push_back({path, error});
-    } catch (const std::bad_alloc&) {
-        // Its writer will not get far either.
-    }
-    errno = error;
 }
 
 void Environment::reportOutputFailure(const std::string& name, int error) {

@@ -5,9 +5,9 @@
 #include <memory>
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "host/model/output_handle.h"
+#include "host/model/results.h"
 #include "pwr/plugin_environment.h"
 
 namespace host::model {
@@ -21,16 +21,9 @@ public:
     Environment& operator=(const Environment&) = delete;
     ~Environment();
 
-    // A file that a writer could not create.
-    struct Uncreated {
-        std::string path;
-        int error;  // an errno value
-    };
-
-    // Notes that a file could not be created for the reason in errno, which stays as it is. Temporary files
-    // are left out: their writers speak for them.
-    void noteUncreated(const char* path);
-    const std::vector<Uncreated>& uncreated() const { return m_uncreated; }
+    // Where results lie, and which there are.
+    Results& results() { return m_results; }
+    const Results& results() const { return m_results; }
 
     // The environment that lives, or null.
     static Environment* current() { return s_current; }
@@ -50,7 +43,7 @@ private:
     std::ostream m_discard;
     std::map<std::string, std::unique_ptr<OutputHandle>> m_outputs;
     std::size_t m_outputFailures = 0;
-    std::vector<Uncreated> m_uncreated;
+    Results m_results;
 };
 
 }  // namespace host::model

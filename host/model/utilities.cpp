@@ -9,6 +9,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "host/model/environment.h"
 #include "host/model/files.h"
@@ -38,19 +39,52 @@ int flagsOf(const char* mode) {
     return std::strchr(mode, 'x') != nullptr ? flags | O_EXCL : flags;
 }
 
+// Opens a link for appending that leads to a plain file of this user's: a place of their choice.
+int openOwnLinked(int folder, const char* path, int flags) {
+    const int descriptor = host::model::openWithoutSurprise(folder, path, flags & ~O_CREAT);
+    struct stat status {};
+    if (descriptor < 0) return -1;
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid())
+        return descriptor;
+    ::close(descriptor);
+    errno = ELOOP;
+    return -1;
+}
+
 // Opens the file and tells whether this has created it.
-int openOrCreate(const char* path, int flags, bool& isNew) {
+int openOrCreate(int folder, const char* path, int flags, bool& isNew) {
     if ((flags & O_CREAT) != 0) {
-        const int descriptor = host::model::openWithoutSurprise(path, flags | O_EXCL);
+        const int descriptor = host::model::openWithoutSurprise(folder, path, flags | O_EXCL);
         isNew = descriptor >= 0;
         if (isNew || errno != EEXIST) return descriptor;
     }
-    return host::model::openWithoutSurprise(path, flags);
+    const int descriptor = host::model::openWithoutSurprise(folder, path, flags);
+    const bool isRefusedLink = descriptor < 0 && errno == ELOOP;
+    if (!isRefusedLink || (flags & O_APPEND) == 0 || (flags & O_EXCL) != 0) return descriptor;
+    return openOwnLinked(folder, path, flags);
 }
 
-// Not all writers say that they have no file.
-void noteUncreated(const char* path) {
-    if (auto* const environment = host::model::Environment::current()) environment->noteUncreated(path);
+// The results of the run; without an environment nobody asks for them.
+host::model::Results* results() {
+    auto* const environment = host::model::Environment::current();
+    return environment != nullptr ? &environment->results() : nullptr;
+}
+
+// Notes the outcome for the host's end of the run, as not all writers say that they have no file; errno
+// stays.
+void noteResult(const char* path, bool isCreated) {
+    if (results() == nullptr) return;
+    const int error = errno;
+    try {
+        if (isCreated) {
+            results()->note(path);
+        } else {
+            results()->noteUncreated(path, error);
+        }
+    } catch (const std::bad_alloc&) {
+        // Its writer will not get far either.
+    }
+    errno = error;
 }
 
 }  // namespace
@@ -102,21 +136,24 @@ bool openFileHandle(FILE** file, const char* path, const char* mode) {
         errno = EINVAL;
         return false;
     }
+    const bool isWritten = (flags & O_CREAT) != 0;
+    const int folder = results() != nullptr ? results()->folderOf(path) : AT_FDCWD;
     bool isNew = false;
-    const int descriptor = openOrCreate(path, flags, isNew);
+    const int descriptor = openOrCreate(folder, path, flags, isNew);
     if (descriptor < 0) {
-        if ((flags & O_CREAT) != 0) noteUncreated(path);
+        if (isWritten) noteResult(path, false);
         return false;
     }
     FILE* const opened = ::fdopen(descriptor, mode);
     if (opened == nullptr) {
         const int error = errno;
         ::close(descriptor);
-        if (isNew) ::unlink(path);
+        if (isNew) ::unlinkat(folder, path, 0);
         errno = error;
-        noteUncreated(path);
+        if (isWritten) noteResult(path, false);
         return false;
     }
+    if (isWritten) noteResult(path, true);
     *file = opened;
     return true;
 }

@@ -182,9 +182,9 @@ bool Run::isWithoutFailure_i() const {
 // Not all writers say that they could not create their file.
 bool Run::hasAllFiles_i() const {
     if (!m_hasOutputFolder) return false;  // which has been told
-    for (const auto& [path, error] : m_environment->uncreated())
+    for (const auto& [path, error] : m_environment->results().uncreated())
         base::complain("cannot create " + path + ": " + std::strerror(error));
-    return m_environment->uncreated().empty();
+    return m_environment->results().uncreated().empty();
 }
 
 bool Run::isLogComplete_i() const {

@@ -17,6 +17,7 @@
 #include "host/model/environment.h"
 #include "host/model/loggers.h"
 #include "host/stream/line_source.h"
+#include "pwr/utilities.h"
 #include "tests/support/stream_runner.h"
 
 namespace {
@@ -121,6 +122,14 @@ protected:
         handle->close();
     }
 
+    // The same in a run of its own.
+    void flushAnew(const std::string& name, const std::string& text) {
+        host::model::Environment run(m_errorLog, m_infoLog);
+        pwr::Logger* const handle = run.outputHandle(path(name));
+        handle->m_buffer.assign(text.begin(), text.end());
+        handle->flush();
+    }
+
     std::string read(const std::string& name) const {
         std::ifstream file(path(name), std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
@@ -182,6 +191,53 @@ TEST_F(Output, PlantedNamesAreRefusedAndLogged) {
     EXPECT_EQ(4U, m_environment.outputFailures());
     EXPECT_EQ("untouched", read("victim"));
     EXPECT_EQ(before, names());
+}
+
+TEST_F(Output, AFileThatIsReplacedKeepsItsModeAndANameMayBeAsLongAsNamesAre) {
+    const std::string longest(255, 'n');
+    for (const std::string& name : {std::string("a"), longest}) {
+        flush(name, "new");
+        EXPECT_EQ("new", read(name));
+    }
+    std::filesystem::remove(path("a"));
+    std::ofstream(path("a")) << "from an earlier run";
+    ASSERT_EQ(0, ::chmod(path("a").c_str(), 0640));
+    flushAnew("a", "bytes");
+    struct stat status {};
+    ASSERT_EQ(0, ::stat(path("a").c_str(), &status));
+    EXPECT_EQ(0640U, status.st_mode & 07777U);
+    EXPECT_EQ("bytes", read("a"));
+    EXPECT_EQ((std::vector<std::string>{"a", longest}), names());
+}
+
+TEST_F(Output, AFileThatMayBeWrittenIsWrittenWhereNoneMayBeMadeBesideIt) {
+    std::ofstream(path("a")) << "from an earlier run, and longer";
+    ASSERT_EQ(0, ::chmod(path("a").c_str(), 0666));
+    ASSERT_EQ(0, ::chmod(m_folder.c_str(), 0555));
+    const uid_t user = ::geteuid();
+    ASSERT_EQ(0, ::seteuid(user == 0 ? 65534 : user));  // one whom modes bind
+    flush("a", "bytes");
+    flush("new", "bytes");
+    ASSERT_EQ(0, ::seteuid(user));
+    ASSERT_EQ(0, ::chmod(m_folder.c_str(), 0755));
+    EXPECT_EQ("bytes", read("a"));
+    EXPECT_EQ("ERROR: Could not write " + path("new") + ": Permission denied\n", m_errorLog.text());
+    EXPECT_EQ(std::vector<std::string>{"a"}, names());
+}
+
+TEST_F(Output, OnlyALinkOfTheUsersOwnIsAppendedTo) {
+    std::ofstream(path("target")) << "one\n";
+    std::filesystem::create_symlink("target", path("link"));
+    std::filesystem::create_symlink("missing", path("dangling"));
+    FILE* file = nullptr;
+    ASSERT_TRUE(pwr::openFileHandle(&file, path("link").c_str(), "ab"));
+    std::fputs("two\n", file);
+    std::fclose(file);
+    EXPECT_EQ("one\ntwo\n", read("target"));
+    EXPECT_FALSE(pwr::openFileHandle(&file, path("link").c_str(), "wb"));
+    EXPECT_FALSE(pwr::openFileHandle(&file, path("dangling").c_str(), "ab"));
+    EXPECT_EQ("one\ntwo\n", read("target"));
+    EXPECT_FALSE(std::filesystem::exists(path("missing")));
 }
 
 TEST_F(Output, AFullDiskLeavesWhatWasCompleteAndNothingElse) {
