@@ -5,6 +5,8 @@
 
 #include <cerrno>
 
+#include "host/base/inherited.h"
+
 namespace host::base {
 
 volatile std::sig_atomic_t StopSignal::s_signal = 0;
@@ -17,13 +19,14 @@ StopSignal::StopSignal() {
     action.sa_handler = handle_i;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigemptyset(&action.sa_mask);
-    ::sigaction(SIGINT, &action, &m_oldInterrupt);
-    ::sigaction(SIGTERM, &action, &m_oldTerminate);
+    for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
+        const bool isIgnored = Inherited::get().isIgnored(SIGNALS[i]);
+        ::sigaction(SIGNALS[i], isIgnored ? nullptr : &action, &m_old[i]);
+    }
 }
 
 StopSignal::~StopSignal() {
-    ::sigaction(SIGINT, &m_oldInterrupt, nullptr);
-    ::sigaction(SIGTERM, &m_oldTerminate, nullptr);
+    for (std::size_t i = 0; i < SIGNALS.size(); ++i) ::sigaction(SIGNALS[i], &m_old[i], nullptr);
     for (int& end : s_pipe) {
         if (end >= 0) ::close(end);
         end = -1;
@@ -31,7 +34,7 @@ StopSignal::~StopSignal() {
 }
 
 const char* StopSignal::name() const {
-    return s_signal == SIGTERM ? "SIGTERM" : "SIGINT";
+    return s_signal == SIGTERM ? "SIGTERM" : s_signal == SIGHUP ? "SIGHUP" : "SIGINT";
 }
 
 void StopSignal::handle_i(int signal) {

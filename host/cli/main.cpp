@@ -10,6 +10,7 @@
 
 #include "host/base/complain.h"
 #include "host/base/exit_status.h"
+#include "host/base/inherited.h"
 #include "host/cli/commands.h"
 #include "host/session/run.h"
 
@@ -25,6 +26,7 @@ void openStandardStreams() {
 }  // namespace
 
 int main(int argc, char** argv) try {
+    host::base::Inherited::get();
     openStandardStreams();
     // A file that may not grow is to fail like a full disk, for its writer alone.
     std::signal(SIGXFSZ, SIG_IGN);

@@ -11,6 +11,8 @@
 
 #include "host/base/stop_signal.h"
 #include "host/cli/run_options.h"
+#include "host/emit/order_line.h"
+#include "host/record/places.h"
 #include "host/record/record.h"
 #include "host/session/run.h"
 
@@ -25,11 +27,12 @@ struct RecordCommandOptions {
 
 int runRecord(RecordCommandOptions& options) {
     options.m_record.continuous = options.m_run.m_isContinuous;
-    options.m_record.orderGiven = !options.m_run.m_order.empty();
     // The recorder hears signals itself while it collects; one that comes later must not cost the files.
     const base::StopSignal stop;
     session::Run run;
-    if (!run.open(options.m_run)) return base::EXIT_ERROR;
+    if (!run.open(options.m_run) || !record::checkPlaces(options.m_run.m_writers, options.m_run.m_output))
+        return base::EXIT_ERROR;
+    if (!options.m_run.m_order.empty()) options.m_record.order = emit::orderLine(options.m_run.m_order);
     run.begin();
     if (stop.isRequested()) {
         base::complain(std::string("ended by ") + stop.name() + " before the collection");

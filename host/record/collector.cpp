@@ -231,7 +231,10 @@ void Collector::writeReport_i() {
     emit::Report report(m_output, m_definitions);
     writeHead_i(report);
     for (const SourcePtr& source : m_sources) source->report(report);
-    if (!m_options.orderGiven) report.order(defaultFeatureOrder());
+    if (m_options.order.empty())
+        report.order(defaultFeatureOrder());
+    else
+        m_output.write(m_options.order);
 }
 
 RecordResult Collector::finish_i() {

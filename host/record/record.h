@@ -12,8 +12,9 @@ enum class RecordResult {
     Failed,    // an input or output error of the recorder's own, told on standard error
 };
 
-// Collects for as long as `options` say and delivers to `sink`. SIGINT and SIGTERM end the collection, not
-// the delivery; both are blocked while the collection goes on and are as they were when the call returns.
+// Collects for as long as `options` say and delivers to `sink`. SIGINT, SIGTERM and SIGHUP end the
+// collection, not the delivery; both are blocked while the collection goes on and are as they were when the
+// call returns.
 RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& sink);
 
 }  // namespace host::record

@@ -14,7 +14,7 @@ struct RecordOptions {
     std::string save;                  // keeps the delivered stream in this file; empty: not kept
     std::string root = "/";            // where proc, sys and etc are looked for
     std::vector<std::string> command;  // the words of the command line
-    bool orderGiven = false;           // the user gave an order of the report: none of the recorder's own
+    std::string order;                 // line of the stream that orders the report; empty: the recorder's own
     bool progress = false;             // tell on standard error how far the collection is
 };
 

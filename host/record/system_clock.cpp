@@ -6,7 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <limits>
+
+#include "host/base/inherited.h"
 
 namespace host::record {
 
@@ -54,11 +57,8 @@ double measuredFrequency() {
 
 SystemClock::SystemClock(const Root& root) {
     sigemptyset(&m_ending);
-    for (const int number : {SIGINT, SIGTERM}) {
-        struct sigaction action {};
-        sigaction(number, nullptr, &action);
-        if (action.sa_handler != SIG_IGN) sigaddset(&m_ending, number);
-    }
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        if (!base::Inherited::get().isIgnored(number)) sigaddset(&m_ending, number);
     pthread_sigmask(SIG_BLOCK, &m_ending, &m_previous);
 
     std::uint64_t kilohertz = 0;
@@ -98,7 +98,7 @@ bool SystemClock::waitUntil(std::uint64_t ticks) {
 }
 
 std::string SystemClock::interruption() const {
-    return m_signal == SIGINT ? "SIGINT" : m_signal == SIGTERM ? "SIGTERM" : "";
+    return m_signal == 0 ? "" : std::string("SIG") + sigabbrev_np(m_signal);
 }
 
 }  // namespace host::record

@@ -1,4 +1,4 @@
-// The machine's time stamp counter, and a sleep that SIGINT and SIGTERM end.
+// The machine's time stamp counter, and a sleep that SIGINT, SIGTERM and SIGHUP end.
 #pragma once
 
 #include <csignal>
@@ -8,8 +8,8 @@
 
 namespace host::record {
 
-// Blocks SIGINT and SIGTERM while it lives, so that none is lost between two sleeps; a signal that the
-// process ignores stays ignored.
+// Blocks these signals while it lives, so that none is lost between two sleeps; one that was ignored when the
+// program started stays ignored.
 class SystemClock : public Clock {
 public:
     // Takes the frequency from the kernel if it tells it, else measures it, which takes 50 ms.

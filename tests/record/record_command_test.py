@@ -37,12 +37,12 @@ class RecordCommand(unittest.TestCase):
     def tearDown(self):
         self.folder.cleanup()
 
-    def record_and_replay(self, *options):
+    def record_and_replay(self, *options, order=()):
         """Both runs, in folders of their own, with the stream beside them."""
         for name in ("recorded", "replayed"):
             (self.work / name).mkdir()
         run = ("-w", "all", *options)
-        recorded = pwrhost(self.work / "recorded", "record", *run, "--root", TREE, "--seconds", "0.35", "--interval",
+        recorded = pwrhost(self.work / "recorded", "record", *run, *order, "--root", TREE, "--seconds", "0.35", "--interval",
                            "50", "--flush-every", "0.1", "--save", "../stream")
         replayed = pwrhost(self.work / "replayed", "replay", *run, "../stream")
         self.assertEqual((recorded.returncode, replayed.returncode), (0, 0), recorded.stderr + replayed.stderr)
@@ -55,6 +55,12 @@ class RecordCommand(unittest.TestCase):
         for name in ("Automation_Summary.csv", "run.csv", "run.pwr", "run.txt", "run.ztbin", "run.ztjson",
                      "run_meta_phm.csv", "run_trace.csv"):
             self.assertIn(name, files)
+
+    def test_the_saved_stream_holds_the_order_that_the_user_gave(self):
+        (self.work / "order").write_text('{"features": ["memory"],\n "metrics": {"memory": ["Available Memory"]}}')
+        self.record_and_replay(order=("--order", "../order"))
+        report = (self.work / "replayed" / "run.csv").read_text()
+        self.assertLess(report.index("Available Memory"), report.index("Power Domain Energy"))
 
     def test_the_saved_stream_of_a_continuous_run_gives_the_same_files(self):
         files = self.record_and_replay("--continuous")
@@ -95,7 +101,7 @@ class RecordCommand(unittest.TestCase):
         self.assertLess(report.index("Available Memory"), report.index("Power Domain Energy"))
 
     def test_a_signal_ends_the_collection_with_complete_files(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             process = subprocess.Popen([PWRHOST, "record", "-w", "sum,json", "--seconds", "0", "--root", TREE],
                                        cwd=self.work, stderr=subprocess.PIPE, text=True)
             time.sleep(0.5)
@@ -105,6 +111,28 @@ class RecordCommand(unittest.TestCase):
             self.assertIn("ended by " + number.name, told)
             self.assertIn("Available Memory Summary", (self.work / "run.csv").read_text())
             json.loads((self.work / "run.ztjson").read_bytes())
+
+    def test_a_signal_that_was_ignored_stays_ignored(self):
+        process = subprocess.Popen([PWRHOST, "record", "--seconds", "1", "--root", TREE], cwd=self.work,
+                                   stderr=subprocess.PIPE, text=True,
+                                   preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        time.sleep(0.4)
+        process.send_signal(signal.SIGHUP)
+        _, told = process.communicate(timeout=60)
+        self.assertEqual((process.returncode, "SIGHUP" in told), (0, False), told)
+
+    def test_places_that_may_not_be_written_are_told_before_anything_is_measured(self):
+        closed = self.work / "closed"
+        closed.mkdir(0o555)
+        self.work.chmod(0o777)
+        for output in ("nowhere/run", str(closed / "run")):
+            done = pwrhost(self.work, "record", "-w", "sum,json", "--seconds", "9", "-o", output, user=UNPRIVILEGED)
+            self.assertEqual(done.returncode, 1)
+            self.assertRegex(done.stderr, "cannot write to the output folder .*" + pathlib.Path(output).parent.name)
+        done = pwrhost(closed, "record", "-w", "sum,raw", "-o", str(self.work / "run"), "--seconds", "9",
+                       user=UNPRIVILEGED)
+        self.assertEqual((done.returncode, done.stderr.count("\n")), (1, 1), done.stderr)
+        self.assertIn("temporary files of the writers", done.stderr)
 
     def test_a_stream_that_cannot_be_saved_is_an_error(self):
         done = pwrhost(self.work, "record", "--root", TREE, "--seconds", "0.1", "--save", "/dev/full")
