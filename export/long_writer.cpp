@@ -1,6 +1,8 @@
 #include "export/long_writer.h"
 
+#include <memory>
 #include <optional>
+#include <utility>
 
 #include "export/long_rows.h"
 #include "export/result_file.h"
@@ -40,8 +42,8 @@ private:
 
     const std::string m_outputName;
     const bool m_continuous;
-    std::optional<LongRows> m_rows;  // from the system message on
-    unsigned m_part = 0;             // the number of the files that are being written
+    std::unique_ptr<LongRows> m_rows;  // from the system message on
+    unsigned m_part = 0;               // the number of the files that are being written
     bool m_isPartEmpty = true;
     ResultFile m_samples;
     ResultFile m_cells;
@@ -49,8 +51,9 @@ private:
 
 void LongWriter::Impl::begin(const pwr::SystemMetadata& metadata) {
     if (m_rows) return;
-    m_rows.emplace(runName(m_outputName), metadata);
+    auto rows = std::make_unique<LongRows>(runName(m_outputName), metadata);
     open_i();
+    m_rows = std::move(rows);
 }
 
 void LongWriter::Impl::open_i() {
@@ -84,7 +87,10 @@ bool LongWriter::Impl::flush() {
     if (!m_rows || !m_continuous) return false;
     close_i();
     ++m_part;
+    // Without memory for the files there are no rows either.
+    std::unique_ptr<LongRows> rows = std::move(m_rows);
     open_i();
+    m_rows = std::move(rows);
     return true;
 }
 
@@ -92,7 +98,7 @@ std::int32_t LongWriter::Impl::finish() {
     if (!m_rows) LOG_WARNING("The writer \"%s\" got no system message, so it writes no file\n", NAME);
     if (m_rows && !(m_continuous && m_isPartEmpty)) close_i();
     const bool isRunEnded = !m_continuous || g_pluginEnvironment->getFileOutputHandle("")->finish() == 0;
-    return m_rows && isRunEnded ? 0 : 1;
+    return m_rows != nullptr && isRunEnded ? 0 : 1;
 }
 
 LongWriter::LongWriter() : WriterPlugin("f7c72212-3e7d-4524-9e97-3e896038cf42") {

@@ -11,8 +11,7 @@ int writeAll(int descriptor, const char* data, std::size_t size);
 
 // Opens `path`, relative to `folder` (a descriptor, or AT_FDCWD), without waiting for anybody (a named pipe
 // that nobody reads is an error) and, when `flags` say that it may create the file, without following a
-// symbolic link in the last component. A link of this user or of root is followed when a plain file of this
-// user is to be appended to. Returns a descriptor or -1 with errno set.
+// symbolic link in the last component. Returns a descriptor or -1 with errno set.
 int openWithoutSurprise(int folder, const char* path, int flags);
 
 }  // namespace host::model

@@ -43,10 +43,10 @@ int flagsOf(const char* mode) {
 int openOwnLinked(int folder, const char* path, int flags) {
     const int descriptor = host::model::openWithoutSurprise(folder, path, flags & ~O_CREAT);
     struct stat status {};
-    if (descriptor < 0) return -1;
-    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid())
-        return descriptor;
-    ::close(descriptor);
+    const bool isOwn = descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+                       status.st_uid == ::geteuid();
+    if (isOwn) return descriptor;
+    if (descriptor >= 0) ::close(descriptor);
     errno = ELOOP;
     return -1;
 }

@@ -1,7 +1,10 @@
 """What the programs of this folder share."""
 
 WRITER_OF_FILE = [("Automation_Summary.csv", "auto"), ("_phm.csv", "phm-csv"), ("_trace.csv", "int"),
-                  (".csv", "sum"), (".txt", "raw"), (".pwr", "vyrta"), (".ztjson", "json"), (".ztbin", "bin")]
+                  ("_long.csv", "long"), ("_cells.csv", "long"), (".om", "openmetrics"), (".perfetto-trace", "perfetto"),
+                  (".html", "html"), (".csv", "sum"), (".txt", "raw"), (".pwr", "vyrta"), (".ztjson", "json"), (".ztbin", "bin")]
+# Their results go through the host's output handles, whose failures the host counts.
+HANDLED = {"bin", "long", "openmetrics", "perfetto", "html"}
 
 
 def writer_of(name):
