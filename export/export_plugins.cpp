@@ -1,5 +1,6 @@
 // The entry points of the library of open formats: the one place that knows its writers.
 #include "export/long_writer.h"
+#include "export/openmetrics/openmetrics_writer.h"
 #include "export/perfetto/perfetto_writer.h"
 #include "plugins/plugin_factories.h"
 
@@ -9,6 +10,7 @@ namespace {
 constexpr PluginFactory FACTORIES[] = {
     makePlugin<exporting::LongWriter>,
     makePlugin<exporting::PerfettoWriter>,
+    makePlugin<exporting::OpenMetricsWriter>,
 };
 
 }  // namespace

@@ -28,7 +28,10 @@ public:
     bool hasWallTime() const { return hasSeconds() && m_wallStart != 0; }
 
     // The length of an interval in seconds, correctly rounded up to 2^53 ticks. There must be seconds.
-    double seconds(double ticks) const { return ticks / (m_frequency * 1e6); }
+    double seconds(double ticks) const { return ticks / ticksPerSecond(); }
+
+    // Exact, and 0 if there are no seconds.
+    double ticksPerSecond() const { return m_frequency * 1e6; }
 
     // Seconds from the collection's start to the tick, negative before it. There must be seconds.
     double secondsSinceStart(std::uint64_t tick) const;

@@ -20,11 +20,14 @@ class TextMessage;
 // The base of the writers: plug-ins that turn one stream of messages into one kind of result file.
 //
 // A run: init, one SystemMessage, the data in any mix, fini. Statuses are 0 for success and 1 for failure;
-// after a failed message the host can go on. Everything that a message points to belongs to the host and
-// must stay valid until fini has returned, except a metric's sample, which lives for the call. A writer is
-// called from one thread at a time.
+// after a failed message the host can go on. fini may also give STATUS_REFUSED. Everything that a message
+// points to belongs to the host and must stay valid until fini has returned, except a metric's sample, which
+// lives for the call. A writer is called from one thread at a time.
 class WriterPlugin : public Plugin {
 public:
+    // Nothing can be made of the run in this format, for a reason that the user has been told.
+    static constexpr std::int32_t STATUS_REFUSED = 2;
+
     using Plugin::Plugin;
     ~WriterPlugin() override;
 

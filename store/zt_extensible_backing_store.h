@@ -49,6 +49,9 @@ public:
         return place;
     }
 
+    // Moves the read head to `position`, wherever that is. Nothing is read yet.
+    void moveReadHead(std::uint64_t position) { m_readHead = position; }
+
     // Moves the read head back by `count` bytes. A failure is told on standard error and moves nothing.
     void rewind(unsigned long count);
 
