@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/base/instant.h"
+
 namespace host::cli {
 
 void addRunOptions(CLI::App& command, session::RunOptions& options) {
@@ -9,9 +11,24 @@ void addRunOptions(CLI::App& command, session::RunOptions& options) {
         .add_option("-w,--writers", options.m_writers, "Option names with commas between, or all, or none")
         ->type_name("LIST")
         ->capture_default_str();
-    command.add_option("-o,--output", options.m_output, "Path of the results without extension")
+    command
+        .add_option("-o,--output", options.m_output,
+                    "Path of the results without extension, or - for one result on standard output")
         ->type_name("NAME")
         ->capture_default_str();
+    command
+        .add_option_function<std::string>(
+            "--start",
+            [&options](const std::string& text) {
+                const auto instant = base::parseInstant(text);
+                if (!instant) throw CLI::ValidationError("--start", "no point in time: \"" + text + "\"");
+                options.m_start = *instant;
+            },
+            "When the collection began, as 2026-11-21T09:06:56Z or in seconds since 1970")
+        ->type_name("TIME");
+    command.add_option("--label", options.m_labels, "A label for the time series; may be repeated")
+        ->type_name("KEY=VALUE")
+        ->allow_extra_args(false);
     command.add_flag("--continuous", options.m_isContinuous, "Deliver results while the run goes on");
     command
         .add_option("--plugins", options.m_plugins,

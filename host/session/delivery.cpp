@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/model/registry.h"
 #include "plugins/writer_plugin.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/messages.h"
@@ -33,7 +34,7 @@ std::int32_t Delivery::call_i(Writer& writer, const char* operation, Call call) 
         // The status says it. A writer may throw what is no std::exception.
     }
     if (status == 0) return 0;
-    ++writer.m_failures;
+    if (!writer.m_isRefused) ++writer.m_failures;
     if (m_observer) m_observer({m_line, writer.m_name, operation, status});
     return status;
 }
@@ -59,7 +60,11 @@ void Delivery::fini() {
     for (Writer& writer : m_writers) {
         if (!writer.m_isActive) continue;
         writer.m_isActive = false;
-        call_i(writer, "fini", [](WriterPlugin& plugin) { return plugin.fini(); });
+        call_i(writer, "fini", [&](WriterPlugin& plugin) {
+            const std::int32_t status = plugin.fini();
+            writer.m_isRefused = status == WriterPlugin::STATUS_REFUSED;
+            return status;
+        });
     }
 }
 
@@ -76,6 +81,8 @@ void Delivery::text(const pwr::TextMessage& message) {
 }
 
 void Delivery::system(const pwr::SystemMessage& message) {
+    // The metadata are the registry's, which gives them to writers as constant.
+    if (m_start != 0) model::Registry::instance().m_metadata->m_collectionTime = m_start;
     write_i("system", message);
 }
 

@@ -32,6 +32,7 @@ public:
         bool m_canFlush;
         bool m_isActive = false;
         std::size_t m_failures = 0;
+        bool m_isRefused = false;  // the writer could make nothing of the run, and said why
     };
 
     // Adds a plug-in of a writer library, which must outlive this object.
@@ -39,6 +40,9 @@ public:
 
     // Called for every status that is not 0.
     void setObserver(std::function<void(const StatusRecord&)> observer);
+
+    // The start of the collection that holds instead of the stream's, in nanoseconds since 1970; 0: none.
+    void setStart(std::uint64_t start) { m_start = start; }
 
     void setLine(std::uint64_t line) override { m_line = line; }
 
@@ -69,6 +73,7 @@ private:
     std::vector<Writer> m_writers;
     std::function<void(const StatusRecord&)> m_observer;
     std::uint64_t m_line = 0;
+    std::uint64_t m_start = 0;
     bool m_isContinuous = false;
 };
 

@@ -13,6 +13,7 @@
 #include "host/base/complain.h"
 #include "host/base/exit_status.h"
 #include "host/model/registry.h"
+#include "host/session/label_list.h"
 #include "host/session/order_file.h"
 
 namespace host::session {
@@ -81,12 +82,15 @@ bool Run::open(const RunOptions& options) {
     m_libraries = std::make_unique<PluginLibraries>();
     std::string error;
     const bool isNeeded = options.m_writers != "none" || !options.m_plugins.empty();
-    if (isNeeded &&
-        (!m_libraries->open(options.m_plugins, error) || !selectWriters_i(options.m_writers, error))) {
+    if (!publishLabels(options.m_labels, error) ||
+        (isNeeded &&
+         (!m_libraries->open(options.m_plugins, error) || !selectWriters_i(options.m_writers, error))) ||
+        (options.m_output == "-" && !openStandardOutput_i(error))) {
         base::complain(error);
         return false;
     }
     if (!options.m_statuses.empty() && !openStatuses_i(options.m_statuses)) return false;
+    m_delivery.setStart(options.m_start);
     m_delivery.setObserver([this](const StatusRecord& record) { writeStatus_i(record); });
     m_reader = std::make_unique<stream::StreamReader>(m_delivery);
     return true;
@@ -127,6 +131,13 @@ bool Run::selectWriters_i(const std::string& list, std::string& error) {
     return false;
 }
 
+bool Run::openStandardOutput_i(std::string& error) {
+    m_standardOutput.emplace();
+    if (!m_standardOutput->open(m_delivery.writers(), m_options.m_isContinuous, error)) return false;
+    m_options.m_output = m_standardOutput->outputName();
+    return true;
+}
+
 bool Run::openStatuses_i(const std::string& path) {
     m_statuses = std::fopen(path.c_str(), "we");
     if (m_statuses != nullptr) return true;
@@ -159,10 +170,25 @@ int Run::end() {
     m_libraries.reset();
     const bool isGood = isWithoutFailure_i();
     const bool hasAllFiles = hasAllFiles_i();
+    const bool isCopied = isResultCopied_i();
     const bool isLogComplete = isLogComplete_i();
-    if (!closeStatuses_i() || !isLogComplete) return base::EXIT_ERROR;
+    if (!closeStatuses_i() || !isLogComplete || !isCopied) return base::EXIT_ERROR;
     if (!isGood) return base::EXIT_FAILED;
-    return hasAllFiles ? base::EXIT_GOOD : base::EXIT_ERROR;
+    return hasAllFiles && !isRefused_i() ? base::EXIT_GOOD : base::EXIT_ERROR;
+}
+
+bool Run::isResultCopied_i() {
+    std::string error;
+    if (!m_standardOutput || m_standardOutput->copy(error)) return true;
+    base::complain(error);
+    return false;
+}
+
+// A user who asks for all that can be had does without what cannot.
+bool Run::isRefused_i() const {
+    const auto& writers = m_delivery.writers();
+    return m_options.m_writers != "all" &&
+           std::any_of(writers.begin(), writers.end(), [](const auto& writer) { return writer.m_isRefused; });
 }
 
 bool Run::isWithoutFailure_i() const {

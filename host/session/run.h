@@ -11,6 +11,7 @@
 #include "host/model/loggers.h"
 #include "host/session/delivery.h"
 #include "host/session/plugin_libraries.h"
+#include "host/session/standard_output.h"
 #include "host/stream/stream_reader.h"
 
 namespace host::session {
@@ -18,8 +19,10 @@ namespace host::session {
 // What replay and record have in common.
 struct RunOptions {
     std::string m_writers = "sum";  // option names with commas between, or "all", or "none"
-    std::string m_output = "run";
+    std::string m_output = "run";   // "-": standard output
     bool m_isContinuous = false;
+    std::uint64_t m_start = 0;           // of the collection, ns since 1970; 0: as the stream says
+    std::vector<std::string> m_labels;   // each KEY=VALUE
     std::vector<std::string> m_plugins;  // empty: the libraries beside the program
     std::string m_order;                 // file with an output configuration; empty: none
     std::int32_t m_logLevel = 1;
@@ -51,6 +54,9 @@ private:
     bool openLog_i(const std::string& path);
     bool selectWriters_i(const std::string& list, std::string& error);
     bool readOrder_i(const std::string& path);
+    bool openStandardOutput_i(std::string& error);
+    bool isResultCopied_i();
+    bool isRefused_i() const;
     bool openStatuses_i(const std::string& path);
     void writeStatus_i(const StatusRecord& record);
     bool closeStatuses_i();
@@ -66,6 +72,7 @@ private:
     std::unique_ptr<model::Environment> m_environment;
     std::unique_ptr<PluginLibraries> m_libraries;
     Delivery m_delivery;
+    std::optional<StandardOutput> m_standardOutput;  // if that is where the result goes
     std::unique_ptr<stream::StreamReader> m_reader;
     std::FILE* m_statuses = nullptr;
 };
