@@ -1,7 +1,18 @@
 // Metadata of what samples refer to: entities, states and their colours.
+#include <vector>
+
 #include "import/state_colors.h"
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
+
+namespace {
+
+const std::string& entityName(const pwr::EntityHandle& entity) {
+    static const std::string s_none = "NA";
+    return entity.getName().empty() ? s_none : entity.getName();
+}
+
+}  // namespace
 
 int VyrtaWriter::writeEntityMetadata(const std::string& name, const std::string& shortName, unsigned long id,
                                      long parentId) {
@@ -28,25 +39,31 @@ int VyrtaWriter::writeEntityMetadata(const std::string& name, const std::string&
 }
 
 int VyrtaWriter::writeEntityMetadataTopology(const pwr::EntityHandle* entity) {
-    const std::string name = entity->getName().empty() ? "NA" : entity->getName();
-    const unsigned long id = entity->getId();
-    if (m_entities.count(getNameIdKey(name, id)) != 0) {
-        VYRTA_DEBUG("Entity '%s' topology already processed. Skipping...\n", name.c_str());
-        return 0;
-    }
-    long parentId = -1;
-    if (const pwr::EntityHandle* const parent = entity->getParent()) {
-        if (writeEntityMetadataTopology(parent) != 0) {
+    std::vector<const pwr::EntityHandle*> undefined;  // the entity and its ancestors
+    for (; entity != nullptr && !isDefined_i(*entity); entity = entity->getParent())
+        undefined.push_back(entity);
+
+    long parentId = entity != nullptr ? static_cast<long>(entity->getId()) : -1;
+    int status = 0;
+    for (auto next = undefined.rbegin(); next != undefined.rend(); ++next) {
+        const std::string& name = entityName(**next);
+        const unsigned long id = (*next)->getId();
+        if (status != 0) {
             VYRTA_WARNING("Failed to write parent entity metadata for entity '%s'.\n", name.c_str());
-            return 1;
+        } else if (writeEntityMetadata(name, name, id, parentId) != 0) {
+            VYRTA_WARNING("Failed to write entity '%s' metadata.\n", name.c_str());
+            status = 1;
         }
-        parentId = static_cast<long>(parent->getId());
+        parentId = static_cast<long>(id);
     }
-    if (writeEntityMetadata(name, name, id, parentId) != 0) {
-        VYRTA_WARNING("Failed to write entity '%s' metadata.\n", name.c_str());
-        return 1;
-    }
-    return 0;
+    return status;
+}
+
+bool VyrtaWriter::isDefined_i(const pwr::EntityHandle& entity) const {
+    const std::string& name = entityName(entity);
+    if (m_entities.count(getNameIdKey(name, entity.getId())) == 0) return false;
+    VYRTA_DEBUG("Entity '%s' topology already processed. Skipping...\n", name.c_str());
+    return true;
 }
 
 int VyrtaWriter::writeStateMetadata(const std::string& name, const std::string& displayName,

@@ -1,4 +1,7 @@
 // Info metadata, and the metadata of metrics with their groups and quantities.
+#include <utility>
+#include <vector>
+
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
 #include "plugins/packing.h"
@@ -210,43 +213,52 @@ int VyrtaWriter::writeTimelineGroupMetadata(const std::string& name, const std::
 }
 
 int VyrtaWriter::handleQuantityMetadata(const pwr::Quantity* quantity, long& id) {
-    id = -1;
-    if (quantity == nullptr) return 0;
-    const unsigned int type = getVyrtaQuantityType(quantity->toQuantity());
-    id = static_cast<long>(quantity->getId());
-    const std::string& name = quantity->toQuantityString();
-    const std::string& hostUnits = quantity->toUnitsString();
-    const std::string units = hostUnits == "%" ? "percent" : hostUnits;
-
-    const pwr::Quantity* rate = nullptr;
-    double multiplier = 0;
-    if (quantity->getRateConversion(rate, multiplier) != 0) {
-        LOG_WARNING("Rate Quantity not specified for %s\n", name.c_str());
-        rate = nullptr;
-        multiplier = 0;
+    std::vector<std::pair<const pwr::Quantity*, double>> chain;  // each with the factor to its rate
+    while (quantity != nullptr) {
+        const pwr::Quantity* rate = nullptr;
+        double multiplier = 0;
+        if (quantity->getRateConversion(rate, multiplier) != 0) {
+            LOG_WARNING("Rate Quantity not specified for %s\n", quantity->toQuantityString().c_str());
+            rate = nullptr;
+            multiplier = 0;
+        }
+        chain.emplace_back(quantity, multiplier);
+        quantity = rate;
     }
-    long rateId = -1;
-    if (handleQuantityMetadata(rate, rateId) != 0) {
+    id = -1;
+    int status = 0;
+    for (auto next = chain.rbegin(); next != chain.rend(); ++next) {
+        status = defineQuantity_i(*next->first, next->second, id, status == 0);
+        id = static_cast<long>(next->first->getId());
+    }
+    return status;
+}
+
+// Defines a quantity behind its rate quantity, if that could be defined.
+int VyrtaWriter::defineQuantity_i(const pwr::Quantity& quantity, double multiplier, long rateId,
+                                  bool hasRate) {
+    const unsigned int type = getVyrtaQuantityType(quantity.toQuantity());
+    const unsigned long id = quantity.getId();
+    const std::string& name = quantity.toQuantityString();
+    const std::string& hostUnits = quantity.toUnitsString();
+    const std::string units = hostUnits == "%" ? "percent" : hostUnits;
+    if (!hasRate) {
         VYRTA_WARNING(
             "Failed to handle rate quantity metadata for quantity name:'%s' units:'%s' type:'%d' uid:'%lu' "
             "rate uid:'%s' multiplier:'%f'.\n",
-            name.c_str(), units.c_str(), type, static_cast<unsigned long>(id), idText(rateId).c_str(),
-            multiplier);
+            name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
         return 1;
     }
-    if (writeQuantityMetadata(name, name, units, type, static_cast<unsigned long>(id), rateId, multiplier) !=
-        0) {
+    if (writeQuantityMetadata(name, name, units, type, id, rateId, multiplier) != 0) {
         VYRTA_WARNING(
             "Failed to write quantity metadata name:'%s' units:'%s' type:'%d' uid:'%lu' rate uid:'%s' "
             "multiplier:'%f'.\n",
-            name.c_str(), units.c_str(), type, static_cast<unsigned long>(id), idText(rateId).c_str(),
-            multiplier);
+            name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
         return 1;
     }
     VYRTA_DEBUG(
         "Wrote quantity metadata name:'%s' units:'%s' type:'%d' uid:'%lu' rate uid:'%s' multiplier:'%f'.\n",
-        name.c_str(), units.c_str(), type, static_cast<unsigned long>(id), idText(rateId).c_str(),
-        multiplier);
+        name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
     return 0;
 }
 

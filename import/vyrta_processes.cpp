@@ -1,4 +1,8 @@
 // Processes and threads: a start record at first sight, an end record at the end of the run.
+#include <algorithm>
+#include <queue>
+#include <tuple>
+
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
 #include "plugins/packing.h"
@@ -20,6 +24,56 @@ std::string keyOf(const pwr::Process& process) {
 std::string keyOf(const pwr::Thread& thread) {
     return "thread_" + std::to_string(thread.getTid()) + "_" + std::to_string(thread.getPid()) + "_" +
            std::to_string(thread.getStartTime());
+}
+
+// A process instance whose end record is written; of several that fit a thread the first rank counts.
+struct Life {
+    std::int32_t pid;
+    std::uint64_t start;
+    std::uint64_t end;
+    std::size_t rank;
+
+    friend bool operator<(const Life& one, const Life& other) { return one.rank > other.rank; }
+};
+
+std::vector<Life> livesByStart() {
+    std::vector<Life> lives;
+    for (const auto& [key, entry] : m_processes) {
+        const auto& [process, record] = entry;
+        lives.push_back({process->getPid(), process->getStartTime(), record.tsc, lives.size()});
+    }
+    std::sort(lives.begin(), lives.end(), [](const Life& one, const Life& other) {
+        return std::tie(one.pid, one.start) < std::tie(other.pid, other.start);
+    });
+    return lives;
+}
+
+std::vector<const pwr::Thread*> threadsByStart() {
+    std::vector<const pwr::Thread*> threads;
+    for (const auto& [key, entry] : m_threads) threads.push_back(entry.first);
+    std::sort(threads.begin(), threads.end(), [](const pwr::Thread* one, const pwr::Thread* other) {
+        return std::pair(one->getPid(), one->getStartTime()) <
+               std::pair(other->getPid(), other->getStartTime());
+    });
+    return threads;
+}
+
+// The ends of the processes that the threads ran in. A pid can have been used again, so the times decide.
+// Both are gone through by start, with those processes at hand that have begun and may still be running.
+std::unordered_map<const pwr::Thread*, std::uint64_t> processEndsByThread() {
+    std::unordered_map<const pwr::Thread*, std::uint64_t> ends;
+    const std::vector<Life> lives = livesByStart();
+    std::priority_queue<Life> running;
+    auto next = lives.begin();
+    for (const pwr::Thread* thread : threadsByStart()) {
+        const std::int32_t pid = thread->getPid();
+        const std::uint64_t start = thread->getStartTime();
+        for (; next != lives.end() && std::tie(next->pid, next->start) < std::tie(pid, start); ++next)
+            running.push(*next);
+        while (!running.empty() && (running.top().pid != pid || running.top().end <= start)) running.pop();
+        if (!running.empty()) ends[thread] = running.top().end;
+    }
+    return ends;
 }
 
 // Cuts a path to what its field holds, without splitting a UTF-8 character.
@@ -96,16 +150,11 @@ std::uint64_t VyrtaWriter::stopTsc_i() const {
     return m_info != nullptr ? m_info->stopTsc : 0;
 }
 
-// The end of a thread whose end is unknown: that of the process instance which it ran in, whose end record
-// has been written by now, or else of the collection. A pid can have been used again, so the times decide.
+// The end of a thread whose end is unknown: that of the process instance which it ran in, or else of the
+// collection.
 std::uint64_t VyrtaWriter::threadEnd_i(const pwr::Thread* thread) const {
-    const std::uint64_t start = thread->getStartTime();
-    for (const auto& [key, entry] : m_processes) {
-        const auto& [process, record] = entry;
-        if (process->getPid() == thread->getPid() && process->getStartTime() < start && record.tsc > start)
-            return record.tsc;
-    }
-    return stopTsc_i();
+    const auto known = m_threadEnds.find(thread);
+    return known != m_threadEnds.end() ? known->second : stopTsc_i();
 }
 
 int VyrtaWriter::flushStoredStates() {
@@ -127,6 +176,7 @@ int VyrtaWriter::writeEndRecords_i() {
             return 1;
         }
     }
+    m_threadEnds = processEndsByThread();
     for (const auto& [key, entry] : m_threads) {
         VYRTA_DEBUG("Re-handling thread to update endtsc: %s\n", key.c_str());
         if (handleThreadInfo(entry.first, false) != 0) {

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "import/sample_cache.h"
@@ -286,6 +287,9 @@ private:
     int writeSharedGroup_i(const char* kind, const std::string& longName, const std::string& shortName,
                            unsigned long metricId, std::uint64_t& id, long parentId);
 
+    bool isDefined_i(const pwr::EntityHandle& entity) const;
+    int defineQuantity_i(const pwr::Quantity& quantity, double multiplier, long rateId, bool hasRate);
+
     // Samples.
     MetricCache& findMetric_i(const pwr::Metric& metric);
     int collectElements_i(const pwr::Metric& metric, MetricCache& cache, unsigned short& metricClass);
@@ -335,6 +339,7 @@ private:
     int writeKernelWakelock_i(const Wakelock& wakelock);
     int writeUserWakelock_i(const Wakelock& wakelock);
 
+    std::unordered_map<const pwr::Thread*, std::uint64_t> m_threadEnds;  // those that their processes tell
     bool m_isVerbose;  // debug lines show: nothing is taken from the caches below, so that all steps log
     std::uint64_t m_messageNumber;
     KeyCache<MetricCache> m_metricCache;                     // by metric

@@ -4,10 +4,12 @@
 #include <map>
 #include <memory>
 #include <memory_resource>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "overtime/backing_store_wrapper.h"
+#include "overtime/declared_pairs.h"
 #include "overtime/row_order.h"
 #include "plugins/flat_map.h"
 #include "plugins/memory_pages.h"
@@ -241,7 +243,7 @@ private:
     bool findPlace_i(const SampledMessage& message, const pwr::DataElement& element, Place& place);
     TableInfo* sampledTable_i(const SampledMessage& message, const pwr::EntityHandle& entity);
     void addSampledColumns_i(const SampledMessage& message, const pwr::EntityHandle& entity,
-                             TableInfo& table) const;
+                             TableInfo& table);
     static std::string lateTitle_i(const SampledMessage& message, const pwr::DataElement& element);
     std::int32_t listTracedColumns_i(const pwr::Metric& metric, const pwr::DataElement& element,
                                      const pwr::DataDescriptor* state, TableInfo& table,
@@ -263,6 +265,7 @@ private:
     FlatMap<TableKey, TableInfo*> m_tableCache;
     FlatMap<std::uint64_t, const pwr::DataDescriptor*> m_stateCache;  // by address of the handle
     std::uint64_t m_messageCount;                                     // sampled messages
+    std::optional<overtime::DeclaredPairs> m_declared;                // of the current message, if needed
     overtime::RowOrder<TableKey, TableInfo, Place> m_order;           // by metric id and table index
     pwr::RealFormatter m_realFormatter;                               // two decimals
     LatestText m_timeTexts[2];                                        // by TimeConversion

@@ -75,10 +75,10 @@ std::uint16_t PhmTextWriter::columnOf_i(const pwr::DataElement& element, TableIn
 }
 
 void PhmTextWriter::addDataColumns_i(const pwr::Metric& metric, TableInfo& table) const {
+    const DeclaredPairs declared(metric);
     for (const pwr::EntityHandle* entity : metric.m_entities) {
-        for (const auto& [handle, descriptor] : metric.m_attributeDescriptors) {
-            if (handle == nullptr || handle->getId() != entity->getId()) continue;
-            const std::uint64_t key = dataKeyOf(entity, descriptor);
+        for (const auto& [entityId, descriptor] : declared.of(entity->getId())) {
+            const std::uint64_t key = keyOf(entityId, idOf(descriptor));
             if (table.sampled.dataColumns.find(key) != nullptr) continue;
             const std::string title = descriptor != nullptr
                                           ? entity->getQualifiedName() + " " + descriptorTitle(*descriptor)

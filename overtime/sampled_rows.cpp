@@ -42,6 +42,7 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
     const SampledMessage message = sampledMessage_i(metric, tableIndex, calculation, quantity, titleSuffix,
                                                     defaultValue, TEXT_WRITER_TAG);
     ++m_messageCount;
+    m_declared.reset();
     const TableKey key{metric.m_id, tableIndex};
     Place* const places = m_order.begin(key, sample.elements.size(), m_tableCache.size() >= MANY_TABLES);
     for (std::size_t i = 0; i < sample.elements.size(); ++i) {
@@ -121,7 +122,7 @@ void IntWriterV2::addFixedColumns_i(TableInfo& table) const {
 }
 
 void IntWriterV2::addSampledColumns_i(const SampledMessage& message, const pwr::EntityHandle& entity,
-                                      TableInfo& table) const {
+                                      TableInfo& table) {
     addFixedColumns_i(table);
     SampledDataColumnIndices& columns = table.sampled;
     if (message.metric.m_hasEntityAttributes) {
@@ -134,9 +135,9 @@ void IntWriterV2::addSampledColumns_i(const SampledMessage& message, const pwr::
         }
     }
     const std::string units = sampledUnits_i(message.calculation, message.quantity);
-    for (const auto& [handle, descriptor] : message.metric.m_attributeDescriptors) {
-        if (handle == nullptr || handle->getId() != entity.getId()) continue;
-        const std::uint64_t key = dataKeyOf(handle, descriptor);
+    if (!m_declared.has_value()) m_declared.emplace(message.metric);
+    for (const auto& [entityId, descriptor] : m_declared->of(entity.getId())) {
+        const std::uint64_t key = keyOf(entityId, idOf(descriptor));
         if (columns.dataColumns.find(key) != nullptr) continue;
         const std::string title = descriptor != nullptr ? descriptorTitle(*descriptor) : std::string();
         columns.dataColumns[key] = static_cast<std::uint16_t>(table.store.addColumn(title + units));

@@ -1,6 +1,5 @@
 #include "summary/text_writer_impl.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <deque>
 #include <utility>
@@ -137,14 +136,19 @@ void TextWriterImpl::setReportOrder(std::list<unsigned int>* metricOrder, Featur
 // Puts the containers that the output configuration names in front, in its order. The others keep theirs.
 void TextWriterImpl::orderMetrics_i() {
     std::list<unsigned int> ordered;
+    std::unordered_map<unsigned int, std::list<unsigned int>::const_iterator> places;
+    for (auto place = m_metricOrder->cbegin(); place != m_metricOrder->cend(); ++place)
+        places.emplace(*place, place);
     for (const std::string& feature : featuresInOrder(*m_configuration)) {
         std::deque<std::string> metrics;
         if (!m_configuration->getMetricOrderForFeature(metrics, feature)) continue;
         for (const std::string& metric : metrics) {
             // A name that no container has gets the id 0, and so stands for container 0 if there is one.
             const unsigned int id = (*m_features)[feature][metric];
-            const auto found = std::find(m_metricOrder->begin(), m_metricOrder->end(), id);
-            if (found != m_metricOrder->end()) ordered.splice(ordered.end(), *m_metricOrder, found);
+            const auto found = places.find(id);
+            if (found == places.end()) continue;
+            ordered.splice(ordered.end(), *m_metricOrder, found->second);
+            places.erase(found);
         }
     }
     m_metricOrder->splice(m_metricOrder->begin(), ordered);
