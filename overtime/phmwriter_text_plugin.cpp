@@ -73,11 +73,20 @@ std::int32_t PhmTextWriter::writeFiles_i() {
 
 std::int32_t PhmTextWriter::flushTables_i(OpenFile& defaultFile,
                                           std::map<std::string, OpenFile>& groupFiles) {
+    // Names that differ in case or prefix give one path.
+    std::map<std::string, std::string> usersOfPaths{{metadataPath_i(), "the metadata"}};
     for (auto& [metricId, tables] : m_tables) {
         if (tables.empty()) continue;
         const std::string& groupName = m_tableGroups[metricId];
         OpenFile& out = groupName.empty() ? defaultFile : groupFiles[groupName];
-        if (out.file == nullptr && !openTableFile_i(out, groupPath_i(groupName))) return 1;
+        if (out.file == nullptr) {
+            const std::string path = groupPath_i(groupName);
+            const auto [user, isNew] = usersOfPaths.try_emplace(path, "group \"" + groupName + "\"");
+            if (!isNew)
+                LOG_ERROR("PHM group \"%s\" overwrites %s in %s\n", groupName.c_str(), user->second.c_str(),
+                          path.c_str());
+            if (!openTableFile_i(out, path)) return 1;
+        }
         for (auto& [innerKey, table] : tables) {
             table.store.flush(out.file.get(), ",", false);
             m_isComplete = table.store.isComplete() && m_isComplete;
@@ -85,6 +94,10 @@ std::int32_t PhmTextWriter::flushTables_i(OpenFile& defaultFile,
         }
     }
     return 0;
+}
+
+std::string PhmTextWriter::metadataPath_i() const {
+    return m_basePath + "_meta" + m_extension;
 }
 
 std::string PhmTextWriter::groupPath_i(const std::string& groupName) const {
@@ -112,7 +125,7 @@ void PhmTextWriter::finishTableFile_i(OpenFile& out) {
 }
 
 std::int32_t PhmTextWriter::flushMetaData() {
-    const std::string path = m_basePath + "_meta" + m_extension;
+    const std::string path = metadataPath_i();
     FilePtr file = openFile(path, "wb");
     if (file == nullptr) {
         LOG_WARNING("Could not create %s\n", path.c_str());
@@ -125,6 +138,7 @@ std::int32_t PhmTextWriter::flushMetaData() {
         if (cells.empty()) continue;
         std::string line = metricName + ",";
         for (const pwr::Data& data : cells) {
+            cell.clear();
             data.toFormattedString(cell);
             line += cell + ",";
         }

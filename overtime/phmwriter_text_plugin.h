@@ -60,6 +60,7 @@ private:
 
     std::int32_t writeFiles_i();
     void describeColumns_i(const pwr::Metric& metric);
+    std::string metadataPath_i() const;
     std::string groupPath_i(const std::string& groupName) const;
     bool openTableFile_i(OpenFile& out, const std::string& path) const;
     void finishTableFile_i(OpenFile& out);

@@ -198,6 +198,31 @@ TYPED_TEST(OverTimeFault, SurvivesTheLossOfItsOutputFolder) {
     }
 }
 
+TEST(PhmFault, TellsWhenGroupsShareAFile) {
+    test::StreamRunner runner;
+    PhmTextWriter writer;
+    runner.add(writer);
+    runner.begin();
+    std::string stream = R"({"msg":"system","tscMHz":1000}
+{"def":"entity","id":10,"name":"core0"})";
+    int id = 0;
+    for (const char* group : {"Power", "META", "other", "pmt-power"}) {
+        ++id;
+        stream += "\n{\"def\":\"metric\",\"id\":" + std::to_string(id) +
+                  R"(,"name":"M","type":"SAMPLED_VALUE","group":")" + group + "\"}\n" +
+                  sample(id, 1000, group);
+    }
+    ASSERT_TRUE(runner.feed(stream)) << runner.m_error;
+    runner.finish();
+    EXPECT_EQ(runner.m_errorLog.text(),
+              "ERROR: PHM group \"META\" overwrites the metadata in run_meta_phm.csv\n"
+              "ERROR: PHM group \"pmt-power\" overwrites group \"Power\" in run_power_phm.csv\n");
+    EXPECT_THAT(runner.m_statuses, IsEmpty());
+    EXPECT_THAT(contentOf("run_power_phm.csv"), HasSubstr("pmt-power"));
+    for (const char* name : {"run_meta_phm.csv", "run_power_phm.csv", "run_other_phm.csv"})
+        EXPECT_TRUE(fs::remove(name)) << name;
+}
+
 TYPED_TEST(OverTimeFault, RefusesToFinishWhatNeverBegan) {
     if (std::is_same_v<TypeParam, PhmTextWriter>) return;
     EXPECT_EQ(this->m_writer->fini(), 1);
