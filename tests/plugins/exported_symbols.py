@@ -16,6 +16,17 @@ def needed_libraries(library):
     return [line.split("[")[1].rstrip("]") for line in out.splitlines() if "(NEEDED)" in line]
 
 
+def virtual_operations(library):
+    """How many entries the virtual table of each class has; two fields lie in front of them."""
+    out = subprocess.run(["nm", "-SC", "--defined-only", library], capture_output=True, text=True, check=True).stdout
+    tables = (line.split(maxsplit=3) for line in out.splitlines() if "vtable for " in line)
+    return {name.removeprefix("vtable for "): int(size, 16) // 8 - 2 for _, size, _, name in tables}
+
+
+# Those of the frame, and what hosts may call besides.
+OPERATIONS = {"SummaryWriter": 19, "TextWriter": 19, "AutoWriter": 19, "RawWriterV2": 19, "IntWriterV2": 21,
+              "PhmTextWriter": 21, "VyrtaWriter": 19, "JSONWriter": 19, "BinaryWriter": 19}
+
 library = sys.argv[1]
 exported = symbols(library, "--defined-only")
 imported = symbols(library, "--undefined-only")
@@ -25,6 +36,9 @@ if exported != {"createPlugins", "destroyPlugins"}:
 for name in ("g_pluginEnvironment", "typeinfo for pwr::Attribute", "pwr::DataHandle::getName() const"):
     if name not in imported:
         errors.append(f"does not import {name} from the host")
+tables = virtual_operations(library)
+if not tables.items() >= OPERATIONS.items():
+    errors.append(f"has virtual tables of other sizes: {({name: tables.get(name) for name in OPERATIONS})}")
 foreign = [l for l in needed_libraries(library)
            if not l.startswith(("libstdc++", "libgcc_s", "libc.", "libm.", "ld-linux", "libasan", "libubsan"))]
 if foreign:
