@@ -123,6 +123,7 @@ void BinaryWriter::Impl::createMetricMeta_i(const pwr::Metric& metric) {
     }
     std::string text;
     for (const pwr::Data& legend : metric.m_legendValues) {
+        text.clear();
         legend.toFormattedString(text);
         appendField(lists, getStringStoreIdx_i(text));
     }

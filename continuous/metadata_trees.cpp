@@ -75,6 +75,7 @@ Tree makeMetricTree(const pwr::Metric& metric) {
                  metric.m_legendValues.size(), metric.m_attributeDescriptors.size());
     std::string text;
     for (const pwr::Data& value : metric.m_legendValues) {
+        text.clear();
         value.toFormattedString(text);
         tree->add("States", text);
     }

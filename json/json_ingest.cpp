@@ -147,6 +147,7 @@ bool JSONWriter::findSlot_i(const pwr::Metric& metric, const pwr::DataElement& e
     }
     slot = *known;
     if (key.source == SOURCE_TEXT) {
+        m_stateText.clear();
         if (reading.stateOrigin == StateOrigin::Text)
             element.getValue()->toString(m_stateText);
         else
@@ -159,6 +160,7 @@ bool JSONWriter::findSlot_i(const pwr::Metric& metric, const pwr::DataElement& e
 // The same for an element that refers to something new.
 bool JSONWriter::findNewSlot_i(const pwr::Metric& metric, const pwr::DataElement& element,
                                const ElementReading& reading, Slot& slot) {
+    m_stateText.clear();
     switch (reading.stateOrigin) {
         case StateOrigin::Text:
             element.getValue()->toString(m_stateText);

@@ -66,6 +66,7 @@ std::int32_t IntWriterV2::calculate_i(const SampledMessage& message, const pwr::
         case CalculationNone:
             break;
     }
+    m_cell.clear();
     value.toFormattedString(m_cell);
     return 0;
 }

@@ -204,6 +204,7 @@ const std::string& IntWriterV2::durationText_i(std::uint64_t ticks) {
 
 const std::string& IntWriterV2::sampleText_i(std::uint64_t sampleCount) {
     return m_sampleText.of(sampleCount, [&](std::string& out) {
+        out.clear();
         pwr::Data(static_cast<unsigned long>(sampleCount)).toFormattedString(out);
     });
 }

@@ -157,6 +157,7 @@ std::int32_t RawWriterV2::addRow_i(const pwr::Metric& metric) {
     table->store->fetch();
     const pwr::Metric::Sample& sample = metric.getData();
     if (table->places.size() < sample.elements.size()) table->places.resize(sample.elements.size());
+    m_cell.clear();
     pwr::Data(static_cast<unsigned long>(sample.timestamp)).toFormattedString(m_cell);
     table->store->pushCell(m_cell, TIMESTAMP_COLUMN);
     for (std::size_t i = 0; i < sample.elements.size(); ++i) {
@@ -167,6 +168,7 @@ std::int32_t RawWriterV2::addRow_i(const pwr::Metric& metric) {
         SamplePlace<std::uint16_t>& place = table->places[i];
         if (!place.isOf(entity, descriptor))
             place = {entity, descriptor, columnOf_i(metric, *element, *table)};
+        m_cell.clear();
         element->getValue()->toFormattedString(m_cell);
         table->store->pushCell(m_cell, place.target);
     }

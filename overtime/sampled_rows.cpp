@@ -176,6 +176,7 @@ void IntWriterV2::pushAttributes_i(const pwr::AttributeValueManager& attributes,
                                    BackingStoreWrapper& store) {
     for (const auto& [attribute, value] : attributes) {
         if (attribute == nullptr) continue;
+        m_attributeCell.clear();
         value.toFormattedString(m_attributeCell);
         store.pushCell(m_attributeCell, columns[static_cast<std::uint32_t>(attribute->getId())]);
     }

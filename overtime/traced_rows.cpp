@@ -108,6 +108,7 @@ std::int32_t IntWriterV2::writeTracedRow_i(std::uint64_t timestamp, const pwr::D
     if (element.getDescriptor() != nullptr) {
         store.pushCell(element.getDescriptor()->getName(), table.tracedStateColumn);
     }
+    m_cell.clear();
     element.getValue()->toFormattedString(m_cell);
     store.pushCell(m_cell, table.tracedValueColumn);
     if (state != nullptr) pushAttributes_i(*state, table.tracedAttributeColumns, store);
