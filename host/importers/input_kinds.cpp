@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "host/importers/ztbin_importer.h"
+
 namespace host::importers {
 
 namespace {
@@ -26,6 +28,11 @@ Sniff sniffStream(std::string_view head, bool isWhole) {
 constexpr InputKind KINDS[] = {
     {"ndjson", ".ndjson", "A message stream: one JSON object per line", sniffStream, nullptr, nullptr,
      nullptr},
+    {"ztbin", ".ztbin", "The binary trace, also the parts of a continuous run", sniffZtbin, makeZtbinImporter,
+     placeZtbin,
+     "not in a .ztbin file: times of day, the clock's frequency, the operating system's version, texts and "
+     "states "
+     "as values, high ends of ranges, entities of deltas, tables and notes (see docs/inputs.md)"},
 };
 
 }  // namespace

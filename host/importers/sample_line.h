@@ -1,0 +1,93 @@
+// Lines with the samples of an input, built in a buffer that is kept.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "host/base/text.h"
+#include "host/emit/output.h"
+
+namespace host::importers {
+
+// A "metric" message, element by element: begin, then for each element its head and one value, then end.
+class SampleLine {
+public:
+    explicit SampleLine(emit::Output& output) : m_output(output) {}
+
+    // Begins the message of a metric's sample at `ticks`; ends the one before.
+    void begin(std::uint32_t metric, std::uint64_t ticks);
+
+    // Ends the message. Without one that has begun nothing happens.
+    void end();
+
+    // A descriptor of 0 is none.
+    void element(std::uint64_t entity, std::uint64_t descriptor, std::uint64_t ticks) {
+        m_text.append(m_count++ == 0 ? "{\"e\":" : ",{\"e\":");
+        base::appendNumber(m_text, entity);
+        if (descriptor != 0) member_i(",\"d\":", descriptor);
+        if (ticks != 0) member_i(",\"dur\":", ticks);
+    }
+    std::size_t count() const { return m_count; }
+
+    void none() { m_text.push_back('}'); }
+    void number(std::uint64_t value) { value_i('u', value); }
+    void number(std::int64_t value) { value_i('i', value); }
+
+    // With as many digits as tell it from its neighbours of the same precision.
+    template <typename Real>
+    void real(Real value) {
+        m_text.append(",\"v\":{\"r\":");
+        appendReal(m_text, value);
+        m_text.append("}}");
+    }
+    void handle(std::uint64_t id) { value_i('h', id); }
+    void text(std::string_view text);
+
+    // A range, of one of the kinds 'i', 'u' and 'r'.
+    template <typename Number>
+    void range(char kind, Number low, Number high) {
+        m_text.append(",\"v\":{\"").push_back(kind);
+        m_text.append("\":[");
+        appendAny_i(low);
+        m_text.push_back(',');
+        appendAny_i(high);
+        m_text.append("]}}");
+    }
+
+    template <typename Real>
+    static void appendReal(std::string& out, Real value) {
+        if (std::isfinite(value))
+            base::appendNumber(out, value);
+        else
+            out.append(std::isnan(value) ? "\"nan\"" : value > 0 ? "\"inf\"" : "\"-inf\"");
+    }
+
+private:
+    void member_i(std::string_view key, std::uint64_t value) {
+        m_text.append(key);
+        base::appendNumber(m_text, value);
+    }
+    template <typename Number>
+    void value_i(char kind, Number value) {
+        m_text.append(",\"v\":{\"").push_back(kind);
+        m_text.append("\":");
+        base::appendNumber(m_text, value);
+        m_text.append("}}");
+    }
+    template <typename Number>
+    void appendAny_i(Number value) {
+        if constexpr (std::is_floating_point_v<Number>)
+            appendReal(m_text, value);
+        else
+            base::appendNumber(m_text, value);
+    }
+
+    emit::Output& m_output;
+    std::string m_text;
+    std::size_t m_count = 0;
+    bool m_isOpen = false;
+};
+
+}  // namespace host::importers
