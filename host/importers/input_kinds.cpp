@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/importers/ztbin_importer.h"
+#include "host/importers/ztjson_importer.h"
 
 namespace host::importers {
 
@@ -33,6 +34,10 @@ constexpr InputKind KINDS[] = {
      "not in a .ztbin file: times of day, the clock's frequency, the operating system's version, texts and "
      "states "
      "as values, high ends of ranges, entities of deltas, tables and notes (see docs/inputs.md)"},
+    {"ztjson", ".ztjson", "The trace in JSON: the document of a whole run, or the parts of a continuous one",
+     sniffZtjson, makeZtjsonImporter, placeZtjson,
+     "not in a .ztjson file: times of day, the clock's frequency, metric groups of a document, entities of a "
+     "continuous run's deltas, tables and notes (see docs/inputs.md)"},
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/emit/json_line.h"
+#include "host/importers/metric_types.h"
 #include "host/importers/system_line.h"
 #include "host/importers/ztbin_framing.h"
 #include "plugins/numbers.h"
@@ -19,16 +20,6 @@ namespace {
 constexpr std::size_t INDICES = bin::MAX_U16 + 1;
 // A message of a file that holds all values at one time must not take all memory.
 constexpr std::size_t MOST_ELEMENTS = 65536;
-
-constexpr std::string_view TYPES[] = {"SAMPLED_DELTA", "SAMPLED_RESIDENCY", "SAMPLED_VALUE",
-                                      "TRACED_VALUE_TRANSITION", "TRACED_EVENT"};
-enum Type : std::uint8_t { DELTA, RESIDENCY, VALUE, TRANSITION, EVENT, UNKNOWN };
-
-std::uint8_t typeOf(std::string_view name) {
-    std::uint8_t type = 0;
-    while (type < UNKNOWN && TYPES[type] != name) ++type;
-    return type;
-}
 
 template <typename T>
 T at(std::string_view payload, std::size_t field) {
@@ -259,7 +250,7 @@ bool ZtbinImporter::metric_i(std::string_view payload) {
     const std::string* const type = name != nullptr ? text_i(at<Index>(payload, bin::METRIC_TYPE)) : nullptr;
     Id quantity = 0;
     if (type == nullptr || !quantity_i(payload, quantity)) return false;
-    metric.type = typeOf(*type);
+    metric.type = metricTypeOf(*type);
     emit::JsonLine line("def", "metric");
     line.member("id", metric.id).member("name", *name).member("group", *group);
     line.member("type", unsigned{metric.type});
@@ -291,7 +282,8 @@ bool ZtbinImporter::metric_i(std::string_view payload) {
         line.endObject();
     }
     line.endList().writeTo(m_target.lines);
-    if (metric.type == DELTA && !entity_i(at<Index>(payload, bin::METRIC_NAME), metric.entity)) return false;
+    if (metric.type == METRIC_DELTA && !entity_i(at<Index>(payload, bin::METRIC_NAME), metric.entity))
+        return false;
     m_metrics.insert_or_assign(metric.id, std::move(metric));
     m_metric = nullptr;
     return true;
@@ -300,7 +292,8 @@ bool ZtbinImporter::metric_i(std::string_view payload) {
 bool ZtbinImporter::data_i(std::string_view payload) {
     const auto id = at<std::uint32_t>(payload, bin::DATA_METRIC_ID);
     const auto time = at<std::uint64_t>(payload, bin::DATA_TIMESTAMP);
-    const bool isTraced = m_metric != nullptr && (m_metric->type == TRANSITION || m_metric->type == EVENT);
+    const bool isTraced =
+        m_metric != nullptr && (m_metric->type == METRIC_TRANSITION || m_metric->type == METRIC_EVENT);
     if (m_metric == nullptr || m_metric->id != id || m_time != time || isTraced ||
         m_line.count() >= MOST_ELEMENTS) {
         if (!m_hasSystem) return fail_i("a MetricData record stands before the SystemMeta record");
@@ -312,7 +305,7 @@ bool ZtbinImporter::data_i(std::string_view payload) {
     }
     const auto name = at<Index>(payload, bin::DATA_NAME);
     const auto part = at<Index>(payload, bin::DATA_DESCRIPTOR);
-    const bool isDelta = m_metric->type == DELTA;
+    const bool isDelta = m_metric->type == METRIC_DELTA;
     Id descriptor = m_descriptors[part].id;
     const bool hasEmptyState = isDelta && m_strings[name].isDefined && m_strings[name].text.empty();
     if (part != 0 && descriptor == 0 && !part_i(part, hasEmptyState, descriptor)) return false;
@@ -338,13 +331,13 @@ std::uint64_t ZtbinImporter::ticks_i(float microseconds) {
 
 void ZtbinImporter::value_i(const Metric& metric, float value, Id descriptor) {
     switch (metric.type) {
-        case RESIDENCY:
+        case METRIC_RESIDENCY:
             return residency_i(value);
-        case DELTA:
+        case METRIC_DELTA:
             if (value >= 0.0F && !std::signbit(value) && value < 0x1p63F && value == std::trunc(value))
                 return m_line.number(static_cast<std::uint64_t>(value));
             return m_line.real(value);
-        case VALUE:
+        case METRIC_VALUE:
             return m_line.real(value);
         default:
             // What the state was is not in the file, but for the descriptor of an element that has one.

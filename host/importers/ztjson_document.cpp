@@ -1,0 +1,480 @@
+#include "host/importers/ztjson_document.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <utility>
+
+#include "host/emit/json_line.h"
+#include "host/importers/metric_types.h"
+#include "host/importers/state_order.h"
+
+namespace host::importers {
+
+namespace {
+
+// Three numbers with dots between.
+SystemDescription::Version versionOf(const std::string& text) {
+    SystemDescription::Version version;
+    unsigned numbers[3] = {};
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (unsigned& number : numbers) {
+        at = std::from_chars(at, end, number).ptr;
+        if (at != end) ++at;
+    }
+    version.major = static_cast<std::uint16_t>(numbers[0]);
+    version.minor = static_cast<std::uint8_t>(numbers[1]);
+    version.update = static_cast<std::uint8_t>(numbers[2]);
+    return version;
+}
+
+// Each word stands behind a blank.
+std::vector<std::string> wordsOf(const std::string& text) {
+    std::vector<std::string> words;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find(' ', at + 1), text.size());
+        words.push_back(text.substr(at + 1, end - at - 1));
+        at = end;
+    }
+    return words;
+}
+
+// Whether values of the type are told by state, or as one number; both in a sampled value.
+bool canHaveStates(std::uint8_t type) {
+    return type != METRIC_DELTA;
+}
+bool canBeNumber(std::uint8_t type) {
+    return type == METRIC_DELTA || type == METRIC_VALUE;
+}
+
+// The type of a metric whose series are of the other form.
+std::uint8_t otherType(bool hasStates) {
+    return hasStates ? METRIC_RESIDENCY : METRIC_DELTA;
+}
+
+bool isWhole(double value) {
+    return value >= 0 && !std::signbit(value) && value < 0x1p53 && value == std::trunc(value);
+}
+
+}  // namespace
+
+void ZtjsonDocument::read(JsonPull& json, std::string key) {
+    do readMember_i(json, key);
+    while (m_target.lines.isOpen() && json.nextKey(key));
+    if (!m_hasSystem && !json.failed()) writeSystem_i(nullptr);
+    if (m_inexact > 0)
+        m_target.note(std::to_string(m_inexact) + " times are of a clock that is not known exactly");
+}
+
+void ZtjsonDocument::readMember_i(JsonPull& json, const std::string& key) {
+    if (key == "systemMetaData") return readSystem_i(json);
+    if (key != "data") return json.skip();
+    json.enterObject();
+    Category category;
+    while (m_target.lines.isOpen() && json.nextKey(category.name)) {
+        readCategory_i(json, category);
+        if (!category.series.empty()) category_i(category);
+        category = Category();
+    }
+}
+
+void ZtjsonDocument::readSystem_i(JsonPull& json) {
+    std::map<std::string, std::string> texts;
+    std::map<std::string, double> numbers;
+    std::string group;
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(group)) {
+        json.enterObject();
+        while (json.nextKey(key)) {
+            if (json.isText())
+                texts[key] = json.text();
+            else if (key == "Collection Start Timestamp")
+                m_system.start = json.whole();
+            else if (key == "Collection Stop Timestamp")
+                m_system.stop = json.whole();
+            else
+                numbers[key] = json.number();
+        }
+    }
+    const auto count = [&](const char* name) {
+        return static_cast<std::uint32_t>(std::clamp(numbers[name], 0.0, 1048576.0));
+    };
+    const auto real = [&](const char* name) { return static_cast<float>(numbers[name]); };
+    m_system.platformId = static_cast<std::uint32_t>(std::clamp(numbers["Platform ID"], 0.0, 4294967295.0));
+    m_system.platform = texts["Platform Name"];
+    m_system.codeName = texts["CPU Name"];
+    m_system.nativeModel = texts["CPU Native Name"];
+    m_system.pchNames = texts["PCH Name"];
+    m_system.host = texts["Host Name"];
+    m_system.packageCount = count("Num Packages");
+    m_system.moduleCount = count("Num Modules");
+    m_system.coreCount = count("Num Cores");
+    m_system.threadCount = count("Num Threads");
+    m_system.hfmMHz = real("HFM Frequency MHz");
+    m_system.lfmMHz = real("LFM Frequency MHz");
+    m_system.cpuMHz = real("CPU Frequency MHz");
+    m_system.busMHz = real("Bus Frequency MHz");
+    m_system.osName = texts["OS Name"];
+    m_system.osType = texts["OS Type"];
+    m_system.osVersion = texts["OS Version"];
+    m_system.product = versionOf(texts["Zentrace Version"]);
+    m_system.driver = versionOf(texts["Zentrace Driver Version"]);
+    m_system.durationSec = numbers["Collection Duration"];
+    m_system.command = wordsOf(texts["Collection Command Line"]);
+}
+
+void ZtjsonDocument::readCategory_i(JsonPull& json, Category& category) {
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(key)) {
+        if (key == "metaData") {
+            readDescription_i(json, category);
+        } else if (key == "data") {
+            json.enterObject();
+            std::string name;
+            while (json.nextKey(name)) {
+                category.series.emplace_back();
+                category.series.back().key = category.series.back().name = name;
+                readSeries_i(json, category.series.back());
+                if (category.series.back().points.empty()) category.series.pop_back();
+            }
+        } else {
+            json.skip();
+        }
+    }
+}
+
+void ZtjsonDocument::readDescription_i(JsonPull& json, Category& category) {
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(key)) {
+        if (key == "type") {
+            category.type = json.text();
+        } else if (key == "states") {
+            json.enterList();
+            while (json.nextItem()) category.states.push_back(json.text());
+        } else if (key == "altUnits") {
+            json.enterList();
+            while (json.nextItem()) {
+                Unit& unit = category.units.emplace_back();
+                json.enterObject();
+                while (json.nextKey(key)) {
+                    if (key == "name")
+                        unit.name = json.text();
+                    else if (key == "unit")
+                        unit.units = json.text();
+                    else if (key == "conversion")
+                        unit.conversion = json.number();
+                    else if (key == "isCalculatedRate")
+                        unit.isCalculated = json.truth();
+                    else
+                        json.skip();
+                }
+            }
+        } else {
+            json.skip();
+        }
+    }
+}
+
+void ZtjsonDocument::readSeries_i(JsonPull& json, Series& series) {
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(key)) {
+        if (key == "friendlyName") {
+            series.name = json.text();
+        } else if (key == "points") {
+            json.enterList();
+            while (json.nextItem()) readPoint_i(json, series);
+        } else {
+            json.skip();
+        }
+    }
+}
+
+// A point counts when it has been read as a whole.
+void ZtjsonDocument::readPoint_i(JsonPull& json, Series& series) {
+    Point point;
+    const std::size_t first = series.values.size();
+    point.firstValue = static_cast<std::uint32_t>(first);
+    bool hasStates = false;
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(key)) {
+        if (key == "x") {
+            point.begin = json.whole();
+        } else if (key == "x1") {
+            point.end = json.whole();
+        } else if (key == "y" && json.isObject()) {
+            hasStates = true;
+            json.enterObject();
+            while (json.nextKey(key)) {
+                std::uint32_t state = 0;
+                std::from_chars(key.data(), key.data() + key.size(), state);
+                series.values.push_back({state, json.number()});
+            }
+        } else if (key == "y" || key == "y1") {
+            series.values.push_back({0, json.number()});
+        } else {
+            json.skip();
+        }
+    }
+    if (json.failed() || series.values.size() == first) {
+        series.values.resize(first);
+        return;
+    }
+    if (series.points.empty()) series.hasStates = hasStates;
+    series.points.push_back(point);
+}
+
+// The frequency of the clock is the one that the header's times tell, if the times of the first category are
+// possible with it. Otherwise a tick is a microsecond.
+void ZtjsonDocument::writeSystem_i(const Category* first) {
+    m_hasSystem = true;
+    m_clock = TickClock::fromSpan(m_system.start, m_system.stop, m_system.durationSec);
+    if (first == nullptr || !suits_i(m_clock, *first)) m_clock = TickClock();
+    m_system.tscMHz = m_clock.frequencyMHz();
+    writeSystem(m_system, m_target.lines);
+}
+
+bool ZtjsonDocument::suits_i(const TickClock& clock, const Category& category) const {
+    const auto factor = static_cast<double>(clock.factor());
+    const bool isResidency = metricTypeOf(category.type) == METRIC_RESIDENCY;
+    for (const Series& series : category.series) {
+        std::uint64_t ticks = 0;
+        for (const Point& point : series.points)
+            if (!clock.ticksOfSingle(point.end, ticks) ||
+                !clock.ticksOfSingle(point.end - point.begin, ticks))
+                return false;
+        if (!isResidency) continue;
+        for (const Value& value : series.values)
+            if (std::isfinite(value.number) && std::round(value.number / factor) * factor != value.number)
+                return false;
+    }
+    return true;
+}
+
+std::uint64_t ZtjsonDocument::ticks_i(std::uint64_t microseconds) {
+    std::uint64_t ticks = 0;
+    if (!m_clock.ticksOfSingle(microseconds, ticks)) ++m_inexact;
+    return ticks;
+}
+
+void ZtjsonDocument::category_i(Category& category) {
+    if (!m_hasSystem) writeSystem_i(&category);
+    define_i(category);
+    deliver_i(category);
+}
+
+ZtjsonDocument::Id ZtjsonDocument::entity_i(const std::string& name, std::size_t occurrence) {
+    std::vector<Id>& known = m_entities[name];
+    while (known.size() <= occurrence) {
+        known.push_back(m_nextHandle++);
+        emit::JsonLine line("def", "entity");
+        line.member("id", known.back()).member("name", name).writeTo(m_target.lines);
+    }
+    return known[occurrence];
+}
+
+ZtjsonDocument::Id ZtjsonDocument::descriptor_i(const std::string& name, bool hasState) {
+    const auto found = m_descriptors.find({name, hasState});
+    if (found != m_descriptors.end()) return found->second;
+    if (hasState && m_attribute == 0) {
+        m_attribute = m_nextHandle++;
+        emit::JsonLine line("def", "attribute");
+        line.member("id", m_attribute).member("name", "State").member("type", 1).writeTo(m_target.lines);
+    }
+    const Id id = m_nextHandle++;
+    emit::JsonLine line("def", "descriptor");
+    line.member("id", id).member("name", name);
+    if (hasState) {
+        line.key("attributes").beginList().beginList().value(m_attribute);
+        line.beginObject().member("s", name).endObject().endList().endList();
+    }
+    line.writeTo(m_target.lines);
+    return m_descriptors.try_emplace({name, hasState}, id).first->second;
+}
+
+ZtjsonDocument::Id ZtjsonDocument::defineQuantity_i(const Category& category) {
+    if (category.units.empty()) return 0;
+    const auto define = [this](const Unit& unit, const Unit* rate) {
+        constexpr int INSTANTANEOUS = 9;
+        const Id id = m_nextQuantity++;
+        emit::JsonLine line("def", "quantity");
+        line.member("id", id).member("kind", unit.isCalculated && rate == nullptr ? INSTANTANEOUS : 0);
+        line.member("name", unit.name).member("units", unit.units);
+        line.member("title", unit.units.empty() ? unit.name : unit.name + " (" + unit.units + ")");
+        if (rate != nullptr) line.key("rate").beginList().value(id - 1).value(rate->conversion).endList();
+        line.writeTo(m_target.lines);
+        return id;
+    };
+    const Unit* const rate = category.units.size() > 1 ? &category.units[1] : nullptr;
+    if (rate != nullptr) {
+        Unit plain = *rate;
+        plain.isCalculated = false;
+        define(plain, nullptr);
+    }
+    return define(category.units.front(), rate);
+}
+
+// Metrics of one name that differ behind a zero byte show as one name.
+ZtjsonDocument::Id ZtjsonDocument::defineMetric_i(const Category& category, std::uint8_t type) {
+    Metric& metric = m_metrics.emplace_back();
+    const auto id = static_cast<Id>(m_metrics.size());
+    metric.type = type;
+    const Id quantity = defineQuantity_i(category);
+    metric.isInstant = type == METRIC_EVENT;
+    if (type == METRIC_VALUE)
+        metric.isInstant =
+            quantity == 0 || (category.units.size() == 1 && category.units.front().isCalculated);
+    metric.isRate = quantity != 0 && category.units.back().isCalculated;
+    const bool showsRate = metric.isRate && !category.series.front().hasStates;
+    metric.conversion = showsRate ? category.units.back().conversion : 1.0;
+    for (const std::string& state : category.states) metric.states.push_back(descriptor_i(state, true));
+
+    emit::JsonLine line("def", "metric");
+    line.member("id", id).member("name", category.name).member("type", unsigned{type});
+    if (quantity != 0) line.member("quantity", quantity);
+    line.key("legend").beginList();
+    for (const std::size_t state : orderOfStates(category.states))
+        line.beginObject().member("h", metric.states[state]).endObject();
+    line.endList().writeTo(m_target.lines);
+    return id;
+}
+
+// A category whose series do not all suit its type comes from several metrics of one name.
+void ZtjsonDocument::define_i(Category& category) {
+    category.name.append(m_categories[category.name]++, '\0');
+    const std::uint8_t type = metricTypeOf(category.type);
+    Id plain = 0;
+    Id other = 0;
+    std::unordered_map<std::string, std::size_t> occurrences;
+    for (Series& series : category.series) {
+        const bool suits = series.hasStates ? canHaveStates(type) : canBeNumber(type);
+        Id& metric = suits ? plain : other;
+        if (metric == 0) metric = defineMetric_i(category, suits ? type : otherType(series.hasStates));
+        series.metric = metric;
+        std::string name = series.key;
+        const std::size_t occurrence = occurrences[name]++;
+        if (m_metrics[metric - 1].type == METRIC_DELTA) {
+            if (!series.name.empty()) series.descriptor = descriptor_i(series.name, false);
+            // What does not end in the state has been cut at a zero byte.
+            name.ends_with(series.name) ? name.resize(name.size() - series.name.size())
+                                        : name.push_back('\0');
+        }
+        series.entity = entity_i(name, occurrence);
+    }
+}
+
+// Puts the series together by time. Each begins behind the one before it in the document, and goes on in its
+// own order.
+void ZtjsonDocument::deliver_i(Category& category) {
+    std::size_t begun = 1;
+    std::vector<Series>& all = category.series;
+    while (m_target.lines.isOpen()) {
+        const std::size_t open = std::min(begun + 1, all.size());
+        const Series* next = nullptr;
+        for (std::size_t i = 0; i < open; ++i)
+            if (all[i].isLeft() &&
+                (next == nullptr || all[i].points[all[i].next].end < next->points[next->next].end))
+                next = &all[i];
+        if (next == nullptr && open == all.size()) break;
+        const std::uint64_t time = next != nullptr ? next->points[next->next].end : 0;
+        Id metric = 0;
+        for (std::size_t i = 0; i < std::min(begun + 1, all.size()); ++i) {
+            Series& series = all[i];
+            if (!series.isLeft() || series.points[series.next].end != time) continue;
+            const std::uint8_t type = m_metrics[series.metric - 1].type;
+            if (metric != series.metric || type == METRIC_TRANSITION || type == METRIC_EVENT)
+                m_line.begin(series.metric, m_system.start + ticks_i(time));
+            metric = series.metric;
+            begun = std::max(begun, i + 1);
+            point_i(category, series);
+        }
+        m_line.end();
+    }
+}
+
+void ZtjsonDocument::point_i(const Category& category, Series& series) {
+    const std::size_t last = series.valueEnd(series.next);
+    const Point& point = series.points[series.next++];
+    if (!series.hasStates) return numbers_i(series, point.firstValue, last, point.end - point.begin);
+    for (std::size_t i = point.firstValue; i < last; ++i)
+        value_i(category, series, point, series.values[i], i == point.firstValue);
+}
+
+void ZtjsonDocument::numbers_i(const Series& series, std::size_t first, std::size_t last,
+                               std::uint64_t duration) {
+    const Metric& metric = m_metrics[series.metric - 1];
+    m_line.element(series.entity, series.descriptor, metric.isInstant ? 0 : ticks_i(duration));
+    const double low = stored_i(series.values[first].number, metric, duration);
+    if (last - first > 1)
+        m_line.range('r', low, stored_i(series.values[first + 1].number, metric, duration));
+    else if (metric.type == METRIC_DELTA && isWhole(low))
+        m_line.number(static_cast<std::uint64_t>(low));
+    else
+        m_line.real(low);
+}
+
+// The number of which a rate was reckoned.
+double ZtjsonDocument::stored_i(double shown, const Metric& metric, std::uint64_t duration) const {
+    if (!metric.isRate || duration == 0) return shown;
+    const auto time = static_cast<double>(duration);
+    const auto rate = [&](double value) { return value * metric.conversion * 1000000.0 / time; };
+    const double guess = shown * time / 1000000.0 / metric.conversion;
+    if (const double whole = std::round(guess); rate(whole) == shown) return whole;
+    double below = guess;
+    double above = guess;
+    constexpr int NEIGHBOURS = 8;
+    for (int i = 0; i < NEIGHBOURS; ++i) {
+        if (rate(below) == shown) return below;
+        if (rate(above) == shown) return above;
+        below = std::nextafter(below, -INFINITY);
+        above = std::nextafter(above, INFINITY);
+    }
+    return guess;
+}
+
+void ZtjsonDocument::residency_i(double microseconds) {
+    const auto factor = static_cast<double>(m_clock.factor());
+    const double ticks = microseconds / factor;
+    const double whole = std::round(ticks);
+    if (isWhole(whole) && !std::signbit(microseconds) && whole * factor == microseconds)
+        m_line.number(static_cast<std::uint64_t>(whole));
+    else
+        m_line.real(ticks);
+}
+
+// A value of one state. The first of a point tells its interval.
+void ZtjsonDocument::value_i(const Category& category, const Series& series, const Point& point,
+                             const Value& value, bool isFirst) {
+    const Metric& metric = m_metrics[series.metric - 1];
+    const Id state = value.state < metric.states.size() ? metric.states[value.state] : 0;
+    const std::string name = state != 0 ? category.states[value.state] : std::to_string(value.state);
+    const std::uint64_t interval = point.end - point.begin;
+    const bool isTime = isWhole(value.number);  // how long it was in the state
+    const std::uint64_t own = isFirst || !isTime ? interval : static_cast<std::uint64_t>(value.number);
+    const std::uint64_t duration = metric.isInstant ? 0 : ticks_i(own);
+    const bool isOwnTime = value.number == static_cast<double>(metric.isInstant ? 1 : own);
+    switch (metric.type) {
+        case METRIC_RESIDENCY:
+            m_line.element(series.entity, state, duration);
+            return residency_i(value.number);
+        case METRIC_VALUE:
+            m_line.element(series.entity, isOwnTime ? 0 : state, duration);
+            // A value that is neither a time nor a number was a handle that tells nothing.
+            if (isOwnTime) return m_line.text(name);
+            return value.number == 0 ? m_line.handle(series.entity) : m_line.real(value.number);
+        case METRIC_TRANSITION:
+        case METRIC_EVENT:
+            m_line.element(series.entity, 0, duration);
+            return m_line.text(name);
+        default:
+            m_line.element(series.entity, state, duration);
+            return m_line.none();
+    }
+}
+
+}  // namespace host::importers

@@ -1,0 +1,114 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/importers/importer.h"
+#include "host/importers/json_pull.h"
+#include "host/importers/sample_line.h"
+#include "host/importers/system_line.h"
+#include "host/importers/tick_clock.h"
+
+namespace host::importers {
+
+// Makes lines of the JSON document of a whole run, which docs/formats/ztjson.md describes. The samples of a
+// category stand series by series there; memory holds one category, to put them into the order of time.
+class ZtjsonDocument {
+public:
+    explicit ZtjsonDocument(const ImportTarget& target) : m_target(target), m_line(target.lines) {}
+
+    // Reads the document, of whose object the first key has been read. What is wrong shows in `json`; the
+    // points before it are delivered.
+    void read(JsonPull& json, std::string key);
+
+private:
+    using Id = std::uint32_t;
+
+    struct Value {
+        std::uint32_t state = 0;  // its number, in a series with states
+        double number = 0;
+    };
+    struct Point {
+        std::uint64_t begin = 0;  // microseconds after the start
+        std::uint64_t end = 0;
+        std::uint32_t firstValue = 0;  // of those of its series
+    };
+    struct Series {
+        std::string key, name;
+        bool hasStates = false;
+        std::vector<Point> points;
+        std::vector<Value> values;
+
+        // In the making of messages.
+        Id metric = 0;
+        Id entity = 0;
+        Id descriptor = 0;  // of deltas
+        std::size_t next = 0;
+
+        bool isLeft() const { return next < points.size(); }
+        std::size_t valueEnd(std::size_t point) const {
+            return point + 1 < points.size() ? points[point + 1].firstValue : values.size();
+        }
+    };
+    struct Unit {
+        std::string name, units;
+        double conversion = 1;
+        bool isCalculated = false;
+    };
+    struct Category {
+        std::string name, type;
+        std::vector<std::string> states;
+        std::vector<Unit> units;
+        std::vector<Series> series;
+    };
+    struct Metric {
+        std::uint8_t type = 0;
+        bool isInstant = false;
+        bool isRate = false;  // values of series without states are per second
+        double conversion = 1;
+        std::vector<Id> states;  // descriptors, by number
+    };
+
+    void readSystem_i(JsonPull& json);
+    void readMember_i(JsonPull& json, const std::string& key);
+    void readCategory_i(JsonPull& json, Category& category);
+    void readDescription_i(JsonPull& json, Category& category);
+    void readSeries_i(JsonPull& json, Series& series);
+    void readPoint_i(JsonPull& json, Series& series);
+
+    void writeSystem_i(const Category* first);
+    bool suits_i(const TickClock& clock, const Category& category) const;
+    void category_i(Category& category);
+    void define_i(Category& category);
+    Id defineMetric_i(const Category& category, std::uint8_t type);
+    Id defineQuantity_i(const Category& category);
+    Id descriptor_i(const std::string& name, bool hasState);
+    Id entity_i(const std::string& name, std::size_t occurrence);
+    void deliver_i(Category& category);
+    void point_i(const Category& category, Series& series);
+    void value_i(const Category& category, const Series& series, const Point& point, const Value& value,
+                 bool isFirst);
+    void numbers_i(const Series& series, std::size_t first, std::size_t last, std::uint64_t duration);
+    void residency_i(double microseconds);
+    double stored_i(double shown, const Metric& metric, std::uint64_t duration) const;
+    std::uint64_t ticks_i(std::uint64_t microseconds);
+
+    ImportTarget m_target;
+    SampleLine m_line;
+    SystemDescription m_system;
+    TickClock m_clock;
+    bool m_hasSystem = false;                                     // it has been written
+    std::unordered_map<std::string, std::size_t> m_categories;    // how often a name has occurred
+    std::unordered_map<std::string, std::vector<Id>> m_entities;  // by name
+    std::map<std::pair<std::string, bool>, Id> m_descriptors;     // by name and whether there is an attribute
+    std::vector<Metric> m_metrics;                                // by id - 1
+    Id m_nextHandle = 1;
+    Id m_nextQuantity = 1;
+    Id m_attribute = 0;
+    std::uint64_t m_inexact = 0;  // times that do not come out again
+};
+
+}  // namespace host::importers

@@ -1,0 +1,367 @@
+#include "host/importers/ztjson_parts.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "host/emit/json_line.h"
+#include "host/importers/metric_types.h"
+
+namespace host::importers {
+
+namespace {
+
+constexpr std::size_t MOST_ELEMENTS = 65536;
+constexpr const char* NO_DESCRIPTOR = "N/A";
+
+template <typename Number>
+Number numberOf(const std::map<std::string, std::string>& texts, const char* key) {
+    Number number{};
+    const auto found = texts.find(key);
+    if (found != texts.end())
+        std::from_chars(found->second.data(), found->second.data() + found->second.size(), number);
+    return number;
+}
+
+std::string textOf(const std::map<std::string, std::string>& texts, const char* key) {
+    const auto found = texts.find(key);
+    return found != texts.end() ? found->second : std::string();
+}
+
+// Calls `read` for each value of a member that is a list if it has more than one.
+template <typename Read>
+void readOneOrMore(JsonPull& json, Read read) {
+    if (!json.isList()) return read();
+    json.enterList();
+    while (json.nextItem()) read();
+}
+
+}  // namespace
+
+void ZtjsonParts::read(JsonPull& json, std::string key) {
+    do {
+        if (key != "Metadata" && key != "Data") {
+            json.skip();
+            continue;
+        }
+        if (!json.enterList()) return;
+        while (m_target.lines.isOpen() && json.nextItem()) {
+            if (key == "Metadata") {
+                Entry entry;
+                readEntry_i(json, entry);
+                if (!json.failed()) entry_i(json, entry);
+            } else {
+                const Record record = readRecord_i(json);
+                if (!json.failed()) record_i(json, record);
+            }
+        }
+    } while (m_target.lines.isOpen() && json.nextKey(key));
+    m_line.end();
+    m_metric = 0;
+    if (m_hasSystem && m_target.lines.isOpen()) emit::JsonLine("msg", "flush").writeTo(m_target.lines);
+}
+
+// Parts follow each other by the end of the collection as it was known when they were written, and by their
+// data.
+std::optional<PartKey> ZtjsonParts::place(JsonPull& json, std::string key) {
+    PartKey place;
+    place.placeBehind = UINT64_MAX;  // without data
+    do {
+        if (key != "Metadata" && key != "Data") {
+            json.skip();
+            continue;
+        }
+        json.enterList();
+        while (json.nextItem()) {
+            if (key == "Data") {
+                place.placeBehind = readRecord_i(json).time;
+                return place.run.empty() ? std::nullopt : std::optional(place);
+            }
+            Entry entry;
+            readEntry_i(json, entry);
+            if (!entry.isSystem) continue;
+            place.run = runOf_i(entry);
+            place.place = numberOf<std::uint64_t>(entry.system, "Collection Stop Timestamp");
+        }
+    } while (json.nextKey(key));
+    return place.run.empty() ? std::nullopt : std::optional(place);
+}
+
+std::string ZtjsonParts::runOf_i(const Entry& system) {
+    return textOf(system.system, "Collection Start Timestamp") + '\n' + textOf(system.system, "Platform ID") +
+           '\n' + textOf(system.system, "Host Name");
+}
+
+void ZtjsonParts::readTexts_i(JsonPull& json, std::map<std::string, std::string>& texts) {
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(key)) texts[key] = json.text();
+}
+
+void ZtjsonParts::readPair_i(JsonPull& json, Entry& entry) {
+    Pair pair;
+    std::map<std::string, std::string> descriptor;
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(key)) {
+        if (key == "Entity")
+            pair.entity = json.text();
+        else if (key == "Descriptor")
+            readTexts_i(json, descriptor);
+        else
+            json.skip();
+    }
+    pair.descriptor = descriptor["Name"];
+    pair.state = descriptor["AttributeValue"];
+    entry.pairs.push_back(std::move(pair));
+}
+
+void ZtjsonParts::readEntry_i(JsonPull& json, Entry& entry) {
+    std::map<std::string, std::string> quantity;
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(key)) {
+        if (key == "FeatureName") {
+            entry.group = json.text();
+        } else if (key == "Name") {
+            entry.name = json.text();
+        } else if (key == "ID") {
+            entry.id = static_cast<std::int64_t>(json.number());
+        } else if (key == "Type") {
+            entry.type = json.text();
+        } else if (key == "Quantity") {
+            readTexts_i(json, quantity);
+        } else if (key == "States") {
+            readOneOrMore(json, [&] { entry.states.push_back(json.text()); });
+        } else if (key == "Entity-Descriptor-Combinations") {
+            readOneOrMore(json, [&] { readPair_i(json, entry); });
+        } else if (key == "Platform" || key == "OS" || key == "Zentrace") {
+            entry.isSystem = true;
+            readTexts_i(json, entry.system);
+        } else {
+            json.skip();
+        }
+    }
+    entry.quantity = quantity["Name"];
+    entry.units = quantity["Units"];
+}
+
+ZtjsonParts::Record ZtjsonParts::readRecord_i(JsonPull& json) {
+    Record record;
+    std::string key;
+    json.enterObject();
+    while (json.nextKey(key)) {
+        if (key == "ID")
+            record.id = static_cast<std::int64_t>(json.number());
+        else if (key == "Entity")
+            record.entity = json.text();
+        else if (key == "Descriptor")
+            record.descriptor = json.text();
+        else if (key == "Timestamp")
+            record.time = json.whole();
+        else if (key == "Duration")
+            record.duration = json.number();
+        else if (key == "Value")
+            record.value = json.number();
+        else
+            json.skip();
+    }
+    return record;
+}
+
+void ZtjsonParts::entry_i(JsonPull& json, const Entry& entry) {
+    m_line.end();
+    m_metric = 0;
+    if (entry.isSystem) return system_i(entry);
+    if (static_cast<std::uint32_t>(entry.id) == 0) return json.fail("a metric has the id 0");
+    metric_i(entry);
+}
+
+void ZtjsonParts::system_i(const Entry& entry) {
+    const auto& texts = entry.system;
+    SystemDescription system;
+    system.stop = numberOf<std::uint64_t>(texts, "Collection Stop Timestamp");
+    system.durationSec = numberOf<double>(texts, "Collection Duration");
+    if (m_hasSystem) return writeStop(system.stop, system.durationSec, m_target.lines);
+    m_hasSystem = true;
+    system.platformId = numberOf<std::uint32_t>(texts, "Platform ID");
+    system.platform = textOf(texts, "Plaform Name");
+    system.codeName = textOf(texts, "CPU Name");
+    system.nativeModel = textOf(texts, "CPU Native Name");
+    system.pchNames = textOf(texts, "PCH Name");
+    system.host = textOf(texts, "Host Name");
+    system.packageCount = numberOf<std::uint32_t>(texts, "Num Packages");
+    system.moduleCount = numberOf<std::uint32_t>(texts, "Num Modules");
+    system.coreCount = numberOf<std::uint32_t>(texts, "Num Cores");
+    system.threadCount = numberOf<std::uint32_t>(texts, "Num Threads");
+    system.hfmMHz = numberOf<float>(texts, "HFM Frequency MHz");
+    system.lfmMHz = numberOf<float>(texts, "LFM Frequency MHz");
+    system.cpuMHz = numberOf<float>(texts, "CPU Frequency MHz");
+    system.busMHz = numberOf<float>(texts, "Bus Frequency MHz");
+    system.osName = textOf(texts, "OS Name");
+    system.osType = textOf(texts, "OS Type");
+    system.osVersion = textOf(texts, "OS Version");
+    system.start = numberOf<std::uint64_t>(texts, "Collection Start Timestamp");
+    m_clock = TickClock::fromSpan(system.start, system.stop, system.durationSec);
+    system.tscMHz = m_clock.frequencyMHz();
+    writeSystem(system, m_target.lines);
+}
+
+ZtjsonParts::Id ZtjsonParts::entityOf_i(const std::string& name) {
+    const auto [known, isNew] = m_entities.try_emplace(name, m_nextHandle);
+    if (isNew)
+        emit::JsonLine("def", "entity")
+            .member("id", m_nextHandle++)
+            .member("name", name)
+            .writeTo(m_target.lines);
+    return known->second;
+}
+
+ZtjsonParts::Id ZtjsonParts::descriptorOf_i(const std::string& name, const std::string& state,
+                                            bool hasState) {
+    const auto found = m_descriptors.find({name, {hasState, state}});
+    if (found != m_descriptors.end()) return found->second;
+    if (hasState && m_attribute == 0) {
+        m_attribute = m_nextHandle++;
+        emit::JsonLine line("def", "attribute");
+        line.member("id", m_attribute).member("name", "State").member("type", 1).writeTo(m_target.lines);
+    }
+    const Id id = m_nextHandle++;
+    emit::JsonLine line("def", "descriptor");
+    line.member("id", id).member("name", name);
+    if (hasState) {
+        line.key("attributes").beginList().beginList().value(m_attribute);
+        line.beginObject().member("s", state).endObject().endList().endList();
+    }
+    line.writeTo(m_target.lines);
+    m_states.try_emplace(name, id);
+    return m_descriptors.try_emplace({name, {hasState, state}}, id).first->second;
+}
+
+ZtjsonParts::Id ZtjsonParts::quantityOf_i(const Entry& entry) {
+    if (entry.quantity.empty() && entry.units.empty()) return 0;
+    const auto next = static_cast<Id>(m_quantities.size() + 1);
+    const auto [known, isNew] = m_quantities.try_emplace({entry.quantity, entry.units}, next);
+    if (!isNew) return known->second;
+    emit::JsonLine line("def", "quantity");
+    line.member("id", next).member("kind", 0).member("name", entry.quantity).member("units", entry.units);
+    const std::string units = entry.units.empty() ? std::string() : " (" + entry.units + ")";
+    line.member("title", entry.quantity + units).writeTo(m_target.lines);
+    return next;
+}
+
+void ZtjsonParts::metric_i(const Entry& entry) {
+    const auto id = static_cast<std::uint32_t>(entry.id);
+    Metric metric;
+    metric.type = metricTypeOf(entry.type);
+    const Id quantity = quantityOf_i(entry);
+    std::vector<Part> parts;
+    for (const Pair& pair : entry.pairs) {
+        const bool hasState = !pair.state.empty();
+        const bool hasDescriptor = hasState || !pair.descriptor.empty();
+        const Id descriptor = hasDescriptor ? descriptorOf_i(pair.descriptor, pair.state, hasState) : 0;
+        parts.push_back({entityOf_i(pair.entity), descriptor, hasState ? pair.state : pair.descriptor});
+        metric.parts.emplace(pair.descriptor, parts.back());
+    }
+    if (metric.type == METRIC_DELTA && parts.empty()) metric.entity = entityOf_i(entry.name);
+    if (metric.type == METRIC_DELTA && !parts.empty()) metric.entity = parts.front().entity;
+    emit::JsonLine line("def", "metric");
+    line.member("id", id).member("name", entry.name).member("group", entry.group);
+    line.member("type", unsigned{metric.type});
+    if (quantity != 0) line.member("quantity", quantity);
+    line.key("legend").beginList();
+    for (const std::string& state : entry.states) {
+        const auto known = m_states.find(state);
+        line.beginObject();
+        known != m_states.end() ? line.member("h", known->second) : line.member("s", state);
+        line.endObject();
+    }
+    line.endList().key("descriptors").beginList();
+    for (const Part& part : parts) {
+        line.beginList().value(part.entity);
+        (part.descriptor != 0 ? line.value(part.descriptor) : line.null()).endList();
+    }
+    line.endList().writeTo(m_target.lines);
+    m_metrics.insert_or_assign(id, std::move(metric));
+}
+
+// Which entity and descriptor a record is about. A delta names the state in place of the entity; one that the
+// message has already is of the next entity with that state.
+void ZtjsonParts::findPart_i(Metric& metric, const Record& record, Id& entity, Id& descriptor) {
+    const bool hasDescriptor = record.descriptor != NO_DESCRIPTOR;
+    descriptor = 0;
+    if (metric.type != METRIC_DELTA) {
+        entity = entityOf_i(record.entity);
+        if (!hasDescriptor) return;
+        const auto [first, last] = metric.parts.equal_range(record.descriptor);
+        for (auto part = first; part != last; ++part)
+            if (part->second.entity == entity) descriptor = part->second.descriptor;
+        if (descriptor == 0 && first != last) descriptor = first->second.descriptor;
+        if (descriptor == 0) descriptor = descriptorOf_i(record.descriptor, {}, false);
+        return;
+    }
+    entity = metric.entity;
+    if (!hasDescriptor) return;
+    const auto [first, last] = metric.parts.equal_range(record.descriptor);
+    for (auto part = first; part != last; ++part) {
+        if (part->second.state != record.entity ||
+            m_used.contains({part->second.entity, part->second.descriptor}))
+            continue;
+        entity = part->second.entity;
+        descriptor = part->second.descriptor;
+        break;
+    }
+    if (descriptor == 0)
+        descriptor = descriptorOf_i(record.descriptor, record.entity, record.entity != record.descriptor);
+}
+
+void ZtjsonParts::record_i(JsonPull& json, const Record& record) {
+    if (!m_hasSystem) return json.fail("a record stands before the description of the machine");
+    const auto id = static_cast<std::uint32_t>(record.id);
+    const auto found = m_metrics.find(id);
+    if (found == m_metrics.end())
+        return json.fail("metric " + std::to_string(record.id) +
+                         " is not described in this part or one before it");
+    Metric& metric = found->second;
+    const bool isTraced = metric.type == METRIC_TRANSITION || metric.type == METRIC_EVENT;
+    if (m_metric != id || m_time != record.time || isTraced || m_line.count() >= MOST_ELEMENTS)
+        m_used.clear();
+    Id entity = 0;
+    Id descriptor = 0;
+    findPart_i(metric, record, entity, descriptor);
+    if (m_used.empty()) m_line.begin(id, record.time);
+    m_used.insert({entity, descriptor});
+    m_metric = id;
+    m_time = record.time;
+    m_line.element(entity, descriptor, m_clock.ticksOf(record.duration));
+    value_i(metric.type, record.value, descriptor);
+}
+
+void ZtjsonParts::value_i(std::uint8_t type, double value, Id descriptor) {
+    switch (type) {
+        case METRIC_RESIDENCY:
+            return residency_i(value);
+        case METRIC_DELTA:
+            if (value >= 0 && !std::signbit(value) && value < 0x1p53 && value == std::trunc(value))
+                return m_line.number(static_cast<std::uint64_t>(value));
+            return m_line.real(value);
+        case METRIC_VALUE:
+            return m_line.real(value);
+        default:
+            return descriptor != 0 ? m_line.handle(descriptor) : m_line.none();
+    }
+}
+
+// Ticks, as many as come out as the same number of microseconds again, if there is such a number.
+void ZtjsonParts::residency_i(double value) {
+    const auto factor = static_cast<double>(m_clock.factor());
+    double ticks = value / factor;
+    if (ticks >= 0 && !std::signbit(value) && ticks < 0x1p53) {
+        const auto whole = static_cast<std::uint64_t>(std::llround(ticks));
+        if (static_cast<double>(whole) * factor == value) return m_line.number(whole);
+    }
+    for (const double end : {0.0, static_cast<double>(INFINITY)})
+        if (const double next = std::nextafter(ticks, end); next * factor == value) ticks = next;
+    m_line.real(ticks);
+}
+
+}  // namespace host::importers
