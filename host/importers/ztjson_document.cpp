@@ -303,7 +303,7 @@ ZtjsonDocument::Id ZtjsonDocument::defineQuantity_i(const Category& category) {
         constexpr int INSTANTANEOUS = 9;
         const Id id = m_nextQuantity++;
         emit::JsonLine line("def", "quantity");
-        line.member("id", id).member("kind", unit.isCalculated && rate == nullptr ? INSTANTANEOUS : 0);
+        line.member("id", id).member("kind", unit.isCalculated ? INSTANTANEOUS : 0);
         line.member("name", unit.name).member("units", unit.units);
         line.member("title", unit.units.empty() ? unit.name : unit.name + " (" + unit.units + ")");
         if (rate != nullptr) line.key("rate").beginList().value(id - 1).value(rate->conversion).endList();
@@ -326,9 +326,7 @@ ZtjsonDocument::Id ZtjsonDocument::defineMetric_i(const Category& category, std:
     metric.type = type;
     const Id quantity = defineQuantity_i(category);
     metric.isInstant = type == METRIC_EVENT;
-    if (type == METRIC_VALUE)
-        metric.isInstant =
-            quantity == 0 || (category.units.size() == 1 && category.units.front().isCalculated);
+    if (type == METRIC_VALUE) metric.isInstant = quantity == 0 || category.units.front().isCalculated;
     metric.isRate = quantity != 0 && category.units.back().isCalculated;
     const bool showsRate = metric.isRate && !category.series.front().hasStates;
     metric.conversion = showsRate ? category.units.back().conversion : 1.0;
@@ -344,8 +342,19 @@ ZtjsonDocument::Id ZtjsonDocument::defineMetric_i(const Category& category, std:
     return id;
 }
 
+// The states of a category whose first series has none have numbers and no names.
+void ZtjsonDocument::nameStates_i(Category& category) {
+    constexpr std::uint32_t MOST = 65536;
+    std::uint32_t count = 0;
+    for (const Series& series : category.series)
+        for (const Value& value : series.values)
+            if (series.hasStates && value.state < MOST) count = std::max(count, value.state + 1);
+    for (std::uint32_t state = 0; state < count; ++state) category.states.push_back(std::to_string(state));
+}
+
 // A category whose series do not all suit its type comes from several metrics of one name.
 void ZtjsonDocument::define_i(Category& category) {
+    if (category.states.empty()) nameStates_i(category);
     category.name.append(m_categories[category.name]++, '\0');
     const std::uint8_t type = metricTypeOf(category.type);
     Id plain = 0;
@@ -371,7 +380,7 @@ void ZtjsonDocument::define_i(Category& category) {
 // Puts the series together by time. Each begins behind the one before it in the document, and goes on in its
 // own order.
 void ZtjsonDocument::deliver_i(Category& category) {
-    std::size_t begun = 1;
+    std::size_t begun = 0;
     std::vector<Series>& all = category.series;
     while (m_target.lines.isOpen()) {
         const std::size_t open = std::min(begun + 1, all.size());

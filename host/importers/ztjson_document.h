@@ -83,6 +83,7 @@ private:
     bool suits_i(const TickClock& clock, const Category& category) const;
     void category_i(Category& category);
     void define_i(Category& category);
+    static void nameStates_i(Category& category);
     Id defineMetric_i(const Category& category, std::uint8_t type);
     Id defineQuantity_i(const Category& category);
     Id descriptor_i(const std::string& name, bool hasState);
