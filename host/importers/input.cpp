@@ -38,6 +38,11 @@ Input::Input(std::string name, base::Descriptor file, int descriptor, const base
 
 Input::Input(std::string name, base::ByteSource& bytes) : m_name(std::move(name)), m_stored(bytes) {}
 
+int Input::seekableFile() {
+    content();
+    return m_decompressed == nullptr && m_fileSize > 0 && m_file.isOpen() ? m_file.get() : -1;
+}
+
 BufferedBytes& Input::content() {
     if (!m_isBegun) decompress_i();
     m_isBegun = true;

@@ -25,6 +25,9 @@ public:
     std::uint64_t fileSize() const { return m_fileSize; }  // 0 if it has none
     bool isStopped() const { return m_stop != nullptr && m_stop->isRequested(); }
 
+    // The file itself, if it is one that can be read at any place and is not compressed; else -1.
+    int seekableFile();
+
     // The content. The first call reads its begin.
     BufferedBytes& content();
 

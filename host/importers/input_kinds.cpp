@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/importers/pwr_importer.h"
 #include "host/importers/ztbin_importer.h"
 #include "host/importers/ztjson_importer.h"
 
@@ -38,6 +39,9 @@ constexpr InputKind KINDS[] = {
      sniffZtjson, makeZtjsonImporter, placeZtjson,
      "not in a .ztjson file: times of day, the clock's frequency, metric groups of a document, entities of a "
      "continuous run's deltas, tables and notes (see docs/inputs.md)"},
+    {"pwr", ".pwr", "The import trace", sniffPwr, makePwrImporter, nullptr,
+     "not in a .pwr file: names of attributes, groups and legends of metrics, quantities of transitions, "
+     "wakelocks, frequencies but those of clock and processor, tables and notes (see docs/inputs.md)"},
 };
 
 }  // namespace

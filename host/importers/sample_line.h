@@ -31,6 +31,12 @@ public:
     }
     std::size_t count() const { return m_count; }
 
+    // Attributes of the element, as the stream writes them: pairs with commas between. In front of the value.
+    void info(std::string_view pairs) { m_text.append(",\"info\":[").append(pairs).push_back(']'); }
+
+    // A value as the stream writes it.
+    void value(std::string_view json) { m_text.append(",\"v\":").append(json).push_back('}'); }
+
     void none() { m_text.push_back('}'); }
     void number(std::uint64_t value) { value_i('u', value); }
     void number(std::int64_t value) { value_i('i', value); }

@@ -39,6 +39,9 @@ ALLOWED = {
 ALLOWED_FILES = {
     "plugins/writer_plugins.cpp": {"summary", "overtime", "import", "json", "binary"},
     "host/importers/state_order.cpp": {"json/state_sort.h"},
+    "host/importers/pwr_header.cpp": {"import/record_format.h"},
+    "host/importers/pwr_lines.cpp": {"import/record_format.h"},
+    "host/importers/pwr_importer.cpp": {"import/record_format.h"},
     "host/inspect/pwr_record.cpp": {"import/record_format.h"},
     "host/inspect/pwr_sample_decoder.cpp": {"import/record_format.h"},
     "host/inspect/pwr_decoder.cpp": {"import/record_format.h"},

@@ -1,0 +1,243 @@
+#include "host/importers/pwr_importer.h"
+
+#include <algorithm>
+#include <queue>
+#include <utility>
+
+#include "import/record_format.h"
+#include "plugins/packing.h"
+
+namespace host::importers {
+
+using namespace vyrta;
+using inspect::ByteReader;
+using inspect::PwrKind;
+using inspect::PwrRecord;
+
+namespace {
+
+// No record is longer: its length has 16 bits and is counted from here at the latest.
+constexpr std::size_t LONGEST_RECORD = 65536 + PROCESS_LENGTH_AT;
+
+std::uint64_t timeOf(const PwrRecord& sample) {
+    return sample.fieldsFrom(4).get<std::uint64_t>();
+}
+
+}  // namespace
+
+Sniff sniffPwr(std::string_view head, bool isWhole) {
+    constexpr std::string_view PWR_MAGIC("\x00\x00\x00\x08\xFA\xDE\xDE\xAD", MAGIC_SIZE);
+    if (head.starts_with(PWR_MAGIC)) return Sniff::Yes;
+    return PWR_MAGIC.starts_with(head) && !isWhole ? Sniff::NeedsMore : Sniff::No;
+}
+
+std::unique_ptr<Importer> makePwrImporter(const ImportTarget& target) {
+    return std::make_unique<PwrImporter>(target);
+}
+
+bool PwrImporter::read(Input& part, Damage& damage) {
+    m_content = std::make_unique<SeekableContent>(part.seekableFile());
+    const bool isWhole = index_i(part, damage);
+    m_header.finish();
+    deliver_i(part);
+    if (m_wakelocks > 0) m_target.note(std::to_string(m_wakelocks) + " records of wakelocks are left out");
+    return isWhole;
+}
+
+bool PwrImporter::index_i(Input& part, Damage& damage) {
+    BufferedBytes& content = part.content();
+    std::string fault;
+    while (fault.empty() && !part.isStopped()) {
+        const std::string_view bytes = content.peek(LONGEST_RECORD);
+        if (bytes.empty()) break;
+        ByteReader file(bytes, content.offset());
+        const auto record = inspect::nextPwrRecord(file, fault);
+        if (!record) break;
+        if (!m_content->add(record->bytes)) {
+            fault = m_content->error();
+            break;
+        }
+        indexRecord_i(*record);
+        content.skip(record->bytes.size());
+    }
+    closeBlock_i(content.offset());
+    if (fault.empty() && !m_isClosed && !part.isStopped())
+        fault = "the file ends without the closing Magic record";
+    damage = {content.offset(), fault};
+    return fault.empty();
+}
+
+void PwrImporter::closeBlock_i(std::uint64_t end) {
+    if (m_open) m_blocks.push_back({*m_open, ContentWindow(*m_content, m_openBegin, end)});
+    m_open.reset();
+}
+
+void PwrImporter::indexRecord_i(const PwrRecord& record) {
+    switch (record.kind) {
+        case PwrKind::Magic:
+            m_isClosed = ++m_magics > 1;
+            return;
+        case PwrKind::Metric:
+            closeBlock_i(record.offset);
+            m_open = PwrLines::metricOf(record);
+            m_openBegin = record.offset + record.bytes.size();
+            return;
+        case PwrKind::Sample: {
+            m_lastTime = std::max(m_lastTime, timeOf(record));
+            const auto attributes = PwrLines::attributesOf(record);
+            for (std::size_t i = 0; i + 1 < attributes.size(); ++i) {
+                if (attributes[i].type != ATTRIBUTE_KIND_ENTITY || !PwrLines::isInfo(attributes[i + 1]))
+                    continue;
+                auto& known = m_entityAttributes[attributes[i].value];
+                if (known.empty())
+                    for (std::size_t j = i + 1; j < attributes.size() && PwrLines::isInfo(attributes[j]); ++j)
+                        known.push_back(attributes[j]);
+            }
+            return;
+        }
+        case PwrKind::KernelWakelock:
+        case PwrKind::UserWakelock:
+        case PwrKind::Package:
+            closeBlock_i(record.offset);
+            ++m_wakelocks;
+            return;
+        default:
+            if (!m_isClosed) m_header.take(record);
+    }
+}
+
+// The next sample of a block; nothing at its end.
+std::optional<PwrRecord> PwrImporter::sample_i(Block& block) const {
+    std::string_view bytes = block.samples.peek(SAMPLE_HEAD_SIZE);
+    if (bytes.size() < SAMPLE_HEAD_SIZE) return std::nullopt;
+    const auto length = packing::get<std::uint16_t>(bytes.data() + TIMED_LENGTH_AT);
+    bytes = block.samples.peek(TIMED_LENGTH_AT + length);
+    ByteReader file(bytes, block.samples.offset());
+    std::string fault;
+    auto record = inspect::nextPwrRecord(file, fault);
+    if (record && record->kind != PwrKind::Sample) record.reset();
+    return record;
+}
+
+void PwrImporter::visitQuantity_i(std::uint64_t id, auto visit) const {
+    // Rates do not go round in circles in a sound file.
+    for (int depth = 0; depth < 16; ++depth) {
+        const PwrHeader::Info* const quantity = m_header.find("quantity", id);
+        if (quantity == nullptr) return;
+        visit(quantity->place);
+        if (quantity->parent == NO_ID) return;
+        id = quantity->parent;
+    }
+}
+
+// Calls `visit` with the places of all header records that a sample needs.
+template <typename Visit>
+void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visit visit) const {
+    const auto info = [&](std::string_view kind, std::uint64_t id) {
+        if (const PwrHeader::Info* const found = m_header.find(kind, id)) visit(found->place);
+    };
+    if (!block.isBegun) {
+        info("tab_group", block.metric.tabGroup);
+        info("timeline_group", block.metric.timelineGroup);
+        visitQuantity_i(block.metric.quantity, visit);
+    }
+    for (const PwrLines::Attribute& attribute : PwrLines::attributesOf(sample)) {
+        switch (attribute.type) {
+            case ATTRIBUTE_KIND_ENTITY: {
+                const PwrHeader::Info* entity = m_header.find("entity", attribute.value);
+                for (int depth = 0; entity != nullptr && depth < 64; ++depth) {
+                    visit(entity->place);
+                    entity = entity->parent != NO_ID ? m_header.find("entity", entity->parent) : nullptr;
+                }
+                break;
+            }
+            case ATTRIBUTE_KIND_FIELD:
+                info("field", attribute.value);
+                break;
+            case ATTRIBUTE_KIND_COLOR:
+                info("color", attribute.value);
+                break;
+            case ATTRIBUTE_KIND_INFO:
+                info("nameid_attribute", attribute.value);
+                break;
+            case ATTRIBUTE_KIND_QUANTITY:
+                visitQuantity_i(attribute.value, visit);
+                break;
+            default:
+                break;
+        }
+    }
+}
+
+// The first record of the header that a sample needs and none before it; NO_PLACE if there is none.
+std::size_t PwrImporter::firstNeed_i(const Block& block, const PwrRecord& sample) {
+    std::size_t first = PwrHeader::NO_PLACE;
+    visitNeeds_i(block, sample, [&](std::size_t place) {
+        if (!m_isUsed[place]) first = std::min(first, place);
+    });
+    return first;
+}
+
+void PwrImporter::markNeeds_i(const Block& block, const PwrRecord& sample) {
+    visitNeeds_i(block, sample, [this](std::size_t place) { m_isUsed[place] = true; });
+    while (m_nextPlace < m_isUsed.size() && m_isUsed[m_nextPlace]) ++m_nextPlace;
+}
+
+// Takes the earliest of the blocks' next samples, but none that would make a record of the header before its
+// turn.
+void PwrImporter::deliver_i(Input& part) {
+    SystemDescription& system = m_header.system;
+    system.stop = std::max(m_lastTime, system.start);
+    if (system.tscMHz > 0)
+        system.durationSec =
+            static_cast<double>(system.stop - system.start) / static_cast<double>(system.tscMHz) / 1e6;
+    writeSystem(system, m_target.lines);
+    m_isUsed.assign(m_header.places, false);
+    // Processes and threads come about together with the states of their samples.
+    for (const auto* runners : {&m_header.processes, &m_header.threads})
+        for (const PwrHeader::Process& runner : *runners)
+            if (runner.place != PwrHeader::NO_PLACE) m_isUsed[runner.place] = true;
+    PwrLines lines(m_header, m_target.lines);
+    lines.setEntityAttributes(&m_entityAttributes);
+    for (const Block& block : m_blocks)
+        if (block.metric.metricClass == METRIC_CLASS_TRACED_FINITE_SET_COUNTER)
+            lines.setTimeQuantity(block.metric.quantity);
+
+    using Entry = std::pair<std::uint64_t, std::size_t>;  // time and block
+    std::priority_queue<Entry, std::vector<Entry>, std::greater<>> ready;
+    std::vector<std::pair<std::size_t, Entry>> waiting;  // by their first need
+    const auto push = [&](std::size_t block) {
+        if (const auto sample = sample_i(m_blocks[block])) ready.emplace(timeOf(*sample), block);
+    };
+    for (std::size_t i = 0; i < m_blocks.size(); ++i) push(i);
+    while ((!ready.empty() || !waiting.empty()) && m_target.lines.isOpen() && !part.isStopped()) {
+        if (ready.empty()) {
+            // Records that no sample needs are of samples which are not in the file.
+            const auto next = std::min_element(waiting.begin(), waiting.end());
+            m_nextPlace = next->first;
+            ready.push(next->second);
+            waiting.erase(next);
+        }
+        const Entry entry = ready.top();
+        ready.pop();
+        Block& block = m_blocks[entry.second];
+        const auto sample = sample_i(block);
+        const std::size_t need = firstNeed_i(block, *sample);
+        if (need != PwrHeader::NO_PLACE && need > m_nextPlace) {
+            waiting.emplace_back(need, entry);
+            continue;
+        }
+        const std::size_t placeBefore = m_nextPlace;
+        if (need != PwrHeader::NO_PLACE) markNeeds_i(block, *sample);
+        if (!block.isBegun) lines.metric(block.metric);
+        block.isBegun = true;
+        lines.sample(block.metric, *sample);
+        block.samples.skip(sample->bytes.size());
+        push(entry.second);
+        if (m_nextPlace == placeBefore) continue;
+        for (const auto& [place, blocked] : waiting) ready.push(blocked);
+        waiting.clear();
+    }
+}
+
+}  // namespace host::importers

@@ -1,0 +1,64 @@
+// The import trace as input; docs/formats/pwr.md describes the file.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "host/importers/importer.h"
+#include "host/importers/input_kinds.h"
+#include "host/importers/pwr_header.h"
+#include "host/importers/pwr_lines.h"
+#include "host/importers/seekable_content.h"
+
+namespace host::importers {
+
+Sniff sniffPwr(std::string_view head, bool isWhole);
+std::unique_ptr<Importer> makePwrImporter(const ImportTarget& target);
+
+// The samples of the file stand metric by metric. A first pass finds where each begins and what the header
+// defines; a second one makes messages of the samples in the order of time, as far as the order in which the
+// header's records came about allows it.
+class PwrImporter : public Importer {
+public:
+    explicit PwrImporter(const ImportTarget& target) : m_target(target) {}
+
+    bool read(Input& part, Damage& damage) override;
+
+private:
+    struct Block {
+        PwrLines::MetricRecord metric;
+        ContentWindow samples;
+        bool isBegun = false;
+    };
+
+    bool index_i(Input& part, Damage& damage);
+    void indexRecord_i(const inspect::PwrRecord& record);
+    void closeBlock_i(std::uint64_t end);
+    void deliver_i(Input& part);
+    std::optional<inspect::PwrRecord> sample_i(Block& block) const;
+    std::size_t firstNeed_i(const Block& block, const inspect::PwrRecord& sample);
+    void markNeeds_i(const Block& block, const inspect::PwrRecord& sample);
+    template <typename Visit>
+    void visitNeeds_i(const Block& block, const inspect::PwrRecord& sample, Visit visit) const;
+    void visitQuantity_i(std::uint64_t id, auto visit) const;
+
+    ImportTarget m_target;
+    PwrHeader m_header;
+    std::unique_ptr<SeekableContent> m_content;
+    std::vector<Block> m_blocks;
+    std::optional<PwrLines::MetricRecord> m_open;  // the block that is being indexed
+    std::uint64_t m_openBegin = 0;
+    bool m_isClosed = false;  // the second magic record has come
+    std::size_t m_magics = 0;
+    std::uint64_t m_lastTime = 0;
+    std::uint64_t m_wakelocks = 0;
+    std::unordered_map<std::uint64_t, std::vector<PwrLines::Attribute>> m_entityAttributes;
+    std::vector<bool> m_isUsed;  // places of the header
+    std::size_t m_nextPlace = 0;
+};
+
+}  // namespace host::importers

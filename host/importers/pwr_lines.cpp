@@ -1,0 +1,384 @@
+#include "host/importers/pwr_lines.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <iterator>
+
+#include "host/emit/json_line.h"
+#include "host/importers/metric_types.h"
+#include "import/record_format.h"
+#include "plugins/packing.h"
+
+namespace host::importers {
+
+using namespace vyrta;
+using inspect::ByteReader;
+using inspect::PwrRecord;
+
+namespace {
+
+constexpr int TYPE_DATA = 1;
+constexpr int TYPE_PROCESS = 3;
+constexpr int TYPE_THREAD = 4;
+constexpr int TYPE_NAME_VALUE = 5;
+
+// Ids of attributes that elements have: first those of numbers, of which a writer takes the one with the
+// least id for the first, then those of all other places in their order.
+constexpr std::uint32_t MEASURED_IDS = 4096;
+constexpr std::uint32_t PLACES = MAXIMUM_ATTRIBUTE_COUNT;
+constexpr std::uint32_t TYPES_PER_PLACE = 8;
+constexpr std::uint32_t RESERVED_IDS = MEASURED_IDS + PLACES * TYPES_PER_PLACE;
+
+// The quantity that a host has of its own.
+constexpr std::uint32_t HOST_TIME_QUANTITY = 1073741823;
+
+std::uint8_t typeOf(std::uint32_t metricClass) {
+    switch (metricClass) {
+        case METRIC_CLASS_SAMPLED_FINITE_SET_COUNTER:
+            return METRIC_RESIDENCY;
+        case METRIC_CLASS_SAMPLED_VALUE:
+        case METRIC_CLASS_SAMPLED_FINITE_SET_VALUE:
+            return METRIC_VALUE;
+        case METRIC_CLASS_TRACED_FINITE_SET_COUNTER:
+            return METRIC_TRANSITION;
+        case METRIC_CLASS_SAMPLED_COUNTER:
+            return METRIC_DELTA;
+        case METRIC_CLASS_TRACED_EVENT:
+            return METRIC_EVENT;
+        default:
+            return METRIC_UNKNOWN;
+    }
+}
+
+bool isLowerBound(std::uint32_t type) {
+    return type == ATTRIBUTE_KIND_INT_LOWER_BOUND || type == ATTRIBUTE_KIND_UINT_LOWER_BOUND ||
+           type == ATTRIBUTE_KIND_REAL_LOWER_BOUND;
+}
+
+std::string quoted(const std::string& text) {
+    const std::string clean = base::toUtf8(text);
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    writer.String(clean.data(), static_cast<rapidjson::SizeType>(clean.size()));
+    return {buffer.GetString(), buffer.GetSize()};
+}
+
+}  // namespace
+
+PwrLines::PwrLines(const PwrHeader& header, emit::Output& output)
+    : m_header(header), m_output(output), m_line(output) {
+    const auto others = static_cast<Id>(header.places);
+    m_firstMeasured = header.findFreeIds(RESERVED_IDS + others);
+    m_firstSlot = m_firstMeasured + MEASURED_IDS;
+    m_nextId = m_firstMeasured + RESERVED_IDS;
+    for (const PwrHeader::Process& process : header.processes) m_processes[process.pid].push_back(&process);
+    for (const PwrHeader::Process& thread : header.threads) m_threads[thread.tid].push_back(&thread);
+}
+
+PwrLines::MetricRecord PwrLines::metricOf(const PwrRecord& record) {
+    ByteReader fields = record.fieldsFrom(20);
+    MetricRecord metric;
+    metric.metricClass = fields.get<std::uint32_t>();
+    metric.id = fields.get<std::uint32_t>();
+    metric.quantity = fields.get<std::uint32_t>();
+    metric.tabGroup = fields.get<std::uint32_t>();
+    metric.timelineGroup = fields.get<std::uint32_t>();
+    const std::size_t length = fields.get<std::uint16_t>();
+    fields.get<std::uint16_t>();
+    metric.name = fields.getBytes(length);
+    return metric;
+}
+
+std::vector<PwrLines::Attribute> PwrLines::attributesOf(const PwrRecord& sample) {
+    ByteReader fields = sample.fieldsFrom(20);
+    std::vector<Attribute> attributes(fields.get<std::uint16_t>());
+    for (Attribute& attribute : attributes) {
+        attribute.type = fields.get<std::uint32_t>();
+        attribute.value = fields.get<std::uint64_t>();
+    }
+    return attributes;
+}
+
+bool PwrLines::isInfo(const Attribute& attribute) {
+    return attribute.type == ATTRIBUTE_KIND_PROCESS || attribute.type == ATTRIBUTE_KIND_THREAD ||
+           attribute.type == ATTRIBUTE_KIND_INFO;
+}
+
+std::vector<PwrLines::Element> PwrLines::elementsOf_i(const std::vector<Attribute>& attributes) {
+    std::vector<Element> elements;
+    std::uint64_t entity = 0;
+    bool isInElement = false;
+    for (std::size_t i = 0; i < attributes.size(); ++i) {
+        const Attribute& attribute = attributes[i];
+        if (attribute.type == ATTRIBUTE_KIND_ENTITY) {
+            entity = attribute.value;
+            isInElement = false;
+        } else if (attribute.type == ATTRIBUTE_KIND_FIELD) {
+            Element& element = elements.emplace_back();
+            element.entity = entity;
+            element.field = attribute.value;
+            isInElement = true;
+        } else if (isInElement) {
+            Element& element = elements.back();
+            element.endsInInfo = isInfo(attribute);
+            if (attribute.type == ATTRIBUTE_KIND_DURATION) {
+                element.duration = attribute.value;
+            } else if (isInfo(attribute)) {
+                element.infos.push_back(attribute);
+            } else if (attribute.type == ATTRIBUTE_KIND_QUANTITY) {
+                element.measured.push_back(attribute);
+                if (i + 1 < attributes.size()) element.measured.push_back(attributes[++i]);
+                if (isLowerBound(element.measured.back().type) && i + 1 < attributes.size())
+                    element.measured.push_back(attributes[++i]);
+            } else if (attribute.type != ATTRIBUTE_KIND_COLOR) {
+                element.value.push_back(attribute);
+            }
+        }
+    }
+    return elements;
+}
+
+void PwrLines::quantity_i(std::uint64_t id) {
+    const PwrHeader::Info* const info = m_header.find("quantity", id);
+    if (info == nullptr || id == 0 || id >= HOST_TIME_QUANTITY || !m_quantities.insert(id).second) return;
+    if (info->parent != NO_ID) quantity_i(info->parent);
+    // "name|units|multiplier"
+    const std::size_t last = info->name.rfind('|');
+    const std::size_t first = std::min(info->shortName.size(), last);
+    std::string units = first < last ? info->name.substr(first + 1, last - first - 1) : std::string();
+    double multiplier = 0;
+    const char* const digits = info->name.data() + (last != std::string::npos ? last + 1 : info->name.size());
+    std::from_chars(digits, info->name.data() + info->name.size(), multiplier);
+    emit::JsonLine line("def", "quantity");
+    line.member("id", id).member("kind", std::min(info->value, 255U)).member("name", info->shortName);
+    line.member("units", units);
+    line.member("title", units.empty() ? info->shortName : info->shortName + " (" + units + ")");
+    if (info->parent != NO_ID && m_quantities.contains(info->parent))
+        line.key("rate").beginList().value(info->parent).value(multiplier).endList();
+    if (id == m_timeQuantity) line.member("time", true);
+    line.writeTo(m_output);
+}
+
+void PwrLines::metric(const MetricRecord& metric) {
+    const std::uint8_t type = typeOf(metric.metricClass);
+    quantity_i(metric.quantity);
+    emit::JsonLine line("def", "metric");
+    line.member("id", metric.id).member("name", metric.name).member("type", unsigned{type});
+    // The quantity of a transition is always that of time.
+    if (type != METRIC_TRANSITION && m_quantities.contains(metric.quantity))
+        line.member("quantity", metric.quantity);
+    line.writeTo(m_output);
+}
+
+// Defines an entity with the attributes that its samples show.
+void PwrLines::entity_i(std::uint64_t id, std::uint64_t time) {
+    if (!m_entities.insert(id).second) return;
+    const PwrHeader::Info* const info = m_header.find("entity", id);
+    const bool hasParent = info != nullptr && info->parent != NO_ID;
+    if (hasParent) entity_i(info->parent, time);
+    std::vector<std::string> pairs;
+    if (const auto found = m_entityAttributes->find(id); found != m_entityAttributes->end())
+        for (const Attribute& attribute : found->second)
+            pairs.push_back(infoPair_i(attribute, pairs.size(), time));
+    emit::JsonLine line("def", "entity");
+    line.member("id", id).member("name", info != nullptr ? info->name : "entity " + std::to_string(id));
+    if (hasParent) line.member("parent", info->parent);
+    if (!pairs.empty()) {
+        line.key("attributes").beginList();
+        for (const std::string& pair : pairs) line.raw(pair);
+        line.endList();
+    }
+    line.writeTo(m_output);
+}
+
+// The descriptor of a state, which is named as a whole.
+PwrLines::Id PwrLines::field_i(std::uint64_t id) {
+    const auto [known, isNew] = m_fields.try_emplace(id, 0);
+    if (!isNew) return known->second;
+    known->second = id < FIRST_WRITER_ID ? static_cast<Id>(id) : m_nextId++;
+    const PwrHeader::Info* const info = m_header.find("field", id);
+    emit::JsonLine line("def", "descriptor");
+    line.member("id", known->second)
+        .member("name", info != nullptr ? info->name : "state " + std::to_string(id));
+    line.writeTo(m_output);
+    return known->second;
+}
+
+PwrLines::Id PwrLines::runner_i(const PwrHeader::Process& runner, bool isThread) {
+    const auto [known, isNew] = m_runners.try_emplace(&runner, m_nextId);
+    if (!isNew) return known->second;
+    emit::JsonLine line("def", isThread ? "thread" : "process");
+    line.member("id", m_nextId++);
+    if (isThread) line.member("tid", runner.tid);
+    line.member("pid", runner.pid);
+    if (!isThread) line.member("path", runner.path);
+    line.member("start", runner.start).member("end", runner.end).writeTo(m_output);
+    return known->second;
+}
+
+namespace {
+
+// Of those that have had an id, the one that had begun last at that time, or the first.
+const PwrHeader::Process* runnerAt(
+    const std::unordered_map<std::uint64_t, std::vector<const PwrHeader::Process*>>& runners,
+    std::uint64_t id, std::uint64_t time) {
+    const auto found = runners.find(id);
+    if (found == runners.end()) return nullptr;
+    const PwrHeader::Process* best = found->second.front();
+    for (const PwrHeader::Process* runner : found->second)
+        if (runner->start <= time && (best->start > time || runner->start > best->start)) best = runner;
+    return best;
+}
+
+}  // namespace
+
+PwrLines::Id PwrLines::process_i(std::uint64_t pid, std::uint64_t time) {
+    const PwrHeader::Process* const process = runnerAt(m_processes, pid, time);
+    return process != nullptr ? runner_i(*process, false) : 0;
+}
+
+PwrLines::Id PwrLines::thread_i(std::uint64_t tid, std::uint64_t time) {
+    const PwrHeader::Process* const thread = runnerAt(m_threads, tid, time);
+    return thread != nullptr ? runner_i(*thread, true) : 0;
+}
+
+void PwrLines::pair_i(std::uint64_t id) {
+    if (!m_pairs.insert(id).second) return;
+    const PwrHeader::Info* const info = m_header.find("nameid_attribute", id);
+    emit::JsonLine line("def", "pair");
+    line.member("id", id).member("info", info != nullptr ? info->name : std::string());
+    if (info != nullptr) line.member("desc", info->description).member("value", info->value);
+    line.writeTo(m_output);
+}
+
+PwrLines::Id PwrLines::slot_i(std::size_t place, int type) {
+    const auto at = static_cast<Id>(std::min<std::size_t>(place, PLACES - 1));
+    const Id id = m_firstSlot + at * TYPES_PER_PLACE + static_cast<Id>(type);
+    if (!m_slots.insert(id).second) return id;
+    const char* const name = type == TYPE_PROCESS ? "Process" : type == TYPE_THREAD ? "Thread" : "Info";
+    emit::JsonLine("def", "attribute")
+        .member("id", id)
+        .member("name", name)
+        .member("type", type)
+        .writeTo(m_output);
+    return id;
+}
+
+PwrLines::Id PwrLines::measuredSlot_i(std::uint64_t quantity) {
+    const auto next =
+        m_firstMeasured + static_cast<Id>(std::min<std::size_t>(m_measuredSlots.size(), MEASURED_IDS - 1));
+    const auto [known, isNew] = m_measuredSlots.try_emplace(quantity, next);
+    if (!isNew) return known->second;
+    quantity_i(quantity);
+    emit::JsonLine line("def", "attribute");
+    line.member("id", next).member("name", "Value").member("type", TYPE_DATA);
+    if (m_quantities.contains(quantity)) line.member("quantity", quantity);
+    line.writeTo(m_output);
+    return next;
+}
+
+// Strings are the writer's own; pairs the collector's.
+bool PwrLines::isText_i(const Attribute& info) const {
+    return info.type == ATTRIBUTE_KIND_INFO && info.value >= FIRST_WRITER_ID;
+}
+
+std::string PwrLines::textOf_i(const Attribute& info) const {
+    const PwrHeader::Info* const found = m_header.find("nameid_attribute", info.value);
+    return found != nullptr ? found->name : std::string();
+}
+
+std::string PwrLines::infoPair_i(const Attribute& info, std::size_t place, std::uint64_t time) {
+    const auto pair = [](Id attribute, const char* kind, const std::string& value) {
+        return "[" + std::to_string(attribute) + ",{\"" + kind + "\":" + value + "}]";
+    };
+    if (isText_i(info)) return pair(slot_i(place, TYPE_DATA), "s", quoted(textOf_i(info)));
+    if (info.type == ATTRIBUTE_KIND_INFO) {
+        pair_i(info.value);
+        return pair(slot_i(place, TYPE_NAME_VALUE), "h", std::to_string(info.value));
+    }
+    const bool isThread = info.type == ATTRIBUTE_KIND_THREAD;
+    const Id runner = isThread ? thread_i(info.value, time) : process_i(info.value, time);
+    if (runner == 0) return pair(slot_i(place, TYPE_DATA), "u", std::to_string(info.value));
+    return pair(slot_i(place, isThread ? TYPE_THREAD : TYPE_PROCESS), "h", std::to_string(runner));
+}
+
+std::string PwrLines::infos_i(const Element& element, std::size_t count, std::uint64_t time) {
+    std::string pairs;
+    if (!element.measured.empty()) {
+        const std::vector<Attribute> number(element.measured.begin() + 1, element.measured.end());
+        const std::string value = numberOf_i(number, m_isTruncated);
+        pairs = "[" + std::to_string(measuredSlot_i(element.measured.front().value)) + "," + value + "]";
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        pairs += (pairs.empty() ? "" : ",") + infoPair_i(element.infos[i], i, time);
+    return pairs;
+}
+
+// The value as the stream writes it: a number or a range.
+std::string PwrLines::numberOf_i(const std::vector<Attribute>& attributes, bool isTruncated) {
+    if (attributes.empty()) return "null";
+    const bool isRange = attributes.size() > 1 && isLowerBound(attributes[0].type);
+    const std::uint32_t type = attributes[0].type;
+    const bool isReal = type == ATTRIBUTE_KIND_REAL || type == ATTRIBUTE_KIND_REAL_LOWER_BOUND;
+    const bool isSigned = type == ATTRIBUTE_KIND_INT || type == ATTRIBUTE_KIND_INT_LOWER_BOUND;
+    const auto append = [&](std::string& out, std::uint64_t value) {
+        if (isReal)
+            SampleLine::appendReal(out,
+                                   isTruncated ? static_cast<double>(value) : std::bit_cast<double>(value));
+        else if (isSigned)
+            base::appendNumber(out, static_cast<std::int64_t>(value));
+        else
+            base::appendNumber(out, value);
+    };
+    std::string text = isReal ? "{\"r\":" : isSigned ? "{\"i\":" : "{\"u\":";
+    if (isRange) text += '[';
+    append(text, attributes[0].value);
+    if (isRange) {
+        text += ',';
+        append(text, attributes[1].value);
+        text += ']';
+    }
+    return text + '}';
+}
+
+// A text that stands last is the element's value; in traced metrics only if it names the state, as one whose
+// value was a text has no other name.
+bool PwrLines::isTextValue_i(const MetricRecord& metric, const Element& element) const {
+    if (!element.value.empty() || !element.endsInInfo || !isText_i(element.infos.back())) return false;
+    const std::uint8_t type = typeOf(metric.metricClass);
+    if (type != METRIC_TRANSITION && type != METRIC_EVENT) return type != METRIC_RESIDENCY;
+    if (element.field >= FIRST_WRITER_ID) return true;
+    const PwrHeader::Info* const field = m_header.find("field", element.field);
+    const std::string text = textOf_i(element.infos.back());
+    return field != nullptr && field->name == (text.empty() ? "NA" : text);
+}
+
+void PwrLines::sample(const MetricRecord& metric, const PwrRecord& sample) {
+    const auto time = sample.fieldsFrom(4).get<std::uint64_t>();
+    m_isTruncated = sample.fieldsFrom(18).get<std::uint16_t>() == VERSION_TRUNCATED_REALS;
+    const std::vector<Element> elements = elementsOf_i(attributesOf(sample));
+    for (const Element& element : elements) entity_i(element.entity, time);
+    m_line.begin(metric.id, time);
+    for (const Element& element : elements) element_i(metric, element, time);
+    m_line.end();
+}
+
+void PwrLines::element_i(const MetricRecord& metric, const Element& element, std::uint64_t time) {
+    const bool isText = isTextValue_i(metric, element);
+    const std::uint8_t type = typeOf(metric.metricClass);
+    const bool isTraced = type == METRIC_TRANSITION || type == METRIC_EVENT;
+    // A state that a text has made has no descriptor.
+    const Id descriptor = isText && isTraced ? 0 : field_i(element.field);
+    const std::string infos = infos_i(element, element.infos.size() - (isText ? 1 : 0), time);
+    m_line.element(element.entity, descriptor, element.duration);
+    if (!infos.empty()) m_line.info(infos);
+    if (isText)
+        m_line.text(textOf_i(element.infos.back()));
+    else if (!element.value.empty())
+        m_line.value(numberOf_i(element.value, m_isTruncated));
+    else
+        m_line.handle(descriptor);
+}
+
+}  // namespace host::importers

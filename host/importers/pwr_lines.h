@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "host/emit/output.h"
+#include "host/importers/pwr_header.h"
+#include "host/importers/sample_line.h"
+#include "host/inspect/pwr_record.h"
+
+namespace host::importers {
+
+// Makes lines of the samples of an import trace. Definitions are written where a sample first needs them.
+class PwrLines {
+public:
+    struct Attribute {
+        std::uint32_t type = 0;
+        std::uint64_t value = 0;
+    };
+    struct MetricRecord {
+        std::uint32_t id = 0, metricClass = 0, quantity = 0, tabGroup = 0, timelineGroup = 0;
+        std::string name;
+    };
+
+    // `header` must outlive this object.
+    PwrLines(const PwrHeader& header, emit::Output& output);
+
+    static MetricRecord metricOf(const inspect::PwrRecord& record);
+    static std::vector<Attribute> attributesOf(const inspect::PwrRecord& sample);
+
+    // True for an attribute of the collector's things, which entities and elements have.
+    static bool isInfo(const Attribute& attribute);
+
+    // The attributes of entities, by the entity's id. Must outlive this object.
+    void setEntityAttributes(const std::unordered_map<std::uint64_t, std::vector<Attribute>>* attributes) {
+        m_entityAttributes = attributes;
+    }
+
+    // The quantity of time, which is known by its use.
+    void setTimeQuantity(std::uint64_t id) { m_timeQuantity = id; }
+
+    void metric(const MetricRecord& metric);
+    void sample(const MetricRecord& metric, const inspect::PwrRecord& sample);
+
+private:
+    using Id = std::uint32_t;
+
+    // One state of an entity in a sample.
+    struct Element {
+        std::uint64_t entity = 0;
+        std::uint64_t field = 0;
+        std::uint64_t duration = 0;
+        std::vector<Attribute> infos;     // the collector's things, then texts
+        std::vector<Attribute> measured;  // a number with the quantity in front of it
+        std::vector<Attribute> value;     // a number, or the ends of a range
+        bool endsInInfo = false;
+    };
+
+    static std::vector<Element> elementsOf_i(const std::vector<Attribute>& attributes);
+    void entity_i(std::uint64_t id, std::uint64_t time);
+    Id field_i(std::uint64_t id);
+    void quantity_i(std::uint64_t id);
+    Id process_i(std::uint64_t pid, std::uint64_t time);
+    Id thread_i(std::uint64_t tid, std::uint64_t time);
+    Id runner_i(const PwrHeader::Process& runner, bool isThread);
+    void pair_i(std::uint64_t id);
+    Id slot_i(std::size_t place, int type);
+    Id measuredSlot_i(std::uint64_t quantity);
+    bool isText_i(const Attribute& info) const;
+    std::string textOf_i(const Attribute& info) const;
+    std::string infoPair_i(const Attribute& info, std::size_t place, std::uint64_t time);
+    std::string infos_i(const Element& element, std::size_t count, std::uint64_t time);
+    void element_i(const MetricRecord& metric, const Element& element, std::uint64_t time);
+    bool isTextValue_i(const MetricRecord& metric, const Element& element) const;
+    static std::string numberOf_i(const std::vector<Attribute>& attributes, bool isTruncated);
+
+    const PwrHeader& m_header;
+    emit::Output& m_output;
+    SampleLine m_line;
+    const std::unordered_map<std::uint64_t, std::vector<Attribute>>* m_entityAttributes = nullptr;
+    std::unordered_set<std::uint64_t> m_entities, m_quantities, m_pairs;  // that have been defined
+    std::unordered_map<std::uint64_t, Id> m_fields;                       // their descriptors
+    std::unordered_map<std::uint64_t, std::vector<const PwrHeader::Process*>> m_processes, m_threads;
+    std::unordered_map<const PwrHeader::Process*, Id> m_runners;  // defined processes and threads
+    std::unordered_map<std::uint64_t, Id> m_measuredSlots;        // by quantity
+    std::unordered_set<Id> m_slots;
+    std::uint64_t m_timeQuantity = UINT64_MAX;
+    bool m_isTruncated = false;  // reals of the sample
+    Id m_firstMeasured = 0;
+    Id m_firstSlot = 0;
+    Id m_nextId = 0;
+};
+
+}  // namespace host::importers
