@@ -18,7 +18,12 @@ void addListCommand(CLI::App& program, Command& chosen);
 void addReplayCommand(CLI::App& program, Command& chosen);
 void addShowCommand(CLI::App& program, Command& chosen);
 
+// How many words of the command line the parser is to see: of compare those before "--", as that parts its
+// groups and the parser would not tell where it stood.
+int countParsedWords(const std::vector<std::string>& words);
+
 // `words` is the command line as given.
+void addCompareCommand(CLI::App& program, Command& chosen, const std::vector<std::string>& words);
 void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std::string>& words);
 
 }  // namespace host::cli

@@ -35,12 +35,16 @@ int main(int argc, char** argv) try {
     host::cli::Command chosen;
     host::cli::addListCommand(program, chosen);
     host::cli::addReplayCommand(program, chosen);
-    host::cli::addRecordCommand(program, chosen, std::vector<std::string>(argv, argv + argc));
+    const std::vector<std::string> words(argv, argv + argc);
+    host::cli::addRecordCommand(program, chosen, words);
     host::cli::addShowCommand(program, chosen);
+    host::cli::addCompareCommand(program, chosen, words);
     try {
-        program.parse(argc, argv);
+        program.parse(host::cli::countParsedWords(words), argv);
     } catch (const CLI::ParseError& problem) {
-        return program.exit(problem) == 0 ? host::base::EXIT_GOOD : host::base::EXIT_ERROR;
+        if (program.exit(problem) == 0) return host::base::EXIT_GOOD;
+        // Its status 1 is a verdict.
+        return program.got_subcommand("compare") ? host::base::EXIT_FAILED : host::base::EXIT_ERROR;
     }
     return chosen();
 } catch (const std::bad_alloc&) {
