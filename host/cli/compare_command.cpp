@@ -15,6 +15,7 @@
 #include "host/compare/gate.h"
 #include "host/compare/group.h"
 #include "host/compare/noise.h"
+#include "host/compare/phrases.h"
 #include "host/compare/report.h"
 
 namespace host::cli {
@@ -67,7 +68,7 @@ void writeNotes(std::span<const compare::Group> groups, const compare::RunTable&
     for (std::size_t column = 0; column < table.columns(); ++column)
         if (table.isMixed(column))
             base::complain("compare: not all cells of this column are numbers, so it is left alone: " +
-                           table.name(column));
+                           compare::printable(table.name(column)));
 }
 
 int finishOutput(int status) {
@@ -160,9 +161,11 @@ void addCompareCommand(CLI::App& program, Command& chosen, const std::vector<std
     if (const auto separator = std::find(words.begin(), words.end(), SEPARATOR); separator != words.end())
         options->m_groupB.emplace(separator + 1, words.end());
     command->add_option("--format", options->m_format, "text, csv, json, markdown or html (default: text)");
-    command->add_option("--top", options->m_top,
-                        "Show at most so many columns, strongest first (default: 20; all with html; csv and "
-                        "json always hold all)");
+    command
+        ->add_option("--top", options->m_top,
+                     "Show at most so many columns, strongest first (default: 20; all with html; csv and "
+                     "json always hold all)")
+        ->check(CLI::NonNegativeNumber);
     command->add_option("--alpha", options->m_alpha, "Level of the adjusted p (default: 0.05)");
     command->add_option("--min-change", options->m_minChange, "Least change of interest (default: 1%)");
     command

@@ -17,7 +17,7 @@ public:
     AutomationReader(const Argument& argument, Group& group, std::string& error)
         : m_argument(argument), m_group(group), m_error(error) {}
 
-    bool read(stream::LineSource& source);
+    bool read(std::string_view first, stream::LineSource& source);
 
 private:
     bool line_i(std::string_view text, std::uint64_t number);
@@ -44,19 +44,19 @@ std::string_view fieldAt(std::string_view line, std::size_t place) {
     return field;
 }
 
-bool AutomationReader::read(stream::LineSource& source) {
+bool AutomationReader::read(std::string_view first, stream::LineSource& source) {
+    if (!line_i(first, source.lineNumber())) return false;
     char* text = nullptr;
     std::size_t size = 0;
-    while (source.next(text, size)) {
-        if (size > 0 && text[size - 1] == '\r') --size;
+    while (source.next(text, size))
         if (!line_i({text, size}, source.lineNumber())) return false;
-    }
     if (source.error() == 0) return finish_i();
     m_error = "cannot read " + m_argument.m_path + ": " + std::strerror(source.error());
     return false;
 }
 
 bool AutomationReader::line_i(std::string_view text, std::uint64_t number) {
+    if (text.ends_with('\r')) text.remove_suffix(1);
     if (text.empty()) return true;
     if (text.starts_with(Header::BEGIN)) {
         header_i(text);
@@ -101,10 +101,7 @@ void AutomationReader::leaveOut_i(std::size_t fields, std::uint64_t number) {
 }
 
 bool AutomationReader::addRun_i(std::string_view text, Header::Reading reading) {
-    if (m_group.m_runs.size() == MAX_RUNS) {
-        m_error = m_argument.m_word + ": more than " + std::to_string(MAX_RUNS) + " runs in a group";
-        return false;
-    }
+    if (!m_group.hasRoom(m_argument, m_error)) return false;
     ++m_runs;
     Run& run = m_group.m_runs.emplace_back();
     run.m_header = m_header;
@@ -120,9 +117,7 @@ bool AutomationReader::finish_i() {
                                   " more lines left out");
     if (m_runs > 0) return true;
     m_error = m_argument.m_word + ": no run";
-    if (m_header == nullptr) {
-        m_error += "; the file is empty";
-    } else if (m_leftOut > 0) {
+    if (m_leftOut > 0) {
         m_error += "; lines left out: " + std::to_string(m_leftOut) + ", the first is " + m_firstLeftOut;
     } else if (m_argument.m_glob) {
         m_error += " has a name that matches";
@@ -134,9 +129,9 @@ bool AutomationReader::finish_i() {
 
 }  // namespace
 
-bool readAutomationFile(int descriptor, const Argument& argument, Group& group, std::string& error) {
-    stream::LineSource source(descriptor);
-    return AutomationReader(argument, group, error).read(source);
+bool readAutomationFile(std::string_view first, stream::LineSource& source, const Argument& argument,
+                        Group& group, std::string& error) {
+    return AutomationReader(argument, group, error).read(first, source);
 }
 
 }  // namespace host::compare

@@ -6,9 +6,12 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 
 #include "host/base/descriptor.h"
 #include "host/compare/automation_reader.h"
+#include "host/compare/stream_run.h"
+#include "host/stream/line_source.h"
 
 namespace host::compare {
 
@@ -29,13 +32,38 @@ base::Descriptor open(const std::string& path, std::string& error) {
     return base::Descriptor();
 }
 
+constexpr std::string_view BLANKS = " \t\r";
+
+// True if a file whose first line with content is this one is a message stream.
+bool isStream(std::string_view line) {
+    const char first = line[line.find_first_not_of(BLANKS)];
+    return first == '{' || first == '#';
+}
+
 bool readArgument(const Argument& argument, Group& group, std::string& error) {
     const base::Descriptor file = open(argument.m_path, error);
     if (!file.isOpen()) return false;
-    return readAutomationFile(file.get(), argument, group, error);
+    stream::LineSource source(file.get());
+    char* text = nullptr;
+    std::size_t size = 0;
+    while (source.next(text, size)) {
+        const std::string_view line(text, size);
+        if (line.find_first_not_of(BLANKS) == std::string_view::npos) continue;
+        return isStream(line) ? readStream(text, size, source, argument, group, error)
+                              : readAutomationFile(line, source, argument, group, error);
+    }
+    error = source.error() == 0 ? argument.m_word + ": no run, the file is empty"
+                                : "cannot read " + argument.m_path + ": " + std::strerror(source.error());
+    return false;
 }
 
 }  // namespace
+
+bool Group::hasRoom(const Argument& argument, std::string& error) const {
+    if (m_runs.size() < MAX_RUNS) return true;
+    error = argument.m_word + ": more than " + std::to_string(MAX_RUNS) + " runs in a group";
+    return false;
+}
 
 Argument parseArgument(const std::string& word) {
     if (exists(word)) return {word, word, std::nullopt};

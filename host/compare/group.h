@@ -32,16 +32,19 @@ struct Run {
     std::optional<Machine> m_machine;
 };
 
-struct Group {
-    std::vector<Run> m_runs;
-    std::vector<std::string> m_notes;  // on what was left out
-};
-
 // One argument of the command line: a file, and which of its runs are meant.
 struct Argument {
     std::string m_word;  // as given
     std::string m_path;
     std::optional<std::string> m_glob;  // on the output name; without it all runs
+};
+
+struct Group {
+    std::vector<Run> m_runs;
+    std::vector<std::string> m_notes;  // on what was left out
+
+    // Whether another run may be added; otherwise `error` says that the argument holds too many.
+    bool hasRoom(const Argument& argument, std::string& error) const;
 };
 
 // FILE or FILE:GLOB. A file of the whole name goes first, else the text is split at the first colon whose

@@ -16,8 +16,11 @@ std::string count(const char* what, std::size_t number) {
 }
 
 std::string joined(const std::vector<std::string>& texts) {
+    constexpr std::size_t SHOWN = 3;
     std::string all;
-    for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + printable(text);
+    for (std::size_t i = 0; i < std::min(SHOWN, texts.size()); ++i)
+        all += (all.empty() ? "" : ", ") + printable(texts[i]);
+    if (texts.size() > SHOWN) all += " and " + std::to_string(texts.size() - SHOWN) + " more";
     return all.empty() ? "not known" : all;
 }
 
