@@ -11,6 +11,7 @@
 
 #include "host/base/complain.h"
 #include "host/cli/commands.h"
+#include "host/cli/compare_inputs.h"
 #include "host/compare/comparison.h"
 #include "host/compare/gate.h"
 #include "host/compare/group.h"
@@ -53,7 +54,7 @@ std::string joined(const std::vector<std::string>& words) {
 // Reads one group. Its runs must be at least `least`.
 bool readGroup(const std::vector<std::string>& words, const char* name, std::size_t least,
                compare::Group& group, std::string& error) {
-    if (!compare::readGroup(words, group, error)) return false;
+    if (!compare::readGroup(words, readCompared, group, error)) return false;
     if (group.m_runs.size() >= least) return true;
     error = std::string("group ") + name + " has " + std::to_string(group.m_runs.size()) +
             (group.m_runs.size() == 1 ? " run" : " runs") + ", but needs " + std::to_string(least) +

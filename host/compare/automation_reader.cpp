@@ -1,7 +1,6 @@
 #include "host/compare/automation_reader.h"
 
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -50,8 +49,8 @@ bool AutomationReader::read(std::string_view first, stream::LineSource& source) 
     std::size_t size = 0;
     while (source.next(text, size))
         if (!line_i({text, size}, source.lineNumber())) return false;
-    if (source.error() == 0) return finish_i();
-    m_error = "cannot read " + m_argument.m_path + ": " + std::strerror(source.error());
+    if (source.error().empty()) return finish_i();
+    m_error = "cannot read " + m_argument.m_path + ": " + source.error();
     return false;
 }
 

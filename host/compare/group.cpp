@@ -1,14 +1,9 @@
 #include "host/compare/group.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <string_view>
 
-#include "host/base/descriptor.h"
 #include "host/compare/automation_reader.h"
 #include "host/compare/stream_run.h"
 #include "host/stream/line_source.h"
@@ -22,16 +17,6 @@ bool exists(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0;
 }
 
-base::Descriptor open(const std::string& path, std::string& error) {
-    base::Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    struct stat status {};
-    int problem = !file.isOpen() || ::fstat(file.get(), &status) != 0 ? errno : 0;
-    if (problem == 0 && S_ISDIR(status.st_mode)) problem = EISDIR;
-    if (problem == 0) return file;
-    error = "cannot read " + path + ": " + std::strerror(problem);
-    return base::Descriptor();
-}
-
 constexpr std::string_view BLANKS = " \t\r";
 
 // True if a file whose first line with content is this one is a message stream.
@@ -40,20 +25,15 @@ bool isStream(std::string_view line) {
     return first == '{' || first == '#';
 }
 
-bool readArgument(const Argument& argument, Group& group, std::string& error) {
-    const base::Descriptor file = open(argument.m_path, error);
-    if (!file.isOpen()) return false;
-    stream::LineSource source(file.get());
-    char* text = nullptr;
-    std::size_t size = 0;
-    while (source.next(text, size)) {
-        const std::string_view line(text, size);
-        if (line.find_first_not_of(BLANKS) == std::string_view::npos) continue;
-        return isStream(line) ? readStream(text, size, source, argument, group, error)
-                              : readAutomationFile(line, source, argument, group, error);
-    }
-    error = source.error() == 0 ? argument.m_word + ": no run, the file is empty"
-                                : "cannot read " + argument.m_path + ": " + std::strerror(source.error());
+bool readStream(char* text, std::size_t size, stream::LineSource& source, const Argument& argument,
+                Group& group, std::string& error) {
+    StreamRun run(argument);
+    bool isGood = true;
+    do {
+        isGood = run.lineInPlace(text, size, source.lineNumber());
+    } while (isGood && source.next(text, size));
+    if (isGood && source.error().empty() && run.finish(group)) return true;
+    error = source.error().empty() ? run.error() : "cannot read " + argument.m_path + ": " + source.error();
     return false;
 }
 
@@ -73,10 +53,26 @@ Argument parseArgument(const std::string& word) {
     return {word, word, std::nullopt};
 }
 
-bool readGroup(const std::vector<std::string>& words, Group& group, std::string& error) {
+bool readGroup(const std::vector<std::string>& words, const ReadArgument& read, Group& group,
+               std::string& error) {
     for (const std::string& word : words)
-        if (!readArgument(parseArgument(word), group, error)) return false;
+        if (!read(parseArgument(word), group, error)) return false;
     return true;
+}
+
+bool readContent(base::ByteSource& content, const Argument& argument, Group& group, std::string& error) {
+    stream::LineSource source(content);
+    char* text = nullptr;
+    std::size_t size = 0;
+    while (source.next(text, size)) {
+        const std::string_view line(text, size);
+        if (line.find_first_not_of(BLANKS) == std::string_view::npos) continue;
+        return isStream(line) ? readStream(text, size, source, argument, group, error)
+                              : readAutomationFile(line, source, argument, group, error);
+    }
+    error = source.error().empty() ? argument.m_word + ": no run, the file is empty"
+                                   : "cannot read " + argument.m_path + ": " + source.error();
+    return false;
 }
 
 }  // namespace host::compare

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host/base/byte_source.h"
 #include "host/compare/header.h"
 
 namespace host::compare {
@@ -51,8 +53,16 @@ struct Group {
 // left side exists.
 Argument parseArgument(const std::string& word);
 
-// Reads all runs that the arguments name, in order. Returns false with a message in `error` if an argument
-// names none or its file cannot be used, or if there are more than MAX_RUNS.
-bool readGroup(const std::vector<std::string>& words, Group& group, std::string& error);
+// Adds the runs that an argument means to the group. Returns false with a message in `error` if its file
+// cannot be used, if it names no run, or if the group gets too large.
+using ReadArgument = std::function<bool(const Argument& argument, Group& group, std::string& error)>;
+
+// Reads all runs that the words name, in order, by `read`. Returns false with a message in `error` if that
+// does.
+bool readGroup(const std::vector<std::string>& words, const ReadArgument& read, Group& group,
+               std::string& error);
+
+// What `read` does for a file whose content is at hand: an automation file or a message stream.
+bool readContent(base::ByteSource& content, const Argument& argument, Group& group, std::string& error);
 
 }  // namespace host::compare
