@@ -1,4 +1,5 @@
 // The entry points of the library of open formats: the one place that knows its writers.
+#include "export/html/html_writer.h"
 #include "export/long_writer.h"
 #include "export/openmetrics/openmetrics_writer.h"
 #include "export/perfetto/perfetto_writer.h"
@@ -11,6 +12,7 @@ constexpr PluginFactory FACTORIES[] = {
     makePlugin<exporting::LongWriter>,
     makePlugin<exporting::PerfettoWriter>,
     makePlugin<exporting::OpenMetricsWriter>,
+    makePlugin<exporting::HtmlWriter>,
 };
 
 }  // namespace
