@@ -18,8 +18,9 @@ using Integers = std::vector<std::int64_t>;
 // Differences of differences of such integers are exact doubles where they are read.
 constexpr double MOST = 1125899906842624.0;  // 2^50
 constexpr int MOST_DECIMALS = 9;
-constexpr std::array<double, 23> POWERS{1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                        1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr std::array<double, 23> POWERS{1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
 void putDouble(double number, Bytes& out) {
     const auto bits = std::bit_cast<std::uint64_t>(number);
@@ -84,14 +85,16 @@ struct Plan {
 double costOf(const Integers& integers, ColumnOrder order, std::int64_t base) {
     std::uint64_t bits = 0;
     for (std::size_t i = 0; i < integers.size(); ++i)
-        bits += static_cast<unsigned>(std::bit_width(zigzag(integers[i] - predicted(integers, i, order, base))));
+        bits +=
+            static_cast<unsigned>(std::bit_width(zigzag(integers[i] - predicted(integers, i, order, base))));
     return static_cast<double>(bits);
 }
 
 // What is cheapest by a part of the column.
 Plan planOf(const Integers& integers) {
     constexpr std::size_t part = 20000;
-    const Integers start(integers.begin(), integers.begin() + static_cast<long>(std::min(integers.size(), part)));
+    const Integers start(integers.begin(),
+                         integers.begin() + static_cast<long>(std::min(integers.size(), part)));
     const std::int64_t least = *std::min_element(integers.begin(), integers.end());
     const Plan plans[] = {{ColumnOrder::Offset, least, 0},
                           {ColumnOrder::Difference, integers.front(), 0},
@@ -126,10 +129,12 @@ bool splitDecimal(double number, std::int64_t& digits, std::int64_t& decimals) {
     char* const last = point != mark ? mark - 1 : mark;
     int exponent = 0;
     std::from_chars(mark + (mark[1] == '+' ? 2 : 1), end, exponent);
-    if (std::from_chars(text, last, digits).ec != std::errc() || std::abs(digits) >= 1'000'000'000) return false;
+    if (std::from_chars(text, last, digits).ec != std::errc() || std::abs(digits) >= 1'000'000'000)
+        return false;
     decimals = places - exponent;
     if (decimals < 0) {  // a multiple of a power of ten
-        if (decimals < -15 || std::abs(static_cast<double>(digits)) * POWERS[static_cast<std::size_t>(-decimals)] >= MOST)
+        if (decimals < -15 ||
+            std::abs(static_cast<double>(digits)) * POWERS[static_cast<std::size_t>(-decimals)] >= MOST)
             return false;
         for (; decimals < 0; ++decimals) digits *= 10;
     }

@@ -33,10 +33,12 @@ std::size_t mostPoints() {
 }  // namespace
 
 HtmlWriter::HtmlWriter()
-    : WriterPlugin("7c0f5b7e-53b7-4c0e-9d0a-6f1c2b1c5a38"), m_mostPoints(DEFAULT_POINTS), m_nextReduction(DEFAULT_POINTS) {
+    : WriterPlugin("7c0f5b7e-53b7-4c0e-9d0a-6f1c2b1c5a38"),
+      m_mostPoints(DEFAULT_POINTS),
+      m_nextReduction(DEFAULT_POINTS) {
     addCapability(new pwr::WriterPluginCapability(
-        {pwr::TABLE_CLASS_SUMMARY}, NAME, "Write a page with pictures (.html) that opens in any browser", ".html",
-        false));
+        {pwr::TABLE_CLASS_SUMMARY}, NAME, "Write a page with pictures (.html) that opens in any browser",
+        ".html", false));
 }
 
 HtmlWriter::~HtmlWriter() = default;
@@ -66,8 +68,8 @@ void HtmlWriter::write_i() {
         for (const auto& series : lane.m_series) series->sort();
 
     std::vector<char> page;
-    appendPage(page,
-               {runName(m_outputName), *m_system, m_lanes, m_tables, m_notes, m_refused, m_isReduced, m_shift});
+    appendPage(page, {runName(m_outputName), *m_system, m_lanes, m_tables, m_notes, m_refused, m_isReduced,
+                      m_shift});
     pwr::Logger& handle = *g_pluginEnvironment->getFileOutputHandle((m_outputName + ".html").c_str());
     handle.m_buffer.swap(page);
     handle.flush();
@@ -127,8 +129,8 @@ void HtmlWriter::take_i(const pwr::Metric& metric) {
     const auto time = static_cast<std::int64_t>(sample.timestamp - m_system->m_collectionStart);
     lane.m_firstTime = lane.m_messages == 0 ? time : std::min(lane.m_firstTime, time);
     lane.m_lastTime = lane.m_messages++ == 0 ? time : std::max(lane.m_lastTime, time);
-    auto* const places = m_places.placesOf(std::uint64_t{metric.m_metricType} << 32 | metric.m_id,
-                                           sample.elements.size());
+    auto* const places =
+        m_places.placesOf(std::uint64_t{metric.m_metricType} << 32 | metric.m_id, sample.elements.size());
     for (std::size_t i = 0; i < sample.elements.size(); ++i) {
         prefetchAfter(sample.elements, i);
         const pwr::DataElement& element = *sample.elements[i];
@@ -157,8 +159,8 @@ void HtmlWriter::reduceTo_i(unsigned shift) {
         }
 }
 
-// Leaves room for a quarter more, so that this does not happen with every element, nor if there are more series
-// than there may be points.
+// Leaves room for a quarter more, so that this does not happen with every element, nor if there are more
+// series than there may be points.
 void HtmlWriter::reduce_i() {
     const std::size_t room = m_mostPoints - m_mostPoints / 4;
     reduceTo_i(m_shift);

@@ -20,7 +20,9 @@ const pwr::DataHandle* handleIn(const pwr::Data& value) {
 }  // namespace
 
 Lane::Lane(const pwr::Metric& metric, double ticksPerSecond)
-    : m_group(metric.m_groupName), m_name(metric.m_name), m_measure{metric.m_metricType, 1.0, ticksPerSecond} {
+    : m_group(metric.m_groupName),
+      m_name(metric.m_name),
+      m_measure{metric.m_metricType, 1.0, ticksPerSecond} {
     if (metric.m_quantity == nullptr) return;
     m_units = metric.m_quantity->toUnitsString();
     const pwr::Quantity* rate = nullptr;
@@ -29,8 +31,7 @@ Lane::Lane(const pwr::Metric& metric, double ticksPerSecond)
 }
 
 bool Lane::isByDescriptor(const pwr::Metric& metric, const pwr::DataElement& element) {
-    return metric.m_metricType <= pwr::Metric::SAMPLED_VALUE ||
-           element.getValue()->m_type == pwr::DATA_NONE;
+    return metric.m_metricType <= pwr::Metric::SAMPLED_VALUE || element.getValue()->m_type == pwr::DATA_NONE;
 }
 
 // A traced element is told by what its value says, if that is a text or refers to something, and else by its

@@ -13,7 +13,8 @@ namespace {
 // The first byte of a series.
 enum class Form : std::uint8_t { Samples = 0, Leaves = 1 };
 
-// The first byte of a column of durations: as they are, or what they exceed the step from the stamp before by.
+// The first byte of a column of durations: as they are, or what they exceed the step from the stamp before
+// by.
 enum class DurationForm : std::uint8_t { Plain = 0, BeyondStep = 1 };
 
 template <typename Item, typename Read>

@@ -179,8 +179,8 @@ void appendLane(Page& page, const Lane& lane) {
 
 void appendRun(Page& page, const PageContent& content) {
     const pwr::SystemMetadata& system = content.system;
-    const auto length = static_cast<double>(
-        static_cast<std::int64_t>(system.m_collectionStop - system.m_collectionStart));
+    const auto length =
+        static_cast<double>(static_cast<std::int64_t>(system.m_collectionStop - system.m_collectionStart));
     appendText(page, "{\"ticksPerSecond\":");
     appendJsonNumber(page, 1e6 * static_cast<double>(system.m_tscFrequency));
     appendText(page, ",\"length\":");
@@ -245,7 +245,10 @@ void appendPage(Page& page, const PageContent& content) {
         {"head", [&] { appendHead(page, content); }},
         {"losses", [&] { appendLosses(page, content); }},
         {"reduced", [&] { appendReduced(page, content); }},
-        {"empty", [&] { if (content.lanes.empty()) appendText(page, "<p class=\"note\">no samples</p>"); }},
+        {"empty",
+         [&] {
+             if (content.lanes.empty()) appendText(page, "<p class=\"note\">no samples</p>");
+         }},
         {"summary", [&] { content.tables.appendTo(page); }},
         {"notes", [&] { appendNotes(page, content.notes); }},
         {"run", [&] { appendRun(page, content); }},

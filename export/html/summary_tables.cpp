@@ -17,7 +17,8 @@ std::deque<std::string> headersOf(const pwr::TableMessage& message) {
     for (auto it = message.sharedHandlesBegin(); it != message.sharedHandlesEnd(); ++it)
         headers.push_back(headerOf(*it));
     if (message.getEntityCount() == 0)
-        for (auto it = message.handlesBegin(); it != message.handlesEnd(); ++it) headers.push_back(headerOf(*it));
+        for (auto it = message.handlesBegin(); it != message.handlesEnd(); ++it)
+            headers.push_back(headerOf(*it));
     for (auto entity = message.entitiesBegin(); entity != message.entitiesEnd(); ++entity)
         for (auto it = message.handlesBegin(); it != message.handlesEnd(); ++it) {
             const std::string name = (*entity)->getHeader();
@@ -33,7 +34,8 @@ std::vector<std::string> notesOf(const pwr::TextNotes* notes, std::int32_t key) 
     return found != notes->end() ? found->second : std::vector<std::string>();
 }
 
-void appendElement(std::vector<char>& page, std::string_view begin, std::string_view text, std::string_view end) {
+void appendElement(std::vector<char>& page, std::string_view begin, std::string_view text,
+                   std::string_view end) {
     appendText(page, begin);
     appendEscaped(page, text);
     appendText(page, end);
@@ -49,8 +51,12 @@ std::size_t SummaryTables::announce_i(const pwr::TableMessage& message) {
     const auto [number, isNew] =
         m_numbers.try_emplace({message.m_metricContainerId, message.m_id}, m_tables.size());
     if (isNew)
-        m_tables.push_back({message.m_metricContainerId, message.getTitle(), headersOf(message), {},
-                            notesOf(message.getTextNotes(), 0), notesOf(message.getTextNotes(), 1)});
+        m_tables.push_back({message.m_metricContainerId,
+                            message.getTitle(),
+                            headersOf(message),
+                            {},
+                            notesOf(message.getTextNotes(), 0),
+                            notesOf(message.getTextNotes(), 1)});
     return number->second;
 }
 

@@ -1,6 +1,9 @@
 #include "host/cli/run_options.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
 
 #include "host/base/instant.h"
 
@@ -38,6 +41,14 @@ void addRunOptions(CLI::App& command, session::RunOptions& options) {
     command
         .add_option("--order", options.m_order, "Output configuration of the summary report, a JSON object")
         ->type_name("FILE");
+    command
+        .add_option_function<std::uint64_t>(
+            "--max-points",
+            [](std::uint64_t count) { ::setenv("PWR_MAX_POINTS", std::to_string(count).c_str(), 1); },
+            "Most points that the page of \"html\" holds; beyond that a point stands for several samples "
+            "(2000000)")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
     command
         .add_option("--log-level", options.m_logLevel,
                     "Log lines shown: 0 fatal, 1 error, 2 warning, 3 debug, 4 info")
