@@ -2,144 +2,105 @@
 
 const IDLE_STATE = /^(idle|io ?wait|poll|state\d+|c[1-9]\w*)$/i;
 const COLOURS = 10;
-const MOST_STACKS = 8;       // entities; more are strips
-const MOST_LEGEND_ITEMS = 40;
+const MOST_STACKS = 8;  // entities; more are strips
+const MOST_TEXTS = 40;
 
 const isIdle = name => IDLE_STATE.test(name.trim());
 
 class Lane {
-  constructor(data, block) {
-    Object.assign(this, data);
-    this.factor ??= 1;
-    this.block = block;
-    this.series = data.series.map(([entity, state, length]) => new Series(this, entity, state, length));
-    this.hidden = new Set();  // numbers of legend items that are switched off
+  constructor(data, ticksPerSecond, block) {
+    Object.assign(this, {factor: 1, ticksPerSecond, block, hidden: new Set()}, data);
     this.isLines = this.type === 'SAMPLED_VALUE' || this.type === 'SAMPLED_DELTA';
-    this.isEvents = !this.isLines && !['SAMPLED_RESIDENCY', 'TRACED_VALUE_TRANSITION'].includes(this.type);
-    this.isStack = this.type === 'SAMPLED_RESIDENCY' && this.entities.length <= MOST_STACKS;
+    this.isResidency = this.type === 'SAMPLED_RESIDENCY';
+    this.isEvents = !this.isLines && !this.isResidency && this.type !== 'TRACED_VALUE_TRANSITION';
+    this.isStack = this.isResidency && this.entities.length <= MOST_STACKS;
+    this.series = data.series.map(numbers => new Series(this, numbers));
     this.isAllIdle = this.states.every(isIdle);
-    this.hasIdle = this.states.some(isIdle);
-    this.rows = this.entities.map((_, entity) => this.series.filter(series => series.entity === entity));
+    this.rows = this.entities.map(() => []);
+    for (const series of this.series) this.rows[series.entity].push(series);
     // Idle time lies on top of what is done.
     for (const row of this.rows) row.sort((a, b) => this.isQuiet(a.state) - this.isQuiet(b.state));
-    this.partsOfEntity = this.rows.map(row => row.length);
+    // What the legend switches: lines, or the states of everything else.
+    this.legend = this.isLines ? this.series.map(series => this.nameOf(series))
+                               : this.states.map(state => state || '(no state)');
+    this.rateUnit = this.rateUnits ?? `${this.units || '1'}/s`;
+    this.unitText = this.type === 'SAMPLED_VALUE' ? this.units : this.isLines ? this.rateUnit
+        : this.isResidency ? 'share of time' : this.isEvents ? 'events' : 'state';
+    const count = this.entities.length;
+    this.rowHeight = this.isLines ? 120 : this.isStack ? [72, 52, 40, 40, 30][Math.min(count, 5) - 1]
+        : count <= 8 ? 22 : count <= 64 ? 14 : count <= 256 ? 6 : Math.max(1, Math.floor(12000 / count));
+    this.height = this.isLines ? this.rowHeight : Math.max(this.rowHeight * count, 22);
   }
 
   isQuiet(state) { return !this.isAllIdle && isIdle(this.states[state]); }
-
-  get isDecoded() { return this.decoding === 'done'; }
-
-  async decode(ticksPerSecond) {
-    this.decoding ??= (async () => {
-      const reader = new ColumnReader(await inflate(this.block.textContent));
-      this.block.textContent = '';
-      let before;
-      for (const series of this.series) {
-        series.read(reader, before, ticksPerSecond);
-        before = series;
-      }
-      for (const series of this.series) series.columns = null;
-      this.decoding = 'done';
-    })();
-    return this.decoding;
-  }
-
-  get rowHeight() {
-    const count = this.entities.length;
-    if (this.isLines) return 120;
-    if (this.isStack) return count === 1 ? 72 : count === 2 ? 52 : count <= 4 ? 40 : 30;
-    return count <= 8 ? 22 : count <= 64 ? 14 : count <= 256 ? 6 : Math.max(1, Math.floor(12000 / count));
-  }
-
-  get height() { return this.isLines ? this.rowHeight : Math.max(this.rowHeight * this.entities.length, 22); }
-
-  get unitText() {
-    if (this.type === 'SAMPLED_VALUE') return this.units;
-    if (this.type === 'SAMPLED_DELTA') return this.rateUnit;
-    return this.type === 'SAMPLED_RESIDENCY' ? 'share of time' : this.isEvents ? 'events' : 'state';
-  }
-
-  get rateUnit() { return this.rateUnits ?? `${this.units || '1'}/s`; }
-
-  // What the legend switches: series of lines, states of everything else.
-  get legend() {
-    return this.isLines ? this.series.map(series => this.nameOf(series)) : this.states.map(state => state || '(no state)');
-  }
-
   itemOf(series) { return this.isLines ? this.series.indexOf(series) : series.state; }
+  isShown(series) { return !this.hidden.size || !this.hidden.has(this.itemOf(series)); }
+
+  decode() {
+    return this.decoding ??= (async () => {
+      const reader = new ColumnReader(await inflate(this.block.textContent));
+      this.block.remove();
+      this.series.forEach((series, i) => series.read(reader, this.series[i - 1]));
+      for (const series of this.series) series.columns = null;
+      this.isDecoded = true;
+    })();
+  }
 
   // The entity, with the part of it where it has several.
   nameOf(series) {
     const entity = this.entities[series.entity], part = this.states[series.state];
-    return part && this.partsOfEntity[series.entity] > 1 ? `${entity} ${part}` : entity;
+    return part && this.rows[series.entity].length > 1 ? `${entity} ${part}` : entity;
   }
 
   colourOf(item, theme) {
-    if (!this.isLines && this.isQuiet(item)) {
-      const quiet = this.states.filter(isIdle).indexOf(this.states[item]);
-      return theme.quiet[Math.min(quiet, theme.quiet.length - 1)];
-    }
-    const before = this.isLines || this.isAllIdle ? item : item - this.states.slice(0, item).filter(isIdle).length;
-    return theme.colours[before % COLOURS];
+    const quiet = this.isLines || this.isAllIdle ? 0 : this.states.slice(0, item).filter(isIdle).length;
+    if (!this.isLines && this.isQuiet(item)) return theme.quiet[Math.min(quiet, theme.quiet.length - 1)];
+    return theme.colours[(item - quiet) % COLOURS];
   }
 
-  // What an entity did in a range of time, in a few words; `isBrief` for a narrow margin.
-  summaryOf(row, view) {
-    const shares = row.map(series => {
-      const from = lowerBound(series.time, view.from), to = lowerBound(series.time, view.to, from);
-      const sum = series.sums[to] - series.sums[from], weight = series.weights[to] - series.weights[from];
-      return {series, weight, sum, count: series.countIn(from, to)};
-    });
-    if (this.isEvents) return `${numberText(shares.reduce((all, {count}) => all + count, 0))} events`;
-    const isResidency = this.type === 'SAMPLED_RESIDENCY';
-    const total = shares.reduce((all, {weight}) => all + weight, 0);
-    const shareOf = ({sum, weight}) => isResidency ? sum / this.ticksPerSecond / weight : weight / total;
-    const known = shares.filter(({weight}) => weight > 0);
-    if (!known.length) return '';
-    const sumOf = list => list.reduce((all, share) => all + shareOf(share), 0);
-    if (this.hasIdle) {
-      const quiet = known.filter(({series}) => isIdle(this.states[series.state]));
-      return this.isAllIdle ? `${percentText(sumOf(quiet))} idle`
-                            : `${percentText(sumOf(known) - sumOf(quiet))} busy`;
-    }
-    const most = known.reduce((a, b) => shareOf(b) > shareOf(a) ? b : a);
-    return `${percentText(shareOf(most))} ${this.states[most.series.state]}`;
+  // What an entity did in the view, in a few words.
+  summaryOfRow(row, view) {
+    const ranges = row.map(series => [series, ...series.rangeIn(view)]);
+    const all = column => ranges.reduce((sum, [series, ...range]) => sum + series.over(column, ...range), 0);
+    if (this.isEvents) return `${numberText(all('count'))} events`;
+    const total = all('duration'), shares = ranges.map(([series, ...range]) => ({
+      state: this.states[series.state],
+      share: this.isResidency ? series.over('sum', ...range) / this.ticksPerSecond / series.over('duration', ...range)
+                              : series.over('duration', ...range) / total,
+    })).filter(({share}) => Number.isFinite(share));
+    if (!shares.length) return '';
+    const add = list => list.reduce((sum, {share}) => sum + share, 0);
+    if (!this.isAllIdle && this.states.some(isIdle))
+      return `${percentText(add(shares.filter(({state}) => !isIdle(state))))} busy`;
+    const most = shares.reduce((a, b) => b.share > a.share ? b : a);
+    return `${percentText(most.share)} ${most.state}`;
   }
 
   // The same of a line: mean, maximum and energy.
   summaryOfLine(series, view) {
-    const from = lowerBound(series.time, view.from), to = lowerBound(series.time, view.to, from);
-    if (from === to) return '';
-    const energy = energyFactor(this);
-    const parts = [`mean ${numberText(series.meanIn(from, to))}`, `max ${numberText(series.extremes.max(from, to))}`];
-    if (energy) {
-      const sums = series.energies ?? series.sums;
-      parts.push(numberText((sums[to] - sums[from]) * energy, 'J'));
-    }
-    return parts.join(' · ');
+    const range = series.rangeIn(view), energy = energyFactor(this);
+    if (range[0] === range[1]) return '';
+    const joules = series.over(this.type === 'SAMPLED_VALUE' ? 'weighted' : 'sum', ...range) * energy;
+    return `mean ${numberText(series.mean(...range))}, max ${numberText(series.max(...range))}` +
+        (energy ? `, ${numberText(joules, 'J')}` : '');
   }
 
-  // What is the case at a time, as text; empty where nothing is known.
   valueAt(series, time) {
     const i = series.indexAt(time);
     if (i < 0) return '';
-    if (this.type === 'SAMPLED_RESIDENCY')
-      return percentText(series.sum[i] / this.ticksPerSecond / series.duration[i]);
-    if (!this.isLines) return this.states[series.state] || 'yes';
-    return numberText(series.meanIn(i, i + 1), this.unitText);
+    if (this.isLines) return numberText(series.mean(i, i + 1), this.unitText);
+    const share = this.isResidency ? series.sum[i] / this.ticksPerSecond / series.duration[i] : 1;
+    return share > 0 ? `${this.states[series.state]}${this.isResidency ? ` ${percentText(share)}` : ''}` : '';
   }
 
+  // What is the case at a time, of all entities.
   describeAt(time) {
     const texts = [];
-    for (const row of this.rows) {
-      if (texts.length >= MOST_STACKS) break;
-      const values = row.filter(series => !this.hidden.has(this.itemOf(series)))
-          .map(series => [series, this.valueAt(series, time)]).filter(([, text]) => text && text !== '0.0 %');
-      if (!values.length) continue;
-      if (this.type === 'SAMPLED_RESIDENCY')
-        texts.push(`${this.entities[row[0].entity]} ${values.map(([s, text]) => `${this.states[s.state]} ${text}`).join(' ')}`);
-      else
-        for (const [s, text] of values) texts.push(`${this.isLines ? this.nameOf(s) : this.entities[s.entity]} ${text}`);
+    for (const row of this.rows.slice(0, MOST_TEXTS)) {
+      const values = row.filter(series => this.isShown(series)).map(series => [series, this.valueAt(series, time)])
+          .filter(([, text]) => text);
+      if (this.isLines) for (const [series, text] of values) texts.push(`${this.nameOf(series)} ${text}`);
+      else if (values.length) texts.push(`${this.entities[row[0].entity]} ${values.map(([, text]) => text).join(' ')}`);
     }
     return texts.join(', ');
   }

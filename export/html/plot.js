@@ -1,34 +1,64 @@
-// Pictures of lanes. A column of pixels shows everything that happened in its part of the view.
+// Pictures of lanes, pixel by pixel: a column shows everything that happened in its part of the view.
 
-// For each column the indices of the leaves that reach into it.
-function spansOf(series, view, width, cache) {
-  const known = cache.get(series.begin);
-  if (known) return known;
-  const {time, begin, length} = series;
-  const from = new Int32Array(width), to = new Int32Array(width);
-  const step = (view.to - view.from) / width;
-  let i = lowerBound(time, view.from);
-  for (let x = 0; x < width; x++) {
-    const end = view.from + (x + 1) * step;
-    const j = i === length || time[i] >= end ? i : lowerBound(time, end, i);
-    from[x] = i;
-    to[x] = j < length && begin[j] < end ? j + 1 : j;
-    i = j;
+const LEAST_SHARE = 0.3;  // of a state that is left within a column, so that short ones show
+const BAND = 0.4;         // opacity between least and most
+
+const pack = ({r, g, b}, a = 255) => (a << 24 | b << 16 | g << 8 | r) >>> 0;
+
+class Picture {
+  constructor(canvas, view, theme, pixel) {
+    Object.assign(this, {view, theme, pixel, width: canvas.width, height: canvas.height, spans: new Map()});
+    this.step = (view.to - view.from) / this.width;  // seconds of a column
+    this.context = canvas.getContext('2d');
+    this.image = this.context.createImageData(this.width, this.height);
+    this.pixels = new Uint32Array(this.image.data.buffer);
   }
-  const spans = {from, to};
-  cache.set(series.begin, spans);
-  return spans;
+
+  show() { this.context.putImageData(this.image, 0, 0); }
+
+  fill(x, top, bottom, colour) {
+    for (let at = top * this.width + x, end = bottom * this.width; at < end; at += this.width) this.pixels[at] = colour;
+  }
+
+  // The same, half transparent, over what is there.
+  shade(x, top, bottom, {r, g, b}) {
+    const bytes = this.image.data;
+    for (let at = 4 * (top * this.width + x), end = 4 * bottom * this.width; at < end; at += 4 * this.width) {
+      const below = bytes[at + 3] / 255 * (1 - BAND), alpha = BAND + below;
+      bytes[at] = (r * BAND + bytes[at] * below) / alpha;
+      bytes[at + 1] = (g * BAND + bytes[at + 1] * below) / alpha;
+      bytes[at + 2] = (b * BAND + bytes[at + 2] * below) / alpha;
+      bytes[at + 3] = 255 * alpha;
+    }
+  }
+
+  // For each column the indices of what reaches into it, and of what has its time stamp in it.
+  spansOf(series) {
+    const known = this.spans.get(series.begin);
+    if (known) return known;
+    const {time, begin, length} = series, {width, view, step} = this;
+    const from = new Int32Array(width), to = new Int32Array(width), last = new Int32Array(width);
+    for (let x = 0, i = lowerBound(time, view.from); x < width; x++) {
+      const end = view.from + (x + 1) * step;
+      from[x] = i;
+      if (i < length && time[i] < end) i = lowerBound(time, end, i);
+      last[x] = i;
+      to[x] = i < length && begin[i] < end ? i + 1 : i;
+    }
+    const spans = {from, to, last};
+    this.spans.set(series.begin, spans);
+    return spans;
+  }
 }
 
 // The scale of lines: what is in view, from 0 where that is near.
-function scaleOf(seriesInView, view) {
+function scaleOf(shown, view) {
   let low = Infinity, high = -Infinity;
-  for (const series of seriesInView) {
-    const from = lowerBound(series.time, view.from);
-    let to = lowerBound(series.time, view.to, from);
+  for (const series of shown) {
+    let [from, to] = series.rangeIn(view);
     if (to < series.length && series.begin[to] < view.to) to++;
-    low = Math.min(low, series.extremes.min(from, to));
-    high = Math.max(high, series.extremes.max(from, to));
+    low = Math.min(low, series.min(from, to));
+    high = Math.max(high, series.max(from, to));
   }
   if (!(low <= high)) return {low: 0, high: 1};
   if (low > 0 && low < 0.75 * high) low = 0;
@@ -38,172 +68,111 @@ function scaleOf(seriesInView, view) {
   return {low: low === 0 ? 0 : low - margin, high: high === 0 ? 0 : high + margin};
 }
 
-function drawLine(context, series, spans, toY, colour, pixel) {
-  const width = spans.from.length;
-  context.fillStyle = context.strokeStyle = colour;
-  context.lineWidth = 1.4 * pixel;
-  context.globalAlpha = 0.42;
-  const means = new Float64Array(width).fill(NaN);
-  let lastFrom = -1, lastTo = -1;
-  for (let x = 0; x < width; x++) {
-    const from = spans.from[x], to = spans.to[x];
-    if (from === to) continue;
-    if (from === lastFrom && to === lastTo) { means[x] = means[x - 1]; continue; }
-    [lastFrom, lastTo] = [from, to];
-    means[x] = series.meanIn(from, to);
-    if (to - from === 1 && !series.count) continue;
-    const top = toY(series.extremes.max(from, to)), bottom = toY(series.extremes.min(from, to));
-    if (bottom > top) context.fillRect(x, top, 1, Math.max(bottom - top, pixel));
-  }
-  context.globalAlpha = 1;
-  context.beginPath();
-  for (let x = 0, start = -1; x <= width; x++) {
-    const isKnown = x < width && means[x] === means[x];
-    if (isKnown) {
-      const y = toY(means[x]);
-      if (start < 0) context.moveTo(x, y); else if (means[x] !== means[x - 1]) context.lineTo(x, toY(means[x - 1]));
-      context.lineTo(x + 1, y);
-      if (start < 0) start = x;
-    } else if (start >= 0) {
-      // What stands alone is a dot.
-      if (x - start < 3 * pixel) context.fillRect(start - pixel, toY(means[x - 1]) - 1.5 * pixel, 3 * pixel, 3 * pixel);
-      start = -1;
-    }
-  }
-  context.stroke();
-}
-
-function drawLines(lane, context, view, theme, pixel, cache) {
-  const {width, height} = context.canvas;
-  const shown = lane.series.filter((_, i) => !lane.hidden.has(i));
-  const scale = scaleOf(shown, view);
-  const toY = value => height - (value - scale.low) / (scale.high - scale.low) * height;
+// A band from minimum to maximum first, so that no line is hidden by the band of another; then the mean.
+function drawLines(lane, picture) {
+  const {width, height, pixel, theme} = picture, thick = Math.max(1, Math.round(1.6 * pixel));
+  const shown = lane.series.filter(series => lane.isShown(series)), scale = scaleOf(shown, picture.view);
+  const toY = value => Math.round((height - thick) * (1 - (value - scale.low) / (scale.high - scale.low)));
   const {ticks, step} = ticksOf(scale.low, scale.high, 4);
-  context.fillStyle = theme.grid;
-  for (const tick of ticks) context.fillRect(0, Math.min(Math.round(toY(tick)), height - pixel), width, pixel);
-  for (const series of shown)
-    drawLine(context, series, spansOf(series, view, width, cache), toY, lane.colourOf(lane.itemOf(series), theme).text, pixel);
+  for (const y of ticks.map(toY)) for (let x = 0; x < width; x++) picture.fill(x, y, y + 1, pack(theme.grid));
+  const means = shown.map(series => {
+    const {from, to} = picture.spansOf(series), colour = lane.colourOf(lane.itemOf(series), theme);
+    const ys = new Int32Array(width).fill(-1);
+    for (let x = 0; x < width; x++) {
+      if (from[x] === to[x]) continue;
+      const mean = series.mean(from[x], to[x]), high = series.max(from[x], to[x]);
+      if (mean === mean) ys[x] = toY(mean);
+      if (high > -Infinity && (to[x] - from[x] > 1 || series.isReduced))
+        picture.shade(x, toY(high), toY(series.min(from[x], to[x])) + thick, colour);
+    }
+    return [ys, pack(colour)];
+  });
+  for (const [ys, colour] of means)
+    for (let x = 0; x < width; x++) {
+      if (ys[x] < 0) continue;
+      const before = x > 0 && ys[x - 1] >= 0 ? ys[x - 1] : ys[x];
+      picture.fill(x, Math.min(before, ys[x]), Math.max(before, ys[x]) + thick, colour);
+      // What stands alone is a dot.
+      const isAlone = before === ys[x] && !(ys[x - 1] >= 0) && !(ys[x + 1] >= 0);
+      for (let dx = -pixel; isAlone && dx <= pixel; dx++)
+        if (x + dx >= 0 && x + dx < width) picture.fill(x + dx, Math.max(ys[x] - 1, 0), ys[x] + thick, colour);
+    }
   return {ticks, step, at: tick => toY(tick) / height};
 }
 
-// Fills `shares` with what each series of a row has of column x, together at most 1. Returns whether anything
-// is known of that column.
+// The shares of a row's series of column x go into `shares`, together at most 1. Each returns how high the
+// column is, 0 if nothing is known of it.
 function residencyShares(lane, row, spans, x, shares) {
-  let isKnown = false, all = 0;
-  for (let k = 0; k < row.length; k++) {
-    const {sums, weights} = row[k], from = spans[k].from[x], to = spans[k].to[x];
-    const weight = weights[to] - weights[from];
-    isKnown ||= to > from;
-    shares[k] = weight > 0 ? (sums[to] - sums[from]) / lane.ticksPerSecond / weight : 0;
-    all += shares[k];
-  }
-  if (all > 1) for (let k = 0; k < row.length; k++) shares[k] /= all;
-  return isKnown;
-}
-
-const LEAST_SHARE = 0.3;  // of a state that is left within a column, so that short ones show
-
-function transitionShares(lane, row, spans, x, shares, view, width) {
-  const step = (view.to - view.from) / width, start = view.from + x * step;
-  let all = 0;
-  for (let k = 0; k < row.length; k++) {
-    const {weights, begin, time} = row[k], from = spans[k].from[x], to = spans[k].to[x];
-    shares[k] = 0;
-    if (from === to) continue;
-    const covering = time[to - 1] >= start + step;  // the last one goes on after this column
-    const last = covering ? to - 1 : to;
-    let part = last > from ? Math.min(weights[last] - weights[from], step) - Math.max(0, start - begin[from]) : 0;
-    if (covering) part += start + step - Math.max(start, begin[to - 1]);
-    shares[k] = Math.max(part / step, last > from ? LEAST_SHARE : 0);
-    all += shares[k];
-  }
-  if (all > 1) for (let k = 0; k < row.length; k++) shares[k] /= all;
-  return all > 0;
-}
-
-const pack = (r, g, b, a) => (a << 24 | b << 16 | g << 8 | r) >>> 0;
-
-// A mixture of colours by their shares; what is left is `rest`.
-function mix(colours, shares, rest) {
-  let r = 0, g = 0, b = 0, a = 0, left = 1;
-  const add = (colour, share) => {
-    r += colour.r * share; g += colour.g * share; b += colour.b * share; a += colour.a * share;
-  };
-  for (let k = 0; k < colours.length; k++)
-    if (shares[k] > 0) { add(colours[k], shares[k]); left -= shares[k]; }
-  if (left > 1e-6) {
-    if (rest.a === 0 && left < 1) { const scale = 1 / (1 - left); r *= scale; g *= scale; b *= scale; }
-    else add(rest, left);
-  }
-  return pack(r, g, b, a);
-}
-
-function fillColumn(pixels, width, x, top, bottom, colour) {
-  for (let at = top * width + x, end = bottom * width; at < end; at += width) pixels[at] = colour;
-}
-
-function drawRow(lane, row, place, target, view, theme, cache) {
-  const {pixels, width, rowHeight, gap} = target;
-  const colours = row.map(series => lane.colourOf(series.state, theme));
-  const packed = colours.map(({r, g, b, a}) => pack(r, g, b, a)), covered = pack(theme.covered.r, theme.covered.g, theme.covered.b, theme.covered.a);
-  const spans = row.map(series => spansOf(series, view, width, cache)), shares = new Float64Array(row.length);
-  const top = place * rowHeight, bottom = top + rowHeight - gap;
-  const sharesAt = lane.type === 'SAMPLED_RESIDENCY' ? residencyShares : transitionShares;
-  for (let x = 0; x < width; x++) {
-    if (!sharesAt(lane, row, spans, x, shares, view, width)) continue;
-    if (!lane.isStack) {
-      const rest = lane.type === 'SAMPLED_RESIDENCY' ? theme.covered : theme.nothing;
-      fillColumn(pixels, width, x, top, bottom, mix(colours, shares, rest));
-      continue;
-    }
-    let below = 0;
-    for (let k = 0, y = bottom; k <= row.length; k++) {
-      below = k < row.length ? below + shares[k] : 1;
-      const above = Math.max(bottom - Math.round(below * (bottom - top)), top);
-      if (above < y) fillColumn(pixels, width, x, above, y, k < row.length ? packed[k] : covered);
-      y = Math.min(y, above);
-    }
-  }
-}
-
-// Events as ticks; the more of them in a column, the taller.
-function drawEvents(lane, row, place, target, view, theme, cache) {
-  const {pixels, width, rowHeight, gap, pixel} = target;
-  const colours = row.map(series => lane.colourOf(series.state, theme));
-  const counts = row.map(() => new Float64Array(width));
-  const all = new Float64Array(width);
+  let isKnown = false;
   row.forEach((series, k) => {
-    const step = (view.to - view.from) / width;
-    for (let x = 0, i = lowerBound(series.time, view.from); x < width; x++) {
-      const end = view.from + (x + 1) * step;
-      const j = i === series.length || series.time[i] >= end ? i : lowerBound(series.time, end, i);
-      all[x] += counts[k][x] = series.countIn(i, j);
-      i = j;
-    }
+    const from = spans[k].from[x], to = spans[k].to[x], time = series.over('duration', from, to);
+    isKnown ||= to > from;
+    shares[k] = time > 0 ? series.over('sum', from, to) / lane.ticksPerSecond / time : 0;
   });
-  const most = Math.max(all.reduce((a, b) => Math.max(a, b), 0), 1);
-  const top = place * rowHeight, full = rowHeight - gap, shares = new Float64Array(row.length);
-  for (let x = 0; x < width; x++) {
-    if (all[x] === 0) continue;
-    for (let k = 0; k < row.length; k++) shares[k] = counts[k][x] / all[x];
-    const height = most === 1 ? full : Math.ceil(full * (0.35 + 0.65 * Math.log1p(all[x]) / Math.log1p(most)));
-    const colour = mix(colours, shares, theme.nothing);
-    for (let dx = 0; dx < pixel + 0.5 && x + dx < width; dx++)
-      if (dx === 0 || all[x + dx] === 0) fillColumn(pixels, width, x + dx, top + full - height, top + full, colour);
+  return isKnown ? 1 : 0;
+}
+
+function transitionShares(lane, row, spans, x, shares, {view, step}) {
+  const start = view.from + x * step;
+  row.forEach((series, k) => {
+    const from = spans[k].from[x], to = spans[k].to[x], last = spans[k].last[x], {begin} = series;
+    let time = last > from ? series.over('duration', from, last) - Math.max(0, start - begin[from]) : 0;
+    if (to > last) time += start + step - Math.max(start, begin[last]);
+    shares[k] = Math.max(time / step, last > from ? LEAST_SHARE : 0);
+  });
+  return shares.some(share => share > 0) ? 1 : 0;
+}
+
+// Ticks are two columns wide, and the taller the more events there are in them.
+function eventShares(lane, row, spans, x, shares) {
+  row.forEach((series, k) => { shares[k] = series.over('count', spans[k].from[Math.max(x - 1, 0)], spans[k].last[x]); });
+  const count = shares.reduce((a, b) => a + b);
+  return count ? Math.min(0.4 + 0.1 * Math.log2(count), 1) : 0;
+}
+
+// A mixture of colours by their shares; what is left is `rest`, or see-through.
+function mixture(colours, shares, rest) {
+  let r = 0, g = 0, b = 0, all = 0;
+  const add = (colour, share) => { r += colour.r * share; g += colour.g * share; b += colour.b * share; all += share; };
+  colours.forEach((colour, k) => add(colour, shares[k]));
+  if (rest) add(rest, Math.max(1 - all, 0));
+  return all > 0 ? pack({r: r / all, g: g / all, b: b / all}, Math.round(255 * Math.min(all, 1))) : 0;
+}
+
+function drawStack(picture, x, top, bottom, colours, shares) {
+  let below = 0, y = bottom;
+  colours.forEach((colour, k) => {
+    below += shares[k];
+    const above = Math.max(bottom - Math.round(below * (bottom - top)), top);
+    picture.fill(x, above, y, pack(colour));
+    y = Math.min(y, above);
+  });
+  picture.fill(x, top, y, pack(picture.theme.covered));
+}
+
+function drawRow(lane, row, top, bottom, picture) {
+  const colours = row.map(series => lane.colourOf(series.state, picture.theme));
+  const spans = row.map(series => picture.spansOf(series)), shares = new Float64Array(row.length);
+  const sharesAt = lane.isResidency ? residencyShares : lane.isEvents ? eventShares : transitionShares;
+  for (let x = 0; x < picture.width; x++) {
+    const height = sharesAt(lane, row, spans, x, shares, picture);
+    if (!height) continue;
+    const all = shares.reduce((a, b) => a + b);
+    if (all > 1) for (let k = 0; k < shares.length; k++) shares[k] /= all;
+    const above = bottom - Math.ceil(height * (bottom - top));
+    if (lane.isStack) drawStack(picture, x, top, bottom, colours, shares);
+    else picture.fill(x, above, bottom, mixture(colours, shares, lane.isResidency && picture.theme.covered));
   }
 }
 
-function drawRows(lane, context, view, theme, pixel, cache) {
-  const {width, height} = context.canvas;
-  const image = context.createImageData(width, height);
-  const rowHeight = Math.floor(height / lane.rows.length) || 1;
-  const target = {pixels: new Uint32Array(image.data.buffer), width, rowHeight, pixel, gap: rowHeight > 8 ? Math.round(2 * pixel) : rowHeight > 3 ? 1 : 0};
+function drawRows(lane, picture) {
+  const {width, height, pixel, theme} = picture, rowHeight = Math.max(Math.floor(height / lane.rows.length), 1);
+  const gap = rowHeight > 8 ? Math.round(2 * pixel) : rowHeight > 3 ? 1 : 0;
   lane.rows.forEach((row, place) => {
-    const shown = row.filter(series => !lane.hidden.has(series.state));
-    if (shown.length && (place + 1) * rowHeight <= height)
-      (lane.isEvents ? drawEvents : drawRow)(lane, shown, place, target, view, theme, cache);
+    const shown = row.filter(series => lane.isShown(series)), top = place * rowHeight, bottom = top + rowHeight - gap;
+    if (shown.length && bottom + gap <= height) drawRow(lane, shown, top, bottom, picture);
+    for (let x = 0; gap && x < width; x++) picture.fill(x, bottom, bottom + gap, pack(theme.back));
   });
-  context.putImageData(image, 0, 0);
 }
 
 function drawAxis(canvas, view, theme, pixel) {
@@ -214,10 +183,8 @@ function drawAxis(canvas, view, theme, pixel) {
   context.textBaseline = 'middle';
   for (const tick of ticks) {
     const x = (tick - view.from) / (view.to - view.from) * width, text = `${tick.toFixed(decimalsFor(step))} s`;
-    const size = context.measureText(text).width;
-    context.fillStyle = theme.grid;
-    context.fillRect(Math.round(x), 0, pixel, height);
-    context.fillStyle = theme.text;
-    context.fillText(text, Math.min(Math.max(x + 4 * pixel, 0), width - size), height / 2);
+    context.fillStyle = theme.muted.text;
+    context.fillRect(Math.min(Math.round(x), width - pixel), 0, pixel, height);
+    context.fillText(text, Math.min(x + 4 * pixel, width - context.measureText(text).width - 4 * pixel), height / 2);
   }
 }

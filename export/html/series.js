@@ -17,126 +17,98 @@ function prefixSums(numbers) {
   return sums;
 }
 
-// Least and greatest numbers of ranges, by levels each of which halves the one below.
+// The least (or greatest) numbers of ranges, by levels each of which halves the one below.
 class Extremes {
-  constructor(least, most) {
-    this.least = [least];
-    this.most = [most];
-    while (this.least.at(-1).length > 1) {
-      this.least.push(Extremes.halve(this.least.at(-1), Math.min));
-      this.most.push(Extremes.halve(this.most.at(-1), Math.max));
+  constructor(numbers, choose, worst) {
+    this.choose = choose;
+    this.worst = worst;
+    this.levels = [numbers];
+    for (let last = numbers; last.length > 1; this.levels.push(last)) {
+      const half = new Float64Array((last.length + 1) >> 1);
+      for (let i = 0; i < half.length; i++)
+        half[i] = choose(last[2 * i], 2 * i + 1 < last.length ? last[2 * i + 1] : worst);
+      last = half;
     }
   }
 
-  static halve(numbers, choose) {
-    const out = new Float64Array((numbers.length + 1) >> 1);
-    for (let i = 0; i < out.length; i++) {
-      const a = numbers[2 * i], b = 2 * i + 1 < numbers.length ? numbers[2 * i + 1] : a;
-      out[i] = choose(a, b);
-    }
-    return out;
-  }
-
-  static query(levels, choose, from, to, start) {
-    let result = start;
+  of(from, to) {
+    let result = this.worst;
     for (let level = 0; from < to; level++, from >>= 1, to >>= 1) {
-      if (from & 1) result = choose(result, levels[level][from++]);
-      if (to & 1) result = choose(result, levels[level][--to]);
+      if (from & 1) result = this.choose(result, this.levels[level][from++]);
+      if (to & 1) result = this.choose(result, this.levels[level][--to]);
     }
     return result;
   }
-
-  min(from, to) { return Extremes.query(this.least, Math.min, from, to, Infinity); }
-  max(from, to) { return Extremes.query(this.most, Math.max, from, to, -Infinity); }
 }
 
 class Series {
-  constructor(lane, entity, state, length) {
-    Object.assign(this, {lane, entity, state, length});
+  constructor(lane, [entity, state, length]) {
+    Object.assign(this, {lane, entity, state, length, prefixes: {}});
   }
 
   // Reads the columns, `before` being the series before in the block.
-  read(reader, before, ticksPerSecond) {
-    const columns = this.columns = [], n = this.length;
+  read(reader, before) {
+    const {lane, length} = this, {ticksPerSecond, type} = lane, columns = this.columns = [];
     const isReduced = reader.byte() === 1;
-    const next = () => columns.push(reader.column(n, columns, before?.columns[columns.length]));
+    const next = () => columns.push(reader.column(length, columns, before?.columns[columns.length]));
     next();
-    const isBeyondStep = reader.byte() === 1;
-    next();
+    this.isBeyondStep = reader.byte();
     while (columns.length < (isReduced ? 9 : 4)) next();
 
-    const ticks = columns[0];
-    const isShared = before && before.columns[0] === ticks && before.columns[1] === columns[1] &&
-        before.isBeyondStep === isBeyondStep && !isReduced;
-    this.isBeyondStep = isBeyondStep;
-    this.ticks = ticks;
-    this.time = isShared ? before.time : ticks.map(tick => tick / ticksPerSecond);
-    this.duration = isShared ? before.duration : columns[1].map(
-        (ticksLong, i) => (ticksLong + (isBeyondStep && i ? ticks[i] - ticks[i - 1] : 0)) / ticksPerSecond);
-    this.sum = columns[2];
-    this.skipped = columns[3];
-    if (isReduced) this.readLeaves(ticksPerSecond);
-    else this.readSamples(isShared ? before : null, ticksPerSecond);
-    this.prepare();
-  }
-
-  readLeaves(ticksPerSecond) {
-    const [ticks, , , , span, count, weighted, least, most] = this.columns;
-    this.firstTicks = ticks.map((tick, i) => tick - span[i]);
-    this.first = this.firstTicks.map(tick => tick / ticksPerSecond);
-    this.count = count;
-    this.weighted = this.lane.type === 'SAMPLED_VALUE' ? weighted.map(x => x / ticksPerSecond) : weighted;
-    this.least = least;
-    this.most = most;
-    this.begin = this.first.map((first, i) => first - this.duration[i] / count[i]);
-  }
-
-  readSamples(shared, ticksPerSecond) {
-    const {ticks, time, duration, sum} = this, {type, factor} = this.lane;
-    this.first = time;
-    this.count = null;  // one each
-    this.weighted = null;
-    this.least = this.most = sum;
-    this.begin = shared ? shared.begin : time.map((t, i) => t - duration[i]);
-    if (type === 'SAMPLED_DELTA') this.least = this.most = sum.map((x, i) => x * factor / duration[i]);
-    if (type !== 'SAMPLED_VALUE' || !duration.includes(0)) return;
-    // A value without a duration holds since the sample before.
-    this.duration = duration.map(
-        (length, i) => length || (i ? (ticks[i] - ticks[i - 1]) / ticksPerSecond : 0));
-    this.begin = time.map((t, i) => duration[i] ? t - duration[i] : i ? time[i - 1] : t);
-  }
-
-  // What plots ask for: sums from the start, and extremes of what can be measured.
-  prepare() {
-    const {lane, length: n, sum, skipped, duration} = this;
-    const isDelta = lane.type === 'SAMPLED_DELTA';
-    if (isDelta || lane.type === 'SAMPLED_VALUE') {
-      const isMeasured = i => isDelta ? duration[i] > 0 && !(skipped[i] && !this.count) : (this.count?.[i] ?? 1) > skipped[i];
-      const only = (numbers, other) => {
-        let out = numbers;
-        for (let i = 0; i < n; i++)
-          if (!isMeasured(i)) (out === numbers ? out = numbers.slice() : out)[i] = other;
-        return out;
-      };
-      this.extremes = new Extremes(only(this.least, Infinity), only(this.most, -Infinity));
-      this.isMeasured = isMeasured;
+    const [ticks, lengths, sum, skipped, span, count, weighted, least, most] = columns;
+    const isValue = type === 'SAMPLED_VALUE', step = i => i ? ticks[i] - ticks[i - 1] : 0;
+    Object.assign(this, {sum, skipped, isReduced, count: count ?? new Float64Array(length).fill(1)});
+    if (before && before.columns[0] === ticks && before.columns[1] === lengths && !isReduced &&
+        before.isBeyondStep === this.isBeyondStep && before.columns[3] === skipped) {
+      Object.assign(this, {time: before.time, first: before.first, begin: before.begin, duration: before.duration});
+    } else {
+      this.time = ticks.map(tick => tick / ticksPerSecond);
+      this.firstTicks = isReduced ? ticks.map((tick, i) => tick - span[i]) : ticks;
+      this.first = isReduced ? this.firstTicks.map(tick => tick / ticksPerSecond) : this.time;
+      // A value without a duration holds since the sample before. What is skipped takes part in no sum.
+      const duration = lengths.map((length, i) => {
+        const ticksLong = length + (this.isBeyondStep ? step(i) : 0);
+        return (ticksLong || !isValue || isReduced ? ticksLong : Math.max(step(i), 0)) / ticksPerSecond;
+      });
+      this.begin = this.first.map((first, i) => first - duration[i] / this.count[i]);
+      this.duration = isReduced ? duration : duration.map((length, i) => skipped[i] ? 0 : length);
     }
-    const usable = isDelta && !this.weighted ? sum.map((x, i) => duration[i] > 0 ? x : 0) : this.weighted;
-    this.sums = prefixSums(isDelta ? usable : sum);
-    this.weights = lane.type === 'SAMPLED_VALUE'
-        ? prefixSums(this.count ? this.count.map((c, i) => c - skipped[i]) : skipped.map(s => 1 - s))
-        : prefixSums(this.count || !skipped.includes(1) ? duration : duration.map((d, i) => skipped[i] ? 0 : d));
-    this.counts = this.count ? prefixSums(this.count) : null;
-    if (lane.type === 'SAMPLED_VALUE')
-      this.energies = prefixSums(this.weighted ?? sum.map((x, i) => x * duration[i]));
+    if (!lane.isLines) return;
+    this.measure(isReduced, weighted, least ?? sum, most ?? sum);
   }
 
-  countIn(from, to) { return this.counts ? this.counts[to] - this.counts[from] : to - from; }
+  // What only values and deltas have: sums by time, and extremes, which leave out what has none.
+  measure(isReduced, weighted, least, most) {
+    const {lane, sum, duration, count, skipped} = this, isValue = lane.type === 'SAMPLED_VALUE';
+    const has = i => isValue ? count[i] > skipped[i] : duration[i] > 0;
+    const measured = isReduced || isValue ? x => x : (x, i) => x * lane.factor / duration[i];
+    this.least = least.map((x, i) => has(i) ? measured(x, i) : Infinity);
+    this.most = most.map((x, i) => has(i) ? measured(x, i) : -Infinity);
+    if (isReduced) this.weighted = isValue ? weighted.map(x => x / lane.ticksPerSecond) : weighted;
+    else this.weighted = sum.map((x, i) => isValue ? x * duration[i] : has(i) ? x : 0);
+    this.usable = isValue ? count.map((all, i) => all - skipped[i]) : duration;
+  }
+
+  // The sum of a column over a range, for pictures: statistics add up exactly.
+  over(column, from, to) {
+    const sums = this.prefixes[column] ??= prefixSums(this[column]);
+    return sums[to] - sums[from];
+  }
+
+  min(from, to) { return (this.leastOf ??= new Extremes(this.least, Math.min, Infinity)).of(from, to); }
+  max(from, to) { return (this.mostOf ??= new Extremes(this.most, Math.max, -Infinity)).of(from, to); }
 
   // The mean value, or rate, of a range; not-a-number if there is none.
-  meanIn(from, to) {
-    const sum = this.sums[to] - this.sums[from], weight = this.weights[to] - this.weights[from];
-    return weight > 0 ? sum * (this.lane.type === 'SAMPLED_DELTA' ? this.lane.factor : 1) / weight : NaN;
+  mean(from, to) {
+    const {type, factor} = this.lane, weight = this.over('usable', from, to);
+    if (!(weight > 0)) return NaN;
+    return (type === 'SAMPLED_DELTA' ? factor * this.over('weighted', from, to) : this.over('sum', from, to)) / weight;
+  }
+
+  // The range of what has its time stamp in a view.
+  rangeIn({from, to}) {
+    const start = lowerBound(this.time, from);
+    return [start, lowerBound(this.time, to, start)];
   }
 
   // The index of what holds at a time, -1 for nothing.

@@ -3,96 +3,71 @@
 const ENERGY_OF_POWER = {W: 1, mW: 1e-3, uW: 1e-6};
 const ENERGY_OF_COUNT = {J: 1, mJ: 1e-3, uJ: 1e-6};
 
-// Adds without losing what a plain sum rounds away.
-class Sum {
-  total = 0;
-  rest = 0;
-
-  add(x) {
-    const next = this.total + x;
-    this.rest += Math.abs(this.total) >= Math.abs(x) ? this.total - next + x : x - next + this.total;
-    this.total = next;
-  }
-
-  get value() { return this.total + this.rest; }
-}
-
 // The factor from the integral (of values) or the total (of deltas) to joules; undefined if it is no energy.
-function energyFactor(lane) {
-  if (lane.type === 'SAMPLED_VALUE') return ENERGY_OF_POWER[lane.units];
-  if (lane.type !== 'SAMPLED_DELTA') return undefined;
-  return ENERGY_OF_COUNT[lane.units] ?? (lane.rateUnits === 'W' ? lane.factor : undefined);
+function energyFactor({type, units, rateUnits, factor}) {
+  if (type === 'SAMPLED_VALUE') return ENERGY_OF_POWER[units];
+  return type !== 'SAMPLED_DELTA' ? undefined : ENERGY_OF_COUNT[units] ?? (rateUnits === 'W' ? factor : undefined);
 }
 
-function sumsOf(series, from, to) {
-  const sums = {sum: new Sum(), duration: new Sum(), weighted: new Sum(), count: 0, skipped: 0, min: Infinity, max: -Infinity};
-  const {sum, duration, skipped, count, weighted, isMeasured, least, most, lane} = series;
-  const isDelta = lane.type === 'SAMPLED_DELTA';
+// Adds up without losing what a plain sum rounds away.
+function sumOf(numbers, from, to) {
+  let total = 0, rest = 0;
   for (let i = from; i < to; i++) {
-    sums.count += count ? count[i] : 1;
-    sums.skipped += skipped[i];
-    if (isMeasured?.(i)) {
-      sums.min = Math.min(sums.min, least[i]);
-      sums.max = Math.max(sums.max, most[i]);
-    }
-    if (skipped[i] && !count) continue;
-    sums.sum.add(sum[i]);
-    sums.duration.add(duration[i]);
-    sums.weighted.add(weighted ? weighted[i] : isDelta ? (duration[i] > 0 ? sum[i] : 0) : sum[i] * duration[i]);
+    const x = numbers[i], next = total + x;
+    rest += Math.abs(total) >= Math.abs(x) ? total - next + x : x - next + total;
+    total = next;
   }
-  return sums;
+  return total + rest;
 }
 
-const orNone = number => Number.isFinite(number) ? number : undefined;
-
-// The cells of a series: undefined where a cell does not apply.
-function statisticsOf(series, from, to, ticksPerSecond) {
-  const {lane} = series, {count, skipped, sum, duration, weighted, min, max} = sumsOf(series, from, to);
-  const cells = {count, skipped}, energy = energyFactor(lane);
-  switch (lane.type) {
-    case 'SAMPLED_VALUE':
-      Object.assign(cells, {mean: orNone(sum.value / (count - skipped)), min: orNone(min), max: orNone(max)});
-      if (energy) cells.energy = weighted.value * energy;
-      break;
-    case 'SAMPLED_DELTA':
-      Object.assign(cells, {mean: orNone(weighted.value * lane.factor / duration.value), min: orNone(min), max: orNone(max), total: sum.value});
-      if (energy) cells.energy = sum.value * energy;
-      break;
-    case 'SAMPLED_RESIDENCY':
-      cells.total = sum.value / ticksPerSecond;
-      cells.share = orNone(cells.total / duration.value);
-      break;
-    case 'TRACED_VALUE_TRANSITION':
-      cells.total = duration.value;
-      break;
+// The cells of a series; those that do not apply are no finite numbers.
+function cellsOf(series, from, to) {
+  const {lane} = series, add = column => sumOf(series[column], from, to), energy = energyFactor(lane);
+  const cells = {count: add('count'), skipped: add('skipped')};
+  if (lane.isLines) {
+    cells.min = series.least.subarray(from, to).reduce((a, b) => Math.min(a, b), Infinity);
+    cells.max = series.most.subarray(from, to).reduce((a, b) => Math.max(a, b), -Infinity);
+  }
+  if (lane.type === 'SAMPLED_VALUE') {
+    cells.mean = add('sum') / (cells.count - cells.skipped);
+    cells.energy = add('weighted') * energy;
+  } else if (lane.type === 'SAMPLED_DELTA') {
+    cells.mean = add('weighted') * lane.factor / add('duration');
+    cells.total = add('sum');
+    cells.energy = cells.total * energy;
+  } else if (lane.type === 'SAMPLED_RESIDENCY') {
+    cells.total = add('sum') / lane.ticksPerSecond;
+    cells.share = cells.total / add('duration');
+  } else if (lane.type === 'TRACED_VALUE_TRANSITION') {
+    cells.total = add('duration');
   }
   return cells;
 }
 
 // The rows of a lane: each series with elements in the selection.
-function rowsOf(lane, selection, ticksPerSecond) {
-  const rows = [], totals = new Map();
+function rowsOf(lane, selection) {
+  const rows = [];
   for (const series of lane.series) {
-    const from = lowerBound(series.time, selection.from), to = lowerBound(series.time, selection.to, from);
-    if (from === to) continue;
-    const cells = statisticsOf(series, from, to, ticksPerSecond);
-    rows.push({series, cells});
-    const total = totals.get(series.entity) ?? new Sum();
-    totals.set(series.entity, total);
-    total.add(cells.total ?? 0);
+    const [from, to] = series.rangeIn(selection);
+    if (from < to) rows.push({series, cells: cellsOf(series, from, to)});
   }
-  if (lane.type === 'TRACED_VALUE_TRANSITION')
-    for (const {series, cells} of rows) cells.share = orNone(cells.total / totals.get(series.entity).value);
+  if (lane.type !== 'TRACED_VALUE_TRANSITION') return rows;
+  const totals = new Map();
+  for (const {series, cells} of rows) totals.set(series.entity, [...totals.get(series.entity) ?? [], cells.total]);
+  for (const {series, cells} of rows) {
+    const ofEntity = totals.get(series.entity);
+    cells.share = cells.total / sumOf(ofEntity, 0, ofEntity.length);
+  }
   return rows;
 }
 
 // The bound to which a selection grows so that it cuts no leaf of several samples: a line of the grid.
-function grownBound(allLanes, bound, grid, ticksPerSecond, isEnd) {
-  for (const lane of allLanes)
+function grownBound(lanes, bound, grid, isEnd) {
+  for (const lane of lanes)
     for (const series of lane.series) {
       const i = lowerBound(series.time, bound);
-      if (i === series.length || !(series.first[i] < bound) || !series.firstTicks) continue;
-      return (Math.floor(series.firstTicks[i] / grid) + (isEnd ? 1 : 0)) * grid / ticksPerSecond;
+      if (i === series.length || !(series.first[i] < bound)) continue;
+      return (Math.floor(series.firstTicks[i] / grid) + (isEnd ? 1 : 0)) * grid / lane.ticksPerSecond;
     }
   return bound;
 }

@@ -159,7 +159,7 @@ class PageTest(unittest.TestCase):
         self.browser.drag(".lane canvas", 0.5, 0.6)
         panned = [float(text) for text in self.browser.run(READ_FIELDS)[:2]]
         self.assertLess(panned[0], zoomed[0])
-        self.assertIn("Power", self.browser.run("return document.getElementById('cursor').textContent"))
+        self.assertIn("Energy: CPU0 ", self.browser.run("return document.getElementById('cursor').textContent"))
         copied = self.browser.run("let text; document.addEventListener('copy', e => { text = e.clipboardData.getData('text/plain'); });"
                                   "document.getElementById('copy').click(); return text")
         rows = [line.split("\t") for line in copied.splitlines()]
