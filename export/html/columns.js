@@ -2,16 +2,9 @@
 
 const POWERS = Array.from({length: 23}, (_, i) => Number('1e' + i));
 
-function bytesOf(base64) {
-  if (Uint8Array.fromBase64) return Uint8Array.fromBase64(base64);
-  const text = atob(base64);
-  const bytes = new Uint8Array(text.length);
-  for (let i = 0; i < text.length; i++) bytes[i] = text.charCodeAt(i);
-  return bytes;
-}
-
 async function inflate(base64) {
-  const stream = new Blob([bytesOf(base64)]).stream().pipeThrough(new DecompressionStream('deflate'));
+  const bytes = Uint8Array.fromBase64?.(base64) ?? Uint8Array.from(atob(base64), character => character.charCodeAt(0));
+  const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('deflate'));
   return new Uint8Array(await new Response(stream).arrayBuffer());
 }
 
@@ -23,11 +16,7 @@ class ColumnReader {
   }
 
   byte() { return this.bytes[this.at++]; }
-
-  double() {
-    this.at += 8;
-    return this.view.getFloat64(this.at - 8, true);
-  }
+  double() { return this.view.getFloat64((this.at += 8) - 8, true); }
 
   // A column of `count` numbers. `columns` are those of this series so far, `same` is the one of this place in
   // the series before. Columns that are the same are one array.

@@ -69,6 +69,7 @@ function buildLane(lane) {
   lane.plot.style.height = `${lane.height}px`;
   lane.keys = lane.legend.slice(0, MOST_TEXTS).map((name, item) => makeKey(lane, name, item));
   find('.legend').append(...lane.keys.map(({key}) => key), lane.legend.length > MOST_TEXTS ? `and ${lane.legend.length - MOST_TEXTS} more` : '');
+  find('.legend').classList.toggle('long', lane.isLines && lane.keys.length > 1);
   lane.labels = lane.isLines || lane.rowHeight < 12 ? [] : lane.entities.map((name, row) => makeLabel(lane, name, row));
   return section;
 }
@@ -92,20 +93,21 @@ function isInSight({section, fold}) {
   return bottom > -100 && top < innerHeight + 100;
 }
 
-function sizeCanvas(canvas) {
+// All plots are as wide as the axis. Returns the size of a pixel of the page in those of the canvas.
+function sizeCanvas(canvas, pageWidth, pageHeight) {
   const pixel = devicePixelRatio || 1;
-  const width = Math.max(Math.round(canvas.clientWidth * pixel), 100), height = Math.max(Math.round(canvas.clientHeight * pixel), 1);
+  const width = Math.max(Math.round(pageWidth * pixel), 100), height = Math.round(pageHeight * pixel);
   if (canvas.width !== width || canvas.height !== height) Object.assign(canvas, {width, height});
   return Math.max(1, Math.round(pixel));
 }
 
-function drawLane(lane, view) {
+function drawLane(lane, view, width) {
   if (!lane.canvas) {
     lane.canvas = make('canvas', {role: 'img', 'aria-label': lane.metric});
     lane.plot.append(lane.canvas);
     listenToPlot(lane.canvas);
   }
-  const pixel = sizeCanvas(lane.canvas), drawn = [view.from, view.to, lane.canvas.width, lane.canvas.height].join();
+  const pixel = sizeCanvas(lane.canvas, width, lane.height), drawn = [view.from, view.to, lane.canvas.width, lane.canvas.height].join();
   if (!lane.isDecoded || lane.drawn === drawn) return;
   const picture = new Picture(lane.canvas, view, state.theme, pixel);
   if (lane.isLines) drawScale(lane, drawLines(lane, picture));
@@ -145,8 +147,9 @@ function changed() {
 function drawFrame() {
   isFrameDue = false;
   const {view} = state, inSight = lanes.filter(isInSight), waiting = inSight.filter(lane => !lane.isDecoded);
-  for (const lane of inSight) drawLane(lane, view);
-  drawAxis($('axis'), view, state.theme, sizeCanvas($('axis')));
+  const axis = $('axis'), {clientWidth, clientHeight} = axis;
+  for (const lane of inSight) drawLane(lane, view, clientWidth);
+  drawAxis(axis, view, state.theme, sizeCanvas(axis, clientWidth, clientHeight));
   placeOverlay();
   writeFragment();
   if (waiting.length) Promise.all(waiting.map(lane => lane.decode())).then(changed);

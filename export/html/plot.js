@@ -1,7 +1,7 @@
 // Pictures of lanes, pixel by pixel: a column shows everything that happened in its part of the view.
 
 const LEAST_SHARE = 0.3;  // of a state that is left within a column, so that short ones show
-const BAND = 0.4;         // opacity between least and most
+const BAND = 110;         // opacity between least and most, of 255
 
 const pack = ({r, g, b}, a = 255) => (a << 24 | b << 16 | g << 8 | r) >>> 0;
 
@@ -16,20 +16,16 @@ class Picture {
 
   show() { this.context.putImageData(this.image, 0, 0); }
 
+  // Puts a colour into a part of a column.
   fill(x, top, bottom, colour) {
     for (let at = top * this.width + x, end = bottom * this.width; at < end; at += this.width) this.pixels[at] = colour;
   }
 
-  // The same, half transparent, over what is there.
-  shade(x, top, bottom, {r, g, b}) {
-    const bytes = this.image.data;
-    for (let at = 4 * (top * this.width + x), end = 4 * bottom * this.width; at < end; at += 4 * this.width) {
-      const below = bytes[at + 3] / 255 * (1 - BAND), alpha = BAND + below;
-      bytes[at] = (r * BAND + bytes[at] * below) / alpha;
-      bytes[at + 1] = (g * BAND + bytes[at + 1] * below) / alpha;
-      bytes[at + 2] = (b * BAND + bytes[at + 2] * below) / alpha;
-      bytes[at + 3] = 255 * alpha;
-    }
+  // The same, see-through, half and half with what is there.
+  shade(x, top, bottom, colour) {
+    const {pixels, width} = this, half = (pack(colour, BAND) & 0xfefefefe) >>> 1;
+    for (let at = top * width + x, end = bottom * width; at < end; at += width)
+      pixels[at] = pixels[at] === 0 ? 2 * half : ((pixels[at] & 0xfefefefe) >>> 1) + half;
   }
 
   // For each column the indices of what reaches into it, and of what has its time stamp in it.
@@ -73,10 +69,13 @@ function drawLines(lane, picture) {
   const {width, height, pixel, theme} = picture, thick = Math.max(1, Math.round(1.6 * pixel));
   const shown = lane.series.filter(series => lane.isShown(series)), scale = scaleOf(shown, picture.view);
   const toY = value => Math.round((height - thick) * (1 - (value - scale.low) / (scale.high - scale.low)));
-  const {ticks, step} = ticksOf(scale.low, scale.high, 4);
-  for (const y of ticks.map(toY)) for (let x = 0; x < width; x++) picture.fill(x, y, y + 1, pack(theme.grid));
-  const means = shown.map(series => {
-    const {from, to} = picture.spansOf(series), colour = lane.colourOf(lane.itemOf(series), theme);
+  const {ticks, step} = ticksOf(scale.low, scale.high, 4), spans = shown.map(series => picture.spansOf(series));
+  for (let x = 0; x < width; x++) {  // gaps stay see-through
+    if (spans.some(({from, to}) => from[x] < to[x])) picture.fill(x, 0, height, pack(theme.back));
+    for (const tick of ticks) picture.fill(x, toY(tick), toY(tick) + 1, pack(theme.grid));
+  }
+  const means = shown.map((series, k) => {
+    const {from, to} = spans[k], colour = lane.colourOf(lane.itemOf(series), theme);
     const ys = new Int32Array(width).fill(-1);
     for (let x = 0; x < width; x++) {
       if (from[x] === to[x]) continue;
