@@ -1,4 +1,5 @@
 # What every folder's CMakeLists.txt is made of.
+include(CheckPIESupported)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -7,21 +8,27 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-if(NOT CMAKE_BUILD_TYPE)
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE Release)
 endif()
+check_pie_supported(LANGUAGES CXX)
 
-# Headers, language level, warnings and sanitizers of all our code.
+# Headers, warnings, sanitizers and hardening of all our code.
 add_library(pwr_common INTERFACE)
 target_include_directories(pwr_common INTERFACE ${CMAKE_CURRENT_SOURCE_DIR})
 target_compile_options(pwr_common INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Werror)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast $<$<BOOL:${PWR_WERROR}>:-Werror>)
 # g++ 12 warns of overlapping copies inside std::string's own code.
 target_compile_options(pwr_common INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 if(PWR_SANITIZE)
     target_compile_options(pwr_common INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     target_link_options(pwr_common INTERFACE -fsanitize=address,undefined)
+elseif(PWR_HARDENING)
+    # The checked functions of the C library need an optimised build.
+    target_compile_options(pwr_common INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2> -fstack-protector-strong -fcf-protection=full)
+    target_link_options(pwr_common INTERFACE LINKER:-z,relro,-z,now)
 endif()
 
 # pwr_objects(NAME SOURCE...): a folder's code as objects, for the product that it is part of and its tests.
@@ -43,7 +50,7 @@ endfunction()
 function(pwr_link_plugin_library name entry)
     add_library(${name} SHARED ${entry})
     target_link_libraries(${name} PRIVATE pwr_common ${ARGN})
-    set(exports ${CMAKE_SOURCE_DIR}/plugins/exports.map)
+    set(exports ${PROJECT_SOURCE_DIR}/plugins/exports.map)
     target_link_options(${name} PRIVATE -Wl,--version-script=${exports})
     set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports})
 endfunction()

@@ -1,13 +1,12 @@
-# What `cmake --install` puts in place: the writer library, pwrhost, the headers for hosts, the reference
-# implementation of the host's classes as an archive, a CMake package and a pkg-config file.
+# What `cmake --install` puts in place: the plug-in libraries, pwrhost, the headers for hosts, the reference
+# implementation of the host's classes as an archive, a CMake package and a pkg-config file. The target "uninstall"
+# removes it.
 include(CMakePackageConfigHelpers)
 
 set(PWR_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/pwr_writers)
 set(PWR_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/pwr_writers)
 
-add_library(pwr_host_model STATIC $<TARGET_OBJECTS:host_model>)
-
-install(TARGETS writer_plugins export_plugins LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS writer_plugins export_plugins LIBRARY DESTINATION ${PWR_INSTALL_PLUGINDIR})
 install(TARGETS pwrhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS pwr_host_model ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY pwr DESTINATION ${PWR_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
@@ -19,16 +18,25 @@ install(FILES
     plugins/writer_plugin.h
     plugins/writer_plugin_capability.h
     DESTINATION ${PWR_INSTALL_INCLUDEDIR}/plugins)
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pwrhost)
 
-configure_package_config_file(cmake/pwr_writers-config.cmake.in ${CMAKE_BINARY_DIR}/pwr_writers-config.cmake
+configure_package_config_file(cmake/pwr_writers-config.cmake.in ${PROJECT_BINARY_DIR}/pwr_writers-config.cmake
     INSTALL_DESTINATION ${PWR_INSTALL_CMAKEDIR}
-    PATH_VARS PWR_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/pwr_writers-config-version.cmake
+    PATH_VARS PWR_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR PWR_INSTALL_PLUGINDIR)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/pwr_writers-config-version.cmake
     COMPATIBILITY SameMajorVersion)
 # From where the file lies, so that it is right wherever the tree is installed or moved to.
 file(RELATIVE_PATH PWR_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" PWR_PREFIX_FROM_PC "${PWR_PREFIX_FROM_PC}")
-configure_file(cmake/pwr_writers.pc.in ${CMAKE_BINARY_DIR}/pwr_writers.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/pwr_writers-config.cmake ${CMAKE_BINARY_DIR}/pwr_writers-config-version.cmake
+configure_file(cmake/pwr_writers.pc.in ${PROJECT_BINARY_DIR}/pwr_writers.pc @ONLY)
+install(FILES
+    ${PROJECT_BINARY_DIR}/pwr_writers-config.cmake
+    ${PROJECT_BINARY_DIR}/pwr_writers-config-version.cmake
     DESTINATION ${PWR_INSTALL_CMAKEDIR})
-install(FILES ${CMAKE_BINARY_DIR}/pwr_writers.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/pwr_writers.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(PROJECT_IS_TOP_LEVEL)
+    add_custom_target(uninstall
+        COMMAND ${CMAKE_COMMAND} -P ${PROJECT_SOURCE_DIR}/cmake/Uninstall.cmake
+        WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
+endif()

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs a build into a fresh folder and builds a consumer against it, once through the CMake package and
-# once through pkg-config: check_install.sh BUILD_FOLDER SOURCE_FOLDER
+# Installs a build into a fresh folder, builds a consumer against it, once through the CMake package and once
+# through pkg-config, and removes it again: check_install.sh BUILD_FOLDER SOURCE_FOLDER [COMPILER FLAGS]
 set -euo pipefail
 build=$1
 source=$(cd "$2" && pwd)
@@ -44,4 +44,11 @@ standard=c++11 compiles pwr plugins -not -path 'pwr/bin/*'
 standard=c++17 compiles host pwr/bin
 
 [ "$("$work/moved/bin/pwrhost" list | grep -c .)" -ge 8 ]
+
+# Nothing is left behind, and nothing of others is touched.
+mkdir -p "$work/prefix/share/doc/another"
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+(cd "$build" && cmake -P "$source/../../cmake/Uninstall.cmake")
+[ -z "$(find "$work/prefix" ! -type d -o -name '*pwr*')" ]
+[ -d "$work/prefix/share/doc/another" ]
 echo "the installed tree serves both consumers"

@@ -1,0 +1,15 @@
+# Removes what the last `cmake --install` of the current folder has put in place, and the folders that it made for
+# this project alone.
+file(STRINGS install_manifest.txt files)
+foreach(file ${files})
+    set(file "$ENV{DESTDIR}${file}")
+    file(REMOVE "${file}")
+    cmake_path(GET file PARENT_PATH folder)
+    while(folder MATCHES "/(pwr_writers|pwr-writers|pwrhost)(/|$)")
+        execute_process(COMMAND rmdir "${folder}" RESULT_VARIABLE failure ERROR_QUIET)
+        if(failure)
+            break()
+        endif()
+        cmake_path(GET folder PARENT_PATH folder)
+    endwhile()
+endforeach()
