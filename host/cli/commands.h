@@ -14,6 +14,7 @@ namespace host::cli {
 // What to do once the command line has been read; returns the exit status.
 using Command = std::function<int()>;
 
+void addCompletionCommand(CLI::App& program, Command& chosen);
 void addListCommand(CLI::App& program, Command& chosen);
 void addReplayCommand(CLI::App& program, Command& chosen);
 void addShowCommand(CLI::App& program, Command& chosen);

@@ -12,6 +12,7 @@
 #include "host/base/exit_status.h"
 #include "host/base/inherited.h"
 #include "host/cli/commands.h"
+#include "host/cli/version.h"
 #include "host/session/run.h"
 
 namespace {
@@ -31,6 +32,7 @@ int main(int argc, char** argv) try {
     // A file that may not grow is to fail like a full disk, for its writer alone.
     std::signal(SIGXFSZ, SIG_IGN);
     CLI::App program("Delivers power and performance data to the writers of a plug-in library", "pwrhost");
+    program.set_version_flag("--version", host::cli::versionText, "Show versions and the plug-in libraries");
     program.require_subcommand(1);
     host::cli::Command chosen;
     host::cli::addListCommand(program, chosen);
@@ -39,6 +41,7 @@ int main(int argc, char** argv) try {
     host::cli::addRecordCommand(program, chosen, words);
     host::cli::addShowCommand(program, chosen);
     host::cli::addCompareCommand(program, chosen, words);
+    host::cli::addCompletionCommand(program, chosen);
     try {
         program.parse(host::cli::countParsedWords(words), argv);
     } catch (const CLI::ParseError& problem) {

@@ -22,6 +22,12 @@ std::string findLibrary(const char* name) {
 
 }  // namespace
 
+std::vector<std::string> ownLibraries() {
+    std::vector<std::string> paths;
+    for (const char* name : LIBRARY_NAMES) paths.push_back(findLibrary(name));
+    return paths;
+}
+
 bool PluginLibraries::open(const std::vector<std::string>& paths, std::string& error) {
     std::vector<std::string> chosen = paths;
     if (chosen.empty()) {

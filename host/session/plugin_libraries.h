@@ -8,10 +8,13 @@
 
 namespace host::session {
 
+// The libraries that were built or installed beside this program; an empty path for one that is not there.
+std::vector<std::string> ownLibraries();
+
 // The plug-in libraries of a run, in the order in which they were named, and all their writers.
 class PluginLibraries {
 public:
-    // Opens `paths`; an empty list stands for the libraries that were built or installed beside this program.
+    // Opens `paths`; an empty list stands for ownLibraries().
     // Returns false with `error` set. The environment must be there.
     bool open(const std::vector<std::string>& paths, std::string& error);
 
