@@ -33,7 +33,7 @@ int runRecord(RecordCommandOptions& options) {
     if (!run.open(options.m_run) || !record::checkPlaces(options.m_run.m_writers, options.m_run.m_output))
         return base::EXIT_ERROR;
     if (!options.m_run.m_order.empty()) options.m_record.order = emit::orderLine(options.m_run.m_order);
-    run.begin();
+    if (!run.begin()) return base::EXIT_ERROR;
     if (stop.isRequested()) {
         base::complain(std::string("ended by ") + stop.name() + " before the collection");
         return run.end();

@@ -90,10 +90,11 @@ int replay(const ReplayOptions& options) {
     session::InputFeeder feeder(run.reader(), stop, options.m_isForgiving);
     std::unique_ptr<emit::SaveFile> save;
     if (!openSave(options.m_save, save, feeder)) return base::EXIT_ERROR;
-    Progress progress(options.m_isProgressShown, inputs.totalSize());
-    if (options.m_isProgressShown)
+    const bool isProgressShown = options.m_isProgressShown && !options.m_run.m_isQuiet;
+    Progress progress(isProgressShown, inputs.totalSize());
+    if (isProgressShown)
         feeder.setWatcher([&](std::uint64_t bytes, std::uint64_t lines) { progress.update(bytes, lines); });
-    run.begin();
+    if (!run.begin()) return base::EXIT_ERROR;
     feed(inputs, feeder);
     progress.finish(feeder.bytes(), feeder.lines());
     if (stop.isRequested())
@@ -103,6 +104,9 @@ int replay(const ReplayOptions& options) {
         base::complain(save->error());
         feeder.fail();
     }
+    if (save != nullptr) run.addFile(options.m_save);
+    if (run.reader().contentLines() == 0 && feeder.isGood() && !stop.isRequested())
+        base::complain("the stream is empty: it defines nothing and delivers nothing");
     const int status = run.end();
     return feeder.isGood() ? status : base::EXIT_ERROR;
 }

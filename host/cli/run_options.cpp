@@ -11,12 +11,13 @@ namespace host::cli {
 
 void addRunOptions(CLI::App& command, session::RunOptions& options) {
     command
-        .add_option("-w,--writers", options.m_writers, "Option names with commas between, or all, or none")
+        .add_option("-w,--writers", options.m_writers,
+                    "Option names with commas between, or all, or none (see pwrhost list)")
         ->type_name("LIST")
         ->capture_default_str();
     command
         .add_option("-o,--output", options.m_output,
-                    "Path of the results without extension, or - for one result on standard output")
+                    "Path of the results without extension; DIR/ is DIR/run, - one result on standard output")
         ->type_name("NAME")
         ->capture_default_str();
     command
@@ -67,6 +68,11 @@ void addRunOptions(CLI::App& command, session::RunOptions& options) {
         .add_option("--statuses", options.m_statuses,
                     "Write a line LINE,WRITER,OPERATION,STATUS here for every failure")
         ->type_name("FILE");
+    command
+        .add_option("--temp", options.m_temp,
+                    "Where the folder of temporary files is made (default: TMPDIR, else beside the output)")
+        ->type_name("DIR");
+    command.add_flag("--quiet", options.m_isQuiet, "No list of files at the end, no progress, no notes");
 }
 
 }  // namespace host::cli

@@ -7,12 +7,14 @@
 #include <cstring>
 #include <utility>
 
+#include "host/base/user_folder.h"
+
 namespace host::emit {
 
 SaveFile::SaveFile(std::string path) : m_path(std::move(path)) {
     // Not to block on a pipe, nor to write through a link that someone else has put there.
     constexpr int mode = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    m_file = base::Descriptor(::open(m_path.c_str(), mode, 0666));
+    m_file = base::Descriptor(::openat(base::userFolder(), m_path.c_str(), mode, 0666));
     if (m_path.ends_with(".zst")) m_frame = std::make_unique<ZstdFrame>();
     if (m_file.isOpen())
         ::fcntl(m_file.get(), F_SETFL, ::fcntl(m_file.get(), F_GETFL) & ~O_NONBLOCK);

@@ -106,8 +106,8 @@ Table* Registry::add(std::unique_ptr<Table> table) {
     return kept;
 }
 
-pwr::MetricContainerInfoMessage* Registry::keep(std::unique_ptr<pwr::MetricContainerInfoMessage> message) {
-    pwr::MetricContainerInfoMessage* const kept = message.get();
+pwr::SystemMessage* Registry::keep(std::unique_ptr<pwr::SystemMessage> message) {
+    pwr::SystemMessage* const kept = message.get();
     m_owned.emplace_back(std::move(message));
     return kept;
 }

@@ -74,8 +74,8 @@ public:
     const pwr::Quantity* timeQuantity() const { return m_timeQuantity; }
     bool hasDefinedTime() const { return m_timeQuantity != &m_ownTime; }
 
-    // Takes a container message over.
-    pwr::MetricContainerInfoMessage* keep(std::unique_ptr<pwr::MetricContainerInfoMessage> message);
+    // Takes the system message over, which writers may keep.
+    pwr::SystemMessage* keep(std::unique_ptr<pwr::SystemMessage> message);
     // Take what a container message points to over.
     pwr::TextNotes* keep(std::unique_ptr<pwr::TextNotes> notes);
     TableSnapshot* keep(std::unique_ptr<TableSnapshot> table);

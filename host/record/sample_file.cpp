@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/base/text.h"
+#include "host/base/user_folder.h"
 
 namespace host::record {
 
@@ -40,7 +41,7 @@ bool isNaturallyLess(const std::string& a, const std::string& b) {
 }  // namespace
 
 Root::Root(const std::string& folder)
-    : m_path(folder), m_folder(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+    : m_path(folder), m_folder(::openat(base::userFolder(), folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
 
 bool Root::isThisMachine() const {
     struct stat own {};

@@ -25,6 +25,11 @@ void Delivery::setObserver(std::function<void(const StatusRecord&)> observer) {
     m_observer = std::move(observer);
 }
 
+void Delivery::setReasons(std::function<void()> begin, std::function<std::string()> end) {
+    m_beginReason = std::move(begin);
+    m_endReason = std::move(end);
+}
+
 template <typename Call>
 std::int32_t Delivery::call_i(Writer& writer, const char* operation, Call call) {
     std::int32_t status = 1;
@@ -39,6 +44,15 @@ std::int32_t Delivery::call_i(Writer& writer, const char* operation, Call call) 
     return status;
 }
 
+template <typename Call>
+std::int32_t Delivery::callForReason_i(Writer& writer, const char* operation, Call call) {
+    if (m_beginReason) m_beginReason();
+    const std::int32_t status = call_i(writer, operation, call);
+    std::string reason = m_endReason ? m_endReason() : std::string();
+    if (status != 0) writer.m_reason = std::move(reason);
+    return status;
+}
+
 template <typename Message>
 void Delivery::write_i(const char* operation, const Message& message) {
     for (Writer& writer : m_writers)
@@ -50,7 +64,7 @@ void Delivery::init(const std::string& outputName, bool continuous) {
     m_line = 0;
     m_isContinuous = continuous;
     for (Writer& writer : m_writers)
-        writer.m_isActive = call_i(writer, "init", [&](WriterPlugin& plugin) {
+        writer.m_isActive = callForReason_i(writer, "init", [&](WriterPlugin& plugin) {
                                 return plugin.init(outputName, continuous);
                             }) == 0;
 }
@@ -83,7 +97,10 @@ void Delivery::text(const pwr::TextMessage& message) {
 void Delivery::system(const pwr::SystemMessage& message) {
     // The metadata are the registry's, which gives them to writers as constant.
     if (m_start != 0) model::Registry::instance().m_metadata->m_collectionTime = m_start;
-    write_i("system", message);
+    for (Writer& writer : m_writers)
+        if (writer.m_isActive)
+            callForReason_i(writer, "system",
+                            [&](WriterPlugin& plugin) { return plugin.writeMessage(message); });
 }
 
 void Delivery::metric(const pwr::Metric& metric) {

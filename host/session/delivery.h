@@ -33,6 +33,7 @@ public:
         bool m_isActive = false;
         std::size_t m_failures = 0;
         bool m_isRefused = false;  // the writer could make nothing of the run, and said why
+        std::string m_reason;  // why it refuses everything, if it has said so
     };
 
     // Adds a plug-in of a writer library, which must outlive this object.
@@ -43,6 +44,10 @@ public:
 
     // The start of the collection that holds instead of the stream's, in nanoseconds since 1970; 0: none.
     void setStart(std::uint64_t start) { m_start = start; }
+
+    // `begin` and `end` surround the calls after which a writer may refuse everything, init and the system
+    // message. What `end` returns becomes the reason of a writer that fails there.
+    void setReasons(std::function<void()> begin, std::function<std::string()> end);
 
     void setLine(std::uint64_t line) override { m_line = line; }
 
@@ -67,11 +72,15 @@ public:
 private:
     template <typename Call>
     std::int32_t call_i(Writer& writer, const char* operation, Call call);
+    template <typename Call>
+    std::int32_t callForReason_i(Writer& writer, const char* operation, Call call);
     template <typename Message>
     void write_i(const char* operation, const Message& message);
 
     std::vector<Writer> m_writers;
     std::function<void(const StatusRecord&)> m_observer;
+    std::function<void()> m_beginReason;
+    std::function<std::string()> m_endReason;
     std::uint64_t m_line = 0;
     std::uint64_t m_start = 0;
     bool m_isContinuous = false;

@@ -3,15 +3,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/model/environment.h"
-#include "host/model/loggers.h"
 #include "host/session/delivery.h"
 #include "host/session/plugin_libraries.h"
-#include "host/session/standard_output.h"
+#include "host/session/run_log.h"
+#include "host/session/work_folder.h"
 #include "host/stream/stream_reader.h"
 
 namespace host::session {
@@ -19,7 +18,7 @@ namespace host::session {
 // What replay and record have in common.
 struct RunOptions {
     std::string m_writers = "sum";  // option names with commas between, or "all", or "none"
-    std::string m_output = "run";   // "-": standard output
+    std::string m_output = "run";   // ends in a slash: the name "run" in that folder; "-": standard output
     bool m_isContinuous = false;
     std::uint64_t m_start = 0;           // of the collection, ns since 1970; 0: as the stream says
     std::vector<std::string> m_labels;   // each KEY=VALUE
@@ -29,52 +28,60 @@ struct RunOptions {
     std::vector<std::string> m_logTags;
     std::string m_log;       // empty: standard error
     std::string m_statuses;  // empty: none
+    std::string m_temp;  // folder for the folder of temporary files; empty: TMPDIR, else beside the output
+    bool m_isQuiet = false;  // no list of files at the end
 };
 
-// One run from opening the plug-in library to giving it back.
+// One run from opening the plug-in library to giving it back. Between begin and end the process works in a
+// folder of its own, so that the temporary files of two runs never meet; base::userFolder is where it was.
 class Run {
 public:
     Run();
     ~Run();
 
     // Checks the options and opens everything that they name. Returns false after a complaint; no writer has
-    // been touched then.
+    // been touched then, and no file emptied.
     bool open(const RunOptions& options);
 
-    // Starts the writers.
-    void begin();
+    // Starts the writers. Returns false after a complaint if there is no folder to work in.
+    bool begin();
 
     // Takes the stream's lines after begin.
     stream::StreamReader& reader() { return *m_reader; }
 
-    // Ends the run in the ordinary way and complains of what failed. Returns the exit status.
+    // Adds a file to the list at the end: one that the caller has made, relative to the user's folder.
+    void addFile(const std::string& path);
+
+    // Ends the run in the ordinary way and says what failed, and then which files there are. Returns the exit
+    // status.
     int end();
 
 private:
-    bool openLog_i(const std::string& path);
-    bool selectWriters_i(const std::string& list, std::string& error);
+    bool selectWriters_i();
     bool readOrder_i(const std::string& path);
-    bool openStandardOutput_i(std::string& error);
-    bool isResultCopied_i();
+    bool openLogs_i();
+    bool makeWorkFolder_i();
+    bool checkStandardOutput_i();
+    void tellWhoCannotFlush_i() const;
     bool isRefused_i() const;
-    bool openStatuses_i(const std::string& path);
     void writeStatus_i(const StatusRecord& record);
     bool closeStatuses_i();
     bool hasAllFiles_i() const;
     bool isLogComplete_i() const;
-    bool needsOutputFolder_i() const;
     bool isWithoutFailure_i() const;
+    bool printResult_i() const;
+    void leaveWorkFolder_i();
+    void listFiles_i() const;
 
     RunOptions m_options;
-    bool m_hasOutputFolder = true;
-    int m_logDescriptor = -1;
-    std::unique_ptr<model::DescriptorLogger> m_log;
+    std::unique_ptr<RunLog> m_log;
     std::unique_ptr<model::Environment> m_environment;
     std::unique_ptr<PluginLibraries> m_libraries;
     Delivery m_delivery;
-    std::optional<StandardOutput> m_standardOutput;  // if that is where the result goes
     std::unique_ptr<stream::StreamReader> m_reader;
     std::FILE* m_statuses = nullptr;
+    WorkFolder m_workFolder;
+    bool m_isToStandardOutput = false;  // what the writer makes
 };
 
 }  // namespace host::session

@@ -76,9 +76,10 @@ void MessageReader::system_i(ObjectReader& line) {
     m_isOpen = true;
     m_systemId = id;
     m_registry.m_metadata = std::move(metadata);
-    m_systemMessage.m_id = id;
-    m_systemMessage.m_metadata = m_registry.m_metadata.get();
-    m_sink.system(m_systemMessage);
+    auto message = std::make_unique<pwr::SystemMessage>();
+    message->m_id = id;
+    message->m_metadata = m_registry.m_metadata.get();
+    m_sink.system(*m_registry.keep(std::move(message)));
 }
 
 void MessageReader::stop_i(ObjectReader& line) {
@@ -229,7 +230,7 @@ void MessageReader::container_i(ObjectReader& line) {
     } else if (table != nullptr) {
         message->m_infoTable = &table->m_announcement;
     }
-    m_sink.container(*m_registry.keep(std::move(message)));
+    m_sink.container(*message);
 }
 
 void MessageReader::metric_i(ObjectReader& line) {

@@ -41,7 +41,6 @@ private:
     MessageSink& m_sink;
     bool m_isOpen = false;  // the system message has come
     std::uint32_t m_systemId = 0;
-    pwr::SystemMessage m_systemMessage;
     pwr::TextMessage m_textMessage;
     pwr::HeaderTextMessage m_headerMessage;
     pwr::IdMessage m_idMessage;

@@ -16,7 +16,7 @@ class TextMessage;
 namespace host::stream {
 
 // What the reader of a stream feeds: a call for each message, in the order of the lines. Messages live for
-// the call; what they point to is the model's.
+// the call, but for the system message; that, and what messages point to, is the model's.
 class MessageSink {
 public:
     virtual ~MessageSink() = default;

@@ -176,11 +176,11 @@ def main():
         spilling = pathlib.Path(folder) / "spilling.ndjson"
         spilling.write_text(spilling_stream())
         every_kind = HERE / "every_kind.ndjson"
-        replay = ["replay", "-w", "all", "-o", "run"]
+        replay = ["replay", "--quiet", "-w", "all", "-o", "run"]
         scenarios = [
             Scenario("replay", every_kind, replay, "io"),
             Scenario("continuous", every_kind, [*replay, "--continuous"], "io"),
-            Scenario("spilling", spilling, ["replay", "-w", "raw,int,phm-csv", "-o", "run"], "io"),
+            Scenario("spilling", spilling, ["replay", "--quiet", "-w", "raw,int,phm-csv", "-o", "run"], "io"),
         ]
         if options.runtime:
             print("memory: left out, as the sanitizer brings an allocator of its own", flush=True)
@@ -190,7 +190,7 @@ def main():
         for scenario in scenarios:
             if options.only is None or options.only in scenario.name:
                 runner.run_scenario(scenario)
-        killed = Scenario("killed", every_kind, ["replay", "-w", "json,bin", "-o", "run", "--continuous"], "io")
+        killed = Scenario("killed", every_kind, ["replay", "--quiet", "-w", "json,bin", "-o", "run", "--continuous"], "io")
         if options.only is None or options.only in killed.name:
             runner.run_killed(killed)
     problems = runner.problems

@@ -16,6 +16,7 @@ import time
 import unittest
 
 PWRHOST, PROBE = (str(pathlib.Path(a).resolve()) for a in sys.argv[1:3])
+KINDS = str(pathlib.Path(__file__).resolve().parent.parent / "faults" / "every_kind.ndjson")
 SYSTEM = '{"msg":"system","tscMHz":1000}\n'
 TEXT = '{"msg":"text","text":"t"}\n'
 GOOD = SYSTEM + TEXT
@@ -65,9 +66,12 @@ class Cli(unittest.TestCase):
         self.assertEqual(0, status)
         self.assertEqual(8, len(err.splitlines()))
         status, out, err = self.replay("-w", "second,first,second", "-o", "dir.d/x", "--continuous", "good")
-        self.assertEqual("pwrhost: cannot write to the output folder dir.d: No such file or directory",
+        self.assertEqual("pwrhost: --continuous: results only at the end of the run from second",
                          err.splitlines()[0])
         self.assertEqual("first: init dir.d/x continuous", err.splitlines()[1])
+        for names in ["First", " SECOND , first", "ALL"]:
+            self.assertIn("first: init run", self.replay("-w", names, "good")[2])
+        self.assertIn("first: init dir/run\n", self.replay("-w", "first", "-o", "dir/", "good")[2])
         status, out, err = self.replay("-w", "second", "good")
         self.assertEqual({"second"}, {line.split(":")[0] for line in err.splitlines()})
         self.check(0, "", self.replay("-w", "none", "good"))
@@ -145,6 +149,70 @@ class Cli(unittest.TestCase):
                 self.check(1, f"pwrhost: {message}\n", self.run_host("replay", "--plugins", path, "good"))
                 self.check(1, f"pwrhost: {message}\n", self.run_host("list", "--plugins", path))
 
+    def test_nothing_is_emptied_before_the_command_line_is_checked(self):
+        for name in ("log", "statuses"):
+            (self.work / name).write_text("from an earlier run\n")
+        for wrong in [["-w", "foo"], ["--order", "none"], ["--plugins", "none"], ["-o", "-"],
+                      ["--temp", "none"]]:
+            with self.subTest(wrong=wrong):
+                status = self.replay("-w", "all", "--log", "log", "--statuses", "statuses", *wrong, "good")[0]
+                self.assertEqual(1, status)
+        for name in ("log", "statuses"):
+            self.assertEqual("from an earlier run\n", (self.work / name).read_text())
+
+    def test_errors_in_the_log_make_the_status_2(self):
+        # The report misses its order, says so at level 1, and succeeds.
+        (self.work / "order").write_text('{"metrics":{}}\n')
+        replay = lambda *args: self.run_host("replay", "--quiet", "-w", "sum", "--order", "order", *args, "good")
+        line = "ERROR: No entries present for metrics in the output config file. Shouldn't happen!\n"
+        self.check(2, line, replay())
+        self.check(0, "", replay("--log-level", "0"))
+        self.check(2, "pwrhost: 1 error in the log log\n", replay("--log", "log"))
+        self.assertEqual(line, (self.work / "log").read_text())
+
+    def test_a_line_that_repeats_is_counted(self):
+        stream = SYSTEM + "".join('{"msg":"text","text":"t"}\n' for _ in range(25))
+        status, out, err = self.replay("-w", "first", "--quiet", "-", stdin=stream)
+        repeated = [line for line in err.splitlines() if "first: text" in line]
+        self.assertEqual(11, len(repeated), err)
+        self.assertIn("pwrhost: 15 times more: first: text", repeated[-1])
+        self.replay("-w", "first", "--log", "log", "-", stdin=stream)
+        self.assertEqual(25, (self.work / "log").read_text().count("first: text"))
+
+    def test_why_a_writer_refuses_everything(self):
+        (self.work / "slow").write_text('{"msg":"system","tscMHz":1000,"cpuMHz":0}\n' + TEXT)
+        reason = "Invalid CPU frequency: 0Hz"
+        self.assertIn(reason, self.run_host("replay", "--quiet", "-w", "vyrta", "slow")[2])
+        at_level_2 = self.run_host("replay", "--quiet", "-w", "vyrta", "--log-level", "2", "slow")[2]
+        self.assertEqual(1, at_level_2.count(reason))
+
+    def test_list_of_files(self):
+        self.check(0, "pwrhost: files:\n  run.csv                  4 bytes\n  Automation_Summary.csv  52 bytes\n",
+                   self.run_host("replay", "-w", "sum,auto", "good"))
+        self.check(0, "", self.run_host("replay", "-w", "sum,auto", "--quiet", "good"))
+
+    def test_an_empty_stream_is_said(self):
+        said = "pwrhost: the stream is empty: it defines nothing and delivers nothing\n"
+        self.check(0, said, self.replay("-w", "none", "-", stdin="\n# nothing\n"))
+        self.check(0, said, self.replay("-w", "none", "/dev/null"))
+
+    def test_output_to_standard_output(self):
+        self.run_host("replay", "-w", "raw", "good")
+        for writer, file in [("sum", "run.csv"), ("raw", "run.txt"), ("json", "run.ztjson"), ("bin", "run.ztbin")]:
+            with self.subTest(writer=writer):
+                self.run_host("replay", "-w", writer, "good")
+                done = subprocess.run([PWRHOST, "replay", "-w", writer, "-o", "-", "good"], cwd=self.work,
+                                      capture_output=True, timeout=60)
+                self.assertEqual((0, b""), (done.returncode, done.stderr))
+                self.assertEqual((self.work / file).read_bytes(), done.stdout)
+        before = sorted(os.listdir(self.work))
+        for args in [["-w", "sum,raw"], ["-w", "json", "--continuous"], ["-w", "phm-csv", KINDS]]:
+            with self.subTest(args=args):
+                status, out, err = self.run_host("replay", "-o", "-", *args, *([] if KINDS in args else ["good"]))
+                self.assertEqual((1, ""), (status, out))
+                self.assertIn("-o - takes exactly one writer", err)
+        self.assertEqual(before, sorted(os.listdir(self.work)))
+
     def test_order_of_the_report(self):
         (self.work / "order").write_text('{"def":"order",\n "features":["F"],\n "metrics":{"F":["M"]}\n}\n')
         self.check(0, "", self.replay("-w", "none", "--order", "order", "good"))
@@ -173,6 +241,86 @@ class Cli(unittest.TestCase):
                 self.assertIn("first: text", err)
                 self.assertIn("first: fini\n", err)
                 self.assertEqual(0, process.returncode)
+
+    def start(self, *args, **more):
+        """Starts a run that reads standard input, and waits until it does."""
+        process = subprocess.Popen([PWRHOST, "replay", "--quiet", *args, "-"], cwd=self.work, stdin=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, **more)
+        self.addCleanup(process.stdin.close)
+        self.addCleanup(process.stderr.close)
+        self.send(process, SYSTEM.encode())
+        return process
+
+    def send(self, process, content):
+        process.stdin.write(content)
+        process.stdin.flush()
+        deadline = time.time() + 30
+        while self.bytes_waiting(process.stdin) and time.time() < deadline:
+            time.sleep(0.01)
+
+    def folders(self, place):
+        return list(place.glob(".pwrhost-*"))
+
+    def results(self):
+        return {path.name: path.read_bytes() for path in self.work.iterdir() if path.name not in ("good", "bad")}
+
+    def test_two_runs_at_once_do_not_meet(self):
+        lines = pathlib.Path(KINDS).read_bytes().splitlines(keepends=True)
+
+        def feed(*processes):
+            for begin in range(0, len(lines), 10):
+                for process in processes:
+                    self.send(process, b"".join(lines[begin:begin + 10]))
+            for process in processes:
+                process.stdin.close()
+                self.assertEqual(0, process.wait(timeout=60), process.stderr.read())
+
+        def begin(name):
+            return subprocess.Popen([PWRHOST, "replay", "--quiet", "-w", "all", "-o", name, "-"], cwd=self.work,
+                                    stdin=subprocess.PIPE, stderr=subprocess.PIPE)
+
+        for name in "ab":
+            process = begin(name)
+            with process.stderr:
+                feed(process)
+        expected = self.results()
+        for name in expected:
+            (self.work / name).unlink()
+        processes = [begin("a"), begin("b")]
+        with processes[0].stderr, processes[1].stderr:
+            feed(*processes)
+        self.assertEqual(expected, self.results())
+
+    def test_where_temporary_files_lie(self):
+        for place in ("given", "common", "out"):
+            (self.work / place).mkdir()
+        for args, env, place in [(["--temp", "given"], {"TMPDIR": "common"}, "given"),
+                                 ([], {"TMPDIR": "common"}, "common"), ([], {}, "out"),
+                                 ([], {"TMPDIR": "missing"}, "out")]:
+            with self.subTest(place=place, env=env):
+                clean = {key: value for key, value in os.environ.items() if key != "TMPDIR"}
+                process = self.start("-w", "sum", "-o", "out/run", *args, env={**clean, **env})
+                self.assertEqual(1, len(self.folders(self.work / place)))
+                process.stdin.close()
+                self.assertEqual(0, process.wait(timeout=30))
+                self.assertEqual([], self.folders(self.work / place))
+                self.assertTrue((self.work / "out/run.csv").exists())
+        status, out, err = self.run_host("replay", "--temp", "none", "good")
+        self.assertEqual((1, "pwrhost: cannot make a folder for the writers' temporary files in none: No such file "
+                             "or directory; --temp names another place\n"), (status, err))
+
+    def test_what_a_killed_run_leaves_is_removed(self):
+        killed = self.start("-w", "sum")
+        alive = self.start("-w", "sum", "-o", "alive")
+        killed.kill()
+        killed.wait(timeout=30)
+        self.assertEqual(2, len(self.folders(self.work)))
+        status, out, err = self.run_host("replay", "--quiet", "good")
+        self.assertEqual(0, status)
+        self.assertRegex(err, r"^pwrhost: removed .*/\.pwrhost-......, which a killed run has left\n$")
+        self.assertEqual(1, len(self.folders(self.work)))
+        alive.stdin.close()
+        self.assertEqual(0, alive.wait(timeout=30))
 
     @staticmethod
     def bytes_waiting(stream):

@@ -225,19 +225,37 @@ TEST_F(Output, AFileThatMayBeWrittenIsWrittenWhereNoneMayBeMadeBesideIt) {
     EXPECT_EQ(std::vector<std::string>{"a"}, names());
 }
 
-TEST_F(Output, OnlyALinkOfTheUsersOwnIsAppendedTo) {
-    std::ofstream(path("target")) << "one\n";
-    std::filesystem::create_symlink("target", path("link"));
-    std::filesystem::create_symlink("missing", path("dangling"));
-    FILE* file = nullptr;
-    ASSERT_TRUE(pwr::openFileHandle(&file, path("link").c_str(), "ab"));
-    std::fputs("two\n", file);
-    std::fclose(file);
-    EXPECT_EQ("one\ntwo\n", read("target"));
-    EXPECT_FALSE(pwr::openFileHandle(&file, path("link").c_str(), "wb"));
-    EXPECT_FALSE(pwr::openFileHandle(&file, path("dangling").c_str(), "ab"));
-    EXPECT_EQ("one\ntwo\n", read("target"));
-    EXPECT_FALSE(std::filesystem::exists(path("missing")));
+TEST_F(Output, ResultsLieInTheirFolderAndTemporaryFilesInTheWorkingDirectory) {
+    std::filesystem::create_directories(m_folder / "home/sub");
+    std::filesystem::create_directories(m_folder / "work");
+    const auto before = std::filesystem::current_path();
+    const int home = ::open(path("home").c_str(), O_PATH | O_DIRECTORY);
+    std::filesystem::current_path(m_folder / "work");
+    host::model::Results& results = m_environment.results();
+    results.setFolder(home, path("home"));
+    for (const char* name : {"kept.csv", "sub/kept.csv", "sub/gone.csv", "gone.csv", "x.tmp"}) {
+        FILE* file = nullptr;
+        ASSERT_TRUE(pwr::openFileHandle(&file, name, "wb"));
+        std::fputs(name, file);
+        std::fclose(file);
+    }
+    pwr::Logger* const handle = g_pluginEnvironment->getFileOutputHandle("handle");
+    handle->m_buffer = {'h'};
+    handle->flush();
+    // A writer may take back what it has made, by its name.
+    EXPECT_EQ(0, std::remove("gone.csv"));
+    EXPECT_EQ(0, std::remove("sub/gone.csv"));
+    EXPECT_EQ(0, std::remove("x.tmp"));
+    results.settle();
+    EXPECT_EQ("kept.csv", read("home/kept.csv"));
+    std::vector<std::string> made;
+    for (const auto& result : results.made()) made.push_back(result.path + std::to_string(result.size));
+    EXPECT_EQ((std::vector<std::string>{"kept.csv8", "sub/kept.csv12", "handle1"}), made);
+    EXPECT_TRUE(std::filesystem::is_empty("."));
+    EXPECT_FALSE(std::filesystem::exists(path("home/gone.csv")) ||
+                 std::filesystem::exists(path("home/sub/gone.csv")));
+    std::filesystem::current_path(before);
+    ::close(home);
 }
 
 TEST_F(Output, AFullDiskLeavesWhatWasCompleteAndNothingElse) {
