@@ -1,4 +1,4 @@
-// Numbers and texts of the recorder, without allocation where it samples.
+// Numbers and texts, without allocation where the machine is sampled.
 #pragma once
 
 #include <charconv>
@@ -42,12 +42,6 @@ std::string fixedText(double value, int decimals);
 
 // The text without blanks and line ends at either end.
 std::string_view trimmed(std::string_view text);
-
-// The text with every byte that is no UTF-8 replaced, as the stream holds nothing else.
-std::string toUtf8(std::string_view text);
-
-// The first `limit` bytes of a UTF-8 text or a little less, so that no character is cut.
-std::string cutUtf8(const std::string& text, std::size_t limit);
 
 // Numbers of a list such as "0-3,8,10-11", in ascending order as they stand.
 std::optional<std::vector<unsigned>> parseCpuList(std::string_view text);

@@ -37,6 +37,18 @@ unsigned byteAt(const char* text) {
     return static_cast<unsigned char>(*text);
 }
 
+// The length of the character at the front of a text that is not empty; 0 if there is none.
+std::size_t characterLength(const char* text, std::size_t size) {
+    const unsigned lead = byteAt(text);
+    if (lead < 0x80) return 1;
+    if (size < 2) return 0;
+    const std::size_t length = sequenceLength(lead, byteAt(text + 1));
+    if (length > size) return 0;
+    for (std::size_t i = 2; i < length; ++i)
+        if ((byteAt(text + i) & 0xC0) != 0x80) return 0;
+    return length;
+}
+
 }  // namespace
 
 Utf8Check checkUtf8(const char* text, std::size_t size) {
@@ -53,14 +65,40 @@ Utf8Check checkUtf8(const char* text, std::size_t size) {
             ++text;
             continue;
         }
-        if (end - text < 2) return Utf8Check::Bad;
-        const std::size_t length = sequenceLength(lead, byteAt(text + 1));
-        if (length == 0 || length > static_cast<std::size_t>(end - text)) return Utf8Check::Bad;
-        for (std::size_t i = 2; i < length; ++i)
-            if ((byteAt(text + i) & 0xC0) != 0x80) return Utf8Check::Bad;
+        const std::size_t length = characterLength(text, static_cast<std::size_t>(end - text));
+        if (length == 0) return Utf8Check::Bad;
         text += length;
     }
     return Utf8Check::Good;
+}
+
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = characterLength(text.data(), text.size());
+        if (length == 0) return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+std::string toUtf8(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = characterLength(text.data(), text.size());
+        if (length == 0)
+            out.append("\xEF\xBF\xBD");
+        else
+            out.append(text.substr(0, length));
+        text.remove_prefix(length == 0 ? 1 : length);
+    }
+    return out;
+}
+
+std::string cutUtf8(const std::string& text, std::size_t limit) {
+    if (text.size() <= limit) return text;
+    while (limit > 0 && (static_cast<unsigned char>(text[limit]) & 0xC0) == 0x80) --limit;
+    return text.substr(0, limit);
 }
 
 }  // namespace host::base

@@ -3,30 +3,11 @@
 #include <charconv>
 #include <cmath>
 
+#include "host/base/utf8.h"
+
 namespace host::inspect {
 
 namespace {
-
-bool isContinuation(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
-// The length of the well-formed sequence at the start of `bytes`, 0 if there is none.
-std::size_t sequenceLength(std::string_view bytes) {
-    const auto first = static_cast<unsigned char>(bytes[0]);
-    if (first < 0x80) return 1;
-    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || bytes.size() < length) return 0;
-    for (std::size_t i = 1; i < length; ++i)
-        if (!isContinuation(bytes[i])) return 0;
-    // Overlong forms, surrogates and what lies beyond the last code point show in the second byte.
-    const auto second = static_cast<unsigned char>(bytes[1]);
-    if (first == 0xE0 && second < 0xA0) return 0;
-    if (first == 0xED && second > 0x9F) return 0;
-    if (first == 0xF0 && second < 0x90) return 0;
-    if (first == 0xF4 && second > 0x8F) return 0;
-    return length;
-}
 
 bool isAscii(std::string_view bytes) {
     for (const char byte : bytes)
@@ -35,20 +16,6 @@ bool isAscii(std::string_view bytes) {
 }
 
 }  // namespace
-
-std::string toUtf8(std::string_view bytes) {
-    std::string text;
-    text.reserve(bytes.size());
-    while (!bytes.empty()) {
-        const std::size_t length = sequenceLength(bytes);
-        if (length == 0)
-            text += "\xEF\xBF\xBD";
-        else
-            text += bytes.substr(0, length);
-        bytes.remove_prefix(length == 0 ? 1 : length);
-    }
-    return text;
-}
 
 void JsonLine::begin() {
     if (m_out == nullptr) return;
@@ -113,7 +80,7 @@ void JsonLine::value(std::string_view content) {
         m_writer.String(content.data(), static_cast<rapidjson::SizeType>(content.size()));
         return;
     }
-    const std::string text = toUtf8(content);
+    const std::string text = base::toUtf8(content);
     m_writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
 }
 

@@ -74,7 +74,4 @@ private:
     rapidjson::Writer<rapidjson::StringBuffer> m_writer;
 };
 
-// Replaces every byte that does not belong to well-formed UTF-8 by U+FFFD.
-std::string toUtf8(std::string_view bytes);
-
 }  // namespace host::inspect

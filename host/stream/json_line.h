@@ -46,7 +46,18 @@ public:
     const Token* parse(char* text, std::size_t size, Fault& fault);
 
 private:
+    // A number that the parser refuses for its size, though it may be in range.
+    struct LongNumber {
+        std::size_t place;
+        std::string text;
+    };
+    bool parse_i(char* text, std::size_t size, Fault& fault);
+    bool hideNumber_i(std::size_t place);
+    bool checkTexts_i(Fault& fault) const;
+
     std::vector<Token> m_tokens;
+    std::string m_original;  // of a line with exponents
+    std::vector<LongNumber> m_longNumbers;
 };
 
 }  // namespace host::stream

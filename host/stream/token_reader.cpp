@@ -19,11 +19,13 @@ bool isIntegerText(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
 }
 
-// True if a JSON number that is not zero is smaller than 1: its first digit that counts stands behind the
+// True if a JSON number is smaller than 1: it is zero, or its first digit that counts stands behind the
 // point once the exponent is applied.
 bool isBelowOne(std::string_view text) {
     const std::size_t mark = std::min(text.find_first_of("eE"), text.size());
     const std::string_view digits = text.substr(0, mark);
+    const std::size_t first = digits.find_first_of("123456789");
+    if (first == std::string_view::npos) return true;
     long exponent = 0;
     if (mark < text.size()) {
         const std::size_t sign = text[mark + 1] == '+' ? 1 : 0;
@@ -32,8 +34,6 @@ bool isBelowOne(std::string_view text) {
         if (result.ec != std::errc()) return text[mark + 1] == '-';
     }
     const std::size_t point = std::min(digits.find('.'), digits.size());
-    const std::size_t first = digits.find_first_of("123456789");
-    if (first == std::string_view::npos) return true;
     const long place = static_cast<long>(point) - static_cast<long>(first);  // 1: the digit before the point
     return exponent <= -(first < point ? place : place + 1);
 }

@@ -30,7 +30,9 @@ template <typename Integer>
 Integer readInteger(const Token& token, Fault& fault, Integer low = std::numeric_limits<Integer>::min(),
                     Integer high = std::numeric_limits<Integer>::max()) {
     Integer value{};
-    if (readPlainInteger(token, value) && value >= low && value <= high) return value;
+    const bool isRead =
+        readPlainInteger(token, value) || (token.m_type == Token::Number && token.text() == "-0");
+    if (isRead && value >= low && value <= high) return value;
     setNotInteger(token, std::to_string(low), std::to_string(high), fault);
     return Integer{};
 }

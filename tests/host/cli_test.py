@@ -111,6 +111,7 @@ class Cli(unittest.TestCase):
     def test_what_cannot_be_opened_or_written(self):
         (self.work / "text").write_text("no library\n")
         (self.work / "order").write_text('{\n"features": [1]\n}\n')
+        (self.work / "surrogate").write_text('{"features": ["\\udce9"]}\n')
         missing = "No such file or directory\n"
         for args, message in [
             (["none"], "pwrhost: cannot open the stream none: " + missing),
@@ -124,6 +125,8 @@ class Cli(unittest.TestCase):
              "pwrhost: cannot read the output configuration none: " + missing),
             (["good", "-w", "none", "--order", "order"],
              'pwrhost: order: "features": expected a text, found 1\n'),
+            (["good", "-w", "none", "--order", "surrogate"],
+             "pwrhost: surrogate: half of a surrogate pair in a text\n"),
             (["good", "-w", "all", "--log", "/dev/full"],
              "pwrhost: cannot write the log /dev/full: No space left on device\n"),
         ]:

@@ -81,6 +81,10 @@ TEST_F(Stream, SystemWithoutKeys) {
 }
 
 TEST_F(Stream, ValuesOfEveryKindAreExact) {
+    // Numbers whose size shows only at their end.
+    const std::string zeros(400, '0');
+    const std::string large = "{\"r\":1" + zeros + "e-399}";
+    const std::string pair = "{\"r\":[0e400,-1" + zeros + ".5E-0400]}";
     const struct {
         const char* text;
         const char* value;
@@ -104,6 +108,11 @@ TEST_F(Stream, ValuesOfEveryKindAreExact) {
         {R"({"r":-1e-400})", "r-0x0p+0"},
         {R"({"r":0.0e-99999999999999999999})", "r0x0p+0"},
         {R"({"r":12345e-99999999999999999999})", "r0x0p+0"},
+        {R"({"r":0e400})", "r0x0p+0"},
+        {R"({"r":-0E+99999999999999999999})", "r-0x0p+0"},
+        {large.c_str(), "r0x1.4p+3"},
+        {pair.c_str(), "r0x0p+0..-0x1p+0"},
+        {R"({"u":-0})", "u0"},
         {R"({"r":"nan"})", "rnan"},
         {R"({"r":"inf"})", "rinf"},
         {R"({"r":["-inf","nan"]})", "r-inf..nan"},

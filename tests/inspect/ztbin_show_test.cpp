@@ -188,7 +188,7 @@ TEST(JsonLine, PrintsWhatIsNotUtf8AsReplacements) {
         {"\xF4\x8F\xBF\xBF", "\xF4\x8F\xBF\xBF"},
         {"\xFF\xFE", bad + bad},
     };
-    for (const auto& [bytes, text] : cases) EXPECT_EQ(host::inspect::toUtf8(bytes), text);
+    for (const auto& [bytes, text] : cases) EXPECT_EQ(host::base::toUtf8(bytes), text);
 }
 
 TEST(JsonLine, PrintsNumbersThatReadBackAsThemselves) {

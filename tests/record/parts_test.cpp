@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include "host/base/text.h"
+#include "host/base/utf8.h"
 #include "host/emit/spool.h"
 #include "host/record/machine.h"
 #include "host/record/system_clock.h"

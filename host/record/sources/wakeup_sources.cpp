@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/base/text.h"
+#include "host/base/utf8.h"
 #include "host/emit/metric_line.h"
 #include "host/record/sources/sources.h"
 #include "host/record/sources/unique_names.h"
