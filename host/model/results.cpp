@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace host::model {
 
 namespace {
@@ -44,13 +46,14 @@ void Results::standIn_i(const std::string& path) {
     // From the root every path is the same; above the folder of the results nothing can be put in place.
     if (name.empty() || name == "." || name == "..") return;
     const std::string target = m_folderPath + "/" + name;
-    if (::symlink(target.c_str(), name.c_str()) == 0) m_standIns.push_back({name, name == path});
+    m_standIns.push_back({name, name == path});
+    if (::symlink(target.c_str(), name.c_str()) != 0) m_standIns.pop_back();
 }
 
 void Results::settle() {
     for (const StandIn& link : m_standIns) {
-        const bool isThere = ::unlink(link.name.c_str()) == 0;
-        if (!isThere && link.isResult) ::unlinkat(m_folder, link.name.c_str(), 0);
+        if (::unlink(link.name.c_str()) != 0 && errno == ENOENT && link.isResult)
+            ::unlinkat(m_folder, link.name.c_str(), 0);
     }
     m_standIns.clear();
 }

@@ -32,7 +32,7 @@ public:
     // Notes that a result could not be created. `error` is an errno value.
     void noteUncreated(const std::string& path, int error);
 
-    // Removes the results whose stand-in a writer has removed, and the other stand-ins.
+    // Removes the results whose stand-in a writer has removed, and the other stand-ins. Needs no memory.
     void settle();
 
     struct Made {

@@ -81,6 +81,7 @@ Run::Run() = default;
 Run::~Run() {
     m_libraries.reset();
     m_reader.reset();
+    if (m_environment != nullptr) m_environment->results().settle();
     m_environment.reset();
     if (m_statuses != nullptr) std::fclose(m_statuses);
 }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
+#include <new>
 
 #include "host/base/complain.h"
 #include "host/model/files.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr std::int32_t FATAL = 0;
 constexpr std::int32_t ERROR = 1;
+constexpr std::int32_t LEVEL_OF_STREAMS = 2;  // of what is written to a sink as to a stream
 constexpr std::size_t TIMES_SHOWN = 10;
 constexpr std::size_t LINES_KNOWN = 10000;
 
@@ -52,7 +54,7 @@ std::streamsize RunLog::Sink::Lines::xsputn(const char* text, std::streamsize co
 }
 
 int RunLog::Sink::Lines::sync() {
-    if (!m_line.empty()) m_log.show_i(m_line);
+    if (!m_line.empty()) m_log.take_i(LEVEL_OF_STREAMS, false, m_line);
     m_line.clear();
     return 0;
 }
@@ -88,13 +90,15 @@ std::string RunLog::endKeeping() {
     return reason;
 }
 
+// Without memory for anything else a line is shown: no exception must leave a log.
 void RunLog::take_i(std::int32_t level, bool isForErrors, std::string_view text) {
-    if (m_isKeeping && level > m_level) {
-        if (m_kept.empty()) m_kept = text;
-        return;
-    }
     if (m_level >= ERROR && (level == ERROR || (level <= FATAL && isForErrors))) ++m_errorLines;
-    show_i(text);
+    try {
+        if (!m_isKeeping || level <= m_level) return show_i(text);
+        if (m_kept.empty()) m_kept = text;
+    } catch (const std::bad_alloc&) {
+        write_i(text);
+    }
 }
 
 void RunLog::show_i(std::string_view text) {

@@ -1,6 +1,8 @@
 #include "host/session/work_folder.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <ftw.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,8 +10,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <memory>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "host/base/complain.h"
@@ -24,12 +27,22 @@ constexpr const char* LOCK = "/lock";
 constexpr std::size_t RANDOM_CHARACTERS = 6;
 constexpr int ATTEMPTS = 3;
 
+// The C library's functions are used throughout: those of std::filesystem end the process without memory.
+
 // Removes the folder with all that is in it, and follows no link. Returns false with errno set.
 bool removeAll(const std::string& path) {
-    std::error_code problem;
-    std::filesystem::remove_all(path, problem);
-    errno = problem.value();
-    return !problem;
+    constexpr int OPEN_FOLDERS = 16;
+    const auto remove = [](const char* name, const struct stat*, int, struct FTW*) { return ::remove(name); };
+    return ::nftw(path.c_str(), remove, OPEN_FOLDERS, FTW_DEPTH | FTW_PHYS) == 0;
+}
+
+// The working directory's absolute path, empty if it has none.
+std::string workingDirectory() {
+    struct Free {
+        void operator()(char* text) const { std::free(text); }
+    };
+    const std::unique_ptr<char, Free> path(::getcwd(nullptr, 0));
+    return path != nullptr ? path.get() : "";
 }
 
 bool isOwnFolder(const std::string& path) {
@@ -46,13 +59,14 @@ void removeIfAbandoned(const std::string& path) {
 }
 
 void removeAbandoned(const std::string& parent) {
-    std::error_code problem;
-    std::filesystem::directory_iterator entries(parent, problem);
-    while (!problem && entries != std::filesystem::directory_iterator()) {
-        const std::string name = entries->path().filename().string();
+    struct Close {
+        void operator()(DIR* folder) const { ::closedir(folder); }
+    };
+    const std::unique_ptr<DIR, Close> folder(::opendir(parent.c_str()));
+    while (const dirent* const entry = folder != nullptr ? ::readdir(folder.get()) : nullptr) {
+        const std::string_view name = entry->d_name;
         if (name.starts_with(PREFIX) && name.size() == std::strlen(PREFIX) + RANDOM_CHARACTERS)
-            removeIfAbandoned(entries->path().string());
-        entries.increment(problem);
+            removeIfAbandoned(parent + "/" + std::string(name));
     }
 }
 
@@ -75,11 +89,11 @@ bool WorkFolder::make(const std::vector<std::string>& parents, std::string& erro
 }
 
 bool WorkFolder::makeBelow_i(const std::string& parent) {
-    std::error_code problem;
-    const std::string absolute = std::filesystem::absolute(parent, problem).string();
+    std::string absolute = parent;
+    if (!parent.starts_with('/')) absolute = workingDirectory() + (parent == "." ? "" : "/" + parent);
     removeAbandoned(absolute);
     for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
-        std::string path = absolute + (absolute.ends_with('/') ? "" : "/") + PREFIX;
+        std::string path = absolute + "/" + PREFIX;
         path.append(RANDOM_CHARACTERS, 'X');
         if (::mkdtemp(path.data()) == nullptr) return false;
         m_path = path;
@@ -114,8 +128,7 @@ bool WorkFolder::remove_i() {
 }
 
 bool WorkFolder::enter() {
-    std::error_code problem;
-    m_originPath = std::filesystem::current_path(problem).string();
+    m_originPath = workingDirectory();
     base::Descriptor origin(::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!origin.isOpen() || ::chdir(m_path.c_str()) != 0) return false;
     m_origin = std::move(origin);

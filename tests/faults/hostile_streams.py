@@ -100,7 +100,7 @@ class Run:
             begin = time.monotonic()
             limit = ["prlimit", f"--nofile={descriptors}"] if descriptors else []
             with open(os.path.join(folder, "log"), "wb") as log:
-                host = subprocess.Popen([*limit, pwrhost, "replay", "-w", writers, "-o", "run", *options, "-"],
+                host = subprocess.Popen([*limit, pwrhost, "replay", "--quiet", "-w", writers, "-o", "run", *options, "-"],
                                         cwd=folder, stdin=subprocess.PIPE, stderr=log)
                 timer = threading.Timer(300, host.kill)
                 timer.start()

@@ -74,7 +74,7 @@ class Runner:
         """Returns the exit status, the lines of standard error, the results, and the writers that failed."""
         with tempfile.TemporaryDirectory() as folder:
             work = pathlib.Path(folder)
-            words = [self.pwrhost, "replay", "-w", "all", "-o", output, "--statuses", "/dev/stdout",
+            words = [self.pwrhost, "replay", "-w", ",".join(ALL), "-o", output, "--statuses", "/dev/stdout",
                      *["--continuous"] * continuous, str(self.streams[stream])]
             done = subprocess.run([*prefix, *words], cwd=work, stdin=subprocess.DEVNULL, capture_output=True,
                                   timeout=120, preexec_fn=prepare)

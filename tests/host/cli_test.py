@@ -227,7 +227,7 @@ class Cli(unittest.TestCase):
         self.check(0, "", self.replay("-w", "none", "--no-progress", "good"))
 
     def test_signals_finish_the_files(self):
-        for number, name in [(signal.SIGINT, "SIGINT"), (signal.SIGTERM, "SIGTERM")]:
+        for number, name in [(signal.SIGINT, "SIGINT"), (signal.SIGTERM, "SIGTERM"), (signal.SIGHUP, "SIGHUP")]:
             with self.subTest(name=name):
                 process = subprocess.Popen(
                     [PWRHOST, "replay", "--plugins", PROBE, "-w", "first", "--progress", "-"], cwd=self.work,
@@ -244,6 +244,15 @@ class Cli(unittest.TestCase):
                 self.assertIn("first: text", err)
                 self.assertIn("first: fini\n", err)
                 self.assertEqual(0, process.returncode)
+
+    def test_a_signal_that_was_ignored_stays_so(self):
+        ignored = [signal.SIGINT, signal.SIGHUP]
+        process = self.start("-w", "sum", preexec_fn=lambda: [signal.signal(s, signal.SIG_IGN) for s in ignored])
+        for number in ignored:
+            process.send_signal(number)
+        self.send(process, TEXT.encode())
+        process.stdin.close()
+        self.assertEqual((b"", 0), (process.stderr.read(), process.wait(timeout=30)))
 
     def start(self, *args, **more):
         """Starts a run that reads standard input, and waits until it does."""
