@@ -129,10 +129,12 @@ class RecordCommand(unittest.TestCase):
             done = pwrhost(self.work, "record", "-w", "sum,json", "--seconds", "9", "-o", output, user=UNPRIVILEGED)
             self.assertEqual(done.returncode, 1)
             self.assertRegex(done.stderr, "cannot write to the output folder .*" + pathlib.Path(output).parent.name)
-        done = pwrhost(closed, "record", "-w", "sum,raw", "-o", str(self.work / "run"), "--seconds", "9",
-                       user=UNPRIVILEGED)
+        done = pwrhost(self.work, "record", "-w", "sum,raw", "--temp", str(closed), "--seconds", "9", user=UNPRIVILEGED)
         self.assertEqual((done.returncode, done.stderr.count("\n")), (1, 1), done.stderr)
-        self.assertIn("temporary files of the writers", done.stderr)
+        self.assertIn("the writers' temporary files", done.stderr)
+        done = pwrhost(closed, "record", "-w", "sum,raw", "-o", str(self.work / "run"), "--seconds", "0.1",
+                       user=UNPRIVILEGED)
+        self.assertEqual(done.returncode, 0, done.stderr)
 
     def test_a_stream_that_cannot_be_saved_is_an_error(self):
         done = pwrhost(self.work, "record", "--root", TREE, "--seconds", "0.1", "--save", "/dev/full")
@@ -146,7 +148,7 @@ class RecordCommand(unittest.TestCase):
         self.assertIn("nowhere: No such file or directory", done.stderr)
 
     def test_this_machine_can_be_recorded(self):
-        done = pwrhost(self.work, "record", "-w", "auto,sum", "--seconds", "0.3")
+        done = pwrhost(self.work, "record", "--quiet", "-w", "auto,sum", "--seconds", "0.3")
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         line = (self.work / "Automation_Summary.csv").read_text()
         self.assertIn("CPU Time States", line)
