@@ -32,8 +32,8 @@ int show(const ShowOptions& options) {
 void addShowCommand(CLI::App& program, Command& chosen) {
     auto* const command = program.add_subcommand("show", "Decode binary result files to text");
     const auto options = std::make_shared<ShowOptions>();
-    command->add_flag("--check", options->m_isCheck, "Only say what is damaged");
-    command->add_option("FILE", options->m_files, "A .ztbin or .pwr file")->required();
+    command->add_flag("--check", options->m_isCheck, "Only say what is damaged, and which files are sound");
+    command->add_option("FILE", options->m_files, "A .ztbin or .pwr file; - is standard input")->required();
     command->callback([&chosen, options] { chosen = [options] { return show(*options); }; });
 }
 

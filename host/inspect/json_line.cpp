@@ -9,6 +9,8 @@ namespace host::inspect {
 
 namespace {
 
+constexpr std::size_t PIECE = 1 << 16;
+
 bool isAscii(std::string_view bytes) {
     for (const char byte : bytes)
         if (static_cast<unsigned char>(byte) >= 0x80) return false;
@@ -28,8 +30,13 @@ void JsonLine::begin() {
 void JsonLine::end() {
     if (m_out == nullptr) return;
     m_writer.EndObject();
-    m_out->write(m_buffer.GetString(), static_cast<std::streamsize>(m_buffer.GetSize()));
+    write_i();
     m_out->put('\n');
+}
+
+void JsonLine::write_i() {
+    m_out->write(m_buffer.GetString(), static_cast<std::streamsize>(m_buffer.GetSize()));
+    m_buffer.Clear();
 }
 
 void JsonLine::key(const char* name) {
@@ -76,6 +83,7 @@ void JsonLine::value(double content) {
 
 void JsonLine::value(std::string_view content) {
     if (m_out == nullptr) return;
+    if (m_buffer.GetSize() > PIECE) write_i();
     if (isAscii(content)) {
         m_writer.String(content.data(), static_cast<rapidjson::SizeType>(content.size()));
         return;

@@ -16,7 +16,8 @@ namespace host::inspect {
 //
 // Integers are printed exactly, floating-point numbers with the fewest digits that give the same number of
 // their width again and always with a point or an exponent, infinities and not-a-number as the texts "inf",
-// "-inf" and "nan". Bytes of a text that are not UTF-8 become U+FFFD.
+// "-inf" and "nan". Bytes of a text that are not UTF-8 become U+FFFD. A long line goes out in pieces,
+// whatever its length.
 class JsonLine {
 public:
     // `out` belongs to the caller. Null prints nothing, at no cost. A `file` that is not empty becomes the
@@ -67,6 +68,7 @@ public:
 private:
     template <typename Real>
     void real_i(Real content);
+    void write_i();
 
     std::ostream* m_out;
     std::string m_file;

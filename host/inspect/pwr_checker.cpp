@@ -95,7 +95,9 @@ void PwrChecker::checkTime(const PwrRecord& record, std::uint64_t entity, std::u
     if (isFirst && tsc < m_start)
         fault(record.offset, "time " + std::to_string(tsc) + " of entity " + std::to_string(entity) +
                                  " lies before the start " + std::to_string(m_start));
-    if (!isFirst && tsc <= previous->second)
+    // The writer takes any number of samples at the very start.
+    const bool isAtStart = tsc == m_start && previous->second == m_start;
+    if (!isFirst && tsc <= previous->second && !isAtStart)
         fault(record.offset, "time " + std::to_string(tsc) + " of entity " + std::to_string(entity) +
                                  " does not lie behind " + std::to_string(previous->second));
     previous->second = tsc;

@@ -26,11 +26,11 @@ std::string_view parentKind(std::string_view infoType) {
 }  // namespace
 
 void decodePwr(std::string_view bytes, JsonLine& line, DamageReport& report) {
-    PwrDecoder(line, report).decode(bytes);
+    PwrDecoder(bytes, line, report).decode();
 }
 
-void PwrDecoder::decode(std::string_view bytes) {
-    ByteReader file(bytes);
+void PwrDecoder::decode() {
+    ByteReader file(m_bytes);
     while (!file.atEnd()) {
         const std::uint64_t offset = file.offset();
         std::string fault;
@@ -209,6 +209,7 @@ void PwrDecoder::decodeProcess_i(const PwrRecord& record) {
     const auto pid = fields.get<std::uint32_t>();
     fields.get<std::uint32_t>();
     m_line.field("t", fields.get<std::uint64_t>());
+    m_line.field("event", m_lives.isEnd(record.offset) ? "end" : "start");
     m_line.field("pid", pid);
     fields.getBytes(4);
     const std::string_view path = fields.getBytes(fields.left() - 1);
@@ -225,14 +226,14 @@ void PwrDecoder::decodeThread_i(const PwrRecord& record) {
     fields.get<std::uint32_t>();
     const auto pid = fields.get<std::uint32_t>();
     const auto tid = fields.get<std::uint32_t>();
-    m_line.field("t", fields.get<std::uint64_t>());
+    const auto time = fields.get<std::uint64_t>();
+    m_line.field("t", time);
     m_line.field("event", mark == MARK_START ? "start" : mark == MARK_THREAD_END ? "end" : "unknown");
     m_line.field("pid", pid);
     m_line.field("tid", tid);
-    const std::string* const process = m_names.find("process", pid);
     m_line.key("path");
-    nameField_i(process);
-    m_names.define("thread", tid, process != nullptr ? *process : std::string());
+    nameField_i(mark == MARK_START ? m_lives.processAt(pid, time) : m_lives.threadAt(tid, time));
+    m_names.define("thread", tid, std::string());
     if (mark != MARK_START && mark != MARK_THREAD_END)
         m_checker.fault(record.offset, "a Thread record is neither start nor end");
 }
@@ -251,7 +252,11 @@ void PwrDecoder::decodeWakelock_i(const PwrRecord& record) {
         m_line.field("expires", fields.get<std::uint64_t>());
     } else {
         const auto flag = fields.get<std::uint8_t>();
-        m_line.field("flag", flag < std::size(WAKELOCK_FLAGS) ? WAKELOCK_FLAGS[flag] : "unknown");
+        if (flag < std::size(WAKELOCK_FLAGS)) {
+            m_line.field("flag", WAKELOCK_FLAGS[flag]);
+        } else {
+            m_line.field("flag", flag);
+        }
         const auto uid = fields.get<std::uint32_t>();
         fields.get<std::uint32_t>();
         m_line.field("uid", uid);

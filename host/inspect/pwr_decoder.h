@@ -5,6 +5,7 @@
 #include "host/inspect/damage_report.h"
 #include "host/inspect/json_line.h"
 #include "host/inspect/pwr_checker.h"
+#include "host/inspect/pwr_lives.h"
 #include "host/inspect/pwr_names.h"
 #include "host/inspect/pwr_record.h"
 
@@ -18,9 +19,10 @@ void decodePwr(std::string_view bytes, JsonLine& line, DamageReport& report);
 // Decodes one file.
 class PwrDecoder {
 public:
-    PwrDecoder(JsonLine& line, DamageReport& report) : m_line(line), m_checker(report) {}
+    PwrDecoder(std::string_view bytes, JsonLine& line, DamageReport& report)
+        : m_bytes(bytes), m_line(line), m_checker(report), m_lives(bytes) {}
 
-    void decode(std::string_view bytes);
+    void decode();
 
 private:
     void decodeRecord_i(const PwrRecord& record);
@@ -43,14 +45,17 @@ private:
     void nameField_i(const std::string* name);
     void checkDefined_i(const PwrRecord& record, std::string_view kind, std::uint64_t id);
     void checkEndsInNul_i(const PwrRecord& record);
-    void printAttribute_i(const PwrRecord& record, std::uint32_t type, std::uint64_t value,
+    void printAttribute_i(const PwrRecord& record, std::uint32_t type, std::uint64_t value, std::uint64_t tsc,
                           std::uint16_t version);
+    const std::string* attributeName_i(std::string_view kind, std::uint64_t id, std::uint64_t tsc) const;
     // `previous` is the type of the attribute in front, or NO_ATTRIBUTE.
     void checkAttribute_i(const PwrRecord& record, std::uint32_t previous, std::uint32_t type,
                           std::uint64_t value, std::uint64_t tsc);
 
+    std::string_view m_bytes;
     JsonLine& m_line;
     PwrChecker m_checker;
+    PwrLives m_lives;
     PwrNames m_names;
 };
 

@@ -80,7 +80,7 @@ void PwrDecoder::decodeSample_i(const PwrRecord& record) {
     for (std::uint16_t i = 0; i < count; ++i) {
         const auto type = fields.get<std::uint32_t>();
         const auto value = fields.get<std::uint64_t>();
-        printAttribute_i(record, type, value, version);
+        printAttribute_i(record, type, value, tsc, version);
         checkAttribute_i(record, previous, type, value, tsc);
         previous = type;
     }
@@ -90,7 +90,7 @@ void PwrDecoder::decodeSample_i(const PwrRecord& record) {
 }
 
 void PwrDecoder::printAttribute_i(const PwrRecord& record, std::uint32_t type, std::uint64_t value,
-                                  std::uint16_t version) {
+                                  std::uint64_t tsc, std::uint16_t version) {
     m_line.beginObject();
     if (type < std::size(ATTRIBUTES)) {
         m_line.field("type", ATTRIBUTES[type].name);
@@ -106,9 +106,16 @@ void PwrDecoder::printAttribute_i(const PwrRecord& record, std::uint32_t type, s
         m_line.field("value", value);
     if (type < std::size(ATTRIBUTES) && ATTRIBUTES[type].kind != nullptr) {
         m_line.key("name");
-        nameField_i(m_names.find(ATTRIBUTES[type].kind, value));
+        nameField_i(attributeName_i(ATTRIBUTES[type].kind, value, tsc));
     }
     m_line.endObject();
+}
+
+const std::string* PwrDecoder::attributeName_i(std::string_view kind, std::uint64_t id,
+                                               std::uint64_t tsc) const {
+    if (kind == "process") return m_lives.processAt(static_cast<std::uint32_t>(id), tsc);
+    if (kind == "thread") return m_lives.threadAt(static_cast<std::uint32_t>(id), tsc);
+    return m_names.find(kind, id);
 }
 
 void PwrDecoder::checkAttribute_i(const PwrRecord& record, std::uint32_t previous, std::uint32_t type,

@@ -8,9 +8,10 @@
 namespace host::inspect {
 
 // Decodes .ztbin and .pwr files, told apart by their content and, where that says nothing, by their
-// extension. Prints each record as one JSON object on a line of `out`, unless `check` is set, and reports
-// damage on `err` as "FILE: offset N: what is wrong". The .ztbin files of a continuous run are given in the
-// order of their numbers: what one defines holds in those behind it.
+// extension; "-" is standard input. Prints each record as one JSON object on a line of `out` or, if `check`
+// is set, a line "FILE: sound" for each file that is. Reports damage on `err` as "FILE: offset N: what is
+// wrong". The .ztbin files of a continuous run are taken in the order of their numbers: what one defines
+// holds in those behind it.
 //
 // Returns 0 if all files could be read and none is damaged, else 1.
 int show(const std::vector<std::string>& files, bool check, std::ostream& out, std::ostream& err);

@@ -21,8 +21,28 @@ def length_of(record):
 
 
 class File:
-    def __init__(self):
+    def __init__(self, records):
         self.names = {}
+        processes = [r.body for r in records if r.head.name == "process"]
+        starts = processes[:(len(processes) + 1) // 2]
+        self.ends = {id(body) for body in processes[len(starts):]}
+        self.processes = sorted(((b.tsc, b.pid, text_of(b.path)) for b in starts), key=lambda life: life[0])
+        self.threads = sorted(((r.body.tsc, r.body.tid, r.body.pid) for r in records
+                               if r.head.name == "thread" and r.body.event.name == "start"), key=lambda life: life[0])
+
+    @staticmethod
+    def life(lives, number, tsc):
+        """What had the number at that time: the last that had begun, or the first."""
+        lives = [life for life in lives if life[1] == number]
+        return next((life for life in reversed(lives) if life[0] <= tsc), lives[0] if lives else None)
+
+    def process_at(self, pid, tsc):
+        life = self.life(self.processes, pid, tsc)
+        return life and life[2]
+
+    def thread_at(self, tid, tsc):
+        life = self.life(self.threads, tid, tsc)
+        return life and self.process_at(life[2], life[0])
 
     def name(self, kind, number):
         return self.names.get((kind, number & NO_ID))
@@ -87,7 +107,7 @@ class File:
                 "quantity": self.named("quantity", p.quantity), "tabGroup": self.named("tab_group", p.tab_group),
                 "timelineGroup": self.named("timeline_group", p.timeline_group)}
 
-    def attribute(self, a, version):
+    def attribute(self, a, tsc, version):
         kind = a.kind.name
         value = a.value
         if kind.startswith("int"):
@@ -96,30 +116,31 @@ class File:
             value = struct.unpack("<d", struct.pack("<Q", value))[0]
         fields = {"type": kind.upper(), "value": value}
         if kind in NAMED:
-            fields["name"] = self.name(NAMED[kind], a.value)
+            at = {"process": self.process_at, "thread": self.thread_at}.get(kind)
+            fields["name"] = at(a.value & NO_ID, tsc) if at else self.name(NAMED[kind], a.value)
         return fields
 
     def sample(self, p, tsc):
         return {"record": "Sample", "t": tsc, "version": p.version,
-                "attributes": [self.attribute(a, p.version) for a in p.attributes]}
+                "attributes": [self.attribute(a, tsc, p.version) for a in p.attributes]}
 
     def package(self, p, tsc):
         self.names["package", p.uid] = text_of(p.name.text)
         return {"record": "Package", "t": tsc, "uid": p.uid, "name": text_of(p.name.text)}
 
     def process(self, b):
-        self.names["process", b.pid] = text_of(b.path)
-        return {"record": "Process", "t": b.tsc, "pid": b.pid, "path": text_of(b.path)}
+        return {"record": "Process", "t": b.tsc, "event": "end" if id(b) in self.ends else "start", "pid": b.pid,
+                "path": text_of(b.path)}
 
     def thread(self, b):
-        path = self.name("process", b.pid)
-        self.names["thread", b.tid] = path or ""
-        return {"record": "Thread", "t": b.tsc, "event": b.event.name, "pid": b.pid, "tid": b.tid, "path": path}
+        event = b.event.name
+        path = self.process_at(b.pid, b.tsc) if event == "start" else self.thread_at(b.tid, b.tsc)
+        return {"record": "Thread", "t": b.tsc, "event": event, "pid": b.pid, "tid": b.tid, "path": path}
 
 
 def records(parsed):
     for file in parsed:
-        state = File()
+        state = File(file.records)
         offset = 0
         for record in file.records:
             payload = getattr(record.body, "payload", None)

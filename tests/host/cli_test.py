@@ -194,6 +194,15 @@ class Cli(unittest.TestCase):
                    self.run_host("replay", "-w", "sum,auto", "good"))
         self.check(0, "", self.run_host("replay", "-w", "sum,auto", "--quiet", "good"))
 
+    def test_show_reads_standard_input(self):
+        self.run_host("replay", "-w", "bin", "good")
+        shown = self.run_host("show", "run.ztbin")
+        content = (self.work / "run.ztbin").read_bytes()
+        done = subprocess.run([PWRHOST, "show", "-"], input=content, capture_output=True, timeout=60)
+        self.assertEqual(shown, (done.returncode, done.stdout.decode(), done.stderr.decode()))
+        done = subprocess.run([PWRHOST, "show", "--check", "-"], input=content, capture_output=True, timeout=60)
+        self.assertEqual((0, b"-: sound\n"), (done.returncode, done.stdout))
+
     def test_an_empty_stream_is_said(self):
         said = "pwrhost: the stream is empty: it defines nothing and delivers nothing\n"
         self.check(0, said, self.replay("-w", "none", "-", stdin="\n# nothing\n"))

@@ -60,9 +60,9 @@ std::string sample(std::uint64_t tsc, const Attributes& attributes) {
     for (const auto& [type, value] : attributes) bytes += u32(type) + u64(value);
     return timed(tsc, bytes);
 }
-std::string process(const std::string& path) {
-    return u32(0x0240001D) + u32(0x1000) + u32(0) + u32(9) + u32(0) + u64(5) + u16(path.size() + 5) + u16(0) +
-           path + '\0';
+std::string process(const std::string& path, std::uint64_t time = 5) {
+    return u32(0x0240001D) + u32(0x1000) + u32(0) + u32(9) + u32(0) + u64(time) + u16(path.size() + 5) +
+           u16(0) + path + '\0';
 }
 
 // The records up to the power threshold, and the definitions that the cases refer to.
@@ -94,13 +94,15 @@ Shown show(const std::string& bytes, bool check) {
 }
 
 TEST(PwrShow, AcceptsASoundFile) {
-    const std::string bytes = BODY + sample(101, {{0, 7}, {1, 10}, {9, ~std::uint64_t{0}}}) + metric(8) +
+    const std::string bytes = BODY + sample(100, {{0, 7}, {1, 10}}) +
+                              sample(101, {{0, 7}, {1, 10}, {9, ~std::uint64_t{0}}}) + metric(8) +
                               wakelock(64, '\0' + u64(0) + u16(2) + "k" + '\0') +
                               wakelock(67, std::string(2, '\4') + u32(5) + u32(0) + u16(2) + "u" + '\0') +
+                              wakelock(67, std::string("\0\5", 2) + u32(5) + u32(0) + u16(2) + "u" + '\0') +
                               timed(1, u16(0x44) + u32(5) + u16(2) + "p" + '\0');
     const Shown checked = show(bytes, true);
     EXPECT_EQ(checked.err, "");
-    EXPECT_EQ(checked.out, "");
+    EXPECT_EQ(checked.out, "t.pwr: sound\n");
     EXPECT_EQ(checked.status, 0);
     const Shown shown = show(bytes, false);
     EXPECT_EQ(shown.status, 0);
@@ -110,6 +112,40 @@ TEST(PwrShow, AcceptsASoundFile) {
     EXPECT_THAT(
         shown.out,
         HasSubstr(R"("type":"wakeUnlockAll","flag":"wakeProximityScreenOff","uid":5,"package":null)"));
+    EXPECT_THAT(shown.out, HasSubstr(R"("type":"wakeLock","flag":5,"uid":5)"));
+}
+
+TEST(PwrShow, NamesWhatHadAnIdAtTheTime) {
+    const auto thread = [](std::uint32_t mark, std::uint64_t time) {
+        return u32(0x0200001D) + u32(mark) + u32(0) + u32(9) + u32(8) + u64(time);
+    };
+    const std::string starts =
+        process("/a", 100) + thread(0x1000, 110) + process("/b", 200) + thread(0x1000, 210);
+    const std::string ends =
+        process("/a", 190) + process("/b", 300) + thread(0x2000, 180) + thread(0x2000, 290);
+    std::string samples;
+    for (const std::uint64_t time : {100, 199, 200, 250}) samples += sample(time, {{0, 7}, {3, 9}, {4, 8}});
+    const Shown shown = show(HEADER + starts + ends + MAGIC + metric(7) + samples, false);
+    EXPECT_EQ(shown.err, "");
+    std::string events;
+    std::string names;
+    std::istringstream lines(shown.out);
+    for (std::string line; std::getline(lines, line);) {
+        const auto take = [&line](const std::string& key) {
+            const std::size_t at = line.find(key);
+            return at == line.npos
+                       ? ""
+                       : line.substr(at + key.size(), line.find('"', at + key.size()) - at - key.size());
+        };
+        if (line.find("\"record\":\"Process\"") != line.npos ||
+            line.find("\"record\":\"Thread\"") != line.npos)
+            events += take("\"event\":\"") + take("\"path\":\"") + " ";
+        if (line.find("\"record\":\"Sample\"") != line.npos)
+            names += take("\"PROCESS\",\"value\":9,\"name\":\"") +
+                     take("\"THREAD\",\"value\":8,\"name\":\"") + " ";
+    }
+    EXPECT_EQ(events, "start/a start/a start/b start/b end/a end/b end/a end/b ");
+    EXPECT_EQ(names, "/a/a /a/a /b/a /b/b ");
 }
 
 TEST(PwrShow, ReportsTheFirstViolation) {
@@ -139,7 +175,10 @@ TEST(PwrShow, ReportsTheFirstViolation) {
         {BODY, metric(7), "the block of metric 7 stands behind that of metric 7\n"},
         {BODY, sample(101, {{0, 8}, {1, 10}}), "metric 8 is not defined\n"},
         {BODY + metric(8), sample(101, {{0, 7}}), "a sample of metric 7 stands in the block of metric 8\n"},
-        {BODY, sample(100, {{0, 7}, {1, 10}}), "time 100 of entity 10 does not lie behind 100\n"},
+        {BODY + sample(101, {{0, 7}, {1, 10}}), sample(101, {{0, 7}, {1, 10}}),
+         "time 101 of entity 10 does not lie behind 101\n"},
+        {BODY + sample(101, {{0, 7}, {1, 10}}), sample(100, {{0, 7}, {1, 10}}),
+         "time 100 of entity 10 does not lie behind 101\n"},
         {HEADER + MAGIC + metric(7), sample(99, {{0, 7}, {1, 10}}),
          "time 99 of entity 10 lies before the start 100\n"},
         {BODY, sample(101, {}), "a Sample record has no METRIC attribute\n"},

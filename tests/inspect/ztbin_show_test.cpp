@@ -1,13 +1,16 @@
 // What pwrhost show says of .ztbin files, above all of damaged ones, and of files that it does not know.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "host/base/utf8.h"
 #include "host/inspect/json_line.h"
 #include "host/inspect/show.h"
+#include "host/inspect/ztbin_decoder.h"
 
 namespace {
 
@@ -90,7 +93,7 @@ TEST(ZtbinShow, PrintsEachKindOfRecord) {
 )");
     const Shown checked = showBytes(bytes, "t.ztbin", true);
     EXPECT_EQ(checked.status, 0);
-    EXPECT_EQ(checked.out + checked.err, "");
+    EXPECT_EQ(checked.out + checked.err, "t.ztbin: sound\n");
 }
 
 TEST(ZtbinShow, ReportsDamage) {
@@ -152,7 +155,16 @@ TEST(ZtbinShow, FilesOfARunShareTheirTables) {
     // A run that begins anew forgets the one before, so the same definitions come again without complaint.
     EXPECT_EQ(show({"r_0.ztbin", "r_1.ztbin", "r_0.ztbin", "r_2.ztbin"}, true).err.substr(0, 19),
               "r_2.ztbin: offset 4");
-    EXPECT_EQ(show({"r_1.ztbin"}, true).status, 1);
+    // As a shell lists them when there are more than ten.
+    std::filesystem::rename("r_2.ztbin", "r_10.ztbin");
+    const Shown listed = show({"r_0.ztbin", "r_10.ztbin", "r_1.ztbin"}, true);
+    EXPECT_EQ(listed.out, "r_0.ztbin: sound\nr_1.ztbin: sound\nr_10.ztbin: sound\n");
+    const Shown alone = show({"r_1.ztbin"}, true);
+    EXPECT_EQ(alone.status, 1);
+    EXPECT_TRUE(
+        alone.err.ends_with("r_1.ztbin: a part of a continuous run: give r_0.ztbin and those before it as "
+                            "well, as what they define holds here\n"));
+    std::filesystem::rename("r_10.ztbin", "r_2.ztbin");
     const Shown shown = show({"r_0.ztbin", "r_2.ztbin"});
     EXPECT_EQ(shown.out.substr(0, 34), R"({"file":"r_0.ztbin","offset":0,"re)");
 }
@@ -189,6 +201,37 @@ TEST(JsonLine, PrintsWhatIsNotUtf8AsReplacements) {
         {"\xFF\xFE", bad + bad},
     };
     for (const auto& [bytes, text] : cases) EXPECT_EQ(host::base::toUtf8(bytes), text);
+}
+
+// Keeps the size of the largest piece.
+class Pieces : public std::streambuf {
+public:
+    std::streamsize m_largest = 0;
+    std::streamsize m_total = 0;
+
+protected:
+    int_type overflow(int_type character) override { return character; }
+    std::streamsize xsputn(const char*, std::streamsize size) override {
+        m_largest = std::max(m_largest, size);
+        m_total += size;
+        return size;
+    }
+};
+
+TEST(JsonLine, ALineThatIsLongerThanItsFileGoesOutInPieces) {
+    const std::string text(60000, 'x');
+    std::string legends;
+    for (int i = 0; i < 1000; ++i) legends += u16(1);
+    const std::string bytes = stringRecord(1, text) + systemRecord(1) + metricRecord(7, 1, legends, 0, 1000);
+    Pieces pieces;
+    std::ostream out(&pieces);
+    std::ostringstream err;
+    host::inspect::JsonLine line(&out);
+    host::inspect::DamageReport report("t.ztbin", err);
+    host::inspect::ZtbinDecoder().decode(bytes, line, report);
+    EXPECT_EQ(err.str(), "");
+    EXPECT_GT(pieces.m_total, 60000000);
+    EXPECT_LT(pieces.m_largest, 300000);
 }
 
 TEST(JsonLine, PrintsNumbersThatReadBackAsThemselves) {
