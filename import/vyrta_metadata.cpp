@@ -110,6 +110,7 @@ int VyrtaWriter::writeInfoMetadataHelper(const std::string& name, unsigned long 
 
     if (names.size() + 1 > MAXIMUM_NAMES_SIZE) {
         VYRTA_WARNING("Info names string too long\n");
+        m_isTextTooLong = true;
         return 1;
     }
     char record[METADATA_HEAD_SIZE + MAXIMUM_NAMES_SIZE];
@@ -359,6 +360,7 @@ int VyrtaWriter::writeMetricMetadata(const std::string& name, const std::string&
     const std::string names = name + displayName;
     if (names.size() + 1 > MAXIMUM_NAMES_SIZE) {
         VYRTA_WARNING("Metric name too long.\n");
+        m_isTextTooLong = true;
         return 1;
     }
     std::uint64_t quantity = NO_ID;

@@ -52,11 +52,13 @@ MetricCache& VyrtaWriter::findMetric_i(const pwr::Metric& metric) {
 
 std::int32_t VyrtaWriter::writeMessage(const pwr::Metric& metric) {
     const auto convert = [&] {
+        m_isTextTooLong = false;
         const MetricCache& cache = findMetric_i(metric);
         if (*cache.storedName != metric.m_name) *cache.storedName = metric.m_name;
         return cache.isRefused ? 1 : handleMetricMessage(metric);
     };
     if (guardMemory(VYRTA_OPTION_NAME, 1, convert) == 0) return 0;
+    reportReason_i(metric);
     // Without memory the sample is lost, so that the metric is void like after any other failure.
     const auto markVoid = [&] {
         setInvalidTempFile(metric.m_id);
@@ -64,6 +66,15 @@ std::int32_t VyrtaWriter::writeMessage(const pwr::Metric& metric) {
     };
     if (!guardMemory(VYRTA_OPTION_NAME, false, markVoid)) m_impl->m_valid = false;
     return 1;
+}
+
+// Tells why a metric is about to become void, where its user can do something about it.
+void VyrtaWriter::reportReason_i(const pwr::Metric& metric) const {
+    const VyrtaBackingStoreManager* const manager = m_impl->findBackingStore(metric.m_id);
+    const bool isVoid = !m_impl->m_valid || (manager != nullptr && !manager->m_valid);
+    if (m_isTextTooLong && !isVoid)
+        LOG_ERROR("%s leaves out the metric \"%s\": it needs a text that is too long for the format\n",
+                  m_impl->m_fileName.c_str(), metric.m_name.c_str());
 }
 
 int VyrtaWriter::handleMetricMessage(const pwr::Metric& metric) {
@@ -372,9 +383,10 @@ int VyrtaWriter::addAttributes_i(const EntityDataElement& element, StateCache& s
     return 0;
 }
 
-// The static walks give the same attributes each time, so the first success is remembered.
+// The static walks give the same attributes each time, so the first success is remembered. What does not fit
+// is walked through again, as each step of the walk tells of it.
 int VyrtaWriter::addKnownInfos_i(const pwr::AttributeValueManager* manager, KnownAttributes& known) {
-    if (known.known && !m_isVerbose) return addRun_i(known.attributes, m_list.get());
+    if (canRepeat_i(known)) return addRun_i(known.attributes, m_list.get());
     const std::uint32_t first = m_list->count;
     if (processInfoAttributes(manager, m_list.get()) != 0) return 1;
     remember_i(known, first);
@@ -383,12 +395,16 @@ int VyrtaWriter::addKnownInfos_i(const pwr::AttributeValueManager* manager, Know
 
 int VyrtaWriter::addKnownData_i(const pwr::AttributeValueManager* manager, KnownAttributes& known,
                                 bool allAsString) {
-    if (known.known && !m_isVerbose) return addRun_i(known.attributes, m_list.get());
+    if (canRepeat_i(known)) return addRun_i(known.attributes, m_list.get());
     const std::uint32_t first = m_list->count;
     if (processDataAttributes(manager, m_list.get(), allAsString) != 0) return 1;
     // A quantity without a rate is reported each time that it is used as a number.
     if (allAsString || !isLogged(LogLevel::Warning)) remember_i(known, first);
     return 0;
+}
+
+bool VyrtaWriter::canRepeat_i(const KnownAttributes& known) const {
+    return known.known && !m_isVerbose && m_list->count + known.attributes.size() <= MAXIMUM_ATTRIBUTE_COUNT;
 }
 
 void VyrtaWriter::remember_i(KnownAttributes& known, std::uint32_t first) const {

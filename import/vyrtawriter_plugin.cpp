@@ -16,6 +16,7 @@ VyrtaWriter::VyrtaWriter()
       m_temperatureTabGroupId(UNWRITTEN_GROUP),
       m_powerTabGroupId(UNWRITTEN_GROUP),
       m_legacyFormat(pwr::check_env("PW_ENABLE_LEGACY_VYRTA")),
+      m_isTextTooLong(false),
       m_isVerbose(false),
       m_messageNumber(0),
       m_inventedAttribute(nullptr) {

@@ -291,6 +291,7 @@ private:
     int defineQuantity_i(const pwr::Quantity& quantity, double multiplier, long rateId, bool hasRate);
 
     // Samples.
+    void reportReason_i(const pwr::Metric& metric) const;
     MetricCache& findMetric_i(const pwr::Metric& metric);
     int collectElements_i(const pwr::Metric& metric, MetricCache& cache, unsigned short& metricClass);
     int checkElement_i(const pwr::Metric& metric, const pwr::DataElement& element, EntityDataElement& kept,
@@ -309,6 +310,7 @@ private:
                         unsigned long tsc);
     int addKnownInfos_i(const pwr::AttributeValueManager* manager, KnownAttributes& known);
     int addKnownData_i(const pwr::AttributeValueManager* manager, KnownAttributes& known, bool allAsString);
+    bool canRepeat_i(const KnownAttributes& known) const;
     void remember_i(KnownAttributes& known, std::uint32_t first) const;
     int findAttribute_i(unsigned long id, const pwr::Attribute*& attribute);
 
@@ -340,6 +342,7 @@ private:
     int writeUserWakelock_i(const Wakelock& wakelock);
 
     std::unordered_map<const pwr::Thread*, std::uint64_t> m_threadEnds;  // those that their processes tell
+    bool m_isTextTooLong;                                                // of the current message
     bool m_isVerbose;  // debug lines show: nothing is taken from the caches below, so that all steps log
     std::uint64_t m_messageNumber;
     KeyCache<MetricCache> m_metricCache;                     // by metric

@@ -80,6 +80,32 @@ TEST_F(VyrtaRecords, OverflowOfASampleVoidsItsMetric) {
     EXPECT_FALSE(m_writer.m_impl->findBackingStore(9)->m_valid);
 }
 
+// The same where the attributes of a descriptor are known from a sample before: every step says what it lost.
+TEST_F(VyrtaRecords, OverflowOfWhatIsKnownIsToldByEveryStep) {
+    feed(R"({"def":"attribute","id":1,"name":"a","type":1}
+{"def":"attribute","id":2,"name":"b","type":1}
+{"def":"attribute","id":3,"name":"c","type":1}
+{"def":"attribute","id":4,"name":"d","type":1}
+{"def":"descriptor","id":5,"name":"C0","attributes":[[1,{"s":"x"}],[2,{"s":"x"}],[3,{"s":"x"}],[4,{"s":"last"}]]}
+{"def":"entity","id":6,"name":"E"}
+{"def":"metric","id":9,"name":"Wide","type":"SAMPLED_DELTA"})");
+    sendSystem();
+    const std::string element = R"({"e":6,"d":5,"v":{"u":1}})";
+    feed(R"({"msg":"metric","metric":9,"t":200,"data":[)" + element + "]}");
+    // Of 2 + 8 * 255 attributes and another 8, the last two have no room: the text of "d", and the value.
+    std::string elements = element;
+    for (int i = 1; i <= 255; ++i) elements += "," + element;
+    feed(R"({"msg":"metric","metric":9,"t":300,"data":[)" + elements + "]}");
+    EXPECT_THAT(
+        m_runner.m_infoLog.text(),
+        HasSubstr("Maximum attribute count '2048' exceeded.\n"
+                  "WARNING: VyrtaWriterPlugin:    Unable to add string value 'last' to the record.\n"
+                  "WARNING: VyrtaWriterPlugin:    Unable to process string value 'last'.\n"
+                  "WARNING: VyrtaWriterPlugin:    Unable to add first attribute data to the record.\n"
+                  "WARNING: VyrtaWriterPlugin:    Failed to process info attribute\n"
+                  "WARNING: VyrtaWriterPlugin:    Unable to add 'C0 x' field static data attributes "));
+}
+
 class VyrtaHeader : public VyrtaTest {};
 
 TEST_F(VyrtaHeader, CodesOperatingSystems) {
