@@ -34,6 +34,8 @@ public:
     // Appends a column and returns its index. Rows completed before show the default value in it.
     std::size_t addColumn(const std::string& title);
 
+    std::size_t columnCount() const { return m_columnWidths.size(); }
+
     // Takes back all columns, as long as there is no cell.
     void removeColumns() {
         m_columnWidths.clear();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <memory_resource>
@@ -187,6 +188,10 @@ protected:
     static std::string sampledUnits_i(Calculations calculation, const pwr::Quantity* quantity);
     void addFixedColumns_i(TableInfo& table) const;
     void beginSampledRow_i(TableInfo& table, std::uint64_t timestamp);
+    static bool hasWrappedColumns(const TableInfo& table) {
+        return table.store.columnCount() > std::size_t{std::numeric_limits<std::uint16_t>::max()} + 1;
+    }
+    void pushWrapped_i(std::uint64_t duration, const CellPlace& place);
     void pushDuration_i(std::uint64_t duration, TableInfo& table);
     std::int32_t calculate_i(const SampledMessage& message, const pwr::Data& value, std::uint64_t duration);
 

@@ -59,6 +59,10 @@ std::int32_t PhmTextWriter::writeSampledGeneric(const pwr::Metric& metric, std::
             place = {element.getEntity(), element.getDescriptor(), {&table, columnOf_i(element, table)}};
         const std::uint64_t duration = element.getDuration();
         if (calculate_i(message, *element.getValue(), duration) != 0) return 1;
+        if (hasWrappedColumns(table)) {
+            pushWrapped_i(duration, place.target);
+            continue;
+        }
         pushDuration_i(duration, table);
         table.store.pushCell(m_cell, place.target.column);
     }

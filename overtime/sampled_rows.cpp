@@ -66,11 +66,13 @@ std::int32_t IntWriterV2::writeSampledElement_i(const SampledMessage& message, s
     }
     const std::uint64_t duration = element.getDuration();
     if (calculate_i(message, *element.getValue(), duration) != 0) return 1;
-    pushDuration_i(duration, table);
+    const bool isWrapped = hasWrappedColumns(table);
+    if (isWrapped) pushWrapped_i(duration, place.target);
+    if (!isWrapped) pushDuration_i(duration, table);
     if (message.metric.m_hasEntityAttributes) {
         pushAttributes_i(*entity, table.sampled.attributeColumns, table.store);
     }
-    table.store.pushCell(m_cell, place.target.column);
+    if (!isWrapped) table.store.pushCell(m_cell, place.target.column);
     return 0;
 }
 
@@ -160,6 +162,13 @@ void IntWriterV2::beginSampledRow_i(TableInfo& table, std::uint64_t timestamp) {
     ++table.sampleCount;
     table.store.pushCell(sampleText_i(table.sampleCount), table.sampled.sampleColumn);
     table.store.pushCell(timeText_i(timestamp, TimeConversionMicroseconds), table.sampled.timeColumn);
+}
+
+// Pushes an element's value and then its duration: where column numbers begin anew, the order counts.
+// Otherwise it doesn't, and cells cost least in the order of their columns.
+void IntWriterV2::pushWrapped_i(std::uint64_t duration, const CellPlace& place) {
+    place.table->store.pushCell(m_cell, place.column);
+    place.table->store.pushCell(durationText_i(duration), place.table->sampled.durationColumn);
 }
 
 // Pushes an element's duration, unless the row shows it already.

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "overtime/int_writer_v2.h"
+#include "overtime/phmwriter_text_plugin.h"
 #include "tests/support/stream_runner.h"
 
 namespace {
@@ -80,6 +81,45 @@ TEST(ManyTables, GetTheirRowsInWhateverOrderEntitiesCome) {
     EXPECT_EQ(runner.m_infoLog.text(), "");
     EXPECT_EQ(rowsOf("run_trace.csv"), expected);
     std::filesystem::remove("run_trace.csv");
+}
+
+// The numbers of columns begin anew after 65,536 of them. Of the cells that share one, the last pushed
+// counts: an element's value, then its duration.
+template <typename Writer>
+std::string durationAfterColumn(int column) {
+    std::string stream = R"({"msg":"system","tscMHz":1000}
+{"def":"entity","id":1,"name":"E"}
+{"def":"metric","id":1,"name":"M","type":"SAMPLED_VALUE"})";
+    std::string data;
+    for (int i = 3; i <= column; ++i) {
+        const std::string id = std::to_string(1000 + i);
+        stream += "\n{\"def\":\"descriptor\",\"id\":" + id + ",\"name\":\"d\"}";
+        data += std::string(i > 3 ? "," : "") + R"({"e":1,"d":)" + id + R"(,"dur":2000000,"v":{"u":7}})";
+    }
+    test::StreamRunner runner;
+    runner.m_environment.m_logLevel = 1;
+    Writer writer;
+    runner.add(writer);
+    runner.begin();
+    EXPECT_TRUE(
+        runner.feed(stream + "\n{\"msg\":\"metric\",\"metric\":1,\"t\":1000,\"data\":[" + data + "]}"));
+    runner.finish();
+    const char* const path = std::is_same_v<Writer, IntWriterV2> ? "run_trace.csv" : "run_phm.csv";
+    std::ifstream file(path);
+    std::string row;
+    for (std::string line; std::getline(file, line);)
+        if (!line.empty()) row = line;
+    for (const char* name : {"run_trace.csv", "run_phm.csv", "run_meta_phm.csv"})
+        std::filesystem::remove(name);
+    std::istringstream cells(row);
+    std::string cell;
+    for (int i = 0; i < 3; ++i) std::getline(cells, cell, ',');
+    return cell.substr(cell.find_last_not_of(' ') == std::string::npos ? 0 : cell.find_first_not_of(' '));
+}
+
+TEST(ManyColumns, ShareACellInTheOrderOfPushing) {
+    EXPECT_EQ(durationAfterColumn<IntWriterV2>(65536 + 2), "2.00");
+    EXPECT_EQ(durationAfterColumn<PhmTextWriter>(65536 + 2), "2.00");
 }
 
 }  // namespace
