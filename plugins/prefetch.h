@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 inline constexpr std::size_t CACHE_LINE = 64;
@@ -11,8 +12,10 @@ inline constexpr std::size_t CACHE_LINE = 64;
 #define PREFETCHES [[gnu::always_inline]] inline
 
 PREFETCHES void prefetch(const void* begin, std::size_t size) {
-    const char* const bytes = static_cast<const char*>(begin);
-    for (std::size_t offset = 0; offset < size; offset += CACHE_LINE) __builtin_prefetch(bytes + offset, 1);
+    // As a number, since there may be no object, or the next one behind it.
+    const auto address = reinterpret_cast<std::uintptr_t>(begin);
+    for (std::size_t offset = 0; offset < size; offset += CACHE_LINE)
+        __builtin_prefetch(reinterpret_cast<const void*>(address + offset), 1);
 }
 
 // While a list of pointers is gone through, from its start to its end: fetches the object of a few places
