@@ -54,6 +54,11 @@ const pwr::DataHandle* handleOf(const pwr::Data& data) {
     return handle;
 }
 
+// Several metrics may share an id; where they differ in type, other texts stand for their elements.
+std::uint64_t placesKeyOf(const pwr::Metric& metric) {
+    return std::uint64_t{metric.m_id} << 1 | (metric.m_metricType == pwr::Metric::SAMPLED_DELTA ? 1 : 0);
+}
+
 bool hasStates(pwr::Metric::MetricType type, pwr::DataType kind) {
     if (type == pwr::Metric::SAMPLED_DELTA) return false;
     if (type != pwr::Metric::SAMPLED_VALUE) return true;
@@ -134,7 +139,7 @@ std::int32_t BinaryWriter::Impl::writeMessage(const pwr::Metric& metric) {
     putField(m_dataRecord, bin::DATA_TIMESTAMP, sample.timestamp);
     putField(m_dataRecord, bin::DATA_METRIC_ID, metric.m_id);
     const std::size_t count = sample.elements.size();
-    Places::Place* const places = m_places.placesOf(metric.m_id, count);
+    Places::Place* const places = m_places.placesOf(placesKeyOf(metric), count);
     for (std::size_t i = 0; i < count; ++i) {
         prefetchAfter(sample.elements, i);
         // Many entities do not fit into the processor's caches, and most are those of the sample before.

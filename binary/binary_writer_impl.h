@@ -76,7 +76,7 @@ private:
             return entity.size() == nameLength && std::memcmp(entity.data(), nameText, nameLength) == 0;
         }
     };
-    using Places = SamplePlaces<std::uint64_t, KnownElement>;  // by metric id
+    using Places = SamplePlaces<std::uint64_t, KnownElement>;  // by placesKeyOf
 
     bool writeElement_i(const Message& message, const pwr::DataElement& element, Places::Place& place);
     static void remember_i(const pwr::DataElement& element, Index descriptor, Index name,

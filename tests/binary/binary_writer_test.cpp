@@ -137,6 +137,23 @@ TEST_F(BinaryWriterTest, StringIndicesBeginAnewAfterTheLastOne) {
     EXPECT_THAT(m_damage, HasSubstr("string 1 is defined again\n"));
 }
 
+// Of a counter the state is what an element is named by, of a reading the entity.
+TEST_F(BinaryWriterTest, TellsMetricsOfOneIdApart) {
+    addElement(entity("core"), descriptor("sleep"));
+    EXPECT_EQ(m_writer.init("one_id", false), 0);
+    EXPECT_EQ(m_writer.writeMessage(m_system), 0);
+    for (int i = 0; i < 2; ++i) {
+        m_metric.m_metricType = pwr::Metric::SAMPLED_VALUE;
+        EXPECT_EQ(m_writer.writeMessage(m_metric), 0);
+        m_metric.m_metricType = pwr::Metric::SAMPLED_DELTA;
+        EXPECT_EQ(m_writer.writeMessage(m_metric), 0);
+    }
+    EXPECT_EQ(m_writer.fini(), 0);
+    EXPECT_EQ(check("one_id.ztbin"), 0);
+    EXPECT_EQ(countOf(m_records, R"("name":"core","descriptor")"), 2U) << m_records;
+    EXPECT_EQ(countOf(m_records, R"("name":"sleep","descriptor")"), 2U);
+}
+
 TEST_F(BinaryWriterTest, DescriptorIndicesBeginAnewAfterTheLastOne) {
     const pwr::EntityHandle* const cpu = entity("CPU");
     for (unsigned i = 0; i < 65536; ++i) addElement(cpu, descriptor("state"));
