@@ -1,5 +1,6 @@
 #include "summary/cell_printer.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "plugins/packing.h"
@@ -7,10 +8,6 @@
 namespace {
 
 constexpr std::size_t BLOCK_SIZE = 64 * 1024;
-
-std::string_view untilZeroByte(std::string_view text) {
-    return text.substr(0, text.find('\0'));
-}
 
 }  // namespace
 
@@ -24,20 +21,17 @@ CellPrinter::CellPrinter(std::FILE* output, bool console, const std::vector<std:
       m_block(std::make_unique_for_overwrite<char[]>(BLOCK_SIZE)) {}
 
 void CellPrinter::printLine(std::string_view text) {
-    const std::string_view shown = untilZeroByte(text);
-    char* const end = packing::putBytes(room_i(shown.size() + 1), shown.data(), shown.size());
+    char* const end = packing::putBytes(room_i(text.size() + 1), text.data(), text.size());
     *end = '\n';
-    m_used += shown.size() + 1;
+    m_used += text.size() + 1;
 }
 
 void CellPrinter::printCell(std::string_view text) {
-    const std::string_view shown = untilZeroByte(text);
     const std::size_t width = m_column < m_widths.size() ? static_cast<std::size_t>(m_widths[m_column]) : 0;
-    const bool isPadded = shown.size() == text.size() && shown.size() < width;
-    const std::size_t padded = isPadded ? width : shown.size();
+    const std::size_t padded = std::max(text.size(), width);
     char* const start = room_i(padded + m_delimiter.size() + 1);
-    char* out = packing::putBytes(start, shown.data(), shown.size());
-    std::memset(out, ' ', padded - shown.size());
+    char* out = packing::putBytes(start, text.data(), text.size());
+    std::memset(out, ' ', padded - text.size());
     out = start + padded;
     if (m_column + 1 < m_widths.size()) {
         out = packing::putBytes(out, m_delimiter.data(), m_delimiter.size());

@@ -11,7 +11,7 @@
 // Lays a table's cells out as lines: each cell left-justified and padded with blanks to its column's width,
 // the delimiter between cells, a newline behind the last one.
 //
-// Text is cut at its first zero byte, padding included. Output is gathered and written in big blocks; after
+// Output is gathered and written in big blocks; after
 // the first failed write to the report nothing more goes there.
 class CellPrinter {
 public:

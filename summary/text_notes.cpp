@@ -7,11 +7,16 @@ namespace {
 constexpr std::int32_t BEFORE_TABLE = 0;
 constexpr std::int32_t BEHIND_TABLE = 1;
 
+void printParagraph(std::FILE* output, const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), output);
+    std::fwrite("\n\n", 1, 2, output);
+}
+
 void printNotes(std::FILE* output, const pwr::TextNotes* notes, std::int32_t key) {
     if (notes == nullptr) return;
     const auto found = notes->find(key);
     if (found == notes->end()) return;
-    for (const std::string& note : found->second) std::fprintf(output, "%s\n\n", note.c_str());
+    for (const std::string& note : found->second) printParagraph(output, note);
 }
 
 }  // namespace
@@ -33,7 +38,7 @@ void processPostMetricTextNotes(std::FILE* output, NotesMap::const_iterator note
 }
 
 void processMetricContainerHeader(std::FILE* output, const std::string& header) {
-    std::fprintf(output, "%s\n\n", header.c_str());
+    printParagraph(output, header);
 }
 
 unsigned long combineIds(unsigned int metricContainerId, unsigned int tableId) {

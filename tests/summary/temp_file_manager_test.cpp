@@ -47,7 +47,11 @@ TEST_F(TempFileManagerTest, PadsCellsToTheirColumns) {
         {"empty cells", 3, {"", "x", "", "", "", ""}, "|", "T\n|x|\n| |\n\n"},
         {"bytes, not characters", 2, {"\xc3\xa9", "1", "abc", "2"}, ";", "T\n\xc3\xa9 ;1\nabc;2\n\n"},
         {"longer than the buffer", 2, {longCell, "1"}, ",", "T\n" + longCell + ",1\n\n"},
-        {"cut at a zero byte", 2, {std::string("a\0b", 3), "1", "x", "2"}, ",", "T\na,1\nx  ,2\n\n"},
+        {"a zero byte",
+         2,
+         {std::string("a\0b", 3), "1", "x", "2"},
+         ",",
+         std::string("T\na\0b,1\nx  ,2\n\n", 15)},
         {"no delimiter", 2, {"a", "b"}, "", "T\nab\n\n"},
         {"a line break in a cell", 2, {"a\nb", "c", "d", "e"}, ",", "T\na\nb,c\nd  ,e\n\n"},
     };
