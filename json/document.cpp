@@ -1,8 +1,12 @@
 #include "json/document.h"
 
+#include <algorithm>
+#include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "json/category.h"
+#include "plugins/log.h"
 
 namespace {
 
@@ -17,6 +21,27 @@ std::vector<Category> groupByCategory(const std::vector<std::unique_ptr<Series>>
         categories[index->second].push_back(one.get());
     }
     return categories;
+}
+
+// True if two of the keys are the same in the document, where a key ends at its first zero byte.
+template <typename Items, typename KeyOf>
+bool hasRepeatedKeys(const Items& items, const KeyOf& keyOf) {
+    std::unordered_set<std::string_view> keys;
+    keys.reserve(items.size());
+    return !std::all_of(items.begin(), items.end(),
+                        [&](const auto& item) { return keys.insert(keyOf(item).c_str()).second; });
+}
+
+void noteRepeatedKeys(const std::vector<Category>& categories) {
+    const auto keyOf = [](const Series* series) -> const std::string& { return series->getKey(); };
+    const auto repeats = [&](const Category& category) { return hasRepeatedKeys(category, keyOf); };
+    const auto nameOf = [](const Category& category) -> const std::string& {
+        return category.front()->getCategory();
+    };
+    if (hasRepeatedKeys(categories, nameOf) || std::any_of(categories.begin(), categories.end(), repeats))
+        LOG_NOTE(
+            "Note: The JSON document has series of the same name. Their keys repeat, and many readers "
+            "keep only the last of them\n");
 }
 
 template <std::size_t Size>
@@ -101,7 +126,9 @@ void writeDocument(DocumentSink& sink, const DocumentHead& head,
     writeSystem(writer, head);
     writeKey(writer, "data");
     writer.StartObject();
-    for (const Category& category : groupByCategory(series)) writeCategory(sink, category);
+    const std::vector<Category> categories = groupByCategory(series);
+    noteRepeatedKeys(categories);
+    for (const Category& category : categories) writeCategory(sink, category);
     writer.EndObject();
     writer.EndObject();
 }
