@@ -52,7 +52,8 @@ public:
             columns.index();
             m_tables.push_back(std::make_unique<host::model::Table>(std::move(columns)));
             const host::model::Cell cell{host::model::Cell::Kind::Text, std::string(shape.cellBytes, '7')};
-            m_tables.back()->m_rowMessage.m_row.m_cells.assign(shape.columns, cell);
+            for (std::size_t column = 0; column < shape.columns; ++column)
+                m_tables.back()->m_rowMessage.m_row.m_cells.push_back(cell);
         }
     }
 

@@ -21,20 +21,12 @@ std::optional<std::size_t> placeOf(const std::unordered_map<Key, std::size_t>& i
     return found->second;
 }
 
-int readCell(const std::vector<Cell>& cells, std::optional<std::size_t> place, std::string& out,
-             bool& valid) {
-    if (!place.has_value()) return 1;
-    // An announcement has no cells: they read as empty.
-    if (*place >= cells.size()) {
-        out.clear();
-        valid = false;
-        return 0;
-    }
-    const Cell& cell = cells[*place];
-    if (cell.m_kind == Cell::Kind::Absent) return 1;
-    valid = cell.m_kind == Cell::Kind::Text;
+// Null is a cell that is not given, such as all of an announcement: they read as empty.
+int readCell(const Cell* cell, std::string& out, bool& valid) {
+    if (cell != nullptr && cell->m_kind == Cell::Kind::Absent) return 1;
+    valid = cell != nullptr && cell->m_kind == Cell::Kind::Text;
     if (valid) {
-        out = cell.m_text;
+        out = cell->m_text;
     } else {
         out.clear();
     }
@@ -69,13 +61,13 @@ std::optional<std::size_t> TableColumns::fieldCell(const pwr::DataHandle* handle
     return placeOf(m_handleIndex, handle);
 }
 
-std::optional<std::size_t> TableColumns::entityCell(const pwr::EntityHandle* entity,
-                                                    const pwr::DataHandle* handle) const {
+std::optional<EntityCell> TableColumns::entityCell(const pwr::EntityHandle* entity,
+                                                   const pwr::DataHandle* handle) const {
     if (entity == nullptr) return std::nullopt;
     const auto row = placeOf(m_entityIndex, std::uint64_t{entity->getId()});
     const auto column = placeOf(m_handleIndex, handle);
     if (!row.has_value() || !column.has_value()) return std::nullopt;
-    return *row * m_handles.size() + *column;
+    return EntityCell{*row, *column};
 }
 
 Table::Table(TableColumns columns)
@@ -180,17 +172,20 @@ int TableMessage::getFieldAsString(const DataHandle* handle, std::string& out, b
     const host::model::TableColumns& columns = snapshot.m_columns;
     if (const auto shared = columns.sharedCell(handle); shared.has_value()) {
         if (handle == nullptr) return 1;
-        return host::model::readCell(snapshot.m_row.m_shared, shared, out, valid);
+        return host::model::readCell(snapshot.m_row.m_shared.at(*shared), out, valid);
     }
     if (!columns.m_entities.empty()) return 1;
-    return host::model::readCell(snapshot.m_row.m_cells, columns.fieldCell(handle), out, valid);
+    const auto field = columns.fieldCell(handle);
+    if (!field.has_value()) return 1;
+    return host::model::readCell(snapshot.m_row.m_cells.at(*field), out, valid);
 }
 
 int TableMessage::getFieldAsString(const EntityHandle* entity, const DataHandle* handle, std::string& out,
                                    bool& valid) const {
     const host::model::TableSnapshot& snapshot = snapshotOf(this);
-    return host::model::readCell(snapshot.m_row.m_cells, snapshot.m_columns.entityCell(entity, handle), out,
-                                 valid);
+    const auto place = snapshot.m_columns.entityCell(entity, handle);
+    if (!place.has_value()) return 1;
+    return host::model::readCell(snapshot.m_row.at(place->m_entity, place->m_handle), out, valid);
 }
 
 bool TableMessage::quantityToUnits(const Quantity* quantity, std::string& out, const std::string& prefix,

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "pwr/table_message.h"
@@ -24,10 +25,54 @@ struct Cell {
     std::string m_text;  // of a text
 };
 
-// The cells of a row: one per shared handle; then one per handle, or per entity, by ascending id, and handle.
-struct Row {
-    std::vector<Cell> m_shared;
+// Cells one behind the other. Those that are removed keep the memory of their texts for the next row.
+class CellList {
+public:
+    // Adds a cell, which may hold what a removed one held.
+    Cell& add() {
+        if (m_count == m_cells.size()) m_cells.emplace_back();
+        return m_cells[m_count++];
+    }
+    void push_back(Cell cell) { add() = std::move(cell); }
+    void clear() { m_count = 0; }
+
+    std::size_t size() const { return m_count; }
+    auto begin() const { return m_cells.begin(); }
+    auto end() const { return m_cells.begin() + static_cast<std::ptrdiff_t>(m_count); }
+
+    // The cell at `place`, or null if there are fewer.
+    const Cell* at(std::size_t place) const { return place < m_count ? &m_cells[place] : nullptr; }
+
+private:
     std::vector<Cell> m_cells;
+    std::size_t m_count = 0;
+};
+
+// The cells of a row, as far as they are given: those of the shared handles; then those of the handles, or of
+// the handles of each entity in turn, by ascending id. All others are empty.
+struct Row {
+    CellList m_shared;
+    CellList m_cells;
+    std::vector<std::size_t> m_ends;  // of each entity: where its cells end
+
+    void clear() {
+        m_shared.clear();
+        m_cells.clear();
+        m_ends.clear();
+    }
+
+    // The cell of an entity and a handle, by their places, or null.
+    const Cell* at(std::size_t entity, std::size_t handle) const {
+        if (entity >= m_ends.size()) return nullptr;
+        const std::size_t place = (entity != 0 ? m_ends[entity - 1] : 0) + handle;
+        return place < m_ends[entity] ? m_cells.at(place) : nullptr;
+    }
+};
+
+// The places of an entity and of a handle.
+struct EntityCell {
+    std::size_t m_entity;
+    std::size_t m_handle;
 };
 
 class TableColumns;
@@ -67,8 +112,8 @@ public:
     // Return the place of a column's cell, or nothing. Of null handles the first one counts.
     std::optional<std::size_t> sharedCell(const pwr::DataHandle* handle) const;
     std::optional<std::size_t> fieldCell(const pwr::DataHandle* handle) const;
-    std::optional<std::size_t> entityCell(const pwr::EntityHandle* entity,
-                                          const pwr::DataHandle* handle) const;
+    std::optional<EntityCell> entityCell(const pwr::EntityHandle* entity,
+                                         const pwr::DataHandle* handle) const;
 
 private:
     std::unordered_map<const pwr::DataHandle*, std::size_t> m_sharedIndex;

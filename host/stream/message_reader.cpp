@@ -30,11 +30,6 @@ void readCell(const Token& token, model::Cell& cell, Fault& fault) {
     }
 }
 
-void clearCells(std::vector<model::Cell>& cells, std::size_t count) {
-    cells.resize(count);
-    for (model::Cell& cell : cells) cell.m_kind = model::Cell::Kind::Empty;
-}
-
 }  // namespace
 
 MessageReader::MessageReader(model::Registry& registry, Fault& fault, MessageSink& sink)
@@ -147,35 +142,34 @@ model::Table* MessageReader::tableAt_i(const Token& token) {
 }
 
 void MessageReader::readCells_i(std::string_view key, const Token& list, std::size_t count,
-                                model::Cell* cells) {
+                                model::CellList& cells) {
     std::size_t used = 0;
     readItems(key, list, m_fault, [&](const Token& item) {
         if (used == count)
             m_fault.set("more cells than the " + std::to_string(count) + " columns");
         else
-            readCell(item, cells[used++], m_fault);
+            readCell(item, cells.add(), m_fault);
+        ++used;
     });
 }
 
 void MessageReader::readRow_i(ObjectReader& line, const model::TableColumns& columns, model::Row& row) {
-    clearCells(row.m_shared, columns.m_shared.size());
-    clearCells(row.m_cells, columns.cellCount());
+    row.clear();
     if (const Token* shared = line.find("shared"); shared != nullptr)
-        readCells_i("shared", *shared, row.m_shared.size(), row.m_shared.data());
+        readCells_i("shared", *shared, columns.m_shared.size(), row.m_shared);
     const Token* const cells = line.find("cells");
     if (cells == nullptr) return;
     const std::size_t width = columns.m_handles.size();
     if (columns.m_entities.empty()) {
-        readCells_i("cells", *cells, width, row.m_cells.data());
+        readCells_i("cells", *cells, width, row.m_cells);
         return;
     }
-    std::size_t entity = 0;
     readItems("cells", *cells, m_fault, [&](const Token& item) {
-        if (entity == columns.m_entities.size())
-            m_fault.set("more lists than the " + std::to_string(entity) + " entities");
+        if (row.m_ends.size() == columns.m_entities.size())
+            m_fault.set("more lists than the " + std::to_string(row.m_ends.size()) + " entities");
         else if (item.m_type != Token::Null)
-            readCells_i("cells", item, width, row.m_cells.data() + entity * width);
-        ++entity;
+            readCells_i("cells", item, width, row.m_cells);
+        row.m_ends.push_back(row.m_cells.size());
     });
 }
 

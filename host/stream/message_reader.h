@@ -33,7 +33,7 @@ private:
     void texts_i(ObjectReader& line, pwr::TextMessage& message);
     model::Table* tableAt_i(const Token& token);
     void readRow_i(ObjectReader& line, const model::TableColumns& columns, model::Row& row);
-    void readCells_i(std::string_view key, const Token& list, std::size_t count, model::Cell* cells);
+    void readCells_i(std::string_view key, const Token& list, std::size_t count, model::CellList& cells);
 
     model::Registry& m_registry;
     Fault& m_fault;

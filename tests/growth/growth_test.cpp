@@ -7,9 +7,11 @@
 #include <string>
 
 #include "host/model/registry.h"
+#include "host/model/table.h"
 #include "import/vyrtawriter_plugin.h"
 #include "overtime/phmwriter_text_plugin.h"
 #include "plugins/flat_map.h"
+#include "plugins/writer_plugin_capability.h"
 #include "summary/summarywriter_plugin.h"
 #include "tests/growth/step_counter.h"
 #include "tests/support/stream_runner.h"
@@ -137,6 +139,46 @@ unsigned long defineRates(int length) {
     stream +=
         "\n{\"msg\":\"metric\",\"metric\":5,\"t\":1,\"data\":[{\"e\":1,\"d\":9000001,\"v\":{\"u\":1}}]}";
     return run<VyrtaWriter>(stream);
+}
+
+// Counts the cells that rows are delivered with.
+class CellCounter : public WriterPlugin {
+public:
+    CellCounter() : WriterPlugin("cells") {
+        addCapability(new pwr::WriterPluginCapability({}, "cells", "", "", false));
+    }
+    std::int32_t init(const std::string&, bool) override { return 0; }
+    std::int32_t fini() override { return 0; }
+    std::int32_t writeMessage(const pwr::TableMessage& message) override {
+        m_cells += static_cast<const host::model::TableSnapshot&>(message).m_row.m_cells.size();
+        return 0;
+    }
+    using WriterPlugin::writeMessage;
+
+    std::size_t m_cells = 0;
+};
+
+// However wide the table, a row takes what its line says.
+TEST(Growth, OfARowIsThatOfItsLine) {
+    std::string entities;
+    std::string handles;
+    std::string stream;
+    for (int i = 1; i <= 1000; ++i) {
+        stream += "{\"def\":\"entity\",\"id\":" + text(i) + ",\"name\":\"e\"}\n";
+        stream += "{\"def\":\"handle\",\"id\":" + text(10000 + i) + ",\"name\":\"h\"}\n";
+        entities += (i > 1 ? "," : "") + text(i);
+        handles += (i > 1 ? "," : "") + text(10000 + i);
+    }
+    stream += "{\"def\":\"table\",\"container\":1,\"id\":1,\"title\":\"T\",\"entities\":[" + entities +
+              "],\"handles\":[" + handles + "]}\n";
+    stream += R"({"msg":"system","tscMHz":1000}
+{"msg":"row","table":[1,1],"cells":[null,["a"],null,["b","c"]]})";
+    test::StreamRunner runner;
+    CellCounter writer;
+    runner.add(writer);
+    runner.begin("growth");
+    ASSERT_TRUE(runner.feed(stream)) << runner.m_error;
+    EXPECT_EQ(writer.m_cells, 3u);
 }
 
 TEST(Growth, IsThatOfTheInput) {

@@ -49,7 +49,10 @@ protected:
     host::model::TableSnapshot row(std::vector<Cell> shared, std::vector<Cell> cells) {
         m_columns.index();
         host::model::TableSnapshot snapshot(m_columns, pwr::TABLE_ROW);
-        snapshot.m_row = {std::move(shared), std::move(cells)};
+        for (const Cell& cell : shared) snapshot.m_row.m_shared.push_back(cell);
+        for (const Cell& cell : cells) snapshot.m_row.m_cells.push_back(cell);
+        for (std::size_t i = 1; i <= m_columns.m_entities.size(); ++i)
+            snapshot.m_row.m_ends.push_back(i * m_columns.m_handles.size());
         return snapshot;
     }
 
