@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""compare_command_test.py PWRHOST: what `pwrhost compare` makes of files, options and bad input."""
+"""compare_command_test.py PWRHOST PLUGINS: what `pwrhost compare` makes of files, options and bad input."""
 import csv
 import html.parser
 import io
@@ -12,7 +12,7 @@ import subprocess
 import sys
 import tempfile
 
-PWRHOST = os.path.abspath(sys.argv[1])
+PWRHOST, PLUGINS = map(os.path.abspath, sys.argv[1:3])
 HEAD = "Output_Name,Collection_Time,Duration (sec),"
 A = [10, 10.1, 10.2, 9.9, 9.8, 10.3]
 UP = [12, 12.1, 12.2, 11.9, 11.8, 12.3]
@@ -288,6 +288,13 @@ def streams():
     assert found["Power_P0 (W)"]["verdict"] == "differs"
     lines = compare(*group_a, "--", *group_b)[1].splitlines()
     assert lines[0] == "1 of 8 columns differ; 6 + 6 runs" and "left" in lines[1] and "right" in lines[1], lines
+    # The binary trace of a stream has the same numbers in single precision.
+    for i in (0, 1):
+        subprocess.run([PWRHOST, "replay", "--plugins", PLUGINS, "-w", "bin", "-o", f"t{i}", group_a[i]], check=True, capture_output=True)
+    found = columns_of("t0.ztbin", "t1.ztbin", "--", *group_a[:2])
+    for name in ("Duration (sec)", "Power_P0 (W)", "Idle_P0_C1 (%)", "Idle_P0_C6 (%)"):
+        column = found[name]
+        assert column["nA"] == column["nB"] == 2 and abs(column["change"]) < 1e-6, column
 
 
 def main():
