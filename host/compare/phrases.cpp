@@ -15,7 +15,7 @@ std::string count(const char* what, std::size_t number) {
     return std::string(what) + ": " + std::to_string(number) + ".";
 }
 
-std::string joined(const std::vector<std::string>& texts) {
+std::string listed(const std::vector<std::string>& texts) {
     constexpr std::size_t SHOWN = 3;
     std::string all;
     for (std::size_t i = 0; i < std::min(SHOWN, texts.size()); ++i)
@@ -97,7 +97,7 @@ std::vector<std::string> machineTexts(const Comparison& comparison) {
     std::vector<std::string> texts;
     for (const MachineDifference& difference : comparison.m_machines)
         texts.push_back("Not the same " + std::string(difference.m_what) + ": A " +
-                        joined(difference.m_values[0]) + "; B " + joined(difference.m_values[1]));
+                        listed(difference.m_values[0]) + "; B " + listed(difference.m_values[1]));
     return texts;
 }
 

@@ -39,7 +39,7 @@ const pwr::Quantity* rateOf(const pwr::Metric& metric, double& factor) {
                                                                                                    : nullptr;
 }
 
-std::string joined(const std::vector<std::string>& words) {
+std::string commandText(const std::vector<std::string>& words) {
     std::string text;
     for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
     return text;
@@ -48,7 +48,7 @@ std::string joined(const std::vector<std::string>& words) {
 Machine machineOf(const pwr::SystemMetadata& metadata) {
     std::string cpu = metadata.getCPUNativeModelName(metadata.m_cpu.model);
     if (cpu.empty()) cpu = metadata.getFormattedCPUCodeName();
-    return {metadata.m_hostName, std::move(cpu), metadata.m_osVersion, joined(metadata.m_commandLine)};
+    return {metadata.m_hostName, std::move(cpu), metadata.m_osVersion, commandText(metadata.m_commandLine)};
 }
 
 }  // namespace

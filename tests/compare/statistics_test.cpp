@@ -81,7 +81,7 @@ TEST(ConfidenceRank, IsOneAboveThePrintedTables) {
 
 TEST(CriticalCount, IsTheFirstThatTheTestFinds) {
     RankSumTest test;
-    for (const std::size_t size : {8, 30}) {
+    for (const std::size_t size : {8U, 30U}) {
         for (const double level : {0.05, 0.001}) {
             const std::size_t count = criticalCount(size, size, level);
             // Groups without ties of which so many differences are positive.
@@ -173,7 +173,7 @@ double plainTrendP(const Numbers& series) {
 TEST(TrendTest, CountsAllOrdersOfFiftyNumbersWithTies) {
     std::mt19937 random(9);
     TrendTest test;
-    for (const std::size_t size : {6, 7, 20, 49, 50})
+    for (const std::size_t size : {6U, 7U, 20U, 49U, 50U})
         for (const double steps : {0.2, 1.0, 1e6})
             for (const double slope : {0.0, 0.2, -0.5}) {
                 std::normal_distribution<double> normal(10, 3);
