@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "host/base/text.h"
+#include "host/compare/rank_sum_test.h"
 
 namespace host::compare {
 
@@ -22,6 +23,15 @@ std::string listed(const std::vector<std::string>& texts) {
         all += (all.empty() ? "" : ", ") + printable(texts[i]);
     if (texts.size() > SHOWN) all += " and " + std::to_string(texts.size() - SHOWN) + " more";
     return all.empty() ? "not known" : all;
+}
+
+// The number of columns that must change before one of them can pass the adjustment, as p has a smallest
+// value.
+std::size_t leastToBeSeen(const Comparison& comparison) {
+    const auto tested = std::count_if(comparison.m_columns.begin(), comparison.m_columns.end(),
+                                      [](const ColumnResult& column) { return column.m_p.has_value(); });
+    const double smallest = smallestP(comparison.m_runs[0], comparison.m_runs[1]);
+    return static_cast<std::size_t>(std::ceil(static_cast<double>(tested) * smallest / comparison.m_alpha));
 }
 
 // A bar for the magnitude of a change next to the largest one of a report.
@@ -107,6 +117,9 @@ std::vector<std::string> remarkTexts(const RunTable& table, const Comparison& co
     if (!comparison.isTooSmall() && separated > 0)
         texts.push_back(
             count("Ranges that do not touch, in columns with fewer than 6 + 6 numbers", separated));
+    if (const std::size_t least = comparison.isTooSmall() ? 0 : leastToBeSeen(comparison); least > 1)
+        texts.push_back("With so few runs, a change shows only if " + std::to_string(least) +
+                        " or more of these columns change: record more to see a single one.");
     std::size_t shown = 0;
     for (const Drift& drift : comparison.m_drifts) {
         if (shown++ == top) break;

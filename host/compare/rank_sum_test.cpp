@@ -158,6 +158,10 @@ double RankSumTest::normalP_i(double sizeA, double sizeB) const {
     return twoSidedNormalP((std::abs(distance) - 0.5) / deviation);
 }
 
+double smallestP(std::size_t sizeA, std::size_t sizeB) {
+    return sizeA + sizeB > MAX_EXACT ? 0 : 2 / binomial(sizeA + sizeB, std::min(sizeA, sizeB));
+}
+
 std::size_t confidenceRank(std::size_t sizeA, std::size_t sizeB) {
     if (sizeA + sizeB > MAX_EXACT) {
         const auto m = static_cast<double>(sizeA);

@@ -43,6 +43,9 @@ private:
     std::vector<double> m_ways;        // [chosen][sum]: exact, as C(50, 25) needs 47 bits
 };
 
+// The smallest p that the exact test can give for groups of these sizes without ties; 0 above MAX_EXACT.
+double smallestP(std::size_t sizeA, std::size_t sizeB);
+
 // The smallest q with P(U <= q) >= 0.025 for groups without ties, at least 1, where U is the statistic of
 // Mann and Whitney: the k-th smallest and the k-th largest of all differences between the groups bound the
 // shift with 95 % confidence. Both groups hold at least one number.
