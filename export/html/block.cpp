@@ -8,16 +8,17 @@ namespace {
 
 constexpr char DIGITS[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-void appendGroup(std::vector<char>& page, const unsigned char* bytes) {
+// Four characters for `size` bytes of three.
+void appendGroup(ResultFile& page, const unsigned char* bytes, std::size_t size) {
     const unsigned bits = unsigned{bytes[0]} << 16 | unsigned{bytes[1]} << 8 | bytes[2];
-    const char group[4] = {DIGITS[bits >> 18], DIGITS[bits >> 12 & 63], DIGITS[bits >> 6 & 63],
-                           DIGITS[bits & 63]};
-    page.insert(page.end(), group, group + 4);
+    const char group[4] = {DIGITS[bits >> 18], DIGITS[bits >> 12 & 63],
+                           size > 1 ? DIGITS[bits >> 6 & 63] : '=', size > 2 ? DIGITS[bits & 63] : '='};
+    page.append({group, 4});
 }
 
 }  // namespace
 
-Block::Block(std::vector<char>& page) : m_page(page) {
+Block::Block(ResultFile& page) : m_page(page) {
     if (deflateInit(&m_stream, Z_DEFAULT_COMPRESSION) != Z_OK) throw std::bad_alloc();
 }
 
@@ -43,8 +44,7 @@ void Block::finish() {
     deflate_i(Z_FINISH);
     if (m_restSize == 0) return;
     for (std::size_t i = m_restSize; i < 3; ++i) m_rest[i] = 0;
-    appendGroup(m_page, m_rest);
-    for (std::size_t i = m_restSize; i < 3; ++i) m_page[m_page.size() - (i - m_restSize) - 1] = '=';
+    appendGroup(m_page, m_rest, m_restSize);
     m_restSize = 0;
 }
 
@@ -63,10 +63,10 @@ void Block::encode_i(const unsigned char* bytes, std::size_t size) {
     while (i < size && m_restSize != 0) {
         m_rest[m_restSize++] = bytes[i++];
         if (m_restSize < 3) continue;
-        appendGroup(m_page, m_rest);
+        appendGroup(m_page, m_rest, 3);
         m_restSize = 0;
     }
-    for (; i + 3 <= size; i += 3) appendGroup(m_page, bytes + i);
+    for (; i + 3 <= size; i += 3) appendGroup(m_page, bytes + i, 3);
     while (i < size) m_rest[m_restSize++] = bytes[i++];
 }
 

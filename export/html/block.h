@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <vector>
+
+#include "export/result_file.h"
 
 namespace exporting {
 
@@ -15,7 +16,7 @@ namespace exporting {
 class Block {
 public:
     // `page` is appended to, and must outlive this object. Throws std::bad_alloc without memory.
-    explicit Block(std::vector<char>& page);
+    explicit Block(ResultFile& page);
     Block(const Block&) = delete;
     Block& operator=(const Block&) = delete;
     ~Block();
@@ -27,7 +28,7 @@ private:
     void deflate_i(int flush);
     void encode_i(const unsigned char* bytes, std::size_t size);
 
-    std::vector<char>& m_page;
+    ResultFile& m_page;
     z_stream m_stream{};
     unsigned char m_rest[3] = {};  // bytes that wait for others to make four characters
     std::size_t m_restSize = 0;

@@ -4,14 +4,15 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
+#include "export/result_file.h"
+#include "export/run_clock.h"
 #include "export/run_name.h"
 #include "plugins/log.h"
 #include "plugins/memory_guard.h"
 #include "plugins/prefetch.h"
 #include "plugins/writer_plugin_capability.h"
-#include "pwr/logger.h"
-#include "pwr/plugin_environment.h"
 
 namespace exporting {
 
@@ -67,20 +68,17 @@ void HtmlWriter::write_i() {
     for (Lane& lane : m_lanes)
         for (const auto& series : lane.m_series) series->sort();
 
-    std::vector<char> page;
+    ResultFile page;
+    page.open(resultPath(m_outputName, "", ".html", std::nullopt));
     appendPage(page, {runName(m_outputName), *m_system, m_lanes, m_tables, m_notes, m_refused, m_isReduced,
                       m_shift});
-    pwr::Logger& handle = *g_pluginEnvironment->getFileOutputHandle((m_outputName + ".html").c_str());
-    handle.m_buffer.swap(page);
-    handle.flush();
-    std::vector<char>().swap(handle.m_buffer);  // the host keeps its handles, and would keep the memory
-    handle.m_writeCount = 0;
-    handle.close();
+    page.endRecord();
+    page.close();
 }
 
 std::int32_t HtmlWriter::writeMessage(const pwr::SystemMessage& message) {
     m_system = message.m_metadata;
-    m_ticksPerSecond = 1e6 * static_cast<double>(m_system->m_tscFrequency);
+    m_ticksPerSecond = RunClock(*m_system).ticksPerSecond();
     return 0;
 }
 

@@ -1,61 +1,57 @@
 #include "export/html/markup.h"
 
-#include <charconv>
 #include <cmath>
+#include <string>
+
+#include "export/clean_text.h"
+#include "export/number_text.h"
 
 namespace exporting {
 
-void appendText(std::vector<char>& page, std::string_view text) {
-    page.insert(page.end(), text.begin(), text.end());
-}
-
-void appendEscaped(std::vector<char>& page, std::string_view text) {
-    for (const char c : text) {
+void appendEscaped(ResultFile& page, std::string_view text) {
+    std::string scratch;
+    for (const char c : cleanText(text, scratch)) {
         switch (c) {
             case '&':
-                appendText(page, "&amp;");
+                page.append("&amp;");
                 break;
             case '<':
-                appendText(page, "&lt;");
+                page.append("&lt;");
                 break;
             case '>':
-                appendText(page, "&gt;");
+                page.append("&gt;");
                 break;
             case '"':
-                appendText(page, "&quot;");
+                page.append("&quot;");
                 break;
-            case '\r':
-                appendText(page, "&#13;");
-                break;
-            case '\0':
-                appendText(page, "\xEF\xBF\xBD");
+            case '\r':  // which a parser takes for a line end
+                page.append("&#13;");
                 break;
             default:
-                page.push_back(c);
+                page.append(c);
         }
     }
 }
 
-void appendJsonText(std::vector<char>& page, std::string_view text) {
+void appendJsonText(ResultFile& page, std::string_view text) {
     constexpr char digits[] = "0123456789abcdef";
-    page.push_back('"');
-    for (const char c : text) {
+    std::string scratch;
+    page.append('"');
+    for (const char c : cleanText(text, scratch)) {
         const auto code = static_cast<unsigned char>(c);
         if (code < 0x20 || c == '"' || c == '\\' || c == '<' || c == '>' || c == '&') {
-            appendText(page, "\\u00");
-            page.push_back(digits[code >> 4]);
-            page.push_back(digits[code & 15]);
+            page.append("\\u00");
+            page.append(digits[code >> 4]);
+            page.append(digits[code & 15]);
         } else {
-            page.push_back(c);
+            page.append(c);
         }
     }
-    page.push_back('"');
+    page.append('"');
 }
 
-void appendJsonNumber(std::vector<char>& page, double number) {
-    if (!std::isfinite(number)) return appendText(page, "null");
-    char text[32];
-    appendText(page, {text, std::to_chars(text, text + sizeof text, number).ptr});
+void appendJsonNumber(ResultFile& page, double number) {
+    page.append(std::isfinite(number) ? NumberText(number).view() : "null");
 }
 
 }  // namespace exporting

@@ -4,7 +4,6 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
-#include <ctime>
 #include <functional>
 #include <map>
 #include <string_view>
@@ -13,25 +12,21 @@
 #include "export/html/lane_block.h"
 #include "export/html/markup.h"
 #include "export/html/page_sources.h"
+#include "export/run_clock.h"
 #include "plugins/value_text.h"
 
 namespace exporting {
 
 namespace {
 
-using Page = std::vector<char>;
-
 constexpr std::string_view NOT_OFFERED = "Not offered by this machine: ";
 
-// The clock of the start, in UTC with milliseconds.
-std::string startText(std::uint64_t nanoseconds) {
-    const auto seconds = static_cast<std::time_t>(nanoseconds / 1'000'000'000);
-    std::tm parts{};
-    char date[64];
-    if (gmtime_r(&seconds, &parts) == nullptr) return {};
-    if (std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &parts) == 0) return {};
-    const std::string milliseconds = std::to_string(nanoseconds / 1'000'000 % 1000);
-    return std::string(date) + "." + std::string(3 - milliseconds.size(), '0') + milliseconds + " UTC";
+// A time of day in UTC with milliseconds.
+std::string startText(std::int64_t nanosecondsSince1970) {
+    const std::string text = rfc3339(nanosecondsSince1970);
+    const std::size_t point = text.find('.');
+    const std::size_t day = text.find('T');
+    return text.substr(0, day) + " " + text.substr(day + 1, point - day + 3) + " UTC";
 }
 
 // Four digits, which is as much as a reader takes in.
@@ -71,16 +66,16 @@ double intervalOf(const std::deque<Lane>& lanes) {
     return least;
 }
 
-void appendHeadLine(Page& page, std::string_view title, std::string_view text) {
+void appendHeadLine(ResultFile& page, std::string_view title, std::string_view text) {
     if (text.empty()) return;
-    appendText(page, "<div><dt>");
+    page.append("<div><dt>");
     appendEscaped(page, title);
-    appendText(page, "</dt><dd>");
+    page.append("</dt><dd>");
     appendEscaped(page, text);
-    appendText(page, "</dd></div>\n");
+    page.append("</dd></div>\n");
 }
 
-void appendHead(Page& page, const PageContent& content) {
+void appendHead(ResultFile& page, const PageContent& content) {
     const pwr::SystemMetadata& system = content.system;
     const std::string host = system.m_hostName;
     const std::string& platform = system.m_platformName;
@@ -88,7 +83,7 @@ void appendHead(Page& page, const PageContent& content) {
     appendHeadLine(page, "CPU", processorText(system));
     appendHeadLine(page, "System", system.m_osName);
     appendHeadLine(page, "Kernel", joined({system.m_osVersion, system.m_osType}));
-    if (system.m_collectionTime != 0) appendHeadLine(page, "Start", startText(system.m_collectionTime));
+    if (const auto start = RunClock(system).wallStart()) appendHeadLine(page, "Start", startText(*start));
     const double duration = system.getCollectionDurationSec();
     if (duration > 0) appendHeadLine(page, "Duration", secondsText(duration));
     if (const double interval = intervalOf(content.lanes); interval > 0)
@@ -106,7 +101,7 @@ bool isLoss(std::string text) {
     return saysSo && text.find_first_of("123456789") != std::string::npos;
 }
 
-void appendLosses(Page& page, const PageContent& content) {
+void appendLosses(ResultFile& page, const PageContent& content) {
     std::vector<std::string> losses;
     if (content.refused != 0)
         losses.push_back(std::to_string(content.refused) +
@@ -115,75 +110,75 @@ void appendLosses(Page& page, const PageContent& content) {
         losses.push_back(std::to_string(std::llround(lost)) + " events of the kernel lost");
     std::copy_if(content.notes.begin(), content.notes.end(), std::back_inserter(losses), isLoss);
     if (losses.empty()) return;
-    appendText(page, "<div id=\"losses\" class=\"losses\">");
+    page.append("<div id=\"losses\" class=\"losses\">");
     for (const std::string& loss : losses) {
-        appendText(page, "<p>");
+        page.append("<p>");
         appendEscaped(page, loss);
-        appendText(page, "</p>");
+        page.append("</p>");
     }
-    appendText(page, "</div>\n");
+    page.append("</div>\n");
 }
 
-void appendNotes(Page& page, const std::vector<std::string>& notes) {
+void appendNotes(ResultFile& page, const std::vector<std::string>& notes) {
     for (const std::string& note : notes) {
         if (note.starts_with(NOT_OFFERED) || isLoss(note)) continue;
-        appendText(page, "<p class=\"note\">");
+        page.append("<p class=\"note\">");
         appendEscaped(page, note);
-        appendText(page, "</p>\n");
+        page.append("</p>\n");
     }
 }
 
 template <typename List, typename Append>
-void appendList(Page& page, const List& list, Append append) {
-    page.push_back('[');
+void appendList(ResultFile& page, const List& list, Append append) {
+    page.append('[');
     bool isFirst = true;
     for (const auto& item : list) {
-        if (!isFirst) page.push_back(',');
+        if (!isFirst) page.append(',');
         isFirst = false;
         append(item);
     }
-    page.push_back(']');
+    page.append(']');
 }
 
-void appendMember(Page& page, std::string_view name, std::string_view text) {
+void appendMember(ResultFile& page, std::string_view name, std::string_view text) {
     appendJsonText(page, name);
-    page.push_back(':');
+    page.append(':');
     appendJsonText(page, text);
-    page.push_back(',');
+    page.append(',');
 }
 
-void appendLane(Page& page, const Lane& lane) {
-    appendText(page, "{");
+void appendLane(ResultFile& page, const Lane& lane) {
+    page.append("{");
     appendMember(page, "group", lane.m_group);
     appendMember(page, "metric", lane.m_name);
     appendMember(page, "type", getTypeString(lane.m_measure.type));
     appendMember(page, "units", lane.m_units);
     if (lane.m_hasRate) {
         appendMember(page, "rateUnits", lane.m_rateUnits);
-        appendText(page, "\"factor\":");
+        page.append("\"factor\":");
         appendJsonNumber(page, lane.m_measure.factor);
-        page.push_back(',');
+        page.append(',');
     }
-    appendText(page, "\"entities\":");
+    page.append("\"entities\":");
     appendList(page, lane.m_entities,
                [&](const pwr::EntityHandle* entity) { appendJsonText(page, entity->getName()); });
-    appendText(page, ",\"states\":");
+    page.append(",\"states\":");
     appendList(page, lane.m_states, [&](const std::string& state) { appendJsonText(page, state); });
-    appendText(page, ",\"series\":");
+    page.append(",\"series\":");
     appendList(page, lane.m_series, [&](const std::unique_ptr<Series>& series) {
-        appendText(page, "[" + std::to_string(series->entity()) + "," + std::to_string(series->state()) +
-                             "," + std::to_string(series->points()) + "]");
+        page.append("[" + std::to_string(series->entity()) + "," + std::to_string(series->state()) + "," +
+                    std::to_string(series->points()) + "]");
     });
-    page.push_back('}');
+    page.append('}');
 }
 
-void appendRun(Page& page, const PageContent& content) {
+void appendRun(ResultFile& page, const PageContent& content) {
     const pwr::SystemMetadata& system = content.system;
     const auto length =
         static_cast<double>(static_cast<std::int64_t>(system.m_collectionStop - system.m_collectionStart));
-    appendText(page, "{\"ticksPerSecond\":");
-    appendJsonNumber(page, 1e6 * static_cast<double>(system.m_tscFrequency));
-    appendText(page, ",\"length\":");
+    page.append("{\"ticksPerSecond\":");
+    appendJsonNumber(page, RunClock(system).ticksPerSecond());
+    page.append(",\"length\":");
     appendJsonNumber(page, std::max(length, 0.0));
     std::int64_t first = content.lanes.empty() ? 0 : content.lanes.front().m_firstTime;
     std::int64_t last = first;
@@ -191,30 +186,30 @@ void appendRun(Page& page, const PageContent& content) {
         first = std::min(first, lane.m_firstTime);
         last = std::max(last, lane.m_lastTime);
     }
-    appendText(page, ",\"first\":");
+    page.append(",\"first\":");
     appendJsonNumber(page, static_cast<double>(first));
-    appendText(page, ",\"last\":");
+    page.append(",\"last\":");
     appendJsonNumber(page, static_cast<double>(last));
-    appendText(page, ",\"grid\":");
+    page.append(",\"grid\":");
     appendJsonNumber(page, content.isReduced ? std::ldexp(1.0, static_cast<int>(content.shift)) : 0);
-    appendText(page, ",\"lanes\":");
+    page.append(",\"lanes\":");
     appendList(page, content.lanes, [&](const Lane& lane) { appendLane(page, lane); });
-    page.push_back('}');
+    page.append('}');
 }
 
 // The data of a lane is an element of its own, so that the page can decode it when it is looked at.
-void appendBlocks(Page& page, const std::deque<Lane>& lanes) {
+void appendBlocks(ResultFile& page, const std::deque<Lane>& lanes) {
     for (const Lane& lane : lanes) {
-        appendText(page, "<script type=\"text/plain\" class=\"block\">");
+        page.append("<script type=\"text/plain\" class=\"block\">");
         Block block(page);
         LaneBlock columns(block);
         for (const auto& series : lane.m_series) columns.add(*series);
         block.finish();
-        appendText(page, "</script>\n");
+        page.append("</script>\n");
     }
 }
 
-void appendReduced(Page& page, const PageContent& content) {
+void appendReduced(ResultFile& page, const PageContent& content) {
     if (!content.isReduced) return;
     std::uint32_t most = 0;
     std::uint64_t points = 0;
@@ -227,27 +222,27 @@ void appendReduced(Page& page, const PageContent& content) {
                 ++points;
             }
     if (most < 2) return;
-    appendText(page, "<p id=\"reduced\" class=\"note\">A point stands for up to " + std::to_string(most) +
-                         " samples: " + std::to_string(samples) + " samples are kept as " +
-                         std::to_string(points) + " points, with their least and greatest values and " +
-                         "their sums. A larger --max-points keeps more.</p>\n");
+    page.append("<p id=\"reduced\" class=\"note\">A point stands for up to " + std::to_string(most) +
+                " samples: " + std::to_string(samples) + " samples are kept as " + std::to_string(points) +
+                " points, with their least and greatest values and " +
+                "their sums. A larger --max-points keeps more.</p>\n");
 }
 
 }  // namespace
 
-void appendPage(Page& page, const PageContent& content) {
+void appendPage(ResultFile& page, const PageContent& content) {
     const std::map<std::string_view, std::function<void()>> slots{
         {"title", [&] { appendEscaped(page, content.name); }},
-        {"style-hash", [&] { appendText(page, PAGE_STYLE_HASH); }},
-        {"script-hash", [&] { appendText(page, PAGE_SCRIPT_HASH); }},
-        {"style", [&] { appendText(page, PAGE_STYLE); }},
-        {"script", [&] { appendText(page, PAGE_SCRIPT); }},
+        {"style-hash", [&] { page.append(PAGE_STYLE_HASH); }},
+        {"script-hash", [&] { page.append(PAGE_SCRIPT_HASH); }},
+        {"style", [&] { page.append(PAGE_STYLE); }},
+        {"script", [&] { page.append(PAGE_SCRIPT); }},
         {"head", [&] { appendHead(page, content); }},
         {"losses", [&] { appendLosses(page, content); }},
         {"reduced", [&] { appendReduced(page, content); }},
         {"empty",
          [&] {
-             if (content.lanes.empty()) appendText(page, "<p class=\"note\">no samples</p>");
+             if (content.lanes.empty()) page.append("<p class=\"note\">no samples</p>");
          }},
         {"summary", [&] { content.tables.appendTo(page); }},
         {"notes", [&] { appendNotes(page, content.notes); }},
@@ -257,7 +252,7 @@ void appendPage(Page& page, const PageContent& content) {
     std::string_view rest = PAGE_FRAME;
     while (true) {
         const std::size_t begin = rest.find("{{");
-        appendText(page, rest.substr(0, begin));
+        page.append(rest.substr(0, begin));
         if (begin == std::string_view::npos) return;
         const std::size_t end = rest.find("}}", begin);
         slots.at(rest.substr(begin + 2, end - begin - 2))();

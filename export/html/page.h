@@ -7,6 +7,7 @@
 
 #include "export/html/lane.h"
 #include "export/html/summary_tables.h"
+#include "export/result_file.h"
 #include "pwr/system_metadata.h"
 
 namespace exporting {
@@ -24,6 +25,6 @@ struct PageContent {
 };
 
 // Appends the whole page. Throws std::bad_alloc.
-void appendPage(std::vector<char>& page, const PageContent& content);
+void appendPage(ResultFile& page, const PageContent& content);
 
 }  // namespace exporting

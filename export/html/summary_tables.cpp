@@ -34,14 +34,13 @@ std::vector<std::string> notesOf(const pwr::TextNotes* notes, std::int32_t key) 
     return found != notes->end() ? found->second : std::vector<std::string>();
 }
 
-void appendElement(std::vector<char>& page, std::string_view begin, std::string_view text,
-                   std::string_view end) {
-    appendText(page, begin);
+void appendElement(ResultFile& page, std::string_view begin, std::string_view text, std::string_view end) {
+    page.append(begin);
     appendEscaped(page, text);
-    appendText(page, end);
+    page.append(end);
 }
 
-void appendNotes(std::vector<char>& page, const std::vector<std::string>& notes) {
+void appendNotes(ResultFile& page, const std::vector<std::string>& notes) {
     for (const std::string& note : notes) appendElement(page, "<p>", note, "</p>\n");
 }
 
@@ -73,7 +72,7 @@ void SummaryTables::describe(const pwr::MetricContainerInfoMessage& message) {
                              Container{message.m_containerHeader, notesOf(message.m_notes, 0)});
 }
 
-void SummaryTables::appendTo(std::vector<char>& page) const {
+void SummaryTables::appendTo(ResultFile& page) const {
     const unsigned* before = nullptr;
     for (const Table& table : m_tables) {
         const auto container = m_containers.find(table.container);
@@ -87,17 +86,17 @@ void SummaryTables::appendTo(std::vector<char>& page) const {
         appendElement(page, "<div class=\"wide\"><table>\n<caption>", table.title, "</caption>\n<thead><tr>");
         for (const std::string& header : table.headers)
             appendElement(page, "<th scope=\"col\">", header, "</th>");
-        appendText(page, "</tr></thead>\n<tbody>\n");
+        page.append("</tr></thead>\n<tbody>\n");
         for (const auto& row : table.rows) {
-            appendText(page, "<tr>");
+            page.append("<tr>");
             for (const std::string& cell : row)
                 if (&cell == &row.front())
                     appendElement(page, "<th scope=\"row\">", cell, "</th>");
                 else
                     appendElement(page, "<td>", cell, "</td>");
-            appendText(page, "</tr>\n");
+            page.append("</tr>\n");
         }
-        appendText(page, "</tbody></table></div>\n");
+        page.append("</tbody></table></div>\n");
         appendNotes(page, table.notesAfter);
     }
 }

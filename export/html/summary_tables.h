@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "export/result_file.h"
 #include "plugins/writer_plugin.h"
 #include "pwr/messages.h"
 #include "pwr/table_message.h"
@@ -23,7 +24,7 @@ public:
     void describe(const pwr::MetricContainerInfoMessage& message);
 
     // Appends the tables as HTML: each with its title as caption.
-    void appendTo(std::vector<char>& page) const;
+    void appendTo(ResultFile& page) const;
 
     // The number in the last column of the row of a table that begins with `key`; 0 if there is none.
     double numberOf(const std::string& title, const std::string& key) const;
