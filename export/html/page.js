@@ -7,13 +7,16 @@ const blocks = document.querySelectorAll('script.block');
 const lanes = run.lanes.map((data, i) => new Lane(data, ticksPerSecond, blocks[i]));
 const full = fullView();
 const state = {view: full, selection: null, cursor: null, theme: readTheme()};
-const LEAST_VIEW = 1e-10;  // of a moment: what doubles still tell apart
+const LEAST_VIEW = 1e-10;     // of a moment: what doubles still tell apart
+const ADDRESS_PAUSE = 250;    // ms: browsers refuse to change the address more often than that for long
+const STATISTICS = ['count', 'skipped', 'mean', 'min', 'max', 'total', 'share', 'energy'];
 
 // From the collection's start, or what comes first, to its end, or behind what comes last.
 function fullView() {
   const [first, last, length] = [run.first, run.last, run.length].map(ticks => ticks / ticksPerSecond);
   if (!lanes.length) return {from: 0, to: length || 1};
-  const end = Math.max(length, last), from = first > end / 2 ? first - Math.max(0.02 * (end - first), 1e-3) : Math.min(first, 0);
+  const end = Math.max(length, last), before = Math.max(0.02 * (end - first), 1e-3);
+  const from = first > end / 2 ? first - before : Math.min(first, 0);
   return {from, to: end > last ? end : last + 1e-3 * (last - from || 1)};
 }
 
@@ -28,8 +31,6 @@ function readTheme() {
   return {colours: list('c', COLOURS), quiet: list('quiet', 4), covered: read('covered'), grid: read('grid'),
           muted: read('muted'), back: read('back')};
 }
-
-// ---- building
 
 function make(tag, attributes = {}, ...children) {
   const element = document.createElement(tag);
@@ -51,16 +52,17 @@ function makeKey(lane, name, item) {
 }
 
 function makeLabel(lane, name, row) {
-  const note = make('span', {class: 'note'}), label = make('div', {class: 'row', title: name}, make('span', {class: 'name'}, name), note);
-  label.style.top = `${row * lane.rowHeight}px`;
-  label.style.height = `${lane.rowHeight}px`;
-  label.classList.toggle('tight', lane.rowHeight < 28);
+  const note = make('span', {class: 'note'}), height = lane.rowHeight;
+  const label = make('div', {class: 'row', title: name}, make('span', {class: 'name'}, name), note);
+  Object.assign(label.style, {top: `${row * height}px`, height: `${height}px`});
+  label.classList.toggle('tight', height < 28);
   lane.gutter.append(label);
   return note;
 }
 
 function buildLane(lane) {
-  const section = lane.section = $('lane').content.cloneNode(true).firstElementChild, find = name => section.querySelector(name);
+  const section = lane.section = $('lane').content.firstElementChild.cloneNode(true);
+  const find = name => section.querySelector(name), more = lane.legend.length - MOST_TEXTS;
   Object.assign(section.dataset, {group: lane.group, metric: lane.metric, type: lane.type});
   section.setAttribute('aria-label', `${lane.metric}, ${lane.unitText || 'no unit'}, group ${lane.group || 'none'}`);
   find('h3').textContent = lane.metric;
@@ -68,9 +70,10 @@ function buildLane(lane) {
   [lane.gutter, lane.plot] = [find('.gutter'), find('.plot')];
   lane.plot.style.height = `${lane.height}px`;
   lane.keys = lane.legend.slice(0, MOST_TEXTS).map((name, item) => makeKey(lane, name, item));
-  find('.legend').append(...lane.keys.map(({key}) => key), lane.legend.length > MOST_TEXTS ? `and ${lane.legend.length - MOST_TEXTS} more` : '');
+  find('.legend').append(...lane.keys.map(({key}) => key), more > 0 ? `and ${more} more` : '');
   find('.legend').classList.toggle('long', lane.isLines && lane.keys.length > 1);
-  lane.labels = lane.isLines || lane.rowHeight < 12 ? [] : lane.entities.map((name, row) => makeLabel(lane, name, row));
+  const names = lane.isLines || lane.rowHeight < 12 ? [] : lane.entities;
+  lane.labels = names.map((name, row) => makeLabel(lane, name, row));
   return section;
 }
 
@@ -78,14 +81,13 @@ function buildLanes() {
   const groups = new Map();
   for (const lane of lanes) groups.set(lane.group, [...groups.get(lane.group) ?? [], lane]);
   for (const [name, members] of groups) {
-    const group = make('details', {class: 'group', open: ''}, make('summary', {}, name || '(no group)'), ...members.map(buildLane));
+    const title = make('summary', {}, name || '(no group)');
+    const group = make('details', {class: 'group', open: ''}, title, ...members.map(buildLane));
     group.addEventListener('toggle', changed);
     for (const lane of members) lane.fold = group;
     main.append(group);
   }
 }
-
-// ---- drawing
 
 function isInSight({section, fold}) {
   if (section.hidden || !fold.open) return false;
@@ -107,17 +109,17 @@ function drawLane(lane, view, width) {
     lane.plot.append(lane.canvas);
     listenToPlot(lane.canvas);
   }
-  const pixel = sizeCanvas(lane.canvas, width, lane.height), drawn = [view.from, view.to, lane.canvas.width, lane.canvas.height].join();
+  const pixel = sizeCanvas(lane.canvas, width, lane.height);
+  const drawn = [view.from, view.to, lane.canvas.width, lane.canvas.height].join();
   if (!lane.isDecoded || lane.drawn === drawn) return;
   const picture = new Picture(lane.canvas, view, state.theme, pixel);
-  if (lane.isLines) drawScale(lane, drawLines(lane, picture));
-  else drawRows(lane, picture);
+  if (lane.isLines) showScale(lane, drawLines(lane, picture)); else drawRows(lane, picture);
   picture.show();
   describe(lane, view);
   lane.drawn = drawn;
 }
 
-function drawScale(lane, {ticks, step, at}) {
+function showScale(lane, {ticks, step, at}) {
   lane.gutter.replaceChildren(...ticks.map(tick => {
     const label = make('div', {class: 'tick'}, numberText(Number(tick.toFixed(decimalsFor(step)))));
     label.style.top = `${100 * at(tick)}%`;
@@ -127,12 +129,14 @@ function drawScale(lane, {ticks, step, at}) {
 
 // Says what the picture shows, beside it and to those who cannot see it.
 function describe(lane, view) {
-  const notes = lane.isLines ? lane.keys.map(({note}) => note) : lane.labels, texts = notes.map((note, i) => {
-    note.textContent = lane.isLines ? lane.summaryOfLine(lane.series[i], view) : lane.summaryOfRow(lane.rows[i], view);
-    return `${lane.isLines ? lane.legend[i] : lane.entities[i]} ${note.textContent}`;
+  const {isLines, keys, labels, series, rows, legend, entities, metric} = lane;
+  const texts = (isLines ? keys.map(({note}) => note) : labels).map((note, i) => {
+    note.textContent = isLines ? lane.summaryOfLine(series[i], view) : lane.summaryOfRow(rows[i], view);
+    return `${isLines ? legend[i] : entities[i]} ${note.textContent}`;
   });
-  lane.keys.forEach(({swatch}, item) => { swatch.style.background = lane.colourOf(item, state.theme).text; });
-  lane.canvas.setAttribute('aria-label', `${lane.metric} from ${momentText(view.from, view)} to ${momentText(view.to, view)}: ${texts.slice(0, MOST_TEXTS).join(', ')}`);
+  keys.forEach(({swatch}, item) => { swatch.style.background = lane.colourOf(item, state.theme).text; });
+  const span = `${momentText(view.from, view)} to ${momentText(view.to, view)}`;
+  lane.canvas.setAttribute('aria-label', `${metric} from ${span}: ${texts.slice(0, MOST_TEXTS).join(', ')}`);
 }
 
 let isFrameDue = false, isSelectionDue = false;
@@ -161,11 +165,10 @@ function placeOverlay() {
   const at = time => Math.min(Math.max(100 * (time - view.from) / (view.to - view.from), -1), 101);
   band.hidden = !selection;
   line.hidden = cursor === null;
-  if (selection) Object.assign(band.style, {left: `${at(selection.from)}%`, width: `${at(selection.to) - at(selection.from)}%`});
-  if (cursor !== null) line.style.left = `${at(cursor)}%`;
+  const [left, right] = [at(selection?.from), at(selection?.to)];
+  Object.assign(band.style, {left: `${left}%`, width: `${right - left}%`});
+  line.style.left = `${at(cursor)}%`;
 }
-
-// ---- view, selection and cursor
 
 function setView(from, to) {
   if (!(from < to) || !Number.isFinite(to - from)) return;
@@ -184,15 +187,13 @@ function setViewInside(from, to) {
   }
 }
 
-function zoom(factor, at) {
-  const {from, to} = state.view;
-  setViewInside(at - (at - from) * factor, at + (to - at) * factor);
+// Zooms at a moment, then moves by a share of the view.
+function change(factor, at, share = 0) {
+  const {from, to} = state.view, shift = at + share * (to - from);
+  setViewInside(shift - (at - from) * factor, shift + (to - at) * factor);
 }
 
-function pan(share) {
-  const {from, to} = state.view;
-  setViewInside(from + share * (to - from), to + share * (to - from));
-}
+const reset = () => setView(full.from, full.to);
 
 // Sets the selection, or removes it without arguments. Its bounds grow to whole points of the data.
 async function setSelection(from, to) {
@@ -205,23 +206,29 @@ async function setSelection(from, to) {
   if (!wanted) return;
   for (const lane of lanes) if (!lane.isDecoded) await lane.decode();
   if (state.selection !== wanted) return;
-  if (grid && from < to) Object.assign(wanted, {from: grownBound(lanes, from, grid, false), to: grownBound(lanes, to, grid, true)});
-  rows.replaceChildren(...lanes.flatMap(lane => rowsOf(lane, wanted).map(({series, cells}) => makeRow(lane, series, cells))));
+  if (grid && from < to) wanted.from = grownBound(lanes, from, grid, false);
+  if (grid && from < to) wanted.to = grownBound(lanes, to, grid, true);
+  rows.replaceChildren(...lanes.flatMap(lane => rowsOf(lane, wanted)).map(makeRow));
   $('span').textContent = timeText(wanted.to - wanted.from);
   isSelectionDue = false;
   showFields();
   changed();
 }
 
-function makeRow(lane, series, cells) {
-  const {entities, states, metric, isLines, type, units} = lane, entity = entities[series.entity], part = states[series.state];
-  const unit = type === 'SAMPLED_DELTA' ? lane.rateUnit : units, ofUnit = number => numberText(number, unit);
-  const texts = {count: numberText, skipped: numberText, mean: ofUnit, min: ofUnit, max: ofUnit, share: percentText,
-                 total: number => isLines ? numberText(number, units) : timeText(number), energy: number => numberText(number, 'J')};
-  const row = make('tr', {'data-metric': metric, 'data-entity': entity, 'data-state': isLines ? '' : part, ...isLines && {'data-item': part}},
-      make('th', {scope: 'row'}, metric), make('td', {}, entity), make('td', {}, isLines && lane.rows[series.entity].length < 2 ? '' : part));
-  for (const name of ['count', 'skipped', 'mean', 'min', 'max', 'total', 'share', 'energy'])
-    row.append(make('td', {'data-col': name}, ...Number.isFinite(cells[name]) ? [make('data', {value: cells[name]}, texts[name](cells[name]))] : []));
+function makeRow({series, cells}) {
+  const {lane, entity, state} = series, {isLines, units} = lane, part = lane.states[state];
+  const unit = lane.type === 'SAMPLED_DELTA' ? lane.rateUnit : units, ofUnit = number => numberText(number, unit);
+  const texts = {mean: ofUnit, min: ofUnit, max: ofUnit, share: percentText, energy: number => numberText(number, 'J'),
+                 total: number => isLines ? numberText(number, units) : timeText(number)};
+  const row = make('tr', {'data-metric': lane.metric, 'data-entity': lane.entities[entity], 'data-state': isLines ? '' : part},
+      make('th', {scope: 'row'}, lane.metric), make('td', {}, lane.entities[entity]),
+      make('td', {}, isLines && lane.rows[entity].length < 2 ? '' : part));
+  if (isLines && part) row.setAttribute('data-item', part);
+  for (const name of STATISTICS) {
+    const number = cells[name], cell = make('td', {'data-col': name});
+    if (Number.isFinite(number)) cell.append(make('data', {value: number}, (texts[name] ?? numberText)(number)));
+    row.append(cell);
+  }
   return row;
 }
 
@@ -237,26 +244,26 @@ function copyTable() {
 function setCursor(time) {
   state.cursor = time;
   placeOverlay();
-  const texts = lanes.filter(lane => lane.isDecoded && isInSight(lane)).map(lane => [lane.metric, lane.describeAt(time)]);
-  $('cursor').textContent = [momentText(time, state.view), ...texts.filter(([, text]) => text).map(([name, text]) => `${name}: ${text}`)].join(' | ');
+  const texts = lanes.filter(lane => lane.isDecoded && isInSight(lane)).map(lane => [lane.metric, lane.describeAt(time)])
+      .filter(([, text]) => text).map(([name, text]) => `${name}: ${text}`);
+  $('cursor').textContent = [momentText(time, state.view), ...texts].join(' | ');
 }
 
-// ---- fields and the address
-
+// What is set last holds: the other bound gives way.
 const fields = {
-  'from': {get: () => state.view.from, set: x => setView(x, x < state.view.to ? state.view.to : x + state.view.to - state.view.from)},
-  'to': {get: () => state.view.to, set: x => setView(x > state.view.from ? state.view.from : x - state.view.to + state.view.from, x)},
-  'select-from': {get: () => state.selection?.from, set: x => setSelection(x, Math.max(x, state.selection?.to ?? full.to))},
-  'select-to': {get: () => state.selection?.to, set: x => setSelection(Math.min(x, state.selection?.from ?? full.from), x)},
+  'from': {get: ({view}) => view.from, set: (x, {from, to}) => setView(x, x < to ? to : x + to - from)},
+  'to': {get: ({view}) => view.to, set: (x, {from, to}) => setView(x > from ? from : x - to + from, x)},
+  'select-from': {get: ({selection}) => selection?.from, set: x => setSelection(x, Math.max(x, state.selection?.to ?? full.to))},
+  'select-to': {get: ({selection}) => selection?.to, set: x => setSelection(Math.min(x, state.selection?.from ?? full.from), x)},
 };
 
 function showFields() {
-  for (const [id, {get}] of Object.entries(fields)) $(id).value = get() ?? '';
+  for (const [id, {get}] of Object.entries(fields)) $(id).value = get(state) ?? '';
 }
 
 function enterField(id) {
   const text = $(id).value.trim(), number = Number(text);
-  if (text && Number.isFinite(number)) fields[id].set(number);
+  if (text && Number.isFinite(number)) fields[id].set(number, state.view);
   else if (!text && id.startsWith('select')) setSelection();
   else showFields();
 }
@@ -268,11 +275,11 @@ function applyFilter() {
   changed();
 }
 
-const ADDRESS_PAUSE = 250;  // ms: browsers refuse to change the address more often than that for long
 let addressTime = -Infinity, addressTimer = 0;
 
 function writeFragment() {
-  const {view, selection} = state, text = `#view=${view.from},${view.to}` + (selection ? `&select=${selection.from},${selection.to}` : '');
+  const {view, selection} = state, textOf = (name, {from, to}) => `${name}=${from},${to}`;
+  const text = `#${textOf('view', view)}${selection ? `&${textOf('select', selection)}` : ''}`;
   const wait = addressTime + ADDRESS_PAUSE - performance.now();
   clearTimeout(addressTimer);
   if (text === location.hash || view === full && !selection) return;
@@ -284,35 +291,30 @@ function writeFragment() {
 function readFragment() {
   const parts = new Map(location.hash.slice(1).split('&').map(part => part.split('=')));
   const [view, selection] = ['view', 'select'].map(name => {
-    const text = parts.get(name) ?? '', numbers = text.split(',').map(Number);
-    return /^[^,\s]+,[^,\s]+$/.test(text) && numbers[0] <= numbers[1] && Number.isFinite(numbers[1] - numbers[0]) ? numbers : null;
+    const text = parts.get(name) ?? '', numbers = text.split(',').map(Number), [from, to] = numbers;
+    return /^[^,\s]+,[^,\s]+$/.test(text) && from <= to && Number.isFinite(to - from) ? numbers : null;
   });
   if (view) setView(...view);
   if (selection) setSelection(...selection);
 }
 
-// ---- the reader's hands
-
-const keys = {
-  w: () => zoom(1 / 1.5, middle()), s: () => zoom(1.5, middle()), a: () => pan(-0.2), d: () => pan(0.2), escape: () => setSelection(),
-  home: () => setView(full.from, full.to), arrowleft: () => moveCursor(-0.01), arrowright: () => moveCursor(0.01),
-};
-
 // Where keys zoom: at the cursor if it is in view.
 function middle() {
   const {view: {from, to}, cursor} = state;
-  return cursor >= from && cursor <= to && cursor !== null ? cursor : (from + to) / 2;
+  return cursor !== null && cursor >= from && cursor <= to ? cursor : (from + to) / 2;
 }
 
-function moveCursor(share) {
-  const {from, to} = state.view;
-  setCursor(Math.min(Math.max(middle() + share * (to - from), from), to));
-}
+const keys = {
+  w: () => change(1 / 1.5, middle()), s: () => change(1.5, middle()), a: () => change(1, middle(), -0.2),
+  d: () => change(1, middle(), 0.2), escape: () => setSelection(), home: reset,
+  arrowleft: () => setCursor(middle() - 0.01 * (state.view.to - state.view.from)),
+  arrowright: () => setCursor(middle() + 0.01 * (state.view.to - state.view.from)),
+};
 
 function onKey(event) {
-  const key = event.key.toLowerCase(), {target} = event;
-  if (event.ctrlKey || event.altKey || event.metaKey || !keys[key] || target.closest?.('input, textarea, select')) return;
-  if (key.startsWith('arrow') && !target.classList?.contains('lane')) return;
+  const key = event.key.toLowerCase(), isIn = list => event.target.closest?.(list);
+  if (event.ctrlKey || event.altKey || event.metaKey || !keys[key] || isIn('input, textarea, select')) return;
+  if (key.startsWith('arrow') && !isIn('.lane')) return;
   keys[key]();
   event.preventDefault();
 }
@@ -326,11 +328,13 @@ function listenToPlot(canvas) {
   };
   on('wheel', event => {
     event.preventDefault();
-    zoom(Math.exp(Math.max(-1, Math.min(1, event.deltaY * [1, 16, 400][event.deltaMode] / 400))), timeAt(event));
+    const amount = event.deltaY * [1, 16, 400][event.deltaMode] / 400;
+    change(Math.exp(Math.max(-1, Math.min(1, amount))), timeAt(event));
   }, {passive: false});
   on('pointerdown', event => {
     if (event.button !== 0) return;
-    grip = {x: event.clientX, time: timeAt(event), view: state.view, isSelecting: event.shiftKey || canvas.id === 'axis'};
+    const isSelecting = event.shiftKey || canvas.id === 'axis';
+    grip = {x: event.clientX, time: timeAt(event), view: state.view, isSelecting};
     canvas.setPointerCapture(event.pointerId);
     canvas.closest('.lane')?.focus({preventScroll: true});
     event.preventDefault();
@@ -345,7 +349,7 @@ function listenToPlot(canvas) {
     setCursor(time);
   });
   for (const name of ['pointerup', 'pointercancel']) on(name, () => { grip = null; });
-  on('dblclick', () => setView(full.from, full.to));
+  on('dblclick', reset);
 }
 
 function redrawAll() {
@@ -358,11 +362,10 @@ for (const id of Object.keys(fields)) {
   $(id).addEventListener('keydown', event => { if (event.key === 'Enter') enterField(id); });
   $(id).addEventListener('blur', showFields);
 }
-for (const [id, name, act] of [['filter', 'input', applyFilter], ['reset', 'click', () => setView(full.from, full.to)],
-                               ['copy', 'click', copyTable], ['clear', 'click', () => setSelection()]])
-  $(id).addEventListener(name, act);
+$('filter').addEventListener('input', applyFilter);
+for (const [id, act] of Object.entries({reset, copy: copyTable, clear: () => setSelection()})) $(id).addEventListener('click', act);
 document.addEventListener('keydown', onKey);
-for (const [name, act] of [['scroll', changed], ['resize', changed], ['hashchange', readFragment]]) addEventListener(name, act);
+for (const [name, act] of Object.entries({scroll: changed, resize: changed, hashchange: readFragment})) addEventListener(name, act);
 matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redrawAll);
 listenToPlot($('axis'));
 buildLanes();

@@ -51,7 +51,7 @@ class PageTest(unittest.TestCase):
     def select(self, begin, end):
         self.browser.enter("#select-from", repr(begin))
         self.browser.enter("#select-to", repr(end))
-        self.browser.until("return document.getElementById('selection').getAttribute('aria-busy') !== 'true'")
+        self.browser.settle()
 
     def table(self):
         rows = self.browser.run(READ_TABLE)
@@ -149,6 +149,7 @@ class PageTest(unittest.TestCase):
         self.open()
         begin, end = (float(text) for text in self.browser.run(READ_FIELDS)[:2])
         self.browser.drag(".lane canvas", 0.25, 0.5, shift=True)
+        self.browser.settle()
         select = [float(text) for text in self.browser.run(READ_FIELDS)[2:4]]
         for got, share in zip(select, (0.25, 0.5)):
             self.assertAlmostEqual(got, begin + share * (end - begin), delta=0.01 * (end - begin))
@@ -160,7 +161,7 @@ class PageTest(unittest.TestCase):
         panned = [float(text) for text in self.browser.run(READ_FIELDS)[:2]]
         self.assertLess(panned[0], zoomed[0])
         self.assertIn("Energy: CPU0 ", self.browser.run("return document.getElementById('cursor').textContent"))
-        copied = self.browser.run("let text; document.addEventListener('copy', e => { text = e.clipboardData.getData('text/plain'); });"
+        copied = self.browser.run("let text; addEventListener('copy', e => { text = e.clipboardData.getData('text/plain'); });"
                                   "document.getElementById('copy').click(); return text")
         rows = [line.split("\t") for line in copied.splitlines()]
         self.assertEqual(len(rows) - 1, len(self.table()))
