@@ -7,11 +7,13 @@ const pack = ({r, g, b}, a = 255) => (a << 24 | b << 16 | g << 8 | r) >>> 0;
 
 class Picture {
   constructor(canvas, view, theme, pixel) {
-    Object.assign(this, {view, theme, pixel, width: canvas.width, height: canvas.height, spans: new Map()});
-    this.step = (view.to - view.from) / this.width;  // seconds of a column
-    this.context = canvas.getContext('2d');
-    this.image = this.context.createImageData(this.width, this.height);
-    this.pixels = new Uint32Array(this.image.data.buffer);
+    const {width, height} = canvas, context = canvas.getContext('2d');
+    Object.assign(this, {view, theme, pixel, width, height, context, spans: new Map()});
+    this.step = (view.to - view.from) / width;  // seconds of a column
+    // Pictures are painted one after the other, most of them of one size.
+    const reused = Picture.last?.width === width && Picture.last?.height === height;
+    this.image = Picture.last = reused ? Picture.last : context.createImageData(width, height);
+    this.pixels = new Uint32Array(this.image.data.buffer).fill(0);
   }
 
   show() { this.context.putImageData(this.image, 0, 0); }
@@ -70,10 +72,10 @@ function drawLines(lane, picture) {
   const shown = lane.series.filter(series => lane.isShown(series)), scale = scaleOf(shown, picture.view);
   const toY = value => Math.round((height - thick) * (1 - (value - scale.low) / (scale.high - scale.low)));
   const {ticks, step} = ticksOf(scale.low, scale.high, 4), spans = shown.map(series => picture.spansOf(series));
-  for (let x = 0; x < width; x++) {  // gaps stay see-through
-    if (spans.some(({from, to}) => from[x] < to[x])) picture.fill(x, 0, height, pack(theme.back));
-    for (const tick of ticks) picture.fill(x, toY(tick), toY(tick) + 1, pack(theme.grid));
-  }
+  picture.pixels.fill(pack(theme.back));
+  for (const y of ticks.map(toY)) picture.pixels.fill(pack(theme.grid), y * width, (y + 1) * width);
+  for (let x = 0; x < width; x++)  // gaps are see-through
+    if (spans.every(({from, to}) => from[x] === to[x])) picture.fill(x, 0, height, 0);
   const means = shown.map((series, k) => {
     const {from, to} = spans[k], colour = lane.colourOf(lane.itemOf(series), theme);
     const ys = new Int32Array(width).fill(-1);
@@ -139,14 +141,13 @@ function mixture(colours, shares, rest) {
 }
 
 function drawStack(picture, x, top, bottom, colours, shares) {
-  let below = 0, y = bottom;
-  colours.forEach((colour, k) => {
+  picture.fill(x, top, bottom, pack(picture.theme.covered));
+  for (let k = 0, below = 0, y = bottom; k < shares.length; k++) {
     below += shares[k];
     const above = Math.max(bottom - Math.round(below * (bottom - top)), top);
-    picture.fill(x, above, y, pack(colour));
-    y = Math.min(y, above);
-  });
-  picture.fill(x, top, y, pack(picture.theme.covered));
+    picture.fill(x, above, y, pack(colours[k]));
+    y = above;
+  }
 }
 
 function drawRow(lane, row, top, bottom, picture) {
@@ -170,7 +171,7 @@ function drawRows(lane, picture) {
   lane.rows.forEach((row, place) => {
     const shown = row.filter(series => lane.isShown(series)), top = place * rowHeight, bottom = top + rowHeight - gap;
     if (shown.length && bottom + gap <= height) drawRow(lane, shown, top, bottom, picture);
-    for (let x = 0; gap && x < width; x++) picture.fill(x, bottom, bottom + gap, pack(theme.back));
+    picture.pixels.fill(pack(theme.back), bottom * width, (bottom + gap) * width);
   });
 }
 

@@ -17,27 +17,25 @@ function prefixSums(numbers) {
   return sums;
 }
 
-// The least (or greatest) numbers of ranges, by levels each of which halves the one below.
-class Extremes {
-  constructor(numbers, choose, worst) {
-    this.choose = choose;
-    this.worst = worst;
+// The greatest numbers of ranges, by levels each of which halves the one below.
+class Maxima {
+  constructor(numbers) {
     this.levels = [numbers];
     for (let last = numbers; last.length > 1; this.levels.push(last)) {
       const half = new Float64Array((last.length + 1) >> 1);
-      for (let i = 0; i < half.length; i++)
-        half[i] = choose(last[2 * i], 2 * i + 1 < last.length ? last[2 * i + 1] : worst);
+      for (let i = 0; i < half.length; i++) half[i] = Math.max(last[2 * i], last[2 * i + 1] ?? -Infinity);
       last = half;
     }
   }
 
   of(from, to) {
-    let result = this.worst;
+    let most = -Infinity;
     for (let level = 0; from < to; level++, from >>= 1, to >>= 1) {
-      if (from & 1) result = this.choose(result, this.levels[level][from++]);
-      if (to & 1) result = this.choose(result, this.levels[level][--to]);
+      const numbers = this.levels[level];
+      if (from & 1) { if (numbers[from] > most) most = numbers[from]; from++; }
+      if (to & 1) { to--; if (numbers[to] > most) most = numbers[to]; }
     }
-    return result;
+    return most;
   }
 }
 
@@ -95,8 +93,8 @@ class Series {
     return sums[to] - sums[from];
   }
 
-  min(from, to) { return (this.leastOf ??= new Extremes(this.least, Math.min, Infinity)).of(from, to); }
-  max(from, to) { return (this.mostOf ??= new Extremes(this.most, Math.max, -Infinity)).of(from, to); }
+  max(from, to) { return (this.maxima ??= new Maxima(this.most)).of(from, to); }
+  min(from, to) { return -(this.minima ??= new Maxima(this.least.map(x => -x))).of(from, to); }
 
   // The mean value, or rate, of a range; not-a-number if there is none.
   mean(from, to) {

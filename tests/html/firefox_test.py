@@ -42,10 +42,15 @@ def main():
         stream, page, picture = (os.path.join(folder, name) for name in ("run.ndjson", "run.html", "run.png"))
         streams.of_all_kinds().write(stream)
         subprocess.run([sys.argv[1], "replay", "-w", "html", "-o", page[:-5], stream], check=True)
-        subprocess.run(["firefox-esr", "--headless", "--no-remote", "--profile", folder, "--window-size=900,900", "--screenshot", picture,
-                        "file://" + page], check=True, timeout=300, env={**os.environ, "HOME": folder}, stderr=subprocess.DEVNULL)
-        # Two states of the first lane that has states, and the line of the lanes with values.
-        missing = {bytes.fromhex(colour) for colour in ("1f6fd6", "d9480f")} - colours(picture)
+        command = ["firefox-esr", "--headless", "--no-remote", "--profile", folder, "--window-size=900,900",
+                   "--screenshot", picture, "file://" + page]
+        # The colours of two lines. Firefox takes the picture when the page has been loaded, so that a busy
+        # machine may not have drawn yet.
+        for _ in range(5):
+            subprocess.run(command, check=True, timeout=300, env={**os.environ, "HOME": folder}, stderr=subprocess.DEVNULL)
+            missing = {bytes.fromhex(colour) for colour in ("1f6fd6", "d9480f")} - colours(picture)
+            if not missing:
+                break
         if missing:
             sys.exit("firefox_test: not in the picture: " + ", ".join(colour.hex() for colour in missing))
 

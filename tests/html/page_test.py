@@ -163,7 +163,7 @@ class PageTest(unittest.TestCase):
         self.assertIn("Energy: CPU0 ", self.browser.run("return document.getElementById('cursor').textContent"))
         copied = self.browser.run("let text; addEventListener('copy', e => { text = e.clipboardData.getData('text/plain'); });"
                                   "document.getElementById('copy').click(); return text")
-        rows = [line.split("\t") for line in copied.splitlines()]
+        rows = [line.split("\t") for line in copied.rstrip("\n").split("\n")]
         self.assertEqual(len(rows) - 1, len(self.table()))
         self.assertEqual({len(row) for row in rows}, {11})
 
