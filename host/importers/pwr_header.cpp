@@ -208,6 +208,18 @@ void PwrHeader::finish() {
     begun.clear();
     for (Process& thread : threads) begun.push_back(&thread);
     pair_i(begun, m_threadEnds);
+    for (const Process& process : processes) m_byPid[process.pid].push_back(&process);
+    for (const Process& thread : threads) m_byTid[thread.tid].push_back(&thread);
+}
+
+const PwrHeader::Process* PwrHeader::findRunner_i(const Runners& runners, std::uint64_t id,
+                                                  std::uint64_t time) {
+    const auto found = runners.find(id);
+    if (found == runners.end()) return nullptr;
+    const Process* best = found->second.front();
+    for (const Process* runner : found->second)
+        if (runner->start <= time && (best->start > time || runner->start > best->start)) best = runner;
+    return best;
 }
 
 const PwrHeader::Info* PwrHeader::find(std::string_view kind, std::uint64_t id) const {

@@ -55,6 +55,15 @@ struct PwrHeader {
 
     const Info* find(std::string_view kind, std::uint64_t id) const;
 
+    // Of those that have had this id, the one that had begun last at a time, or else the first; null if there
+    // was none. After finish.
+    const Process* findProcess(std::uint64_t pid, std::uint64_t time) const {
+        return findRunner_i(m_byPid, pid, time);
+    }
+    const Process* findThread(std::uint64_t tid, std::uint64_t time) const {
+        return findRunner_i(m_byTid, tid, time);
+    }
+
 private:
     void takeSystem_i(const inspect::PwrRecord& record);
     void takeHardware_i(const inspect::PwrRecord& record);
@@ -64,7 +73,11 @@ private:
     void note_i(std::uint64_t id);
     static void pair_i(std::vector<Process*>& begun, const std::vector<Process>& ends);
 
+    using Runners = std::unordered_map<std::uint64_t, std::vector<const Process*>>;
+    static const Process* findRunner_i(const Runners& runners, std::uint64_t id, std::uint64_t time);
+
     std::uint16_t m_osCode = 0;
+    Runners m_byPid, m_byTid;
     std::vector<Process> m_threadEnds;
     std::vector<Id> m_ids;  // of handles that the collector has given
 };

@@ -160,6 +160,14 @@ void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visi
             case ATTRIBUTE_KIND_INFO:
                 info("nameid_attribute", attribute.value);
                 break;
+            case ATTRIBUTE_KIND_PROCESS:
+                if (const auto* process = m_header.findProcess(attribute.value, timeOf(sample)))
+                    visit(process->place);
+                break;
+            case ATTRIBUTE_KIND_THREAD:
+                if (const auto* thread = m_header.findThread(attribute.value, timeOf(sample)))
+                    visit(thread->place);
+                break;
             case ATTRIBUTE_KIND_QUANTITY:
                 visitQuantity_i(attribute.value, visit);
                 break;
@@ -193,10 +201,6 @@ void PwrImporter::deliver_i(Input& part) {
             static_cast<double>(system.stop - system.start) / static_cast<double>(system.tscMHz) / 1e6;
     writeSystem(system, m_target.lines);
     m_isUsed.assign(m_header.places, false);
-    // Processes and threads come about together with the states of their samples.
-    for (const auto* runners : {&m_header.processes, &m_header.threads})
-        for (const PwrHeader::Process& runner : *runners)
-            if (runner.place != PwrHeader::NO_PLACE) m_isUsed[runner.place] = true;
     PwrLines lines(m_header, m_target.lines);
     lines.setEntityAttributes(&m_entityAttributes);
     for (const Block& block : m_blocks)

@@ -72,8 +72,6 @@ PwrLines::PwrLines(const PwrHeader& header, emit::Output& output)
     m_firstMeasured = header.findFreeIds(RESERVED_IDS + others);
     m_firstSlot = m_firstMeasured + MEASURED_IDS;
     m_nextId = m_firstMeasured + RESERVED_IDS;
-    for (const PwrHeader::Process& process : header.processes) m_processes[process.pid].push_back(&process);
-    for (const PwrHeader::Process& thread : header.threads) m_threads[thread.tid].push_back(&thread);
 }
 
 PwrLines::MetricRecord PwrLines::metricOf(const PwrRecord& record) {
@@ -217,29 +215,13 @@ PwrLines::Id PwrLines::runner_i(const PwrHeader::Process& runner, bool isThread)
     return known->second;
 }
 
-namespace {
-
-// Of those that have had an id, the one that had begun last at that time, or the first.
-const PwrHeader::Process* runnerAt(
-    const std::unordered_map<std::uint64_t, std::vector<const PwrHeader::Process*>>& runners,
-    std::uint64_t id, std::uint64_t time) {
-    const auto found = runners.find(id);
-    if (found == runners.end()) return nullptr;
-    const PwrHeader::Process* best = found->second.front();
-    for (const PwrHeader::Process* runner : found->second)
-        if (runner->start <= time && (best->start > time || runner->start > best->start)) best = runner;
-    return best;
-}
-
-}  // namespace
-
 PwrLines::Id PwrLines::process_i(std::uint64_t pid, std::uint64_t time) {
-    const PwrHeader::Process* const process = runnerAt(m_processes, pid, time);
+    const PwrHeader::Process* const process = m_header.findProcess(pid, time);
     return process != nullptr ? runner_i(*process, false) : 0;
 }
 
 PwrLines::Id PwrLines::thread_i(std::uint64_t tid, std::uint64_t time) {
-    const PwrHeader::Process* const thread = runnerAt(m_threads, tid, time);
+    const PwrHeader::Process* const thread = m_header.findThread(tid, time);
     return thread != nullptr ? runner_i(*thread, true) : 0;
 }
 

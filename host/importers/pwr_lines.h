@@ -84,9 +84,8 @@ private:
     const std::unordered_map<std::uint64_t, std::vector<Attribute>>* m_entityAttributes = nullptr;
     std::unordered_set<std::uint64_t> m_entities, m_quantities, m_pairs;  // that have been defined
     std::unordered_map<std::uint64_t, Id> m_fields;                       // their descriptors
-    std::unordered_map<std::uint64_t, std::vector<const PwrHeader::Process*>> m_processes, m_threads;
-    std::unordered_map<const PwrHeader::Process*, Id> m_runners;  // defined processes and threads
-    std::unordered_map<std::uint64_t, Id> m_measuredSlots;        // by quantity
+    std::unordered_map<const PwrHeader::Process*, Id> m_runners;          // defined processes and threads
+    std::unordered_map<std::uint64_t, Id> m_measuredSlots;                // by quantity
     std::unordered_set<Id> m_slots;
     std::uint64_t m_timeQuantity = UINT64_MAX;
     bool m_isTruncated = false;  // reals of the sample

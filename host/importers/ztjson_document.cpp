@@ -349,7 +349,9 @@ void ZtjsonDocument::nameStates_i(Category& category) {
     for (const Series& series : category.series)
         for (const Value& value : series.values)
             if (series.hasStates && value.state < MOST) count = std::max(count, value.state + 1);
-    for (std::uint32_t state = 0; state < count; ++state) category.states.push_back(std::to_string(state));
+    // The empty name comes first in their order, as it counts as 0.
+    for (std::uint32_t state = 0; state < count; ++state)
+        category.states.push_back(state == 0 ? std::string() : std::to_string(state));
 }
 
 // A category whose series do not all suit its type comes from several metrics of one name.
