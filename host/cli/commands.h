@@ -15,6 +15,7 @@ namespace host::cli {
 using Command = std::function<int()>;
 
 void addCompletionCommand(CLI::App& program, Command& chosen);
+void addInfoCommand(CLI::App& program, Command& chosen);
 void addListCommand(CLI::App& program, Command& chosen);
 void addReplayCommand(CLI::App& program, Command& chosen);
 void addShowCommand(CLI::App& program, Command& chosen);

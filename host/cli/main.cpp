@@ -40,6 +40,7 @@ int main(int argc, char** argv) try {
     const std::vector<std::string> words(argv, argv + argc);
     host::cli::addRecordCommand(program, chosen, words);
     host::cli::addShowCommand(program, chosen);
+    host::cli::addInfoCommand(program, chosen);
     host::cli::addCompareCommand(program, chosen, words);
     host::cli::addCompletionCommand(program, chosen);
     try {

@@ -1,5 +1,6 @@
 #include "host/importers/ztbin_importer.h"
 
+#include <charconv>
 #include <cmath>
 #include <utility>
 
@@ -24,6 +25,15 @@ constexpr std::size_t MOST_ELEMENTS = 65536;
 template <typename T>
 T at(std::string_view payload, std::size_t field) {
     return packing::get<T>(payload.data() + field);
+}
+
+// The number that a float was most likely made of: the one with the fewest digits.
+double widened(float value) {
+    std::string digits;
+    base::appendNumber(digits, value);
+    double number = static_cast<double>(value);
+    std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return number;
 }
 
 }  // namespace
@@ -136,7 +146,7 @@ bool ZtbinImporter::system_i(std::string_view payload) {
     m_hasPartSystem = true;
     SystemDescription system;
     system.stop = at<std::uint64_t>(payload, bin::SYSTEM_STOP);
-    system.durationSec = static_cast<double>(at<float>(payload, bin::SYSTEM_DURATION));
+    system.durationSec = widened(at<float>(payload, bin::SYSTEM_DURATION));
     if (m_hasSystem) {
         writeStop(system.stop, system.durationSec, m_target.lines);
         return true;

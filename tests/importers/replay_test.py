@@ -1,0 +1,152 @@
+#!/usr/bin/env python3
+"""Tests what replay and info do with inputs of all kinds: replay_test.py PWRHOST SAMPLES"""
+import gzip
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PWRHOST, SAMPLES = sys.argv[1], pathlib.Path(sys.argv[2])
+KINDS = {"ndjson": "ndjson", "ztbin": "ztbin", "ztjson": "ztjson", "pwr": "pwr", "part": "ztjson"}
+
+
+class Inputs(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.made = pathlib.Path(cls.folder.name)
+        first = SAMPLES / "first.ndjson"
+        (cls.made / "run.ndjson").write_bytes(first.read_bytes())
+        subprocess.run([PWRHOST, "replay", "-w", "bin,json,vyrta", "-o", "run", str(first)], cwd=cls.made,
+                       capture_output=True, check=False)
+        subprocess.run([PWRHOST, "replay", "-w", "bin,json", "--continuous", "-o", "part",
+                        str(SAMPLES / "continuous.ndjson")], cwd=cls.made, capture_output=True, check=False)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.folder.cleanup()
+
+    def setUp(self):
+        work = tempfile.TemporaryDirectory()
+        self.addCleanup(work.cleanup)
+        self.work = pathlib.Path(work.name)
+
+    def run_host(self, *args, stdin=b""):
+        done = subprocess.run([PWRHOST, *map(str, args)], cwd=self.work, input=stdin, capture_output=True, timeout=300)
+        return done.returncode, done.stdout.decode(), done.stderr.decode()
+
+    def inputs(self):
+        """One of each kind."""
+        files = {kind: self.made / f"run.{kind}" for kind in ("ndjson", "ztbin", "ztjson", "pwr")}
+        files["part"] = self.made / "part_0.ztjson"
+        return files
+
+    def writers(self):
+        listed = self.run_host("list")[1].split("\n\n")[0].splitlines()[1:]
+        return [line.split()[0] for line in listed]
+
+    def test_each_writer_takes_each_kind(self):
+        writers = self.writers()
+        self.assertGreaterEqual(len(writers), 8)
+        for kind, file in self.inputs().items():
+            for writer in writers:
+                with self.subTest(kind=kind, writer=writer):
+                    status, _, err = self.run_host("replay", "-w", writer, "-o", f"{kind}-{writer}", file)
+                    self.assertNotIn("offset", err)
+                    # 2: the writer's own refusal of what it cannot carry; 1 would be the input's.
+                    self.assertIn(status, (0, 2), err)
+
+    def test_kinds_are_recognised_also_compressed_and_through_a_pipe(self):
+        for kind, file in self.inputs().items():
+            whole = file.read_bytes()
+            want = self.stream_of(file)
+            self.assertTrue(want)
+            for data in (whole, gzip.compress(whole), subprocess.run(["zstd", "-qc"], input=whole, capture_output=True,
+                                                                     check=True).stdout if has("zstd") else whole):
+                with self.subTest(kind=kind):
+                    (self.work / "unnamed").write_bytes(data)
+                    self.assertEqual(want, self.stream_of("unnamed"))
+                    status, out, err = self.run_host("info", "--json", "-", stdin=data)
+                    self.assertEqual((0, KINDS[kind]), (status, json.loads(out)["kind"]), err)
+
+    def stream_of(self, file):
+        (self.work / "saved").unlink(missing_ok=True)
+        status, _, err = self.run_host("replay", "-w", "none", "--save", "saved", file)
+        self.assertEqual(0, status, err)
+        return (self.work / "saved").read_bytes()
+
+    def test_a_saved_stream_is_the_input(self):
+        for kind, file in self.inputs().items():
+            with self.subTest(kind=kind):
+                self.run_host("replay", "-w", "raw,int", "-o", "a", "--save", "saved.zst", file)
+                self.run_host("replay", "-w", "raw,int", "-o", "b", "saved.zst")
+                for name in ("a.txt", "a_trace.csv"):
+                    if (self.work / name).exists():
+                        other = self.work / ("b" + name[1:])
+                        self.assertEqual((self.work / name).read_bytes(), other.read_bytes())
+
+    def test_damage_ends_the_run_where_it_is(self):
+        for kind in ("ztbin", "ztjson", "pwr"):
+            whole = self.inputs()[kind].read_bytes()
+            (self.work / "cut").write_bytes(whole[:len(whole) - 13])
+            with self.subTest(kind=kind):
+                status, _, err = self.run_host("replay", "-w", "raw", "-o", "r", "cut")
+                self.assertEqual(1, status)
+                self.assertRegex(err, r"(?m)^cut: offset \d+: ")
+                self.assertTrue((self.work / "r.txt").exists())
+                samples = json.loads(self.run_host("info", "--json", "cut")[1])["samples"]
+                self.assertGreater(samples, 0)
+
+    def test_no_cut_and_no_flipped_byte_is_worse_than_an_error(self):
+        for kind in ("ztbin", "ztjson", "pwr", "part"):
+            whole = self.inputs()[kind].read_bytes()
+            step = max(1, len(whole) // 25)
+            for at in range(0, len(whole), step):
+                for data in (whole[:at], whole[:at] + bytes([whole[at] ^ 0x55]) + whole[at + 1:]):
+                    (self.work / "bad").write_bytes(data)
+                    with self.subTest(kind=kind, at=at):
+                        status = self.run_host("replay", "-w", "none", "--from", KINDS[kind], "bad")[0]
+                        self.assertIn(status, (0, 1))
+
+    def test_parts_of_a_run_in_any_order_and_of_two_runs(self):
+        parts = sorted(self.made.glob("part_*.ztbin"))
+        self.assertEqual(2, len(parts))
+        self.assertEqual(0, self.run_host("replay", "-w", "bin", "--continuous", "-o", "again", *reversed(parts))[0])
+        for part in parts:
+            self.assertEqual(part.read_bytes(), (self.work / part.name.replace("part", "again")).read_bytes())
+        for others, cause in [([self.made / "run.ztbin"], "is of another run than"),
+                              ([self.made / "run.ztjson"], "the inputs of one replay are parts of one run")]:
+            status, _, err = self.run_host("replay", "-w", "none", parts[0], *others)
+            self.assertEqual(1, status)
+            self.assertIn(cause, err)
+        status, _, err = self.run_host("replay", "-w", "none", self.made / "run.pwr", self.made / "run.pwr")
+        self.assertEqual((1, "pwrhost: a run of kind pwr is one file, not 2\n"), (status, err))
+
+    def test_kinds_that_there_are_not(self):
+        status, _, err = self.run_host("replay", "--from", "tape", self.made / "run.pwr")
+        self.assertEqual(1, status)
+        self.assertRegex(err, r'^pwrhost: unknown kind of input "tape"; there are: ndjson, .*ztbin')
+        (self.work / "noise").write_bytes(bytes(range(128, 256)))
+        self.assertRegex(self.run_host("replay", "noise")[2], "no kind of input that is known; there are: ndjson")
+
+    def test_info(self):
+        status, out, err = self.run_host("info", "--json", *self.inputs().values())
+        self.assertEqual((0, ""), (status, err))
+        rows = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual(list(KINDS.values()), [row["kind"] for row in rows])
+        keys = "file kind run host cpu kernel start duration metrics samples losses size".split()
+        self.assertEqual([keys] * len(rows), [list(row) for row in rows])
+        self.assertEqual(1, len({row["samples"] for row in rows[:3]}))
+        self.assertEqual(os.path.getsize(self.made / "run.pwr"), rows[3]["size"])
+        self.assertEqual(len(rows), len(self.run_host("info", *self.inputs().values())[1].splitlines()))
+
+
+def has(program):
+    return subprocess.run(["sh", "-c", f"command -v {program}"], capture_output=True, check=False).returncode == 0
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
