@@ -98,8 +98,10 @@ Exposition::Exposition(const std::string& host, const std::string& run, const st
         if (isUsable(name)) {
             appendLabel(name, value, m_last);
         } else {
-            LOG_NOTE("openmetrics: the label \"%s\" is left out, as its name is taken or cannot be\n",
-                     name.c_str());
+            LOG_NOTE(
+                "openmetrics: the label \"%s\" is left out, as the format has it itself or allows no such "
+                "name\n",
+                name.c_str());
         }
     }
 }
