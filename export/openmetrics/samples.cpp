@@ -129,6 +129,7 @@ std::uint32_t Samples::stateNumber_i() {
     }
     if (found == m_kind->states.end()) {
         const auto number = static_cast<std::uint32_t>(m_kind->stateTexts.size());
+        m_kind->stateTexts.reserve(number + 1);  // so that nothing fails behind the next line
         found = m_kind->states.emplace(text, number).first;
         m_kind->stateTexts.push_back(&found->first);
     }
@@ -162,9 +163,10 @@ std::size_t Samples::addSeries_i(SourcePart part, FamilyType type, const Unit& u
     series.state = part.state;
     series.factor = unit.factor;
     series.divisor = unit.divisor;
-    m_families.at(m_families.find(*source.metric, type, unit.name)).series.push_back(m_series.size());
+    Family& family = m_families.at(m_families.find(*source.metric, type, unit.name));
     m_series.push_back(std::move(series));
     m_writer.setCount(m_series.size());
+    family.series.push_back(m_series.size() - 1);
     return m_series.size() - 1;
 }
 
