@@ -3,6 +3,7 @@ import fcntl
 import json
 import os
 import pathlib
+import re
 import socket
 import struct
 import subprocess
@@ -94,7 +95,8 @@ def victoria_series(match):
     query = urllib.parse.urlencode({"match[]": match, "reduce_mem_usage": "1"})
     series = {}
     for line in fetch(f"{VICTORIA}/api/v1/export?{query}").decode().splitlines():
-        row = json.loads(line)
+        labels, key, numbers = line.rpartition('"values":')  # in which infinities stand as +Inf and -Inf
+        row = json.loads(labels + key + re.sub(r"[+]?Inf", "Infinity", numbers).replace("null", "NaN"))
         name = row["metric"].pop("__name__")
         points = [(t, float(v)) for t, v in zip(row["timestamps"], row["values"])]
         series.setdefault((name, frozenset(row["metric"].items())), []).extend(points)

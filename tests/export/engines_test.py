@@ -18,6 +18,7 @@ import engines
 engines.enter_private_network()
 PWRHOST = str(pathlib.Path(sys.argv.pop(1)).resolve())
 SEED = 20261121
+KINDS = pathlib.Path(__file__).resolve().parents[1] / "streams" / "export-kinds" / "stream.ndjson"
 TICKS = 1300          # samples of each metric: more of a series than stay in memory
 MHZ, START, WALL = 2100, 77_000_001, 1_763_715_216_123_456_789
 STEP = 7_654_321      # ticks, 3.6 ms
@@ -174,6 +175,21 @@ class Engines(unittest.TestCase):
             engines.fetch(engines.VICTORIA + "/api/v1/import/prometheus", (self.work / "run.om").read_bytes())
             # It keeps the values of a block as whole numbers with a common power of ten.
             self.check_series(engines.victoria_series('{run="run"}'), 1e-9)
+
+    # Not-a-number, infinities, bounds, other names than words: every line of the text must get there.
+    def test_every_kind_of_value_gets_there(self):
+        self.run_program(PWRHOST, "replay", "-w", "openmetrics", "-o", "kinds", str(KINDS))
+        text = (self.work / "kinds.om").read_text()
+        lines = [line for line in text.splitlines() if not line.startswith("#")]
+        self.run_program("promtool", "tsdb", "create-blocks-from", "openmetrics", "kinds.om", "kinds-data")
+        with engines.prometheus(self.work, "kinds-data"):
+            series = engines.prometheus_series('{run="kinds"}', 1_700_000_060, 3600)
+        self.assertEqual(len(lines), sum(map(len, series.values())))
+        with engines.victoria_metrics(self.work):
+            engines.fetch(engines.VICTORIA + "/api/v1/import/prometheus", text.encode())
+            series = engines.victoria_series('{run="kinds"}')
+        numbers = [line for line in lines if " NaN " not in line]  # it keeps nothing else
+        self.assertEqual(len(numbers), sum(map(len, series.values())))
 
     # The parser of Prometheus's own client is stricter than its server: it checks the order of families, series and
     # stamps, and that a unit is the end of its family's name.
