@@ -20,6 +20,8 @@ target_compile_options(pwr_common INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast $<$<BOOL:${PWR_WERROR}>:-Werror>)
 # g++ 12 warns of overlapping copies inside std::string's own code.
 target_compile_options(pwr_common INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+# The part of the standard that older clangs leave out unless told.
+target_compile_options(pwr_common INTERFACE $<$<CXX_COMPILER_ID:Clang>:-fsized-deallocation>)
 if(PWR_SANITIZE)
     target_compile_options(pwr_common INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
