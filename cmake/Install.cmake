@@ -1,6 +1,6 @@
 # What `cmake --install` puts in place: the plug-in libraries, pwrhost, the headers for hosts, the reference
-# implementation of the host's classes as an archive, a CMake package and a pkg-config file. The target "uninstall"
-# removes it.
+# implementation of the host's classes as an archive, a CMake package and a pkg-config file; pages, completion, and
+# what a system needs to record all the time. The target "uninstall" removes it.
 include(CMakePackageConfigHelpers)
 
 set(PWR_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/pwr_writers)
@@ -19,6 +19,14 @@ install(FILES
     plugins/writer_plugin_capability.h
     DESTINATION ${PWR_INSTALL_INCLUDEDIR}/plugins)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pwrhost)
+install(DIRECTORY man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 FILES_MATCHING PATTERN "*.1")
+install(DIRECTORY man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 FILES_MATCHING PATTERN "*.5")
+install(FILES dist/completion.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME pwrhost)
+install(FILES dist/completion.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions RENAME _pwrhost)
+install(FILES dist/60-pwrhost-rapl.rules DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pwrhost/examples)
+configure_file(dist/pwrhost.service.in ${PROJECT_BINARY_DIR}/pwrhost.service @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/pwrhost.service DESTINATION lib/systemd/system)
 
 configure_package_config_file(cmake/pwr_writers-config.cmake.in ${PROJECT_BINARY_DIR}/pwr_writers-config.cmake
     INSTALL_DESTINATION ${PWR_INSTALL_CMAKEDIR}

@@ -1,0 +1,1 @@
+source <(pwrhost completion bash)

@@ -1,0 +1,2 @@
+#compdef pwrhost
+source <(pwrhost completion zsh) && _pwrhost "$@"

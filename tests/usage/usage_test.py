@@ -1,0 +1,162 @@
+#!/usr/bin/env python3
+"""Checks that help, pages and completion know the same options, and completes words in real shells:
+usage_test.py PWRHOST MAN_FOLDER"""
+import os
+import pathlib
+import pty
+import re
+import select
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+PWRHOST, PAGES = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
+errors = []
+
+
+def run(*command):
+    return subprocess.run(command, capture_output=True, text=True, check=True).stdout
+
+
+def help_options(*subcommand):
+    lines = re.findall(r"^  (-\S+)", run(PWRHOST, *subcommand, "--help"), re.M)
+    return {re.sub(r"\{.*", "", name) for line in lines for name in line.split(",")}
+
+
+def page_options(text):
+    items = re.findall(r"^\.It (Fl .*)", text, re.M)
+    names = [name for item in items for name in re.findall(r"Fl (\S+)", item)]
+    return {"-" + name for name in names}
+
+
+def pages():
+    """The options of each subcommand in its page, or in its part of the first page; "" for the program itself."""
+    found = {}
+    parts = re.split(r"^\.S[sh] (.*)\n", (PAGES / "pwrhost.1").read_text(), flags=re.M)
+    for title, text in zip(parts[1::2], parts[2::2]):
+        if page_options(text):
+            found["" if title == "Options of the program" else title] = page_options(text)
+    for page in PAGES.glob("pwrhost-*.1"):
+        found[page.stem.removeprefix("pwrhost-")] = page_options(page.read_text())
+    return found
+
+
+def completed_options():
+    script = run(PWRHOST, "completion", "bash")
+    found = {name: set(words.split()) for name, words in re.findall(r'^ +(\w+):\*\) _pwrhost_other "([^"]*)"', script, re.M)}
+    last = re.search(r'^ +\*\) _pwrhost_words "([^"]*)"', script, re.M).group(1).split()
+    found[""] = {word for word in last if word.startswith("-")}
+    if {word for word in last if not word.startswith("-")} != set(found) - {""}:
+        errors.append("completion: the subcommands are not those that have options")
+    return found
+
+
+def compare_options():
+    subcommands = set(re.findall(r"^  (\w+) ", run(PWRHOST, "--help").split("Subcommands:")[1], re.M))
+    expected = {name: help_options(name) for name in subcommands} | {"": help_options()}
+    for place, found in (("pages", pages()), ("completion", completed_options())):
+        for name in expected.keys() | found.keys():
+            here, there = found.get(name, set()), expected.get(name, set())
+            errors.extend(f"{place}: {name or 'the program'} lacks {option}" for option in sorted(there - here))
+            errors.extend(f"{place}: {name or 'the program'} has no {option}" for option in sorted(here - there))
+
+
+def check_version():
+    lines = run(PWRHOST, "--version").splitlines()
+    libraries = [line.split(" ", 1)[1] for line in lines if line.startswith("library ")]
+    if not re.fullmatch(r"pwrhost \d+\.\d+\.\d+", lines[0]) or not re.fullmatch(r"build \S+-\S+ \S* \S+", lines[-1]):
+        errors.append(f"--version: {lines}")
+    if len(libraries) != 2 or not all(os.path.isfile(path) for path in libraries):
+        errors.append(f"--version: libraries {libraries}")
+    if [line.split()[1] for line in lines if line.startswith("format ")] != ["stream", "pwr", "ztbin", "ztjson"]:
+        errors.append("--version: formats are not those that are read")
+
+
+def check_pages():
+    known = {page.name for page in PAGES.iterdir()}
+    for page in sorted(PAGES.iterdir()):
+        for name, section in re.findall(r"^\.Xr (\S+) (\d)", page.read_text(), re.M):
+            if f"{name}.{section}" not in known:
+                errors.append(f"{page.name}: refers to {name}({section}), which is not there")
+        if shutil.which("mandoc") is None:
+            continue
+        said = subprocess.run(["mandoc", "-Tlint", page], capture_output=True, text=True).stdout
+        # Our pages are not installed yet.
+        errors.extend(line for line in said.splitlines() if "referenced manual not found" not in line)
+
+
+class Shell:
+    """An interactive shell that has read the completion."""
+
+    SHELLS = {
+        "bash": (["bash", "--norc", "--noprofile", "-i"], "bind 'set bell-style none'"),
+        "zsh": (["zsh", "-f", "-i"], "autoload -U compinit; compinit -D; unsetopt beep zle_bracketed_paste; bindkey -e"),
+    }
+
+    def __init__(self, name, folder):
+        command, first = self.SHELLS[name]
+        self.pid, self.terminal = pty.fork()
+        if self.pid == 0:
+            os.chdir(folder)
+            os.environ.update(PATH=f"{PWRHOST.parent}:{os.environ['PATH']}", TERM="dumb", PS1="> ", HOME=folder, COLUMNS="200")
+            os.execvp(command[0], command)
+        self.send(f"{first}; source <(pwrhost completion {name}); echo READ''Y\n")
+        self.wait_for("READY")
+
+    def send(self, text):
+        os.write(self.terminal, text.encode())
+
+    def wait_for(self, pattern):
+        text, end = "", time.monotonic() + 20
+        while not (found := re.search(pattern, text)):
+            if not select.select([self.terminal], [], [], max(0, end - time.monotonic()))[0]:
+                raise TimeoutError(f"no {pattern} in {text!r}")
+            text += os.read(self.terminal, 4096).decode(errors="replace")
+        return found
+
+    def complete(self, line):
+        """What the line becomes: it is made the words of an echo after the completion."""
+        self.send(line + "\t")
+        time.sleep(0.5)
+        self.send("\x01echo 'BEGIN''[' \x05']'\n")
+        return self.wait_for(r"BEGIN\[ (.*?) ?\]").group(1)
+
+    def close(self):
+        os.close(self.terminal)
+        os.waitpid(self.pid, 0)
+
+
+COMPLETIONS = [
+    ("pwrhost sho", "pwrhost show"),
+    ("pwrhost --ver", "pwrhost --version"),
+    ("pwrhost record --wri", "pwrhost record --writers"),
+    ("pwrhost record -w vyr", "pwrhost record -w vyrta"),
+    ("pwrhost record -w json,vyr", "pwrhost record -w json,vyrta"),
+    ("pwrhost replay --from ndj", "pwrhost replay --from ndjson"),
+    ("pwrhost show --ch", "pwrhost show --check"),
+    ("pwrhost show r", "pwrhost show r.ztbin"),
+    ("pwrhost completion z", "pwrhost completion zsh"),
+]
+
+
+def complete_in(name):
+    with tempfile.TemporaryDirectory() as folder:
+        for file in ("r.ztbin", "r.csv", "r.txt"):
+            pathlib.Path(folder, file).touch()
+        shell = Shell(name, folder)
+        for line, wanted in COMPLETIONS:
+            if (got := shell.complete(line)) != wanted:
+                errors.append(f"{name}: {line!r} becomes {got!r}, not {wanted!r}")
+        shell.close()
+
+
+compare_options()
+check_version()
+check_pages()
+for shell in Shell.SHELLS:
+    if shutil.which(shell):
+        complete_in(shell)
+print("\n".join(errors) or "help, pages and completion agree")
+sys.exit(bool(errors))
