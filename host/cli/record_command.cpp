@@ -1,7 +1,3 @@
-#include "host/base/complain.h"
-#include "host/base/exit_status.h"
-#include "host/cli/commands.h"
-
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -9,9 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "host/base/complain.h"
+#include "host/base/duration.h"
+#include "host/base/exit_status.h"
 #include "host/base/stop_signal.h"
+#include "host/base/text.h"
+#include "host/cli/commands.h"
 #include "host/cli/run_options.h"
 #include "host/emit/order_line.h"
+#include "host/record/list_sources.h"
 #include "host/record/places.h"
 #include "host/record/record.h"
 #include "host/session/run.h"
@@ -20,12 +22,68 @@ namespace host::cli {
 
 namespace {
 
+// The command line as it was given.
+struct Words {
+    std::string seconds;
+    std::string flushEvery;
+    std::string sources;
+    std::string top = "20";
+    std::vector<std::string> intervals;
+    std::vector<std::string> metrics;
+    std::vector<std::string> excluded;
+    bool isList = false;
+};
+
 struct RecordCommandOptions {
     session::RunOptions m_run;
     record::RecordOptions m_record;
+    Words m_words;
 };
 
+bool refuse(const std::string& option, const std::string& why) {
+    base::complain(option + ": " + why);
+    return false;
+}
+
+bool readSeconds(const char* option, const std::string& text, bool isZeroGood, double& seconds) {
+    if (text.empty()) return true;
+    const auto length = base::parseDuration(text);
+    if (!length || (*length == 0 && !isZeroGood)) return refuse(option, base::notADuration(text));
+    seconds = *length;
+    return true;
+}
+
+bool readTop(const std::string& text, std::size_t& top) {
+    std::string_view left = text;
+    std::uint64_t number = 0;
+    const bool isNumber = base::takeUnsigned(left, number) && left.empty();
+    if (!isNumber && text != "all") return refuse("--top", "not a number or \"all\": \"" + text + "\"");
+    top = number;
+    return true;
+}
+
+// What is said in words, as values. False after a complaint.
+bool readWords(const Words& words, record::RecordOptions& options) {
+    if (!readSeconds("--seconds", words.seconds, true, options.seconds) ||
+        !readSeconds("--flush-every", words.flushEvery, false, options.flushEverySec) ||
+        !readTop(words.top, options.top))
+        return false;
+    for (const std::string& interval : words.intervals)
+        if (const auto why = options.selection.addInterval(interval, options.intervalMs); !why.empty())
+            return refuse("--interval", why);
+    if (!words.sources.empty())
+        if (const auto why = options.selection.setSources(words.sources); !why.empty())
+            return refuse("--sources", why);
+    if (const auto why = options.selection.setMetrics(words.metrics, words.excluded); !why.empty()) {
+        base::complain(why);
+        return false;
+    }
+    return true;
+}
+
 int runRecord(RecordCommandOptions& options) {
+    if (!readWords(options.m_words, options.m_record)) return base::EXIT_ERROR;
+    if (options.m_words.isList) return record::listSources(options.m_record);
     options.m_record.continuous = options.m_run.m_isContinuous;
     // The recorder hears signals itself while it collects; one that comes later must not cost the files.
     const base::StopSignal stop;
@@ -49,6 +107,26 @@ int runRecord(RecordCommandOptions& options) {
     return result == record::RecordResult::Complete ? status : base::EXIT_ERROR;
 }
 
+void addChoices(CLI::App& command, Words& words) {
+    command.add_flag("--list", words.isList,
+                     "Show what there is to record on this machine, and record nothing");
+    command.add_option("--sources", words.sources, "Record these sources alone; names with commas between")
+        ->type_name("LIST");
+    command
+        .add_option("--metrics", words.metrics,
+                    "Record the metrics of this name alone (* and ? stand for others); may be repeated")
+        ->type_name("GLOB")
+        ->allow_extra_args(false);
+    command.add_option("--exclude", words.excluded, "Leave out the metrics of this name; may be repeated")
+        ->type_name("GLOB")
+        ->allow_extra_args(false);
+    command
+        .add_option("--top", words.top,
+                    "So many processes, interrupt lines and control groups in a sample, or \"all\"")
+        ->type_name("N")
+        ->capture_default_str();
+}
+
 }  // namespace
 
 void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std::string>& words) {
@@ -59,20 +137,20 @@ void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std:
     recording.progress = ::isatty(STDERR_FILENO) != 0;
     addRunOptions(*command, options->m_run);
     command
-        ->add_option("--seconds", recording.seconds, "Length of the collection; 0: until SIGINT or SIGTERM")
-        ->type_name("S")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command->add_option("--interval", recording.intervalMs, "Time between two samples")
-        ->type_name("MS")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
+        ->add_option("--seconds", options->m_words.seconds,
+                     "Length of the collection, as 90, 3m or 1h; 0: until a signal [5]")
+        ->type_name("S");
     command
-        ->add_option("--flush-every", recording.flushEverySec,
-                     "Time between two deliveries of a continuous run")
-        ->type_name("S")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
+        ->add_option(
+            "--interval", options->m_words.intervals,
+            "Time between two samples in milliseconds, of all or of one source; may be repeated [100]")
+        ->type_name("[SOURCE=]MS")
+        ->allow_extra_args(false);
+    command
+        ->add_option("--flush-every", options->m_words.flushEvery,
+                     "Time between two deliveries of a continuous run, in seconds [1]")
+        ->type_name("S");
+    addChoices(*command, options->m_words);
     command->add_option("--save", recording.save, "Keep the message stream in this file")->type_name("FILE");
     command->add_option("--root", recording.root, "Where proc, sys and etc are looked for")
         ->type_name("DIR")

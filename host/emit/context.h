@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <string>
 
 namespace host::emit {
 
@@ -16,6 +18,12 @@ struct Context {
     // A sample that needs more attributes in a record of the import format goes on in a second message; 0: no
     // limit.
     std::size_t mostAttributes = 0;
+
+    // Whether the user wants the metric of this name; one that is not wanted is never defined, and takes
+    // readings without a word. Empty: all are.
+    std::function<bool(const std::string&)> isWanted{};
+
+    bool wants(const std::string& metric) const { return !isWanted || isWanted(metric); }
 };
 
 }  // namespace host::emit

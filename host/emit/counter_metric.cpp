@@ -7,15 +7,27 @@
 namespace host::emit {
 
 CounterMetric::CounterMetric(const Context& context, CounterSpec spec)
-    : m_context(context), m_spec(std::move(spec)), m_line(context) {}
+    : m_context(context),
+      m_spec(std::move(spec)),
+      m_wanted(context.wants(m_spec.chapter.name)),
+      m_line(context) {}
 
 std::size_t CounterMetric::add(Id entity, const std::string& name, std::vector<std::string> keys,
                                std::uint64_t range) {
     m_items.push_back({entity, name, std::move(keys), range, {}});
+    if (m_isDefined) defineHead_i(m_items.back());
     return m_items.size() - 1;
 }
 
+void CounterMetric::defineHead_i(Item& item) {
+    Id& descriptor = m_descriptors[item.name];
+    if (descriptor == 0) descriptor = m_context.define.descriptor(item.name);
+    item.head = elementHead(item.entity, descriptor);
+}
+
 void CounterMetric::define() {
+    if (!m_wanted) return;
+    m_isDefined = true;
     Definitions& define = m_context.define;
     m_spec.quantity.rate = define.quantity(m_spec.rate);
     m_spec.quantity.rateFactor = m_spec.rateFactor;
@@ -25,9 +37,8 @@ void CounterMetric::define() {
     metric.value = define.handle(m_spec.quantity.name);
     metric.entity = define.handle(m_spec.keys.front());
     for (Item& item : m_items) {
-        const Id descriptor = define.descriptor(item.name);
-        item.head = elementHead(item.entity, descriptor);
-        metric.descriptors.emplace_back(item.entity, descriptor);
+        defineHead_i(item);
+        metric.descriptors.emplace_back(item.entity, m_descriptors[item.name]);
         if (metric.entities.empty() || metric.entities.back() != item.entity)
             metric.entities.push_back(item.entity);
     }
@@ -67,12 +78,18 @@ bool CounterMetric::take(std::size_t index, std::uint64_t reading) {
         return !isSetBack;
     }
     const std::uint64_t duration = m_ticks - item.ticks;
+    start(index, reading);
+    takeRise(index, rise, duration);
+    return !isSetBack;
+}
+
+void CounterMetric::takeRise(std::size_t index, std::uint64_t rise, std::uint64_t duration) {
+    if (!m_wanted) return;
+    Item& item = m_items[index];
     item.total += rise;
     item.observed += duration;
-    start(index, reading);
     m_line.entity(1);
     m_line.number(item.head, duration, rise);
-    return !isSetBack;
 }
 
 void CounterMetric::end() {
@@ -80,6 +97,7 @@ void CounterMetric::end() {
 }
 
 void CounterMetric::report(Report& report) const {
+    if (!m_isDefined) return;
     report.chapter(m_spec.chapter);
     std::vector<std::string> columns = m_spec.keys;
     columns.push_back("Average Rate (" + m_spec.rate.units + ")");

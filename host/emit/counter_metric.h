@@ -1,6 +1,7 @@
 // A SAMPLED_DELTA metric: what counters rose by, with average rates and totals in the report.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -23,13 +24,14 @@ class CounterMetric {
 public:
     CounterMetric(const Context& context, CounterSpec spec);
 
-    // Adds a counter and returns its index, before `define`. `name` tells it apart from all other counters of
-    // the metric, as some results keep nothing else; `keys` are its cells in the report. A counter with a
-    // `range` goes on from 0 behind it, if the step that this means is possible: at most `mostPerSecond`, or
-    // half the range where that is not known. One that falls otherwise has been set back.
+    // Adds a counter and returns its index; one that is added after `define` appears when it has something to
+    // tell. `name` tells it apart from the other counters of its entity; `keys` are its cells in the report.
+    // A counter with a `range` goes on from 0 behind it, if the step that this means is possible: at most
+    // `mostPerSecond`, or half the range where that is not known. One that falls otherwise has been set back.
     std::size_t add(Id entity, const std::string& name, std::vector<std::string> keys,
                     std::uint64_t range = 0);
     bool isEmpty() const { return m_items.empty(); }
+    bool isWanted() const { return m_wanted; }
     void define();
 
     void baseline(std::uint64_t ticks) { m_ticks = ticks; }
@@ -43,6 +45,9 @@ public:
 
     // Takes a reading to count from.
     void start(std::size_t item, std::uint64_t reading);
+
+    // As a take whose counter rose by `rise` since the sample before.
+    void takeRise(std::size_t item, std::uint64_t rise, std::uint64_t duration);
 
     void report(Report& report) const;
 
@@ -60,10 +65,14 @@ private:
         std::uint64_t observed = 0;  // ticks that the total stands for
     };
 
+    void defineHead_i(Item& item);
     bool isPossible_i(const Item& item, std::uint64_t rise) const;
 
     const Context& m_context;
     CounterSpec m_spec;
+    const bool m_wanted;
+    bool m_isDefined = false;
+    std::map<std::string, Id> m_descriptors;  // by name
     std::vector<Item> m_items;
     MetricLine m_line;
     std::uint64_t m_ticks = 0;  // of this sample

@@ -110,7 +110,9 @@ Id Definitions::process(std::uint64_t pid, std::uint64_t parent, std::string_vie
 
 Id Definitions::metric(const MetricDefinition& definition) {
     JsonLine line("def", "metric");
-    line.member("id", m_nextMetric).member("name", plainName(definition.name)).member("group", definition.group);
+    line.member("id", m_nextMetric)
+        .member("name", plainName(definition.name))
+        .member("group", definition.group);
     line.member("type", typeName(definition.type));
     if (definition.tableClass != 0) line.member("class", definition.tableClass);
     addOptional(line, "quantity", definition.quantity);
@@ -129,6 +131,7 @@ Id Definitions::metric(const MetricDefinition& definition) {
         line.endList();
     }
     line.list("entities", definition.entities).writeTo(m_output);
+    m_metrics.emplace_back(definition.name, definition.entities.size());
     return m_nextMetric++;
 }
 

@@ -24,7 +24,13 @@ enum class QuantityKind : int {
     Count,
     Size,
     Rate,
-    Load = 10
+    Load = 10,
+    Voltage,
+    Current,
+    Charge,
+    Speed,
+    Share,
+    Level
 };
 
 struct QuantityDefinition {
@@ -76,6 +82,9 @@ public:
     Id process(std::uint64_t pid, std::uint64_t parent, std::string_view path, std::uint64_t start);
     Id metric(const MetricDefinition& definition);
 
+    // The metrics so far, with the number of entities that each had from the beginning.
+    const std::vector<std::pair<std::string, std::size_t>>& metrics() const { return m_metrics; }
+
     // A summary table without entities, its columns being handles of their own.
     void table(Id container, Id table, std::string_view title, const std::vector<std::string>& columns);
 
@@ -85,6 +94,7 @@ private:
     Id m_nextQuantity = 1;
     Id m_nextMetric = 1;
     Id m_time = 0;
+    std::vector<std::pair<std::string, std::size_t>> m_metrics;
 };
 
 }  // namespace host::emit

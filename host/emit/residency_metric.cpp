@@ -12,6 +12,7 @@ ResidencyMetric::ResidencyMetric(const Context& context, Chapter chapter, std::s
       m_chapter(std::move(chapter)),
       m_of(std::move(of)),
       m_ticksPerUnit(ticksPerUnit),
+      m_wanted(context.wants(m_chapter.name)),
       m_line(context) {}
 
 std::size_t ResidencyMetric::state(const std::string& name) {
@@ -35,6 +36,7 @@ void ResidencyMetric::defineHeads_i(Item& item) {
 }
 
 void ResidencyMetric::define() {
+    if (!m_wanted) return;
     Definitions& define = m_context.define;
     for (const std::string& name : m_states) m_descriptors.push_back(define.descriptor(name));
     MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
@@ -66,6 +68,7 @@ void ResidencyMetric::begin(std::uint64_t ticks) {
 }
 
 void ResidencyMetric::take(std::size_t index, std::span<const std::uint64_t> readings) {
+    if (!m_wanted) return;
     Item& item = m_items[index];
     if (item.ticks != m_previous || item.ticks == 0) return start(index, readings);
     const std::uint64_t duration = m_ticks - m_previous;
@@ -85,6 +88,7 @@ void ResidencyMetric::end() {
 }
 
 void ResidencyMetric::report(Report& report) const {
+    if (m_descriptors.empty()) return;
     std::vector<ResidencyRow> rows;
     for (const Item& item : m_items) {
         ResidencyRow row{item.name, std::vector<std::uint64_t>(m_states.size()), item.observed};

@@ -55,6 +55,7 @@ private:
     Chapter m_chapter;
     std::string m_of;
     double m_ticksPerUnit;
+    const bool m_wanted;
     std::vector<std::string> m_states;
     std::vector<Id> m_descriptors;  // of the states, empty before `define`
     std::vector<Item> m_items;

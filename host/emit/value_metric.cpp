@@ -8,25 +8,37 @@
 namespace host::emit {
 
 ValueMetric::ValueMetric(const Context& context, ValueSpec spec)
-    : m_context(context), m_spec(std::move(spec)), m_line(context) {}
+    : m_context(context),
+      m_spec(std::move(spec)),
+      m_wanted(context.wants(m_spec.chapter.name)),
+      m_line(context) {}
 
-std::size_t ValueMetric::add(Id entity, const std::string& name) {
-    m_items.push_back({entity, name, m_descriptor != 0 ? elementHead(entity, m_descriptor) : std::string()});
+std::size_t ValueMetric::add(Id entity, const std::string& name, const std::string& what) {
+    m_items.push_back({.entity = entity, .name = name, .what = what.empty() ? m_spec.what : what});
+    if (m_isDefined) defineHead_i(m_items.back());
     return m_items.size() - 1;
 }
 
+void ValueMetric::defineHead_i(Item& item) {
+    Id& descriptor = m_descriptors[item.what];
+    if (descriptor == 0) descriptor = m_context.define.descriptor(item.what);
+    item.head = elementHead(item.entity, descriptor);
+}
+
 void ValueMetric::define() {
+    if (!m_wanted) return;
+    m_isDefined = true;
     Definitions& define = m_context.define;
-    m_descriptor = define.descriptor(m_spec.what);
     MetricDefinition metric{.name = m_spec.chapter.name, .group = m_spec.chapter.feature};
     metric.type = MetricType::SampledValue;
     metric.quantity = define.quantity(m_spec.quantity);
     metric.value = define.handle(m_spec.what);
     metric.entity = define.handle(m_spec.of);
     for (Item& item : m_items) {
-        item.head = elementHead(item.entity, m_descriptor);
-        metric.descriptors.emplace_back(item.entity, m_descriptor);
-        metric.entities.push_back(item.entity);
+        defineHead_i(item);
+        metric.descriptors.emplace_back(item.entity, m_descriptors[item.what]);
+        if (metric.entities.empty() || metric.entities.back() != item.entity)
+            metric.entities.push_back(item.entity);
     }
     m_spec.chapter.metric = define.metric(metric);
 }
@@ -45,12 +57,14 @@ void ValueMetric::Item::take(double value) {
 }
 
 void ValueMetric::takeReal(std::size_t item, double value) {
+    if (!m_isDefined) return;
     m_items[item].take(value);
     m_line.entity(1);
     m_line.real(m_items[item].head, m_duration, value);
 }
 
 void ValueMetric::takeWhole(std::size_t item, std::uint64_t value) {
+    if (!m_isDefined) return;
     m_items[item].take(static_cast<double>(value));
     m_line.entity(1);
     m_line.number(m_items[item].head, m_duration, value);
@@ -61,6 +75,7 @@ void ValueMetric::end() {
 }
 
 void ValueMetric::report(Report& report) const {
+    if (!m_isDefined) return;
     const std::string units = m_spec.quantity.units.empty() ? "" : " (" + m_spec.quantity.units + ")";
     report.chapter(m_spec.chapter);
     report.table(m_spec.chapter.name + " Summary: Average and Range",

@@ -1,6 +1,7 @@
 // A SAMPLED_VALUE metric: a reading per entity, with minimum, average and maximum in the report.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,9 @@ class ValueMetric {
 public:
     ValueMetric(const Context& context, ValueSpec spec);
 
-    // Adds an entity and returns its index. All that are known beforehand are added before `define`.
-    std::size_t add(Id entity, const std::string& name);
+    // Adds an entity and returns its index. All that are known beforehand are added before `define`. `what`
+    // is read of it, if that is not the same for all.
+    std::size_t add(Id entity, const std::string& name, const std::string& what = {});
     bool isEmpty() const { return m_items.empty(); }
     void define();
 
@@ -41,7 +43,8 @@ private:
     struct Item {
         Id entity;
         std::string name;
-        std::string head;  // of its elements
+        std::string what;
+        std::string head{};  // of its elements
         std::uint64_t count = 0;
         double least = 0.0;
         double most = 0.0;
@@ -49,9 +52,13 @@ private:
         void take(double value);
     };
 
+    void defineHead_i(Item& item);
+
     const Context& m_context;
     ValueSpec m_spec;
-    Id m_descriptor = 0;
+    const bool m_wanted;
+    bool m_isDefined = false;
+    std::map<std::string, Id> m_descriptors;  // by name
     std::vector<Item> m_items;
     MetricLine m_line;
     std::uint64_t m_previous = 0;

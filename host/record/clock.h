@@ -22,6 +22,13 @@ public:
     // Sleeps until the counter has reached `ticks`. False: the collection is to end now, `interruption` says
     // by what.
     virtual bool waitUntil(std::uint64_t ticks) = 0;
+
+    // How long the machine has slept, by the same counter, since the last call; 0 if it has not.
+    virtual std::uint64_t takeSuspendedTicks() { return 0; }
+
+    // CPU time of this process in microseconds.
+    virtual std::uint64_t cpuUsec() = 0;
+
     virtual std::string interruption() const = 0;
 };
 

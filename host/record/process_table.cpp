@@ -10,23 +10,6 @@ namespace {
 
 constexpr std::uint64_t KERNEL_THREADS = 2;  // the parent of all kernel threads
 
-// Fields of proc/PID/stat behind the name, which may hold anything and ends at the last parenthesis.
-bool parseStat(std::string_view text, ProcessInfo& info, std::string& name) {
-    const std::size_t open = text.find('(');
-    const std::size_t close = text.rfind(')');
-    if (open == std::string_view::npos || close == std::string_view::npos || close < open) return false;
-    name = text.substr(open + 1, close - open - 1);
-    text.remove_prefix(close + 1);
-    text = base::trimmed(text);
-    text.remove_prefix(std::min<std::size_t>(text.size(), 1));  // the state
-    if (!base::takeUnsigned(text, info.parent)) return false;
-    for (int field = 5; field < 22; ++field) {  // some of these are negative
-        text.remove_prefix(std::min(text.size(), text.find_first_not_of(' ')));
-        text.remove_prefix(std::min(text.size(), text.find(' ')));
-    }
-    return base::takeUnsigned(text, info.start);
-}
-
 std::string programOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos || slash + 1 == path.size() ? path : path.substr(slash + 1);
@@ -45,18 +28,15 @@ std::string withoutSuffix(std::string text, std::string_view suffix) {
 
 }  // namespace
 
-ProcessTable::ProcessTable(const Root& root) : m_root(root) {
-    base::Descriptor folder = root.openFolder("proc");
-    m_folder.reset(folder.isOpen() ? fdopendir(folder.get()) : nullptr);
-    if (m_folder) folder.release();
-}
-
 bool ProcessTable::read_i(std::uint64_t pid, ProcessInfo& info) {
     const std::string folder = "proc/" + std::to_string(pid) + "/";
-    const SampleFile stat(m_root, folder + "stat");
-    std::string name;
+    const SampleFile file(m_root, folder + "stat");
+    ProcessStat stat;
+    if (!file.isOpen() || !stat.parse(file.read(m_buffer))) return false;
+    const std::string name(stat.name);
     info.pid = pid;
-    if (!stat.isOpen() || !parseStat(stat.read(m_buffer), info, name)) return false;
+    info.parent = stat.parent;
+    info.start = stat.start;
     if (pid == KERNEL_THREADS || info.parent == KERNEL_THREADS) {
         info.path = bracketed(name);
         info.program = bracketed(name.substr(0, name.find_first_of("/:")));
@@ -92,13 +72,7 @@ const ProcessTable::Changes& ProcessTable::update() {
     m_changes.started.clear();
     m_changes.exited.clear();
     for (auto& entry : m_known) entry.second.seen = false;
-    rewinddir(m_folder.get());
-    while (const dirent* entry = readdir(m_folder.get())) {
-        std::string_view name = entry->d_name;
-        std::uint64_t pid = 0;
-        if (name.front() >= '1' && name.front() <= '9' && base::takeUnsigned(name, pid) && name.empty())
-            see_i(pid, entry->d_ino);
-    }
+    m_folder.each(m_root, [this](std::uint64_t pid, std::uint64_t inode) { see_i(pid, inode); });
     for (auto entry = m_known.begin(); entry != m_known.end();) {
         if (entry->second.seen) {
             ++entry;

@@ -1,16 +1,13 @@
 // The processes of the machine, and which of them are new or gone.
 #pragma once
 
-#include <dirent.h>
-
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "host/record/sample_file.h"
+#include "host/record/process_stat.h"
 
 namespace host::record {
 
@@ -24,10 +21,10 @@ struct ProcessInfo {
 
 class ProcessTable {
 public:
-    explicit ProcessTable(const Root& root);
+    explicit ProcessTable(const Root& root) : m_root(root) {}
 
     // False when the machine shows no processes.
-    bool isReadable() const { return m_folder != nullptr; }
+    bool isReadable() { return m_folder.open(m_root); }
 
     // Looks for the changes since the last call, which took place at some time in between; the first call
     // finds all processes to be new. Only new processes are read. Both lists are in ascending order of pids,
@@ -50,16 +47,13 @@ private:
         std::uint64_t inode = 0;  // of its folder, which is another one when the pid is used again
         bool seen = false;        // in this scan
     };
-    struct FolderCloser {
-        void operator()(DIR* folder) const { closedir(folder); }
-    };
 
     void see_i(std::uint64_t pid, std::uint64_t inode);
     bool read_i(std::uint64_t pid, ProcessInfo& info);
     void check_i(Known& known);
 
     const Root& m_root;
-    std::unique_ptr<DIR, FolderCloser> m_folder;
+    ProcessFolder m_folder;
     std::map<std::uint64_t, Known> m_known;
     Changes m_changes;
     std::deque<std::uint64_t> m_young;   // pids that have not been looked at again

@@ -4,11 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "host/record/selection.h"
+
 namespace host::record {
 
 struct RecordOptions {
     double seconds = 5.0;              // length of the collection; 0: until SIGINT or SIGTERM
     double intervalMs = 100.0;         // time between two samples
+    Selection selection;               // what is recorded, and how often
+    std::size_t top = 20;              // of many alike so many are in a sample; 0: all
     bool continuous = false;           // deliver while collecting, not after it
     double flushEverySec = 1.0;        // continuous runs: time between two flushes
     std::string save;                  // keeps the delivered stream in this file; empty: not kept

@@ -79,6 +79,26 @@ std::vector<std::string> Root::names(const std::string& folder, std::string_view
     return found;
 }
 
+std::vector<std::string> Root::folders(const std::string& folder) const {
+    std::vector<std::string> found;
+    base::Descriptor descriptor = openFolder(folder);
+    if (!descriptor.isOpen()) return found;
+    const std::unique_ptr<DIR, FolderCloser> entries(fdopendir(descriptor.get()));
+    if (!entries) return found;
+    const int number = descriptor.release();
+    while (const dirent* entry = readdir(entries.get())) {
+        const std::string_view name = entry->d_name;
+        struct stat status {};
+        const bool isFolder =
+            entry->d_type == DT_DIR ||
+            (entry->d_type == DT_UNKNOWN &&
+             ::fstatat(number, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode));
+        if (isFolder && name != "." && name != "..") found.emplace_back(name);
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
 std::string Root::link(const std::string& path) const {
     char target[4096];
     const ssize_t length = ::readlinkat(m_folder.get(), path.c_str(), target, sizeof target);

@@ -32,6 +32,9 @@ public:
     // Names in a folder that begin with `prefix`, those that end in a number by that number; no "." and "..".
     std::vector<std::string> names(const std::string& folder, std::string_view prefix = {}) const;
 
+    // Names of the folders in a folder, in the order of their bytes; links are none.
+    std::vector<std::string> folders(const std::string& folder) const;
+
     // Target of a symbolic link, empty if it is none.
     std::string link(const std::string& path) const;
 

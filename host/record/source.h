@@ -17,6 +17,13 @@
 
 namespace host::record {
 
+// What the recorder knows of itself.
+struct OwnState {
+    std::uint64_t cpuUsec = 0;         // that it has used
+    std::uint64_t lateSamples = 0;     // since the start
+    std::uint64_t suspendedTicks = 0;  // that the machine slept before this sample
+};
+
 // What the sources share. It outlives them.
 struct SourceContext : emit::Context {
     const Root& root;
@@ -24,6 +31,8 @@ struct SourceContext : emit::Context {
     const StatFile& stat;                          // as of this sample
     emit::Id system;                               // entity of the machine as a whole
     std::uint64_t bootTicks;                       // that clock when the kernel started, 0 if unknown
+    std::size_t top;                               // of many alike so many are in a sample; 0: all
+    const OwnState& own;                           // as of this sample
     std::function<void(const std::string&)> tell;  // a line for the user, without its line end
 };
 
@@ -42,20 +51,35 @@ public:
     // Delivers what happened since the last call.
     virtual void sample(std::uint64_t ticks) = 0;
 
+    // As baseline, after the machine has slept: what the counters did meanwhile is nobody's.
+    virtual void restart(std::uint64_t ticks) { baseline(ticks); }
+
     // Delivers what ends with the collection.
     virtual void finish(std::uint64_t /*ticks*/) {}
 
     // Writes the summary tables.
     virtual void report(emit::Report& report) = 0;
-
-    // What it measures, as a word for the user.
-    virtual std::string subject() const = 0;
 };
 
 using SourcePtr = std::unique_ptr<Source>;
 
-// All sources, in the order in which a report holds them unless told otherwise.
-std::vector<SourcePtr> makeSources(SourceContext& context);
+// A metric that a source may offer, and the files that it is read from, as globs below the root.
+struct MetricInfo {
+    const char* name;
+    const char* units;  // empty: a number without any
+    std::vector<const char*> files;
+};
+
+// What a user chooses by name. Several may share one; what they have in common is said of each.
+struct SourceInfo {
+    const char* name;
+    double intervalMs;  // default time between two samples, 0: that of the collection
+    SourcePtr (*make)(SourceContext& context);
+    std::vector<MetricInfo> metrics;
+};
+
+// All sources, in the order in which they are listed and sampled.
+const std::vector<SourceInfo>& sourceTable();
 
 // Features in the order that the report has by default.
 const std::vector<std::string>& defaultFeatureOrder();

@@ -55,7 +55,7 @@ double measuredFrequency() {
 
 }  // namespace
 
-SystemClock::SystemClock(const Root& root) {
+SystemClock::SystemClock(const Root& root) : m_sees(root.isThisMachine()) {
     sigemptyset(&m_ending);
     for (const int number : {SIGINT, SIGTERM, SIGHUP})
         if (!base::Inherited::get().isIgnored(number)) sigaddset(&m_ending, number);
@@ -66,6 +66,21 @@ SystemClock::SystemClock(const Root& root) {
         m_ticksPerUsec = static_cast<double>(kilohertz) / 1000.0;
     else
         m_ticksPerUsec = measuredFrequency();
+    if (m_sees) m_watch.emplace(m_ticksPerUsec, read_i());
+}
+
+SuspendWatch::Reading SystemClock::read_i() const {
+    return {__rdtsc(), nanoseconds(CLOCK_BOOTTIME), nanoseconds(CLOCK_MONOTONIC)};
+}
+
+std::uint64_t SystemClock::takeSuspendedTicks() {
+    if (!m_watch) return 0;
+    m_watch->update(read_i());
+    return m_watch->take();
+}
+
+std::uint64_t SystemClock::cpuUsec() {
+    return static_cast<std::uint64_t>(nanoseconds(CLOCK_PROCESS_CPUTIME_ID) / 1000);
 }
 
 SystemClock::~SystemClock() {
@@ -77,7 +92,7 @@ SystemClock::~SystemClock() {
 }
 
 std::uint64_t SystemClock::ticks() {
-    return __rdtsc();
+    return __rdtsc() + (m_watch ? m_watch->offset() : 0);
 }
 
 std::int64_t SystemClock::wallNanoseconds() {
@@ -86,7 +101,8 @@ std::int64_t SystemClock::wallNanoseconds() {
 
 bool SystemClock::waitUntil(std::uint64_t ticks) {
     while (m_signal == 0) {
-        const std::uint64_t now = __rdtsc();
+        if (m_watch) m_watch->update(read_i());
+        const std::uint64_t now = this->ticks();
         const double left = now < ticks ? static_cast<double>(ticks - now) / m_ticksPerUsec * 1000.0 : 0.0;
         const auto wait = static_cast<std::int64_t>(std::min(left, 3600.0 * 1e9));
         const timespec timeout{wait / NANOSECONDS, wait % NANOSECONDS};

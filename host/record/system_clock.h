@@ -2,9 +2,11 @@
 #pragma once
 
 #include <csignal>
+#include <optional>
 
 #include "host/record/clock.h"
 #include "host/record/sample_file.h"
+#include "host/record/suspend_watch.h"
 
 namespace host::record {
 
@@ -23,9 +25,15 @@ public:
     std::int64_t wallNanoseconds() override;
     bool waitUntil(std::uint64_t ticks) override;
     std::string interruption() const override;
+    std::uint64_t takeSuspendedTicks() override;
+    std::uint64_t cpuUsec() override;
 
 private:
+    SuspendWatch::Reading read_i() const;
+
     double m_ticksPerUsec = 0.0;
+    const bool m_sees;  // whether it is the clocked machine's sleep that matters
+    std::optional<SuspendWatch> m_watch;
     sigset_t m_ending;    // the signals that end the collection
     sigset_t m_previous;  // the mask to go back to
     int m_signal = 0;     // the one that came

@@ -60,19 +60,20 @@ TEST(Collector, recordsACapturedMachineToTheByte) {
     if (text(recording.m_lines) != expected) std::ofstream("found.stream") << text(recording.m_lines);
     EXPECT_TRUE(text(recording.m_lines) == expected) << "the stream that was found is in found.stream";
     EXPECT_THAT(recording.m_told,
-                ElementsAre(HasSubstr("3 CPUs are online now"),
-                                              HasSubstr("package-0/core was set back")));
+                ElementsAre(HasSubstr("3 CPUs are online now"), HasSubstr("package-0/core was set back")));
 }
 
 TEST(Collector, recordsMachinesThatOfferLittleOrNothing) {
     Recording headless;
+    headless.leaveOutOwn();
     headless.m_root.lay(TREES / "headless");
     EXPECT_EQ(headless.record(), RecordResult::Complete);
     EXPECT_EQ(count(headless.m_lines, "\"msg\":\"metric\""), 15U);  // times, three counters, load
-    EXPECT_EQ(count(headless.m_lines, "Not offered by this machine: idle states, CPU frequencies"), 1U);
+    EXPECT_EQ(count(headless.m_lines, "Not offered by this machine: idle, frequency, energy"), 1U);
     EXPECT_THAT(headless.m_told, IsEmpty());
 
     Recording empty;
+    empty.leaveOutOwn();
     EXPECT_EQ(empty.record(), RecordResult::Complete);
     EXPECT_THAT(empty.m_lines.front(), StartsWith(R"({"msg":"system","cpu":[0,0,0],)"));
     EXPECT_EQ(count(empty.m_lines, "\"msg\":\"metric\""), 0U);
@@ -130,17 +131,65 @@ TEST(Collector, endsWithASignal) {
 
 TEST(Collector, leavesOutSamplesThatAreDueAlready) {
     Recording recording;
+    recording.leaveOutOwn("Recorder CPU Time");
     recording.m_root.put("proc/loadavg", "0.50 1.25 2.00 1/50 100\n");
     recording.m_options.seconds = 1.0;
     recording.at(2, [&] { recording.m_clock.m_ticks += 350'000'000; });  // the machine stood still
     recording.record();
-    EXPECT_EQ(count(recording.m_lines, "\"msg\":\"metric\""), 7U);
-    EXPECT_EQ(count(recording.m_lines, "\"t\":5550000000"), 1U);
-    EXPECT_EQ(count(recording.m_lines, "\"t\":5600000000"), 1U);
+    EXPECT_EQ(recording.elements("Load Average").size(), 7U * 3);
+    EXPECT_EQ(count(recording.m_lines, "\"t\":5550000000"), 2U);
+    EXPECT_EQ(count(recording.m_lines, "\"t\":5600000000"), 2U);
+    // The sample that came late is counted in the next one, and has its true length.
+    EXPECT_EQ(recording.elements("Late Samples")[1], "550 System: Late Samples 450 0");
+    EXPECT_EQ(recording.elements("Late Samples")[2], "600 System: Late Samples 50 1");
+}
+
+TEST(Collector, beginsCountersAnewAfterTheMachineHasSlept) {
+    Recording recording;
+    recording.m_options.seconds = 30.4;
+    recording.m_root.put("proc/stat", "ctxt 100\n");
+    recording.m_root.put("sys/class/power_supply/BAT0/status", "Discharging\n");
+    recording.at(1, [&] { recording.m_root.put("proc/stat", "ctxt 110\n"); });
+    recording.at(3, [&] {
+        recording.m_root.put("proc/stat", "ctxt 500\n");
+        recording.m_clock.m_ticks += 30'000'000'000;
+        recording.m_clock.m_suspended = 29'900'000'000;
+    });
+    recording.at(4, [&] { recording.m_root.put("proc/stat", "ctxt 507\n"); });
+    recording.record();
+    EXPECT_THAT(recording.elements("Suspend"), ElementsAre("30300 System: Suspended 29900 Suspended"));
+    EXPECT_THAT(recording.elements("Context Switches"),
+                ElementsAre("100 System: Context Switches 100 10", "200 System: Context Switches 100 0",
+                            "30400 System: Context Switches 100 7"));
+    EXPECT_THAT(recording.elements("Power Supply Status"),
+                ElementsAre("30400 BAT0: Discharging 100 Discharging"));
+}
+
+TEST(Collector, samplesEachSourceAtItsOwnIntervalAndAllAtTheEnd) {
+    Recording recording;
+    recording.m_options.seconds = 2.55;
+    recording.m_options.intervalMs = 300;
+    recording.m_root.put("proc/loadavg", "0.50 1.25 2.00 1/50 100\n");
+    recording.m_root.put("sys/class/power_supply/BAT0/capacity", "50");
+    recording.m_root.put("sys/class/hwmon/hwmon0/fan1_input", "2000");
+    recording.m_root.put("proc/stat", "ctxt 1\n");
+    EXPECT_EQ(recording.m_options.selection.addInterval("HWMON=1250", recording.m_options.intervalMs), "");
+    recording.m_options.selection.setMetrics({"Battery*", "Fan Speed", "Context Switche?"}, {});
+    recording.record();
+    EXPECT_THAT(recording.elements("Battery Capacity"),
+                ElementsAre("1000 BAT0: Capacity 1000 50.000", "2000 BAT0: Capacity 1000 50.000",
+                            "2550 BAT0: Capacity 550 50.000"));
+    EXPECT_THAT(recording.elements("Fan Speed"),
+                ElementsAre("1250 hwmon0 fan1: Speed 1250 2000.000", "2500 hwmon0 fan1: Speed 1250 2000.000",
+                            "2550 hwmon0 fan1: Speed 50 2000.000"));
+    EXPECT_EQ(recording.elements("Context Switches").size(), 9U);
+    EXPECT_THAT(recording.elements("Load Average"), IsEmpty());
+    EXPECT_EQ(count(recording.m_lines, "\"def\":\"metric\""), 3U);
 }
 
 TEST(Collector, splitsSamplesThatAreTooLargeForOneRecord) {
     Recording recording;
+    recording.leaveOutOwn();
     std::string stat;
     for (int cpu = 0; cpu < 130; ++cpu) stat += "cpu" + std::to_string(cpu) + " 1 1 1 1 1 1 1 1 0 0\n";
     recording.m_root.put("proc/stat", stat);

@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/record/collector.h"
@@ -65,9 +66,13 @@ public:
         return true;
     }
     std::string interruption() const override { return "SIGTERM"; }
+    std::uint64_t takeSuspendedTicks() override { return std::exchange(m_suspended, 0); }
+    std::uint64_t cpuUsec() override { return m_cpuUsec += 250; }
 
     std::uint64_t m_ticks = START;
-    std::uint64_t m_lateness = 0;  // of every sample
+    std::uint64_t m_lateness = 0;   // of every sample
+    std::uint64_t m_suspended = 0;  // ticks that the machine slept since the last sample
+    std::uint64_t m_cpuUsec = 0;    // of the recorder, 250 for each sample
     int m_step = 0;
     int m_signalAt = 0;                              // the sample that a signal prevents
     std::map<int, std::function<void()>> m_changes;  // what happens to the machine before a sample, from 1
@@ -85,6 +90,11 @@ struct Recording {
     Recording() {
         m_options.seconds = 0.3;
         m_options.command = {"pwrhost", "record"};
+    }
+
+    // Without what the recorder tells of itself.
+    void leaveOutOwn(const std::string& metric = "Late Samples") {
+        m_options.selection.setMetrics({}, {metric, "Recorder CPU Time"});
     }
 
     // A change before that sample, counted from 1.

@@ -45,7 +45,6 @@ public:
     }
 
     void report(emit::Report& report) override { m_metric.report(report); }
-    std::string subject() const override { return "CPU time states"; }
 
 private:
     // The metric's item of a CPU; one that came online later gets it now.

@@ -13,12 +13,21 @@ namespace host::record {
 class FileValueSource : public Source {
 public:
     // Numbers in the files are `divisor` times the value.
-    FileValueSource(SourceContext& context, emit::ValueSpec spec, double divisor, std::string subject)
-        : m_metric(context, std::move(spec)), m_divisor(divisor), m_subject(std::move(subject)) {}
+    FileValueSource(SourceContext& context, emit::ValueSpec spec, double divisor)
+        : m_context(context), m_metric(context, std::move(spec)), m_divisor(divisor) {}
 
-    // Adds a file that holds an entity's value, before prepare. Files that can't be read are left out.
-    void add(WatchedFile file, emit::Id entity, const std::string& name) {
-        m_files.emplace_back(std::move(file), m_metric.add(entity, name));
+    // Adds a file that holds an entity's value, before prepare; `what` it is, if that is not the same for
+    // all.
+    void add(WatchedFile file, emit::Id entity, const std::string& name, const std::string& what = {}) {
+        m_files.emplace_back(std::move(file), m_metric.add(entity, name, what));
+    }
+
+    // The same, with an entity of its own, if the file can be read. The name is made only then.
+    void addReadable(const std::string& path, auto makeName) {
+        WatchedFile file(m_context, path);
+        if (!file.isReadable()) return;
+        const std::string name = makeName();
+        add(std::move(file), m_context.define.entity(name), name);
     }
 
     bool prepare() override {
@@ -35,12 +44,11 @@ public:
         m_metric.end();
     }
     void report(emit::Report& report) override { m_metric.report(report); }
-    std::string subject() const override { return m_subject; }
 
 private:
+    SourceContext& m_context;
     emit::ValueMetric m_metric;
     double m_divisor;
-    std::string m_subject;
     std::vector<std::pair<WatchedFile, std::size_t>> m_files;
 };
 

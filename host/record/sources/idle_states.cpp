@@ -56,8 +56,6 @@ public:
         m_entries.report(report);
     }
 
-    std::string subject() const override { return "idle states"; }
-
 private:
     struct State {
         WatchedFile time;  // usec

@@ -52,8 +52,6 @@ public:
         for (const auto& entry : m_metrics) entry.second->report(report);
     }
 
-    std::string subject() const override { return "kernel activity"; }
-
 private:
     void add_i(const Counter& counter) {
         const std::string units = counter.units;

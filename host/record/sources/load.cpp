@@ -55,7 +55,6 @@ public:
     }
 
     void report(emit::Report& report) override { m_metric.report(report); }
-    std::string subject() const override { return "load"; }
 
 private:
     SourceContext& m_context;

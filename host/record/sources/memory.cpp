@@ -1,4 +1,6 @@
-// Memory that is available to programs.
+// Memory that is available to programs, and what the rest is used for.
+#include <array>
+
 #include "host/base/text.h"
 #include "host/emit/value_metric.h"
 #include "host/record/sources/sources.h"
@@ -8,52 +10,79 @@ namespace host::record {
 
 namespace {
 
-bool availableMemory(std::string_view text, std::uint64_t& kibibytes) {
-    constexpr std::string_view key = "MemAvailable:";
-    const std::size_t at = text.find(key);
-    if (at == std::string_view::npos) return false;
-    text.remove_prefix(at + key.size());
-    return base::takeUnsigned(text, kibibytes);
+constexpr std::string_view AVAILABLE = "MemAvailable";
+constexpr std::array<std::string_view, 10> PARTS{"MemFree",   "Buffers", "Cached", "Dirty", "Writeback",
+                                                 "AnonPages", "Mapped",  "Shmem",  "Slab",  "SwapFree"};
+
+emit::ValueSpec valueSpec(const char* metric, const char* what, const char* of) {
+    return {.chapter = {0, "memory", metric, ""},
+            .quantity = {emit::QuantityKind::Size, "Memory", "KiB"},
+            .what = what,
+            .of = of,
+            .decimals = 0};
 }
 
 class MemorySource : public Source {
 public:
     explicit MemorySource(SourceContext& context)
         : m_context(context),
-          m_metric(context, {.chapter = {0, "memory", "Available Memory", ""},
-                             .quantity = {emit::QuantityKind::Size, "Memory", "KiB"},
-                             .what = "Available",
-                             .of = "Component",
-                             .decimals = 0}),
+          m_available(context, valueSpec("Available Memory", "Available", "Component")),
+          m_parts(context, valueSpec("Memory", "Memory", "Part")),
           m_file(context, "proc/meminfo") {}
 
     bool prepare() override {
-        std::string_view text;
-        std::uint64_t available = 0;
-        if (!m_file.isReadable() || !m_file.readText(text, m_buffer) || !availableMemory(text, available))
-            return false;
-        m_metric.add(m_context.system, "System");
-        m_metric.define();
-        return true;
+        read_i([&](std::string_view name, std::uint64_t) {
+            if (name == AVAILABLE) m_available.add(m_context.system, "System");
+            for (std::size_t part = 0; part < PARTS.size(); ++part)
+                if (name == PARTS[part])
+                    m_items[part] = m_parts.add(m_context.system, std::string(name), std::string(name)) + 1;
+        });
+        if (!m_available.isEmpty()) m_available.define();
+        if (!m_parts.isEmpty()) m_parts.define();
+        return !m_available.isEmpty() || !m_parts.isEmpty();
     }
 
-    void baseline(std::uint64_t ticks) override { m_metric.baseline(ticks); }
+    void baseline(std::uint64_t ticks) override {
+        m_available.baseline(ticks);
+        m_parts.baseline(ticks);
+    }
 
     void sample(std::uint64_t ticks) override {
-        std::string_view text;
-        std::uint64_t available = 0;
-        m_metric.begin(ticks);
-        if (m_file.readText(text, m_buffer) && availableMemory(text, available))
-            m_metric.takeWhole(0, available);
-        m_metric.end();
+        m_available.begin(ticks);
+        m_parts.begin(ticks);
+        read_i([&](std::string_view name, std::uint64_t kibibytes) {
+            if (name == AVAILABLE && !m_available.isEmpty()) m_available.takeWhole(0, kibibytes);
+            for (std::size_t part = 0; part < PARTS.size(); ++part)
+                if (m_items[part] != 0 && name == PARTS[part])
+                    m_parts.takeWhole(m_items[part] - 1, kibibytes);
+        });
+        m_available.end();
+        m_parts.end();
     }
 
-    void report(emit::Report& report) override { m_metric.report(report); }
-    std::string subject() const override { return "memory"; }
+    void report(emit::Report& report) override {
+        m_available.report(report);
+        m_parts.report(report);
+    }
 
 private:
+    void read_i(auto withValue) {
+        std::string_view text;
+        std::string_view line;
+        if (!m_file.isReadable() || !m_file.readText(text, m_buffer)) return;
+        while (base::takeLine(text, line)) {
+            const std::size_t colon = line.find(':');
+            if (colon == std::string_view::npos) continue;
+            std::string_view number = line.substr(colon + 1);
+            std::uint64_t value = 0;
+            if (base::takeUnsigned(number, value)) withValue(line.substr(0, colon), value);
+        }
+    }
+
     SourceContext& m_context;
-    emit::ValueMetric m_metric;
+    emit::ValueMetric m_available;
+    emit::ValueMetric m_parts;
+    std::array<std::size_t, PARTS.size()> m_items{};  // of the parts, from 1; 0: not told
     WatchedFile m_file;
     std::vector<char> m_buffer;
 };

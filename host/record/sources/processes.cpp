@@ -15,7 +15,8 @@ namespace host::record {
 namespace {
 
 constexpr const char* NOTE =
-    "Processes are looked for at every sample; one that starts and exits between two samples is not seen. One "
+    "Processes are looked for at every sample; one that starts and exits between two samples is not seen. "
+    "One "
     "that executes another program is seen at the sample after its first or within a few more.";
 
 class ProcessSource : public Source {
@@ -54,6 +55,7 @@ public:
     }
 
     void baseline(std::uint64_t ticks) override { m_begin = ticks; }
+    void restart(std::uint64_t ticks) override { sample(ticks); }
 
     void sample(std::uint64_t ticks) override {
         // Before the new ones are looked for, which have their turn at the next sample.
@@ -83,8 +85,6 @@ public:
             report.row({name, std::to_string(program.started), std::to_string(program.executed),
                         std::to_string(program.exited)});
     }
-
-    std::string subject() const override { return "processes"; }
 
 private:
     struct Program {

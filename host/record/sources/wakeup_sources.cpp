@@ -67,8 +67,6 @@ public:
         }
     }
 
-    std::string subject() const override { return "wakeup sources"; }
-
 private:
     // Activations that have ended, and the time that they took together.
     struct Ended {

@@ -1,0 +1,251 @@
+#include "host/record/part.h"
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+#include <set>
+#include <utility>
+
+#include "host/base/text.h"
+#include "host/emit/json_line.h"
+
+namespace host::record {
+
+namespace {
+
+constexpr std::array<unsigned, 3> VERSION{1, 0, 0};
+
+// So many does a record of the import format hold.
+constexpr std::size_t MOST_ATTRIBUTES = 2048;
+
+std::string localTime(std::int64_t wallNanoseconds) {
+    const std::time_t seconds = wallNanoseconds / 1'000'000'000;
+    std::tm parts{};
+    char text[40];
+    localtime_r(&seconds, &parts);
+    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts));
+}
+
+// The stream holds version numbers with the last part first, in fields of 8, 8 and 16 bits.
+void addVersion(emit::JsonLine& line, const char* key, const std::array<unsigned, 3>& version) {
+    line.key(key).beginList().value(std::min(version[2], 255U)).value(std::min(version[1], 255U));
+    line.value(std::min(version[0], 65535U)).endList();
+}
+
+std::string shortestText(double number) {
+    std::string text;
+    base::appendNumber(text, number);
+    return text;
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
+    return all;
+}
+
+// The time stamp counter when the kernel started.
+std::uint64_t bootTicks(const Root& root, std::uint64_t now, double ticksPerUsec) {
+    const double uptime = std::strtod(root.text("proc/uptime").c_str(), nullptr);
+    const double ticks = static_cast<double>(now) - uptime * 1e6 * ticksPerUsec;
+    return uptime > 0 && ticks > 0 ? static_cast<std::uint64_t>(ticks) : 0;
+}
+
+}  // namespace
+
+Part::Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Tell tell)
+    : m_options(options),
+      m_root(root),
+      m_clock(clock),
+      m_own(own),
+      m_tell(std::move(tell)),
+      m_output([this](std::string_view line) {
+          m_bytes += line.size() + 1;
+          return m_spool.append(line);
+      }),
+      m_definitions(m_output),
+      m_stat(root) {}
+
+Part::~Part() = default;
+
+double Part::seconds_i(std::uint64_t ticks) const {
+    return static_cast<double>(ticks) / m_clock.ticksPerUsec() / 1e6;
+}
+
+void Part::prepare() {
+    const double ticksPerUsec = m_clock.ticksPerUsec();
+    m_stat.update();
+    m_machine = readMachine(m_root, ticksPerUsec);
+    m_definitions.time();
+    const emit::Id system = m_definitions.entity("System");
+    m_cpus = std::make_unique<Cpus>(m_definitions, m_machine.topology);
+    emit::Context emitting{m_definitions, m_output, ticksPerUsec, MOST_ATTRIBUTES};
+    emitting.isWanted = [this](const std::string& metric) { return m_options.selection.wantsMetric(metric); };
+    m_context = std::make_unique<SourceContext>(
+        SourceContext{emitting, m_root, *m_cpus, m_stat, system,
+                      bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_options.top, m_own, m_tell});
+    addSources_i();
+}
+
+void Part::addSources_i() {
+    std::vector<std::string> wanted;
+    std::set<std::string> present;
+    for (const SourceInfo& info : sourceTable()) {
+        if (!m_options.selection.wants(info)) continue;
+        if (std::find(wanted.begin(), wanted.end(), info.name) == wanted.end())
+            wanted.emplace_back(info.name);
+        SourcePtr source = info.make(*m_context);
+        if (!source->prepare()) continue;
+        present.insert(info.name);
+        const double usec = m_options.selection.intervalMs(info, m_options.intervalMs) * 1000.0;
+        const double ticks = std::clamp(usec * m_clock.ticksPerUsec(), 1.0, 1e18);
+        m_sources.push_back({std::move(source), static_cast<std::uint64_t>(std::llround(ticks))});
+    }
+    for (const std::string& name : wanted)
+        if (present.count(name) == 0) m_absent.push_back(name);
+}
+
+void Part::baseline(std::uint64_t ticks) {
+    m_wallStart = m_clock.wallNanoseconds();
+    m_start = m_last = m_stop = ticks;
+    m_stat.update();
+    for (Active& active : m_sources) {
+        active.source->baseline(ticks);
+        active.last = ticks;
+        active.due = ticks + active.interval;
+    }
+}
+
+void Part::goLive(emit::LineSink sink, std::uint64_t stop) {
+    m_isLive = true;
+    m_output.redirect([this, sink](std::string_view line) {
+        m_bytes += line.size() + 1;
+        return sink(line);
+    });
+    writeSystem_i(stop);
+    m_spool.replay(sink);
+}
+
+std::uint64_t Part::due() const {
+    std::uint64_t first = ~std::uint64_t{0};
+    for (const Active& active : m_sources) first = std::min(first, active.due);
+    return first;
+}
+
+bool Part::sample(std::uint64_t ticks, bool all) {
+    bool isLate = false;
+    m_last = ticks;
+    ++m_samples;
+    m_stat.update();
+    for (Active& active : m_sources) {
+        const bool isDue = active.due <= ticks;
+        if (!isDue && (!all || active.last == ticks)) continue;
+        active.source->sample(ticks);
+        active.last = ticks;
+        if (!isDue) continue;
+        const std::uint64_t passed = (ticks - active.due) / active.interval;
+        isLate = isLate || passed > 0;
+        active.due += (passed + 1) * active.interval;
+    }
+    return isLate;
+}
+
+void Part::restart(std::uint64_t ticks) {
+    m_last = ticks;
+    m_stat.update();
+    for (Active& active : m_sources) {
+        active.source->restart(ticks);
+        active.last = ticks;
+        active.due = ticks + active.interval;
+    }
+}
+
+// With the stop of the collection as it would be now.
+void Part::flush(std::uint64_t ticks) {
+    writeStop_i(ticks);
+    emit::JsonLine("msg", "flush").writeTo(m_output);
+}
+
+void Part::finish(std::uint64_t ticks, const std::string& reason) {
+    m_stop = ticks;
+    m_reason = reason;
+    for (Active& active : m_sources) active.source->finish(ticks);
+}
+
+bool Part::deliver(const emit::LineSink& sink) {
+    std::string lost;
+    if (m_isLive) {
+        flush(m_stop);
+    } else {
+        m_output.redirect(sink);
+        writeSystem_i(m_stop);
+        lost = m_spool.error();
+        m_spool.replay([this](std::string_view line) {
+            m_output.write(line);
+            return m_output.isOpen();
+        });
+    }
+    writeReport_i();
+    if (m_spool.error().empty()) return true;
+    m_tell(m_spool.error() + (lost.empty() ? "" : "; the collection has ended there"));
+    return false;
+}
+
+void Part::writeSystem_i(std::uint64_t stop) {
+    const auto& [family, model, stepping] = m_machine.processor;
+    emit::JsonLine line("msg", "system");
+    line.key("cpu").beginList().value(std::min(family, 255U)).value(std::min(model, 255U));
+    line.value(std::min(stepping, 255U)).endList();
+    addVersion(line, "product", VERSION);
+    addVersion(line, "driver", m_machine.kernel);
+    line.member("platform", m_machine.platform).member("host", m_machine.host);
+    line.member("osName", m_machine.osName).member("osType", m_machine.osType);
+    line.member("osVersion", m_machine.osVersion);
+    line.key("topology").beginList();
+    for (const TopologyNode& node : m_machine.topology)
+        line.beginList().value(static_cast<int>(node.type)).value(node.id).value(node.parent).endList();
+    line.endList();
+    line.member("tscMHz", m_clock.ticksPerUsec()).member("lfmMHz", m_machine.lowMHz);
+    line.member("hfmMHz", m_machine.highMHz).member("cpuMHz", m_machine.cpuMHz);
+    line.member("start", m_start).member("stop", stop).member("time", m_wallStart);
+    line.list("command", m_options.command).member("durationSec", seconds_i(stop - m_start));
+    line.member("startTime", localTime(m_wallStart));
+    line.member("codeName",
+                m_machine.vendor + " family " + std::to_string(family) + " model " + std::to_string(model));
+    line.member("nativeModel", m_machine.modelName).member("pchNames", m_machine.chipset);
+    line.writeTo(m_output);
+}
+
+void Part::writeStop_i(std::uint64_t stop) {
+    emit::JsonLine line("msg", "stop");
+    line.member("tsc", stop).member("durationSec", seconds_i(stop - m_start)).writeTo(m_output);
+}
+
+void Part::writeHead_i(emit::Report& report) {
+    const std::size_t cpus = m_cpus->numbers().size();
+    report.header("Platform: " + m_machine.platform);
+    report.header("Processor: " + processorText(m_machine) + ", " + std::to_string(cpus) + " CPUs online, " +
+                  base::fixedText(m_clock.ticksPerUsec(), 3) + " MHz time stamp counter");
+    report.header("System: " + m_machine.host + ", " + m_machine.osName + ", kernel " + m_machine.osVersion +
+                  " " + m_machine.osType);
+    report.header("Collection: " + localTime(m_wallStart) + ", " +
+                  base::fixedText(seconds_i(m_stop - m_start), 2) + " s, " + std::to_string(m_samples) +
+                  " samples every " + shortestText(m_options.intervalMs) + " msec" +
+                  (m_reason.empty() ? "" : ", ended early by " + m_reason));
+    if (!m_absent.empty()) report.note("Not offered by this machine: " + joined(m_absent));
+    report.note("Residencies in raw results are ticks of the time stamp counter, " +
+                base::fixedText(m_clock.ticksPerUsec(), 3) + " of which are one usec");
+}
+
+void Part::writeReport_i() {
+    emit::Report report(m_output, m_definitions);
+    writeHead_i(report);
+    for (const Active& active : m_sources) active.source->report(report);
+    for (const auto& write : m_additions) write(report);
+    if (m_options.order.empty())
+        report.order(defaultFeatureOrder());
+    else
+        m_output.write(m_options.order);
+}
+
+}  // namespace host::record
