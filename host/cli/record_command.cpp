@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/run_options.h"
 #include "host/emit/order_line.h"
+#include "host/record/command.h"
 #include "host/record/list_sources.h"
 #include "host/record/places.h"
 #include "host/record/record.h"
@@ -31,6 +33,8 @@ struct Words {
     std::vector<std::string> intervals;
     std::vector<std::string> metrics;
     std::vector<std::string> excluded;
+    std::string preset;
+    std::vector<std::string> command;
     bool isList = false;
 };
 
@@ -81,9 +85,46 @@ bool readWords(const Words& words, record::RecordOptions& options) {
     return true;
 }
 
+// What cannot be said together with a command.
+bool checkCommand(const RecordCommandOptions& options) {
+    const std::vector<std::string>& command = options.m_words.command;
+    const std::vector<std::string>& given = options.m_record.command;
+    const auto mark = std::find(given.begin(), given.end(), "--");
+    if (command.empty()) {
+        if (mark == given.end()) return true;
+        base::complain("no command stands behind --");
+        return false;
+    }
+    if (std::vector<std::string>(mark == given.end() ? mark : mark + 1, given.end()) != command) {
+        base::complain("unknown word " + command.front() + "; a command stands behind --");
+        return false;
+    }
+    if (!options.m_words.seconds.empty())
+        return refuse("--seconds", "a command says itself how long it runs");
+    if (options.m_run.m_output == "-") return refuse("--output", "standard output is the command's");
+    if (options.m_record.save == "-") return refuse("--save", "standard output is the command's");
+    return true;
+}
+
+int runCommand(RecordCommandOptions& options, session::Run& run, const emit::LineSink& deliver) {
+    record::Command command(options.m_words.command);
+    options.m_record.seconds = 0;
+    int startStatus = 0;
+    const record::RecordResult result = record::recordCommand(
+        options.m_record, command, [&] { run.begin(); }, deliver, startStatus);
+    if (startStatus != 0) return startStatus;
+    if (result == record::RecordResult::NotStarted) return base::EXIT_ERROR;
+    const int status = run.end();
+    if (command.status() != 0) return command.status();
+    return result == record::RecordResult::Complete ? status : base::EXIT_ERROR;
+}
+
 int runRecord(RecordCommandOptions& options) {
-    if (!readWords(options.m_words, options.m_record)) return base::EXIT_ERROR;
+    if (!readWords(options.m_words, options.m_record) || !checkCommand(options)) return base::EXIT_ERROR;
     if (options.m_words.isList) return record::listSources(options.m_record);
+    const bool hasCommand = !options.m_words.command.empty();
+    if (hasCommand)
+        if (const int status = record::Command(options.m_words.command).check(); status != 0) return status;
     options.m_record.continuous = options.m_run.m_isContinuous;
     // The recorder hears signals itself while it collects; one that comes later must not cost the files.
     const base::StopSignal stop;
@@ -91,17 +132,18 @@ int runRecord(RecordCommandOptions& options) {
     if (!run.open(options.m_run) || !record::checkPlaces(options.m_run.m_writers, options.m_run.m_output))
         return base::EXIT_ERROR;
     if (!options.m_run.m_order.empty()) options.m_record.order = emit::orderLine(options.m_run.m_order);
-    if (!run.begin()) return base::EXIT_ERROR;
-    if (stop.isRequested()) {
-        base::complain(std::string("ended by ") + stop.name() + " before the collection");
-        return run.end();
-    }
     std::uint64_t number = 0;
     const auto deliver = [&](std::string_view line) {
         if (run.reader().line(line, ++number)) return true;
         base::complain("recorded line " + std::to_string(number) + ": " + run.reader().error());
         return false;
     };
+    if (hasCommand) return runCommand(options, run, deliver);
+    if (!run.begin()) return base::EXIT_ERROR;
+    if (stop.isRequested()) {
+        base::complain(std::string("ended by ") + stop.name() + " before the collection");
+        return run.end();
+    }
     const record::RecordResult result = record::recordMachine(options.m_record, deliver);
     const int status = run.end();
     return result == record::RecordResult::Complete ? status : base::EXIT_ERROR;
@@ -157,6 +199,8 @@ void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std:
         ->capture_default_str();
     command->add_flag("--progress,!--no-progress", recording.progress,
                       "Show how far the collection is (default: if standard error is a terminal)");
+    command->add_option("command", options->m_words.command,
+                        "Behind --: a command and its arguments, which is recorded for as long as it runs");
     command->callback([&chosen, options] { chosen = [options] { return runRecord(*options); }; });
 }
 

@@ -14,6 +14,12 @@ namespace host::emit {
 SaveFile::SaveFile(std::string path) : m_path(std::move(path)) {
     // Not to block on a pipe, nor to write through a link that someone else has put there.
     constexpr int mode = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    if (m_path == "-") {
+        m_path = "standard output";
+        m_file = base::Descriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+        if (!m_file.isOpen()) fail_i("Unable to write");
+        return;
+    }
     m_file = base::Descriptor(::openat(base::userFolder(), m_path.c_str(), mode, 0666));
     if (m_path.ends_with(".zst")) m_frame = std::make_unique<ZstdFrame>();
     if (m_file.isOpen())

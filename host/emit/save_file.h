@@ -12,8 +12,8 @@ namespace host::emit {
 
 class SaveFile {
 public:
-    // Creates or empties the file, which is compressed if its name ends in ".zst". A symbolic link or a pipe
-    // without a reader under that name is refused.
+    // Creates or empties the file, which is compressed if its name ends in ".zst"; "-" is standard output. A
+    // symbolic link or a pipe without a reader under that name is refused.
     explicit SaveFile(std::string path);
 
     // Adds a line. After a failure nothing more is taken.

@@ -19,8 +19,8 @@ public:
     // Nanoseconds since 1970.
     virtual std::int64_t wallNanoseconds() = 0;
 
-    // Sleeps until the counter has reached `ticks`. False: the collection is to end now, `interruption` says
-    // by what.
+    // Sleeps until the counter has reached `ticks`. False: the collection is to end now; `interruption` says
+    // by what, if that is before its time.
     virtual bool waitUntil(std::uint64_t ticks) = 0;
 
     // How long the machine has slept, by the same counter, since the last call; 0 if it has not.

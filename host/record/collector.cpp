@@ -31,6 +31,8 @@ RecordResult Collector::run() {
     if (!m_output.open()) return RecordResult::Failed;
     m_part = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_tell);
     m_part->prepare();
+    if (m_onReport) m_part->addReport(m_onReport);
+    if (!begin_i()) return RecordResult::NotStarted;
     Progress progress(m_options.progress, m_options.seconds);
     collect_i(progress);
     progress.clear();
@@ -38,15 +40,21 @@ RecordResult Collector::run() {
     return m_output.finish(isWhole);
 }
 
-void Collector::collect_i(Progress& progress) {
+// From here on counters count.
+bool Collector::begin_i() {
     const std::uint64_t wanted = ticks_i(m_options.seconds);
     m_own.cpuUsec = m_clock.cpuUsec();
     m_clock.takeSuspendedTicks();
     m_start = m_clock.ticks();
     m_part->baseline(m_start);
+    if (m_onStart && !m_onStart()) return false;
     if (m_options.continuous)
         m_part->goLive([this](std::string_view line) { return m_output.line(line); }, m_start + wanted);
+    return true;
+}
 
+void Collector::collect_i(Progress& progress) {
+    const std::uint64_t wanted = ticks_i(m_options.seconds);
     m_nextFlush = m_start + ticks_i(m_options.flushEverySec);
     const std::uint64_t end = wanted > 0 ? m_start + wanted : ~std::uint64_t{0};
     bool isInterrupted = false;
@@ -58,10 +66,11 @@ void Collector::collect_i(Progress& progress) {
     // What has happened since the last sample belongs to the collection, too.
     if (isInterrupted && m_clock.ticks() > m_part->lastSample()) wake_i(0);
     const std::uint64_t stop = std::max(m_clock.ticks(), m_part->lastSample() + 1);
-    m_part->finish(stop, isInterrupted ? m_clock.interruption() : "");
-    if (isInterrupted)
-        m_tell("ended by " + m_clock.interruption() + " after " +
-               base::fixedText(seconds_i(stop - m_start), 2) + " s; all files are being completed");
+    const std::string reason = isInterrupted ? m_clock.interruption() : "";
+    m_part->finish(stop, reason);
+    if (!reason.empty())
+        m_tell("ended by " + reason + " after " + base::fixedText(seconds_i(stop - m_start), 2) +
+               " s; all files are being completed");
 }
 
 // Samples what is due; everything from `end` on, which is the end.

@@ -1,6 +1,7 @@
 // A collection from its preparation to the last line that it delivers.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -20,10 +21,17 @@ public:
     Collector& operator=(const Collector&) = delete;
     ~Collector();
 
+    // To be called when everything is ready to be sampled. If it returns false nothing is collected.
+    void onStart(std::function<bool()> start) { m_onStart = std::move(start); }
+
+    // Writes more into the report.
+    void onReport(std::function<void(emit::Report&)> report) { m_onReport = std::move(report); }
+
     // Collects and delivers. To be called once.
     RecordResult run();
 
 private:
+    bool begin_i();
     void collect_i(Progress& progress);
     void wake_i(std::uint64_t end);
     void flush_i();
@@ -35,6 +43,8 @@ private:
     Clock& m_clock;
     Tell m_tell;
     LocalOutput m_output;
+    std::function<bool()> m_onStart;
+    std::function<void(emit::Report&)> m_onReport;
     OwnState m_own;
     std::unique_ptr<Part> m_part;
 

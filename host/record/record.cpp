@@ -7,23 +7,50 @@
 #include <cstring>
 
 #include "host/record/collector.h"
+#include "host/record/command.h"
 #include "host/record/system_clock.h"
 
 namespace host::record {
 
-RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& sink) {
-    // In place of the progress line, where there is one.
+namespace {
+
+// Lines for the user, in place of the progress line where there is one.
+Tell teller(const RecordOptions& options) {
     const char* const front = options.progress && isatty(STDERR_FILENO) == 1 ? "\r\033[K" : "";
-    const auto tell = [front](const std::string& text) {
-        std::fprintf(stderr, "%spwrhost: %s\n", front, text.c_str());
-    };
+    return [front](const std::string& text) { std::fprintf(stderr, "%spwrhost: %s\n", front, text.c_str()); };
+}
+
+bool isOpen(const Root& root, const Tell& tell) {
+    if (!root.isOpen()) tell("Unable to open " + root.path() + ": " + std::strerror(errno));
+    return root.isOpen();
+}
+
+}  // namespace
+
+RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& sink) {
+    const Tell tell = teller(options);
     const Root root(options.root);
-    if (!root.isOpen()) {
-        tell("Unable to open " + options.root + ": " + std::strerror(errno));
-        return RecordResult::Failed;
-    }
+    if (!isOpen(root, tell)) return RecordResult::Failed;
     SystemClock clock(root);
     return Collector(options, root, clock, sink, tell).run();
+}
+
+RecordResult recordCommand(const RecordOptions& options, Command& command, const std::function<void()>& begin,
+                           const emit::LineSink& sink, int& commandStatus) {
+    const Tell tell = teller(options);
+    const Root root(options.root);
+    if (!isOpen(root, tell)) return RecordResult::Failed;
+    SystemClock clock(root, &command);
+    Collector collector(options, root, clock, sink, tell);
+    collector.onStart([&] {
+        commandStatus = command.start();
+        if (commandStatus == 0) begin();
+        return commandStatus == 0;
+    });
+    collector.onReport([&](emit::Report& report) { command.report(report); });
+    const RecordResult result = collector.run();
+    command.wait();
+    return result;
 }
 
 }  // namespace host::record

@@ -4,17 +4,27 @@
 #include "host/emit/line_sink.h"
 #include "host/record/record_options.h"
 
+#include <functional>
+
 namespace host::record {
 
+class Command;
+
 enum class RecordResult {
-    Complete,  // collected (possibly ended early by a signal) and delivered to its end
-    Refused,   // the sink refused a line; it has said why
-    Failed,    // an input or output error of the recorder's own, told on standard error
+    Complete,    // collected (possibly ended early by a signal) and delivered to its end
+    Refused,     // the sink refused a line; it has said why
+    NotStarted,  // the start was refused
+    Failed,      // an input or output error of the recorder's own, told on standard error
 };
 
 // Collects for as long as `options` say and delivers to `sink`. SIGINT, SIGTERM and SIGHUP end the
 // collection, not the delivery; both are blocked while the collection goes on and are as they were when the
 // call returns.
 RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& sink);
+
+// The same while a command runs: `begin` is called with the command started, and the collection ends with it.
+// If that can't be started nothing is collected, and `commandStatus` says why, as Command::start does.
+RecordResult recordCommand(const RecordOptions& options, Command& command, const std::function<void()>& begin,
+                           const emit::LineSink& sink, int& commandStatus);
 
 }  // namespace host::record

@@ -55,10 +55,15 @@ double measuredFrequency() {
 
 }  // namespace
 
-SystemClock::SystemClock(const Root& root) : m_sees(root.isThisMachine()) {
+SystemClock::SystemClock(const Root& root, Command* command)
+    : m_command(command), m_sees(root.isThisMachine()) {
     sigemptyset(&m_ending);
     for (const int number : {SIGINT, SIGTERM, SIGHUP})
         if (!base::Inherited::get().isIgnored(number)) sigaddset(&m_ending, number);
+    if (m_command != nullptr) {
+        sigaddset(&m_ending, SIGCHLD);
+        if (!base::Inherited::get().isIgnored(SIGQUIT)) sigaddset(&m_ending, SIGQUIT);
+    }
     pthread_sigmask(SIG_BLOCK, &m_ending, &m_previous);
 
     std::uint64_t kilohertz = 0;
@@ -100,14 +105,18 @@ std::int64_t SystemClock::wallNanoseconds() {
 }
 
 bool SystemClock::waitUntil(std::uint64_t ticks) {
-    while (m_signal == 0) {
+    while (m_signal == 0 && !m_isCommandOver) {
         if (m_watch) m_watch->update(read_i());
         const std::uint64_t now = this->ticks();
         const double left = now < ticks ? static_cast<double>(ticks - now) / m_ticksPerUsec * 1000.0 : 0.0;
         const auto wait = static_cast<std::int64_t>(std::min(left, 3600.0 * 1e9));
         const timespec timeout{wait / NANOSECONDS, wait % NANOSECONDS};
-        const int number = sigtimedwait(&m_ending, nullptr, &timeout);
-        if (number > 0) m_signal = number;
+        siginfo_t signal{};
+        const int number = sigtimedwait(&m_ending, &signal, &timeout);
+        if (number > 0 && m_command != nullptr)
+            m_isCommandOver = m_command->take(signal);
+        else if (number > 0)
+            m_signal = number;
         if (number < 0 && wait == 0) return true;
     }
     return false;

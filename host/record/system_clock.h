@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "host/record/clock.h"
+#include "host/record/command.h"
 #include "host/record/sample_file.h"
 #include "host/record/suspend_watch.h"
 
@@ -15,7 +16,8 @@ namespace host::record {
 class SystemClock : public Clock {
 public:
     // Takes the frequency from the kernel if it tells it, else measures it, which takes 50 ms.
-    explicit SystemClock(const Root& root);
+    // While a command runs, signals are the command's to deal with, and its end is what a sleep ends with.
+    explicit SystemClock(const Root& root, Command* command = nullptr);
     SystemClock(const SystemClock&) = delete;
     SystemClock& operator=(const SystemClock&) = delete;
     ~SystemClock() override;
@@ -32,6 +34,8 @@ private:
     SuspendWatch::Reading read_i() const;
 
     double m_ticksPerUsec = 0.0;
+    Command* const m_command;
+    bool m_isCommandOver = false;
     const bool m_sees;  // whether it is the clocked machine's sleep that matters
     std::optional<SuspendWatch> m_watch;
     sigset_t m_ending;    // the signals that end the collection

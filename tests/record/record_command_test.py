@@ -6,6 +6,8 @@ usage: record_command_test.py PWRHOST TREE STREAM
 import json
 import os
 import pathlib
+import re
+import resource
 import signal
 import subprocess
 import sys
@@ -135,6 +137,68 @@ class RecordCommand(unittest.TestCase):
         done = pwrhost(closed, "record", "-w", "sum,raw", "-o", str(self.work / "run"), "--seconds", "0.1",
                        user=UNPRIVILEGED)
         self.assertEqual(done.returncode, 0, done.stderr)
+
+    def test_a_command_is_recorded_and_its_status_is_that_of_the_run(self):
+        cases = [(["sh", "-c", "exit 3", "--", "-x"], 3), (["sh", "-c", "kill -9 $$"], 128 + 9),
+                 (["./nosuch"], 127), (["."], 126), (["true"], 0)]
+        for command, status in cases:
+            done = pwrhost(self.work, "record", "--root", TREE, "--", *command)
+            self.assertEqual(done.returncode, status, done.stderr)
+            (self.work / "run.csv").exists() == (status not in (126, 127)) or self.fail(command)
+            if status not in (126, 127):
+                report = (self.work / "run.csv").read_text()
+                self.assertIn("Command: " + " ".join(command), report)
+                row = report[report.index("Command Summary"):].splitlines()[3].split(",")
+                self.assertRegex(row[0], command[0] + r" \(\d+\)")
+                self.assertEqual([int(row[1]), int(row[2])], [status, max(0, status - 128)])
+                (self.work / "run.csv").unlink()
+
+    def test_a_command_gets_what_the_recorder_was_given(self):
+        shown = "import os, resource, signal; print(signal.getsignal(signal.SIGPIPE).name, signal.getsignal(" \
+                "signal.SIGXFSZ).name, signal.pthread_sigmask(0, []), resource.getrlimit(7)[0], os.getcwd())"
+        plain = [sys.executable, "-S", "-c", "import signal; signal.signal(signal.SIGPIPE, signal.SIG_DFL); " + shown]
+        limit = lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (500, 1000))
+        own = subprocess.run(plain[:3] + [shown], cwd=self.work, capture_output=True, text=True, preexec_fn=limit)
+        recorded = pwrhost(self.work, "record", "-w", "none", "--", *plain[:3], shown, preexec_fn=limit)
+        self.assertEqual((recorded.returncode, recorded.stdout), (0, own.stdout), recorded.stderr)
+
+    def test_signals_that_are_sent_are_passed_on_to_the_command(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            script = f"trap 'exit 5' {number.name[3:]}; while :; do sleep 0.05; done"
+            process = subprocess.Popen([PWRHOST, "record", "--root", TREE, "--", "sh", "-c", script], cwd=self.work,
+                                       stderr=subprocess.PIPE, text=True)
+            time.sleep(0.6)
+            process.send_signal(number)
+            _, told = process.communicate(timeout=60)
+            self.assertEqual((process.returncode, told), (5, ""))
+
+    def test_what_cannot_be_said_together_is_refused(self):
+        for words, text in (
+            (["--seconds", "3", "--", "true"], "--seconds"), (["--save", "-", "--", "true"], "--save"),
+            (["true"], "unknown word true"), (["--"], "no command"), (["--sources", "CPU, foo"], 'unknown source "foo"'),
+            (["--metrics", "cpu*"], "nothing is left"), (["--exclude", "*"], "nothing is left"),
+            (["--interval", "disk=0"], "milliseconds"), (["--interval", "disc=5"], 'unknown source "disc"'),
+            (["--top", "some"], "--top"), (["--seconds", "3 weeks"], "seconds")):
+            done = pwrhost(self.work, "record", *words)
+            self.assertEqual(done.returncode, 1, words)
+            self.assertIn(text, done.stderr)
+        self.assertEqual(contents(self.work), {})
+
+    def test_the_list_tells_what_is_there(self):
+        done = pwrhost(self.work, "record", "--root", TREE, "--list", "--exclude", "Forks", "--sources", " Kernel")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        header, *lines = (re.split(r" {2,}", line) for line in done.stdout.splitlines())
+        self.assertEqual(header, ["SOURCE", "METRIC", "UNITS", "ENTITIES", "STATE", "FILES"])
+        self.assertEqual({len(line) for line in lines}, {6})
+        states = {line[1]: (line[0], line[3], line[4]) for line in lines}
+        self.assertEqual(states["Forks"], ("kernel", "1", "off"))
+        self.assertEqual(states["Interrupts"], ("kernel", "1", "on"))
+        self.assertEqual(states["GPU Busy"], ("gpu", "0", "absent: no such file"))
+
+    def test_a_stream_can_go_to_standard_output(self):
+        done = pwrhost(self.work, "record", "--root", TREE, "--seconds", "0.1", "-w", "none", "--save", "-")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(json.loads(done.stdout.splitlines()[0])["msg"], "system")
 
     def test_a_stream_that_cannot_be_saved_is_an_error(self):
         done = pwrhost(self.work, "record", "--root", TREE, "--seconds", "0.1", "--save", "/dev/full")

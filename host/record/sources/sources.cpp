@@ -186,8 +186,8 @@ const std::vector<SourceInfo>& sourceTable() {
 
 const std::vector<std::string>& defaultFeatureOrder() {
     static const std::vector<std::string> order{
-        "power",   "thermal", "frequency", "idle",     "cpu",  "gpu",     "device", "kernel",  "interrupt",
-        "process", "cgroup",  "memory",    "pressure", "disk", "network", "wakeup", "recorder"};
+        "command",   "power",   "thermal", "frequency", "idle",     "cpu",  "gpu",     "device", "kernel",
+        "interrupt", "process", "cgroup",  "memory",    "pressure", "disk", "network", "wakeup", "recorder"};
     return order;
 }
 
