@@ -63,4 +63,4 @@ if busy_share(3) > BUSY:
     print("this machine has become busy")
     sys.exit(77)
 assert nothing[0].startswith("0 of "), nothing[0]
-assert "User" in more[3], more[:5]
+assert len(more) > 3 and "User" in more[3], more[:5]
