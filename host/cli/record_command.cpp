@@ -110,10 +110,11 @@ int runCommand(RecordCommandOptions& options, session::Run& run, const emit::Lin
     record::Command command(options.m_words.command);
     options.m_record.seconds = 0;
     int startStatus = 0;
+    bool isBegun = true;
     const record::RecordResult result = record::recordCommand(
-        options.m_record, command, [&] { run.begin(); }, deliver, startStatus);
+        options.m_record, command, [&] { isBegun = run.begin(); }, deliver, startStatus);
     if (startStatus != 0) return startStatus;
-    if (result == record::RecordResult::NotStarted) return base::EXIT_ERROR;
+    if (result == record::RecordResult::NotStarted || !isBegun) return base::EXIT_ERROR;
     const int status = run.end();
     if (command.status() != 0) return command.status();
     return result == record::RecordResult::Complete ? status : base::EXIT_ERROR;
