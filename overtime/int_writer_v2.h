@@ -260,6 +260,11 @@ private:
     void pushAttributes_i(const pwr::AttributeValueManager& attributes,
                           FlatMap<std::uint64_t, std::uint16_t>& columns, BackingStoreWrapper& store);
 
+    std::int32_t calculateRate_i(const SampledMessage& message, const pwr::Data& value,
+                                 std::uint64_t duration);
+    std::int32_t calculatePercentage_i(const SampledMessage& message, const pwr::Data& value,
+                                       std::uint64_t duration);
+    std::int32_t calculateTime_i(const SampledMessage& message, const pwr::Data& value);
     void formatTicks_i(std::uint64_t ticks, TimeConversion conversion, std::string& out) const;
     void formatTime_i(std::uint64_t timestamp, TimeConversion conversion, std::string& out) const;
 
