@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/base/utf8.h"
+
 namespace host::base {
 
 // Skips blanks, takes one decimal number off the front of `text` and returns true; false leaves `text` alone.

@@ -24,6 +24,18 @@ void openStandardStreams() {
         if (::fcntl(descriptor, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) < 0) return;
 }
 
+// Complains and returns true if the first word is no command: the parser only says that one is missing.
+bool isUnknownCommand(const CLI::App& program, const std::vector<std::string>& words) {
+    if (words.size() < 2 || words[1].empty() || words[1][0] == '-') return false;
+    std::string known;
+    for (const CLI::App* command : program.get_subcommands({})) {
+        if (command->get_name() == words[1]) return false;
+        known += (known.empty() ? "" : ", ") + command->get_name();
+    }
+    host::base::complain("unknown command \"" + words[1] + "\"; there are: " + known);
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -43,6 +55,7 @@ int main(int argc, char** argv) try {
     host::cli::addInfoCommand(program, chosen);
     host::cli::addCompareCommand(program, chosen, words);
     host::cli::addCompletionCommand(program, chosen);
+    if (isUnknownCommand(program, words)) return host::base::EXIT_ERROR;
     try {
         program.parse(host::cli::countParsedWords(words), argv);
     } catch (const CLI::ParseError& problem) {

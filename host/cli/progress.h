@@ -5,7 +5,8 @@
 
 namespace host::cli {
 
-// Tells on standard error how far a run has come, a few times a second, in one line that is overwritten.
+// Tells on standard error how far a run has come, a few times a second, in one line that is overwritten and
+// is no wider than the terminal.
 class Progress {
 public:
     // `total` is the number of bytes to come, 0 if unknown.

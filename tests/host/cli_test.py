@@ -7,7 +7,9 @@ import array
 import fcntl
 import os
 import pathlib
+import pty
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -50,6 +52,7 @@ class Cli(unittest.TestCase):
                 status, out, err = self.run_host(*args)
                 self.assertEqual((1, ""), (status, out))
                 self.assertNotEqual("", err)
+        self.assertRegex(self.run_host("bogus", "--help")[2], '^pwrhost: unknown command "bogus"; there are: list, ')
         self.assertEqual(0, self.run_host("--help")[0])
         self.assertEqual(0, self.run_host("replay", "--help")[0])
 
@@ -234,6 +237,17 @@ class Cli(unittest.TestCase):
         self.check(0, f"\r100 %, {size:.1f} MB, 2 lines\n", self.replay("-w", "none", "--progress", "good"))
         self.check(0, f"\r{size:.1f} MB, 2 lines\n", self.replay("-w", "none", "--progress", "-", stdin=GOOD))
         self.check(0, "", self.replay("-w", "none", "--no-progress", "good"))
+
+    def test_progress_fits_the_terminal(self):
+        ours, theirs = pty.openpty()
+        self.addCleanup(os.close, ours)
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 12, 0, 0))
+        done = subprocess.run([PWRHOST, "replay", "-w", "none", "good"], cwd=self.work, stderr=theirs, timeout=60)
+        os.close(theirs)
+        shown = os.read(ours, 1000).decode()
+        self.assertEqual(0, done.returncode)
+        self.assertEqual("\r100 %, 0.0 ", shown.rstrip("\r\n")[:12])
+        self.assertLess(len(shown.strip()), 12)
 
     def test_signals_finish_the_files(self):
         for number, name in [(signal.SIGINT, "SIGINT"), (signal.SIGTERM, "SIGTERM"), (signal.SIGHUP, "SIGHUP")]:
