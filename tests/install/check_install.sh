@@ -26,7 +26,17 @@ file(GENERATE OUTPUT library.txt CONTENT "${PWR_WRITERS_LIBRARY}")
 CMAKE
 cmake -G Ninja -S "$work/project" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/moved" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/consumer" >/dev/null
-[ "$("$work/consumer/consumer" "$(cat "$work/consumer/library.txt")")" = "$names" ]
+library=$(cat "$work/consumer/library.txt")
+[ "$("$work/consumer/consumer" "$library")" = "$names" ]
+(cd "$work" && "$work/consumer/consumer" "$library" load raw int json bin vyrta)
+[ "$(grep -cE '^ *[0-9]+, ' "$work/load.txt")" = 5 ]
+[ -s "$work/load_trace.csv" ] && [ -s "$work/load.ztjson" ] && [ -s "$work/load.pwr" ]
+"$work/moved/bin/pwrhost" show --check "$work/load.pwr" >/dev/null
+# The guide prints this program.
+python3 -c 'import sys
+code, page = (open(path).read() for path in sys.argv[1:])
+sys.exit("".join("    " * bool(line.strip()) + line for line in code.splitlines(True)) not in page)' \
+    "$source/consumer.cpp" "$source/../../docs/host.md"
 
 # With the language level that the compiler has by itself.
 PKG_CONFIG_PATH=$(dirname "$(find "$work/moved" -name pwr_writers.pc)")
