@@ -4,7 +4,9 @@
 
 #include <cstdio>
 #include <deque>
+#include <functional>
 #include <limits>
+#include <memory>
 
 #include "host/model/registry.h"
 #include "pwr/pwr.h"
@@ -387,6 +389,70 @@ TEST(Delivery, FlushesNeedAContinuousRun) {
     runner.begin();
     ASSERT_TRUE(runner.feed("{\"msg\":\"system\"}\n{\"msg\":\"flush\"}"));
     EXPECT_EQ(2U, writer.m_calls.size());
+}
+
+// Keeps every pointer that a writer may keep.
+class PointerWriter : public test::ProbeWriter {
+public:
+    using ProbeWriter::writeMessage;
+    std::int32_t writeMessage(const pwr::SystemMessage& message) override {
+        keep_i([&message] { return std::to_string(message.m_id) + message.m_metadata->m_hostName; });
+        return 0;
+    }
+    std::int32_t writeMessage(const pwr::TableMessage& message) override {
+        const auto* const title = &message.getTitle();
+        const auto* const notes = message.getTextNotes();
+        const auto* const handle = *message.handlesBegin();
+        keep_i([=] { return *title + notes->at(0).front() + handle->getName(); });
+        return 0;
+    }
+    std::int32_t writeMessage(const pwr::MetricContainerInfoMessage& message) override {
+        const auto* const notes = message.m_notes;
+        const auto* const table = message.m_infoTable;
+        keep_i([=] { return notes->at(1).front() + table->getTitle(); });
+        return 0;
+    }
+    std::int32_t writeMessage(const pwr::Metric& metric) override {
+        const pwr::DataElement& element = *metric.getData().elements.front();
+        const auto* const entity = element.getEntity();
+        const auto* const descriptor = element.getDescriptor();
+        keep_i([=, &metric] { return metric.m_name + entity->getName() + descriptor->getName(); });
+        return 0;
+    }
+
+    // Reads through all of them.
+    std::vector<std::string> kept() const {
+        std::vector<std::string> texts;
+        for (const auto& read : m_kept) texts.push_back(read());
+        return texts;
+    }
+
+private:
+    void keep_i(std::function<std::string()> read) { m_kept.push_back(std::move(read)); }
+    std::vector<std::function<std::string()>> m_kept;
+};
+
+TEST(Lifetimes, TheSystemMessageAndWhatMessagesPointToOutliveTheReader) {
+    host::model::Registry::reset();
+    PointerWriter writer;
+    host::session::Delivery delivery;
+    delivery.add(writer);
+    delivery.init("run", false);
+    auto reader = std::make_unique<host::stream::StreamReader>(delivery);
+    std::uint64_t number = 0;
+    for (const char* line :
+         {R"({"def":"entity","id":1,"name":"CPU"})", R"({"def":"descriptor","id":2,"name":"C6"})",
+          R"({"def":"metric","id":10,"name":"Power","type":2})",
+          R"({"def":"table","container":1,"id":1,"title":"T","handles":[1],"notes":{"0":["pre"]}})",
+          R"({"msg":"system","id":3,"host":"box"})", R"({"msg":"table","table":[1,1]})",
+          R"({"msg":"row","table":[1,1],"cells":["x"]})",
+          R"({"msg":"container","id":1,"table":[1,1],"cells":["y"],"notes":{"1":["post"]}})",
+          R"({"msg":"metric","metric":10,"t":5,"data":[{"e":1,"d":2}]})", R"({"msg":"text","text":"after"})"})
+        ASSERT_TRUE(reader->line(line, ++number)) << reader->error();
+    delivery.fini();
+    reader.reset();
+    EXPECT_THAT(writer.kept(), ElementsAre("3box", "TpreCPU", "TpreCPU", "postT", "PowerCPUC6"));
+    host::model::Registry::reset();
 }
 
 }  // namespace
