@@ -12,10 +12,12 @@
 #include "host/base/stop_signal.h"
 #include "host/base/text.h"
 #include "host/cli/commands.h"
+#include "host/cli/preset.h"
 #include "host/cli/run_options.h"
 #include "host/emit/order_line.h"
 #include "host/record/command.h"
 #include "host/record/list_sources.h"
+#include "host/record/part_processes.h"
 #include "host/record/places.h"
 #include "host/record/record.h"
 #include "host/session/run.h"
@@ -30,6 +32,7 @@ struct Words {
     std::string flushEvery;
     std::string sources;
     std::string top = "20";
+    std::string rotate;
     std::vector<std::string> intervals;
     std::vector<std::string> metrics;
     std::vector<std::string> excluded;
@@ -66,11 +69,25 @@ bool readTop(const std::string& text, std::size_t& top) {
     return true;
 }
 
+// "1h" or "100M".
+bool readRotation(const std::string& text, record::RecordOptions& options) {
+    if (text.empty()) return true;
+    const std::size_t unit = std::string("kMG").find(text.back());
+    if (unit == std::string::npos) return readSeconds("--rotate", text, false, options.rotateSec);
+    std::string_view left = text;
+    std::uint64_t number = 0;
+    if (!base::takeUnsigned(left, number) || left.size() != 1 || number == 0 || number > 1'000'000'000)
+        return refuse("--rotate",
+                      "neither a length of time nor a number of bytes, as 1h or 100M: \"" + text + "\"");
+    options.rotateBytes = number << (10 * (unit + 1));
+    return true;
+}
+
 // What is said in words, as values. False after a complaint.
 bool readWords(const Words& words, record::RecordOptions& options) {
     if (!readSeconds("--seconds", words.seconds, true, options.seconds) ||
         !readSeconds("--flush-every", words.flushEvery, false, options.flushEverySec) ||
-        !readTop(words.top, options.top))
+        !readTop(words.top, options.top) || !readRotation(words.rotate, options))
         return false;
     for (const std::string& interval : words.intervals)
         if (const auto why = options.selection.addInterval(interval, options.intervalMs); !why.empty())
@@ -106,6 +123,16 @@ bool checkCommand(const RecordCommandOptions& options) {
     return true;
 }
 
+int runParts(RecordCommandOptions& options, session::Run& run, const emit::LineSink& deliver) {
+    if (!options.m_words.command.empty())
+        return refuse("--rotate", "not together with a command"), base::EXIT_ERROR;
+    if (options.m_run.m_output == "-" || options.m_record.save == "-")
+        return refuse("--rotate", "parts can't share standard output"), base::EXIT_ERROR;
+    const record::Deliverer deliverer{[&](const std::string& suffix) { run.begin(suffix); }, deliver,
+                                      [&] { return run.end(); }, [&] { return run.results(); }};
+    return record::recordInParts(options.m_record, deliverer);
+}
+
 int runCommand(RecordCommandOptions& options, session::Run& run, const emit::LineSink& deliver) {
     record::Command command(options.m_words.command);
     options.m_record.seconds = 0;
@@ -139,6 +166,7 @@ int runRecord(RecordCommandOptions& options) {
         base::complain("recorded line " + std::to_string(number) + ": " + run.reader().error());
         return false;
     };
+    if (options.m_record.isRotated()) return runParts(options, run, deliver);
     if (hasCommand) return runCommand(options, run, deliver);
     if (!run.begin()) return base::EXIT_ERROR;
     if (stop.isRequested()) {
@@ -194,6 +222,14 @@ void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std:
                      "Time between two deliveries of a continuous run, in seconds [1]")
         ->type_name("S");
     addChoices(*command, options->m_words);
+    command
+        ->add_option("--rotate", options->m_words.rotate,
+                     "Begin new results, NAME.0001 and on, after a time or so many bytes of stream: 1h, 100M")
+        ->type_name("LENGTH");
+    command
+        ->add_option("--keep", recording.keep, "Complete parts that stay; older ones of this run are removed")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
     command->add_option("--save", recording.save, "Keep the message stream in this file")->type_name("FILE");
     command->add_option("--root", recording.root, "Where proc, sys and etc are looked for")
         ->type_name("DIR")
@@ -202,7 +238,15 @@ void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std:
                       "Show how far the collection is (default: if standard error is a terminal)");
     command->add_option("command", options->m_words.command,
                         "Behind --: a command and its arguments, which is recorded for as long as it runs");
-    command->callback([&chosen, options] { chosen = [options] { return runRecord(*options); }; });
+    command->add_option("--preset", options->m_words.preset, "Options from NAME.conf, where none are given here")
+        ->type_name("NAME");
+    command->callback([&chosen, options, command] {
+        chosen = [options, command] {
+            const std::string& preset = options->m_words.preset;
+            if (!preset.empty() && !applyPreset(*command, preset)) return int{base::EXIT_ERROR};
+            return runRecord(*options);
+        };
+    });
 }
 
 }  // namespace host::cli

@@ -31,13 +31,50 @@ RecordResult Collector::run() {
     if (!m_output.open()) return RecordResult::Failed;
     m_part = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_tell);
     m_part->prepare();
-    if (m_onReport) m_part->addReport(m_onReport);
     if (!begin_i()) return RecordResult::NotStarted;
     Progress progress(m_options.progress, m_options.seconds);
     collect_i(progress);
     progress.clear();
+    if (m_onReport) m_part->addReport(m_onReport);
+    if (m_parts != nullptr) {
+        endPart_i();
+        m_parts->reap(true);
+        return RecordResult::Complete;
+    }
     const bool isWhole = m_part->deliver([this](std::string_view line) { return m_output.line(line); });
     return m_output.finish(isWhole);
+}
+
+// Hands the part over that has been finished.
+void Collector::endPart_i() {
+    if (!m_options.continuous) return m_parts->deliver(*m_part);
+    m_part->deliver({});
+    m_parts->close();
+}
+
+emit::LineSink Collector::sink_i() {
+    if (m_parts != nullptr) return m_parts->open();
+    return [this](std::string_view line) { return m_output.line(line); };
+}
+
+bool Collector::isPartFull_i() const {
+    if (m_options.rotateBytes > 0 && m_part->bytes() >= m_options.rotateBytes) return true;
+    return m_options.rotateSec > 0 && m_part->lastSample() - m_part->start() >= ticks_i(m_options.rotateSec);
+}
+
+// The next part begins at the tick at which this one stops, with counters read at the same time.
+void Collector::rotate_i() {
+    auto next = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_tell);
+    next->prepare();
+    const std::uint64_t now = std::max(m_clock.ticks(), m_part->lastSample() + 1);
+    m_own.cpuUsec = m_clock.cpuUsec();
+    m_part->sample(now, true);
+    next->baseline(now);
+    m_part->finish(now);
+    endPart_i();
+    m_part = std::move(next);
+    if (m_options.continuous) m_part->goLive(sink_i(), now + ticks_i(m_options.rotateSec));
+    m_nextFlush = now + ticks_i(m_options.flushEverySec);
 }
 
 // From here on counters count.
@@ -48,8 +85,7 @@ bool Collector::begin_i() {
     m_start = m_clock.ticks();
     m_part->baseline(m_start);
     if (m_onStart && !m_onStart()) return false;
-    if (m_options.continuous)
-        m_part->goLive([this](std::string_view line) { return m_output.line(line); }, m_start + wanted);
+    if (m_options.continuous) m_part->goLive(sink_i(), m_start + wanted);
     return true;
 }
 
@@ -61,6 +97,8 @@ void Collector::collect_i(Progress& progress) {
     while (m_part->isOpen() && m_part->lastSample() < end && !isInterrupted) {
         isInterrupted = !m_clock.waitUntil(std::min(m_part->due(), end));
         if (!isInterrupted) wake_i(end);
+        if (m_parts != nullptr) m_parts->reap();
+        if (m_parts != nullptr && isPartFull_i() && m_part->lastSample() < end) rotate_i();
         progress.update(seconds_i(m_part->lastSample() - m_start), m_part->samples());
     }
     // What has happened since the last sample belongs to the collection, too.

@@ -8,6 +8,7 @@
 #include "host/record/clock.h"
 #include "host/record/local_output.h"
 #include "host/record/part.h"
+#include "host/record/part_processes.h"
 #include "host/record/progress.h"
 #include "host/record/record.h"
 
@@ -27,6 +28,10 @@ public:
     // Writes more into the report.
     void onReport(std::function<void(emit::Report&)> report) { m_onReport = std::move(report); }
 
+    // The parts of a recording that is rotated go through these instead of the sink. They outlive this
+    // object.
+    void rotateThrough(PartProcesses& parts) { m_parts = &parts; }
+
     // Collects and delivers. To be called once.
     RecordResult run();
 
@@ -34,7 +39,10 @@ private:
     bool begin_i();
     void collect_i(Progress& progress);
     void wake_i(std::uint64_t end);
-    void flush_i();
+    bool isPartFull_i() const;
+    void rotate_i();
+    void endPart_i();
+    emit::LineSink sink_i();
     double seconds_i(std::uint64_t ticks) const;
     std::uint64_t ticks_i(double seconds) const;
 
@@ -47,6 +55,7 @@ private:
     std::function<void(emit::Report&)> m_onReport;
     OwnState m_own;
     std::unique_ptr<Part> m_part;
+    PartProcesses* m_parts = nullptr;
 
     std::uint64_t m_start = 0;      // ticks
     std::uint64_t m_nextFlush = 0;  // of a continuous run

@@ -174,7 +174,7 @@ void Part::finish(std::uint64_t ticks, const std::string& reason) {
 
 bool Part::deliver(const emit::LineSink& sink) {
     std::string lost;
-    if (m_isLive) {
+    if (m_isLive) {  // which is where `sink` would be
         flush(m_stop);
     } else {
         m_output.redirect(sink);

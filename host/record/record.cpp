@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "host/base/exit_status.h"
 #include "host/record/collector.h"
 #include "host/record/command.h"
 #include "host/record/system_clock.h"
@@ -33,6 +34,20 @@ RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& s
     if (!isOpen(root, tell)) return RecordResult::Failed;
     SystemClock clock(root);
     return Collector(options, root, clock, sink, tell).run();
+}
+
+int recordInParts(const RecordOptions& options, const Deliverer& deliverer) {
+    const Tell tell = teller(options);
+    const Root root(options.root);
+    if (!isOpen(root, tell)) return base::EXIT_ERROR;
+    SystemClock clock(root);
+    PartProcesses parts(deliverer, options.save, options.keep, tell);
+    RecordOptions unsaved = options;  // the parts keep their streams themselves
+    unsaved.save.clear();
+    Collector collector(unsaved, root, clock, {}, tell);
+    collector.rotateThrough(parts);
+    const RecordResult result = collector.run();
+    return result == RecordResult::Complete ? parts.status() : base::EXIT_ERROR;
 }
 
 RecordResult recordCommand(const RecordOptions& options, Command& command, const std::function<void()>& begin,

@@ -9,6 +9,7 @@
 namespace host::record {
 
 class Command;
+struct Deliverer;
 
 enum class RecordResult {
     Complete,    // collected (possibly ended early by a signal) and delivered to its end
@@ -21,6 +22,9 @@ enum class RecordResult {
 // collection, not the delivery; both are blocked while the collection goes on and are as they were when the
 // call returns.
 RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& sink);
+
+// The same in parts, each delivered in a process of its own. Returns the exit status.
+int recordInParts(const RecordOptions& options, const Deliverer& deliverer);
 
 // The same while a command runs: `begin` is called with the command started, and the collection ends with it.
 // If that can't be started nothing is collected, and `commandStatus` says why, as Command::start does.

@@ -1,6 +1,7 @@
 // What the user asks of a recording.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,15 @@ struct RecordOptions {
     bool continuous = false;           // deliver while collecting, not after it
     double flushEverySec = 1.0;        // continuous runs: time between two flushes
     std::string save;                  // keeps the delivered stream in this file; empty: not kept
+    double rotateSec = 0.0;            // length of a part, 0: no limit
+    std::uint64_t rotateBytes = 0;     // of a part's stream, 0: no limit
+    std::size_t keep = 0;              // complete parts that stay, 0: all
     std::string root = "/";            // where proc, sys and etc are looked for
     std::vector<std::string> command;  // the words of the command line
     std::string order;                 // line of the stream that orders the report; empty: the recorder's own
-    bool progress = false;             // tell on standard error how far the collection is
+    bool isRotated() const { return rotateSec > 0 || rotateBytes > 0; }
+
+    bool progress = false;  // tell on standard error how far the collection is
 };
 
 }  // namespace host::record

@@ -186,8 +186,19 @@ void Run::writeStatus_i(const StatusRecord& record) {
                  record.m_writer.c_str(), record.m_operation, record.m_status);
 }
 
-bool Run::begin() {
+std::vector<std::string> Run::results() const {
+    std::vector<std::string> paths;
+    for (const auto& made : m_environment->results().made()) paths.push_back(made.path);
+    return paths;
+}
+
+bool Run::begin(const std::string& suffix) {
+    m_options.m_output += suffix;
     if (!m_delivery.writers().empty()) {
+        if (!suffix.empty()) {
+            m_workFolder.forget();
+            if (!makeWorkFolder_i()) return false;
+        }
         if (!m_workFolder.enter()) {
             base::complain("cannot work in the folder " + m_workFolder.path() + ": " + std::strerror(errno));
             return false;

@@ -43,8 +43,10 @@ public:
     // been touched then, and no file emptied.
     bool open(const RunOptions& options);
 
-    // Starts the writers. Returns false after a complaint if there is no folder to work in.
-    bool begin();
+    // Starts the writers. Returns false after a complaint if there is no folder to work in. With a `suffix`,
+    // which is put behind the output name, this is one of several processes forked from the one that called
+    // open, and works in a folder of its own.
+    bool begin(const std::string& suffix = {});
 
     // Takes the stream's lines after begin.
     stream::StreamReader& reader() { return *m_reader; }
@@ -55,6 +57,9 @@ public:
     // Ends the run in the ordinary way and says what failed, and then which files there are. Returns the exit
     // status.
     int end();
+
+    // Paths of the results, after the end.
+    std::vector<std::string> results() const;
 
 private:
     bool selectWriters_i();

@@ -80,6 +80,12 @@ WorkFolder::~WorkFolder() {
     }
 }
 
+void WorkFolder::forget() {
+    m_path.clear();
+    m_lockPath.clear();
+    m_lock = base::Descriptor();
+}
+
 bool WorkFolder::make(const std::vector<std::string>& parents, std::string& error) {
     for (const std::string& parent : parents) {
         if (makeBelow_i(parent)) return true;

@@ -33,6 +33,9 @@ public:
     const base::Descriptor& origin() const { return m_origin; }
     const std::string& originPath() const { return m_originPath; }
 
+    // Leaves the folder to the process that this one was forked from.
+    void forget();
+
     // Goes back and removes the folder. Returns false with errno set if something of it stays at path().
     bool leave();
 

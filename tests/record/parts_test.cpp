@@ -2,11 +2,14 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include "host/base/text.h"
 #include "host/base/utf8.h"
 #include "host/emit/spool.h"
 #include "host/record/machine.h"
+#include "host/record/part_processes.h"
+#include "host/record/perf_counter.h"
 #include "host/record/system_clock.h"
 #include "tests/record/simulation.h"
 
@@ -106,6 +109,25 @@ TEST(SystemClock, takesTheFrequencyThatTheKernelTells) {
     const simulation::Folder folder;
     folder.put("sys/devices/system/cpu/cpu0/tsc_freq_khz", "2112005\n");
     EXPECT_EQ(SystemClock(Root(folder.path().string())).ticksPerUsec(), 2112.005);
+}
+
+TEST(PerfCounter, counts) {
+    const PerfCounter clock(1, 0, 0);  // of the kernel's own events: nanoseconds that a CPU ran
+    std::uint64_t first = 0;
+    std::uint64_t second = 0;
+    if (!clock.isOpen()) GTEST_SKIP() << "the kernel does not allow performance events here";
+    ASSERT_TRUE(clock.read(first));
+    usleep(2000);
+    ASSERT_TRUE(clock.read(second));
+    EXPECT_GE(second - first, 1'000'000U);
+}
+
+TEST(Parts, areNamedInFrontOfTheExtension) {
+    const std::pair<const char*, const char*> cases[] = {{"run.jsonl", "run.0001.jsonl"},
+                                                         {"a.b/run", "a.b/run.0001"},
+                                                         {"my.run.jsonl.zst", "my.run.0001.jsonl.zst"},
+                                                         {".hidden", ".hidden.0001"}};
+    for (const auto& [path, name] : cases) EXPECT_EQ(partName(path, ".0001"), name);
 }
 
 std::vector<std::string> replayed(Spool& spool) {

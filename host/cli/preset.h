@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace host::cli {
+
+// Takes the options that the preset of this name holds, as lines "option = value" with long names, into those
+// of `command` that its command line did not give. Looks for NAME.conf in the user's configuration folder, in
+// that of the machine, and beside the program. Returns false after a complaint, which names file and line.
+bool applyPreset(CLI::App& command, const std::string& name);
+
+}  // namespace host::cli

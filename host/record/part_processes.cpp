@@ -1,0 +1,179 @@
+#include "host/record/part_processes.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "host/base/exit_status.h"
+#include "host/base/text.h"
+#include "host/base/user_folder.h"
+#include "host/record/local_output.h"
+
+namespace host::record {
+
+namespace {
+
+bool writeAll(int file, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t n = ::write(file, text.data(), text.size());
+        if (n < 0 && errno != EINTR) return false;
+        if (n > 0) text.remove_prefix(static_cast<std::size_t>(n));
+    }
+    return true;
+}
+
+std::string readAll(int file) {
+    std::string text;
+    char buffer[4096];
+    for (;;) {
+        const ssize_t n = ::read(file, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return text;
+        text.append(buffer, static_cast<std::size_t>(n));
+    }
+}
+
+// Hands out the lines of a pipe until it ends; false when they are not wanted.
+bool feedLines(int file, const emit::LineSink& sink) {
+    std::string held;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = ::read(file, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return n == 0;
+        held.append(buffer, static_cast<std::size_t>(n));
+        std::size_t start = 0;
+        for (std::size_t end; (end = held.find('\n', start)) != std::string::npos; start = end + 1)
+            if (!sink(std::string_view(held).substr(start, end - start))) return false;
+        held.erase(0, start);
+    }
+}
+
+std::string suffixOf(unsigned number) {
+    char text[16];
+    std::snprintf(text, sizeof text, ".%04u", number);
+    return text;
+}
+
+}  // namespace
+
+std::string partName(const std::string& path, const std::string& suffix) {
+    const std::size_t name = path.rfind('/') + 1;
+    std::string_view stem = path;
+    if (stem.ends_with(".zst")) stem.remove_suffix(4);
+    const std::size_t dot = stem.rfind('.');
+    const std::size_t at = dot == std::string_view::npos || dot <= name ? stem.size() : dot;
+    return path.substr(0, at) + suffix + path.substr(at);
+}
+
+PartProcesses::PartProcesses(Deliverer deliverer, std::string save, std::size_t keep, Tell tell)
+    : m_deliverer(std::move(deliverer)), m_save(std::move(save)), m_keep(keep), m_tell(std::move(tell)) {
+    // What an ignored signal leaves behind can't be waited for.
+    std::signal(SIGCHLD, SIG_DFL);
+}
+
+PartProcesses::~PartProcesses() {
+    close();
+    reap(true);
+}
+
+void PartProcesses::deliver(Part& part) {
+    start_i([&part](const emit::LineSink& sink) { return part.deliver(sink); });
+}
+
+emit::LineSink PartProcesses::open() {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) {
+        m_tell(std::string("Unable to start a part: ") + std::strerror(errno));
+        m_status = base::EXIT_ERROR;
+        return [](std::string_view) { return false; };
+    }
+    base::Descriptor reading(ends[0]);
+    m_lines = base::Descriptor(ends[1]);
+    start_i([&](const emit::LineSink& sink) {
+        m_lines = base::Descriptor();  // the recorder's end, whose closing ends the part
+        return feedLines(reading.get(), sink);
+    });
+    return [this](std::string_view line) { return writeAll(m_lines.get(), std::string(line) + "\n"); };
+}
+
+void PartProcesses::close() {
+    m_lines = base::Descriptor();
+}
+
+void PartProcesses::start_i(const std::function<bool(const emit::LineSink&)>& feed) {
+    const std::string suffix = suffixOf(++m_number);
+    int ends[2];
+    pid_t process = -1;
+    if (::pipe2(ends, O_CLOEXEC) == 0) {
+        base::Descriptor reading(ends[0]);
+        const base::Descriptor writing(ends[1]);
+        process = ::fork();
+        if (process == 0) {
+            const int status = work_i(suffix, feed, writing.get());
+            std::fflush(nullptr);
+            ::_exit(status);
+        }
+        if (process > 0) m_running.push_back({process, suffix, std::move(reading)});
+    }
+    if (process > 0) return;
+    m_tell("Unable to start part " + suffix.substr(1) + ": " + std::strerror(errno));
+    m_status = base::EXIT_ERROR;
+}
+
+int PartProcesses::work_i(const std::string& suffix, const std::function<bool(const emit::LineSink&)>& feed,
+                          int report) {
+    const std::string save = m_save.empty() ? "" : partName(m_save, suffix);
+    m_deliverer.begin(suffix);
+    LocalOutput output(save, m_deliverer.line, m_tell);
+    const bool isWhole = feed([&](std::string_view line) { return output.line(line); });
+    const bool isOpen = output.open();
+    const RecordResult result = output.finish(isWhole);
+    const int status = m_deliverer.end();
+    std::string names;
+    for (const std::string& name : m_deliverer.results())
+        if (name.find(suffix) != std::string::npos) names += name + "\n";
+    if (!save.empty() && isOpen) names += save + "\n";
+    writeAll(report, names);
+    return result == RecordResult::Complete && isOpen ? status : base::EXIT_ERROR;
+}
+
+void PartProcesses::reap(bool wait) {
+    while (!m_running.empty()) {
+        int status = 0;
+        const pid_t ended = ::waitpid(m_running.front().process, &status, wait ? 0 : WNOHANG);
+        if (ended < 0 && errno == EINTR) continue;
+        if (ended == 0) return;
+        complete_i(m_running.front(), ended < 0 ? 0x100 : status);
+        m_running.pop_front();
+    }
+}
+
+void PartProcesses::complete_i(Running& part, int waitStatus) {
+    const int status = WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : base::EXIT_ERROR;
+    if (!WIFEXITED(waitStatus))
+        m_tell("part " + part.suffix.substr(1) + " was ended by signal " +
+               std::to_string(WTERMSIG(waitStatus)));
+    if (status != 0 && m_status != base::EXIT_ERROR) m_status = status;
+    std::vector<std::string> files;
+    const std::string names = readAll(part.report.get());
+    std::string_view left = names;
+    for (std::string_view line; base::takeLine(left, line);) files.emplace_back(line);
+    m_complete.push_back(std::move(files));
+    while (m_keep != 0 && m_complete.size() > m_keep) removeOldest_i();
+}
+
+void PartProcesses::removeOldest_i() {
+    for (const std::string& file : m_complete.front())
+        if (::unlinkat(base::userFolder(), file.c_str(), 0) != 0 && errno != ENOENT)
+            m_tell("Unable to remove " + file + ": " + std::strerror(errno));
+    m_complete.pop_front();
+}
+
+}  // namespace host::record
