@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <csignal>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@
 #include "host/base/text.h"
 #include "host/cli/commands.h"
 #include "host/cli/preset.h"
+#include "host/cli/prom_file.h"
 #include "host/cli/run_options.h"
 #include "host/emit/order_line.h"
 #include "host/record/command.h"
@@ -33,6 +35,7 @@ struct Words {
     std::string sources;
     std::string top = "20";
     std::string rotate;
+    std::string prom;
     std::vector<std::string> intervals;
     std::vector<std::string> metrics;
     std::vector<std::string> excluded;
@@ -147,13 +150,30 @@ int runCommand(RecordCommandOptions& options, session::Run& run, const emit::Lin
     return result == record::RecordResult::Complete ? status : base::EXIT_ERROR;
 }
 
+int runChecked(RecordCommandOptions& options);
+
+// Runs with a copy of the lines for the file of a monitoring system.
+int runWithProm(RecordCommandOptions& options) {
+    PromFile file;
+    if (options.m_record.isRotated()) return refuse("--prom", "not together with --rotate"), base::EXIT_ERROR;
+    std::signal(SIGPIPE, SIG_IGN);
+    if (!file.open(options.m_words.prom, options.m_run.m_plugins)) return base::EXIT_ERROR;
+    options.m_record.tee = [&file](std::string_view line) { return file.line(line); };
+    const int status = runChecked(options);
+    return file.close() || status != 0 ? status : int{base::EXIT_FAILED};
+}
+
 int runRecord(RecordCommandOptions& options) {
     if (!readWords(options.m_words, options.m_record) || !checkCommand(options)) return base::EXIT_ERROR;
     if (options.m_words.isList) return record::listSources(options.m_record);
-    const bool hasCommand = !options.m_words.command.empty();
-    if (hasCommand)
+    if (!options.m_words.command.empty())
         if (const int status = record::Command(options.m_words.command).check(); status != 0) return status;
     options.m_record.continuous = options.m_run.m_isContinuous;
+    return options.m_words.prom.empty() ? runChecked(options) : runWithProm(options);
+}
+
+int runChecked(RecordCommandOptions& options) {
+    const bool hasCommand = !options.m_words.command.empty();
     // The recorder hears signals itself while it collects; one that comes later must not cost the files.
     const base::StopSignal stop;
     session::Run run;
@@ -238,7 +258,12 @@ void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std:
                       "Show how far the collection is (default: if standard error is a terminal)");
     command->add_option("command", options->m_words.command,
                         "Behind --: a command and its arguments, which is recorded for as long as it runs");
-    command->add_option("--preset", options->m_words.preset, "Options from NAME.conf, where none are given here")
+    command
+        ->add_option("--prom", options->m_words.prom,
+                     "Keep the state in this file for a collector of text files, new at every --flush-every")
+        ->type_name("FILE");
+    command
+        ->add_option("--preset", options->m_words.preset, "Options from NAME.conf, where none are given here")
         ->type_name("NAME");
     command->callback([&chosen, options, command] {
         chosen = [options, command] {

@@ -85,6 +85,7 @@ bool Collector::begin_i() {
     m_start = m_clock.ticks();
     m_part->baseline(m_start);
     if (m_onStart && !m_onStart()) return false;
+    if (m_options.tee) m_part->tee(m_options.tee, m_start + wanted);
     if (m_options.continuous) m_part->goLive(sink_i(), m_start + wanted);
     return true;
 }
@@ -104,6 +105,7 @@ void Collector::collect_i(Progress& progress) {
     // What has happened since the last sample belongs to the collection, too.
     if (isInterrupted && m_clock.ticks() > m_part->lastSample()) wake_i(0);
     const std::uint64_t stop = std::max(m_clock.ticks(), m_part->lastSample() + 1);
+    if (m_options.tee) m_part->flushTee(stop);
     const std::string reason = isInterrupted ? m_clock.interruption() : "";
     m_part->finish(stop, reason);
     if (!reason.empty())
@@ -118,8 +120,9 @@ void Collector::wake_i(std::uint64_t end) {
     const std::uint64_t now = std::max(m_clock.ticks(), m_part->lastSample() + 1);
     if (m_own.suspendedTicks > 0) return m_part->restart(now);
     if (m_part->sample(now, now >= end)) ++m_own.lateSamples;
-    if (m_options.continuous && now >= m_nextFlush) {
-        m_part->flush(now);
+    if ((m_options.continuous || m_options.tee) && now >= m_nextFlush) {
+        if (m_options.continuous) m_part->flush(now);
+        if (m_options.tee) m_part->flushTee(now);
         m_nextFlush = now + ticks_i(m_options.flushEverySec);
     }
 }

@@ -61,6 +61,7 @@ Part::Part(const RecordOptions& options, const Root& root, Clock& clock, const O
       m_tell(std::move(tell)),
       m_output([this](std::string_view line) {
           m_bytes += line.size() + 1;
+          if (m_tee) m_tee(line);
           return m_spool.append(line);
       }),
       m_definitions(m_output),
@@ -120,10 +121,24 @@ void Part::goLive(emit::LineSink sink, std::uint64_t stop) {
     m_isLive = true;
     m_output.redirect([this, sink](std::string_view line) {
         m_bytes += line.size() + 1;
+        if (m_tee && !line.starts_with(R"({"msg":"s)") && line != R"({"msg":"flush"})") m_tee(line);
         return sink(line);
     });
-    writeSystem_i(stop);
+    writeSystem_i(m_output, stop);
     m_spool.replay(sink);
+}
+
+void Part::tee(const emit::LineSink& sink, std::uint64_t stop) {
+    emit::Output output(sink);
+    writeSystem_i(output, stop);
+    m_spool.replay(sink);
+    m_tee = sink;
+}
+
+void Part::flushTee(std::uint64_t ticks) {
+    emit::Output output(m_tee);
+    writeStop_i(output, ticks);
+    emit::JsonLine("msg", "flush").writeTo(output);
 }
 
 std::uint64_t Part::due() const {
@@ -162,7 +177,7 @@ void Part::restart(std::uint64_t ticks) {
 
 // With the stop of the collection as it would be now.
 void Part::flush(std::uint64_t ticks) {
-    writeStop_i(ticks);
+    writeStop_i(m_output, ticks);
     emit::JsonLine("msg", "flush").writeTo(m_output);
 }
 
@@ -174,11 +189,12 @@ void Part::finish(std::uint64_t ticks, const std::string& reason) {
 
 bool Part::deliver(const emit::LineSink& sink) {
     std::string lost;
+    m_tee = {};
     if (m_isLive) {  // which is where `sink` would be
         flush(m_stop);
     } else {
         m_output.redirect(sink);
-        writeSystem_i(m_stop);
+        writeSystem_i(m_output, m_stop);
         lost = m_spool.error();
         m_spool.replay([this](std::string_view line) {
             m_output.write(line);
@@ -191,7 +207,7 @@ bool Part::deliver(const emit::LineSink& sink) {
     return false;
 }
 
-void Part::writeSystem_i(std::uint64_t stop) {
+void Part::writeSystem_i(emit::Output& output, std::uint64_t stop) {
     const auto& [family, model, stepping] = m_machine.processor;
     emit::JsonLine line("msg", "system");
     line.key("cpu").beginList().value(std::min(family, 255U)).value(std::min(model, 255U));
@@ -213,12 +229,12 @@ void Part::writeSystem_i(std::uint64_t stop) {
     line.member("codeName",
                 m_machine.vendor + " family " + std::to_string(family) + " model " + std::to_string(model));
     line.member("nativeModel", m_machine.modelName).member("pchNames", m_machine.chipset);
-    line.writeTo(m_output);
+    line.writeTo(output);
 }
 
-void Part::writeStop_i(std::uint64_t stop) {
+void Part::writeStop_i(emit::Output& output, std::uint64_t stop) {
     emit::JsonLine line("msg", "stop");
-    line.member("tsc", stop).member("durationSec", seconds_i(stop - m_start)).writeTo(m_output);
+    line.member("tsc", stop).member("durationSec", seconds_i(stop - m_start)).writeTo(output);
 }
 
 void Part::writeHead_i(emit::Report& report) {

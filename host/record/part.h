@@ -39,6 +39,10 @@ public:
     // From here on the lines go to `sink`, those so far first; `stop` is the planned end.
     void goLive(emit::LineSink sink, std::uint64_t stop);
 
+    // Sends a copy of all lines, those so far first, to `sink`, and from time to time a flush.
+    void tee(const emit::LineSink& sink, std::uint64_t stop);
+    void flushTee(std::uint64_t ticks);
+
     // When the next sample is due.
     std::uint64_t due() const;
 
@@ -83,8 +87,8 @@ private:
     };
 
     void addSources_i();
-    void writeSystem_i(std::uint64_t stop);
-    void writeStop_i(std::uint64_t stop);
+    void writeSystem_i(emit::Output& output, std::uint64_t stop);
+    void writeStop_i(emit::Output& output, std::uint64_t stop);
     void writeReport_i();
     void writeHead_i(emit::Report& report);
     double seconds_i(std::uint64_t ticks) const;
@@ -96,6 +100,7 @@ private:
     Tell m_tell;
 
     emit::Spool m_spool;
+    emit::LineSink m_tee;       // empty: no copy
     std::uint64_t m_bytes = 0;  // of all lines
     emit::Output m_output;      // to the spool, later to a sink
     emit::Definitions m_definitions;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/emit/line_sink.h"
 #include "host/record/selection.h"
 
 namespace host::record {
@@ -23,6 +24,8 @@ struct RecordOptions {
     std::string root = "/";            // where proc, sys and etc are looked for
     std::vector<std::string> command;  // the words of the command line
     std::string order;                 // line of the stream that orders the report; empty: the recorder's own
+    emit::LineSink tee;                // gets all samples as they come, with a flush every flushEverySec
+
     bool isRotated() const { return rotateSec > 0 || rotateBytes > 0; }
 
     bool progress = false;  // tell on standard error how far the collection is

@@ -195,6 +195,82 @@ class RecordCommand(unittest.TestCase):
         self.assertEqual(states["Interrupts"], ("kernel", "1", "on"))
         self.assertEqual(states["GPU Busy"], ("gpu", "0", "absent: no such file"))
 
+    def test_parts_are_whole_runs_that_follow_each_other(self):
+        for more in ((), ("--continuous", "--flush-every", "0.1")):
+            done = pwrhost(self.work, "record", "--root", TREE, "-w", "sum,json", "--rotate", "250ms", "--seconds", "1.2",
+                           "--keep", "2", "--save", "s.jsonl", *more)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            names = sorted(contents(self.work))
+            reports = [name for name in names if name.endswith(".csv")]
+            self.assertEqual(len(reports), 2, names)
+            self.assertEqual([name[:8] for name in names if name.startswith("s.")], ["s" + r[3:8] + "js" for r in reports])
+            spans = []
+            for report in reports:
+                lines = (self.work / ("s" + report[3:8] + ".jsonl")).read_text().splitlines()
+                messages = [json.loads(line) for line in lines if line.startswith('{"msg":"s')]
+                spans.append((messages[0]["start"], (messages[-1].get("tsc") or messages[0]["stop"])))
+                replayed = pwrhost(self.work, "replay", "-o", "again", *more[:1], "s" + report[3:8] + ".jsonl")
+                self.assertEqual(replayed.returncode, 0, replayed.stderr)
+                self.assertEqual((self.work / "again.csv").read_text(), (self.work / report).read_text())
+            self.assertEqual(spans[0][1], spans[1][0])
+            for name in contents(self.work):
+                (self.work / name).unlink()
+
+    def test_a_preset_gives_what_the_command_line_does_not(self):
+        folder = self.work / "config" / "pwrhost"
+        folder.mkdir(parents=True)
+        (folder / "mine.conf").write_text("# mine\nseconds = 0.1\nmetrics = Forks\nmetrics=Load*\nwriters = raw\nroot = " + TREE)
+        environment = {**os.environ, "XDG_CONFIG_HOME": str(self.work / "config")}
+        for words, metrics in (((), {"Forks", "Load Average"}), (("--metrics", "Interrupts"), {"Interrupts"})):
+            done = pwrhost(self.work, "record", "--preset", "mine", "--save", "s", *words, env=environment)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            lines = [json.loads(line) for line in (self.work / "s").read_text().splitlines()]
+            self.assertEqual({line["name"] for line in lines if line.get("def") == "metric"}, metrics)
+            self.assertTrue((self.work / "run.txt").exists())
+        (folder / "bad.conf").write_text("seconds = 1\nspeed = 3\n")
+        for name, text in (("bad", 'bad.conf:2: unknown option "speed"'), ("none", "there is no preset none")):
+            done = pwrhost(self.work, "record", "--preset", name, env=environment)
+            self.assertEqual(done.returncode, 1)
+            self.assertIn(text, done.stderr)
+        for name in ("idle", "battery", "server"):  # those that come with the program
+            done = pwrhost(self.work, "record", "--preset", name, "--seconds", "0.1", "-w", "none", "--root", TREE)
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def test_the_file_for_a_monitoring_system_holds_the_sums_of_the_stream(self):
+        done = pwrhost(self.work, "record", "-w", "none", "--seconds", "0.6", "--flush-every", "0.2", "--prom", "f.prom",
+                       "--save", "s")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        text = (self.work / "f.prom").read_text()
+        for absent in ("# UNIT", "# EOF", "host=", "run="):
+            self.assertNotIn(absent, text)
+        self.assertIn("# TYPE context_switches_total counter\n", text)
+        lines = [json.loads(line) for line in (self.work / "s").read_text().splitlines()]
+        metric = next(l["id"] for l in lines if l.get("def") == "metric" and l["name"] == "Context Switches")
+        total = sum(e["v"]["u"] for l in lines if l.get("msg") == "metric" and l["metric"] == metric for e in l["data"])
+        series = 'context_switches_total{group="kernel",entity="System",item="Context Switches"} '
+        self.assertIn(f"{series}{total}\n", text)
+        self.assertEqual(sorted(contents(self.work)), ["f.prom", "s"])
+        for path, why in (("no/f.prom", "No such file"), (".", "Is a directory")):
+            done = pwrhost(self.work, "record", "--seconds", "9", "--prom", path)
+            self.assertEqual(done.returncode, 1)
+            self.assertIn(why, done.stderr)
+
+    def test_the_page_names_what_the_list_names_and_every_file_that_tells_of_power(self):
+        page = (pathlib.Path(TREE).parents[3] / "docs/record.md").read_text()
+        done = pwrhost(self.work, "record", "--root", TREE, "--list")
+        rows = [re.split(r" {2,}", line) for line in done.stdout.splitlines()[1:]]
+        sources, ignored = page.split("## Sources")[1].split("## Ignored")
+        for source, metric, *_ in rows:
+            self.assertRegex(sources, rf"(?m)^\| {source} \|[^|\n]*\b{metric}\b")
+        globs = [glob for row in rows for glob in row[5].split()] + re.findall("`([^`]+)`", ignored)
+        rules = [re.compile(re.escape(g).replace(r"\*\*", ".*").replace(r"\*", "[^/]*") + "$") for g in globs]
+        telling = re.compile("power|energy|temp|fan|freq|volt|curr|_uw|_uj|watt|/in[0-9]")
+        for folder, _, files in os.walk(TREE):
+            for name in files:
+                path = os.path.relpath(os.path.join(folder, name), TREE)
+                if telling.search(path):
+                    self.assertTrue(any(rule.match(path) for rule in rules), path)
+
     def test_a_stream_can_go_to_standard_output(self):
         done = pwrhost(self.work, "record", "--root", TREE, "--seconds", "0.1", "-w", "none", "--save", "-")
         self.assertEqual(done.returncode, 0, done.stderr)

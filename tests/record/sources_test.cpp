@@ -151,7 +151,7 @@ TEST(Temperature, tellsAFailedSensorOnceAndDropsIt) {
     run.m_root.put("sys/class/thermal/thermal_zone2/temp", "");  // can't be read from the beginning
     run.m_options.seconds = 0.9;
     const auto put = [&](const char* text) { run.m_root.put("sys/class/thermal/thermal_zone9/temp", text); };
-    run.at(2, [&] { put(""); });       // four times is not for good
+    run.at(2, [&] { put(""); });        // four times is not for good
     run.at(6, [&] { put("6000\n"); });  // and at this one it fails in a row of its own
     run.at(7, [&] { put(""); });
     run.record();
@@ -347,7 +347,8 @@ TEST(Processes, areSeenToStartAndExit) {
             "100 tool: Started 0 Started Process=/opt/bin/tool PID=60 Parent PID=50 Start (usec)=80000",
             "200 old: Exited 2200 Exited Process=old PID=40 Parent PID=1 Start (usec)=-2000000",
             "200 tool: Exited 120 Exited Process=/opt/bin/tool PID=60 Parent PID=50 Start (usec)=80000"));
-    EXPECT_THAT(run.rows("Process Events Summary: Total"), ElementsAre("Started, 3", "Exited, 2", "Executed, 0"));
+    EXPECT_THAT(run.rows("Process Events Summary: Total"),
+                ElementsAre("Started, 3", "Exited, 2", "Executed, 0"));
     EXPECT_THAT(run.rows("Process Events Summary: Counts"),
                 ElementsAre("[kworker], 1, 0, 0", "a) b (c, 1, 0, 0", "old, 0, 0, 1", "tool, 1, 0, 1"));
     int ends = 0;
@@ -376,10 +377,11 @@ TEST(Processes, areSeenToExecuteAnotherProgram) {
     // The young one is looked at in the next sample, the old one when its turn comes: 103 in 4 samples.
     EXPECT_THAT(
         run.elements("Process Events"),
-        ElementsAre("100 sh: Started 0 Started Process=/bin/sh PID=50 Parent PID=40 Start (usec)=50000",
-                    "200 tool; new: Executed 0 Executed Process=/opt/bin/tool, new PID=50 Parent PID=40 Start "
-                    "(usec)=50000",
-                    "400 late: Executed 0 Executed Process=/bin/late PID=40 Parent PID=1 Start (usec)=-2000000"));
+        ElementsAre(
+            "100 sh: Started 0 Started Process=/bin/sh PID=50 Parent PID=40 Start (usec)=50000",
+            "200 tool; new: Executed 0 Executed Process=/opt/bin/tool, new PID=50 Parent PID=40 Start "
+            "(usec)=50000",
+            "400 late: Executed 0 Executed Process=/bin/late PID=40 Parent PID=1 Start (usec)=-2000000"));
     EXPECT_THAT(run.rows("Process Events Summary: Counts"),
                 ElementsAre("late, 0, 1, 0", "sh, 1, 0, 0", "tool; new, 0, 1, 0"));
 }
