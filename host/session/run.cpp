@@ -142,13 +142,17 @@ bool Run::selectWriters_i() {
     return false;
 }
 
-// The file for standard output is made in the folder of temporary files first: writers seek, rename and append.
+// The file for standard output is made in the folder of temporary files first: writers seek, rename and
+// append.
 bool Run::checkStandardOutput_i() {
     m_isToStandardOutput = m_options.m_output == "-";
     if (!m_isToStandardOutput) return true;
     const auto& writers = m_delivery.writers();
     const bool isOne = writers.empty() || (writers.size() == 1 && makesOneFile(writers.front().m_name));
     m_options.m_output = "run";
+    if (!writers.empty())
+        m_printedFile =
+            m_options.m_output + PluginLibrary::capabilityOf(*writers.front().m_plugin).m_extension;
     if (isOne && !m_options.m_isContinuous) return true;
     base::complain("-o - takes exactly one writer, one that makes one file, and no continuous run");
     return false;
@@ -279,8 +283,11 @@ bool Run::hasAllFiles_i() const {
 // Prints the result of a run whose output is "-": it lies in the folder of temporary files.
 bool Run::printResult_i() const {
     if (!m_isToStandardOutput || m_delivery.writers().empty()) return true;
-    const auto made = m_environment->results().made();
+    auto made = m_environment->results().made();
     const std::string& writer = m_delivery.writers().front().m_name;
+    // What goes beside the file that the writer is for, such as the cells of the summary, is not printed.
+    const auto isBeside = [&](const auto& result) { return result.path != m_printedFile; };
+    if (!std::all_of(made.begin(), made.end(), isBeside)) std::erase_if(made, isBeside);
     if (made.size() > 1) {
         base::complain(writer + " has made " + std::to_string(made.size()) +
                        " files, and standard output takes one");

@@ -86,6 +86,7 @@ private:
     std::unique_ptr<stream::StreamReader> m_reader;
     std::FILE* m_statuses = nullptr;
     WorkFolder m_workFolder;
+    std::string m_printedFile;          // of one that makes several files, the one for standard output
     bool m_isToStandardOutput = false;  // what the writer makes
 };
 
