@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "host/base/text.h"
+#include "host/base/utf8.h"
 #include "host/compare/rank_sum_test.h"
 
 namespace host::compare {

@@ -3,6 +3,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include "host/base/utf8.h"
+
 namespace host::importers {
 
 void SampleLine::begin(std::uint32_t metric, std::uint64_t ticks) {
