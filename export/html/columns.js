@@ -1,5 +1,4 @@
 // From the text of a block to columns of numbers: what the writer's encodeColumn has made.
-
 const POWERS = Array.from({length: 23}, (_, i) => Number('1e' + i));
 
 async function inflate(base64) {
@@ -14,10 +13,8 @@ class ColumnReader {
     this.view = new DataView(bytes.buffer, bytes.byteOffset, bytes.byteLength);
     this.at = 0;
   }
-
   byte() { return this.bytes[this.at++]; }
   double() { return this.view.getFloat64((this.at += 8) - 8, true); }
-
   // A column of `count` numbers. `columns` are those of this series so far, `same` is the one of this place in
   // the series before. Columns that are the same are one array.
   column(count, columns, same) {
@@ -30,7 +27,6 @@ class ColumnReader {
       default: return this.doubles(count);
     }
   }
-
   // Integers over `power`, of 0 to 8 bytes, lowest bit for the sign.
   integers(count, power) {
     const order = this.byte(), width = this.byte(), base = this.double();
@@ -48,14 +44,12 @@ class ColumnReader {
     }
     return out;
   }
-
   decimals(count) {
     const out = this.integers(count, 1);
     for (let i = 0; i < count; i++) out[i] /= POWERS[this.bytes[this.at + i]];
     this.at += count;
     return out;
   }
-
   doubles(count) {
     const out = new Float64Array(count);
     const target = new Uint8Array(out.buffer);

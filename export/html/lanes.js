@@ -1,10 +1,6 @@
 // What is shown of a metric, and how it is told apart: rows, colours, names.
-
 const IDLE_STATE = /^(idle|io ?wait|poll|state\d+|c[1-9]\w*)$/i;
-const COLOURS = 10;
-const MOST_STACKS = 8;  // entities; more are strips
-const MOST_TEXTS = 40;
-
+const COLOURS = 10, MOST_STACKS = 8, MOST_TEXTS = 40;  // entities with stacks: more have strips
 const isIdle = name => IDLE_STATE.test(name.trim());
 
 class Lane {
@@ -31,11 +27,9 @@ class Lane {
         : count <= 8 ? 22 : count <= 64 ? 14 : count <= 256 ? 6 : Math.max(1, Math.floor(12000 / count));
     this.height = this.isLines ? this.rowHeight : Math.max(this.rowHeight * count, 22);
   }
-
   isQuiet(state) { return !this.isAllIdle && isIdle(this.states[state]); }
   itemOf(series) { return this.isLines ? this.series.indexOf(series) : series.state; }
   isShown(series) { return !this.hidden.size || !this.hidden.has(this.itemOf(series)); }
-
   decode() {
     return this.decoding ??= (async () => {
       const reader = new ColumnReader(await inflate(this.block.textContent));
@@ -45,19 +39,16 @@ class Lane {
       this.isDecoded = true;
     })();
   }
-
   // The entity, with the part of it where it has several.
   nameOf(series) {
     const entity = this.entities[series.entity], part = this.states[series.state];
     return part && this.rows[series.entity].length > 1 ? `${entity} ${part}` : entity;
   }
-
   colourOf(item, theme) {
     const quiet = this.isLines || this.isAllIdle ? 0 : this.states.slice(0, item).filter(isIdle).length;
     if (!this.isLines && this.isQuiet(item)) return theme.quiet[Math.min(quiet, theme.quiet.length - 1)];
     return theme.colours[(item - quiet) % COLOURS];
   }
-
   // What an entity did in the view, in a few words.
   summaryOfRow(row, view) {
     const ranges = row.map(series => [series, ...series.rangeIn(view)]);
@@ -75,7 +66,6 @@ class Lane {
     const most = shares.reduce((a, b) => b.share > a.share ? b : a);
     return `${percentText(most.share)} ${most.state}`;
   }
-
   // The same of a line: mean, maximum and energy.
   summaryOfLine(series, view) {
     const range = series.rangeIn(view), energy = energyFactor(this);
@@ -84,7 +74,6 @@ class Lane {
     return `mean ${numberText(series.mean(...range))}, max ${numberText(series.max(...range))}` +
         (energy ? `, ${numberText(joules, 'J')}` : '');
   }
-
   valueAt(series, time) {
     const i = series.indexAt(time);
     if (i < 0) return '';
@@ -92,7 +81,6 @@ class Lane {
     const share = this.isResidency ? series.sum[i] / this.ticksPerSecond / series.duration[i] : 1;
     return share > 0 ? `${this.states[series.state]}${this.isResidency ? ` ${percentText(share)}` : ''}` : '';
   }
-
   // What is the case at a time, of all entities.
   describeAt(time) {
     const texts = [];

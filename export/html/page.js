@@ -1,5 +1,4 @@
 // The page: what the reader does, and what follows from it.
-
 const $ = id => document.getElementById(id);
 const run = JSON.parse($('run').textContent), {ticksPerSecond, grid} = run;
 const main = $('lanes'), rows = $('selection').tBodies[0];
@@ -65,10 +64,8 @@ function buildLane(lane) {
   const find = name => section.querySelector(name), more = lane.legend.length - MOST_TEXTS;
   Object.assign(section.dataset, {group: lane.group, metric: lane.metric, type: lane.type});
   section.setAttribute('aria-label', `${lane.metric}, ${lane.unitText || 'no unit'}, group ${lane.group || 'none'}`);
-  find('h3').textContent = lane.metric;
-  find('.unit').textContent = lane.unitText;
-  [lane.gutter, lane.plot] = [find('.gutter'), find('.plot')];
-  lane.plot.style.height = `${lane.height}px`;
+  for (const [name, text] of [['h3', lane.metric], ['.unit', lane.unitText]]) find(name).textContent = text;
+  Object.assign(lane, {gutter: find('.gutter'), plot: find('.plot')}).plot.style.height = `${lane.height}px`;
   lane.keys = lane.legend.slice(0, MOST_TEXTS).map((name, item) => makeKey(lane, name, item));
   find('.legend').append(...lane.keys.map(({key}) => key), more > 0 ? `and ${more} more` : '');
   find('.legend').classList.toggle('long', lane.isLines && lane.keys.length > 1);
@@ -84,13 +81,12 @@ function buildLanes() {
     const title = make('summary', {}, name || '(no group)');
     const group = make('details', {class: 'group', open: ''}, title, ...members.map(buildLane));
     group.addEventListener('toggle', changed);
-    for (const lane of members) lane.fold = group;
     main.append(group);
   }
 }
 
-function isInSight({section, fold}) {
-  if (section.hidden || !fold.open) return false;
+function isInSight({section}) {
+  if (section.hidden || !section.parentElement.open) return false;
   const {top, bottom} = section.getBoundingClientRect();
   return bottom > -100 && top < innerHeight + 100;
 }
@@ -109,8 +105,7 @@ function drawLane(lane, view, width) {
     lane.plot.append(lane.canvas);
     listenToPlot(lane.canvas);
   }
-  const pixel = sizeCanvas(lane.canvas, width, lane.height);
-  const drawn = [view.from, view.to, lane.canvas.width, lane.canvas.height].join();
+  const pixel = sizeCanvas(lane.canvas, width, lane.height), drawn = [view.from, view.to, lane.canvas.width].join();
   if (!lane.isDecoded || lane.drawn === drawn) return;
   const picture = new Picture(lane.canvas, view, state.theme, pixel);
   if (lane.isLines) showScale(lane, drawLines(lane, picture)); else drawRows(lane, picture);
@@ -140,7 +135,6 @@ function describe(lane, view) {
 }
 
 let isFrameDue = false, isSelectionDue = false;
-
 // Everything that changes the picture ends here: the lanes in sight are drawn with the next frame.
 function changed() {
   main.setAttribute('aria-busy', 'true');
@@ -194,7 +188,6 @@ function change(factor, at, share = 0) {
 }
 
 const reset = () => setView(full.from, full.to);
-
 // Sets the selection, or removes it without arguments. Its bounds grow to whole points of the data.
 async function setSelection(from, to) {
   const wanted = state.selection = from === undefined ? null : {from, to};
@@ -206,8 +199,7 @@ async function setSelection(from, to) {
   if (!wanted) return;
   for (const lane of lanes) if (!lane.isDecoded) await lane.decode();
   if (state.selection !== wanted) return;
-  if (grid && from < to) wanted.from = grownBound(lanes, from, grid, false);
-  if (grid && from < to) wanted.to = grownBound(lanes, to, grid, true);
+  if (grid && from < to) Object.assign(wanted, grownSelection(lanes, wanted, grid));
   rows.replaceChildren(...lanes.flatMap(lane => rowsOf(lane, wanted)).map(makeRow));
   $('span').textContent = timeText(wanted.to - wanted.from);
   isSelectionDue = false;
@@ -257,9 +249,7 @@ const fields = {
   'select-to': {get: ({selection}) => selection?.to, set: x => setSelection(Math.min(x, state.selection?.from ?? full.from), x)},
 };
 
-function showFields() {
-  for (const [id, {get}] of Object.entries(fields)) $(id).value = get(state) ?? '';
-}
+const showFields = () => Object.entries(fields).forEach(([id, {get}]) => { $(id).value = get(state) ?? ''; });
 
 function enterField(id) {
   const text = $(id).value.trim(), number = Number(text);
@@ -304,11 +294,11 @@ function middle() {
   return cursor !== null && cursor >= from && cursor <= to ? cursor : (from + to) / 2;
 }
 
+const moveCursor = share => setCursor(middle() + share * (state.view.to - state.view.from));
 const keys = {
   w: () => change(1 / 1.5, middle()), s: () => change(1.5, middle()), a: () => change(1, middle(), -0.2),
   d: () => change(1, middle(), 0.2), escape: () => setSelection(), home: reset,
-  arrowleft: () => setCursor(middle() - 0.01 * (state.view.to - state.view.from)),
-  arrowright: () => setCursor(middle() + 0.01 * (state.view.to - state.view.from)),
+  arrowleft: () => moveCursor(-0.01), arrowright: () => moveCursor(0.01),
 };
 
 function onKey(event) {
@@ -352,21 +342,21 @@ function listenToPlot(canvas) {
   on('dblclick', reset);
 }
 
-function redrawAll() {
-  state.theme = readTheme();
-  for (const lane of lanes) lane.drawn = null;
-  changed();
-}
-
 for (const id of Object.keys(fields)) {
   $(id).addEventListener('keydown', event => { if (event.key === 'Enter') enterField(id); });
   $(id).addEventListener('blur', showFields);
 }
 $('filter').addEventListener('input', applyFilter);
-for (const [id, act] of Object.entries({reset, copy: copyTable, clear: () => setSelection()})) $(id).addEventListener('click', act);
+for (const [id, act] of Object.entries({reset, copy: copyTable, clear: () => setSelection()}))
+  $(id).addEventListener('click', act);
 document.addEventListener('keydown', onKey);
-for (const [name, act] of Object.entries({scroll: changed, resize: changed, hashchange: readFragment})) addEventListener(name, act);
-matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redrawAll);
+for (const name of ['scroll', 'resize']) addEventListener(name, changed);
+addEventListener('hashchange', readFragment);
+matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => {
+  state.theme = readTheme();
+  for (const lane of lanes) lane.drawn = null;
+  changed();
+});
 listenToPlot($('axis'));
 buildLanes();
 showFields();

@@ -1,5 +1,4 @@
 // Pictures of lanes, pixel by pixel: a column shows everything that happened in its part of the view.
-
 const LEAST_SHARE = 0.3;  // of a state that is left within a column, so that short ones show
 const BAND = 110;         // opacity between least and most, of 255
 
@@ -10,26 +9,22 @@ class Picture {
     const {width, height} = canvas, context = canvas.getContext('2d');
     Object.assign(this, {view, theme, pixel, width, height, context, spans: new Map()});
     this.step = (view.to - view.from) / width;  // seconds of a column
-    // Pictures are painted one after the other, most of them of one size.
+    // Pictures are painted one after the other.
     const reused = Picture.last?.width === width && Picture.last?.height === height;
     this.image = Picture.last = reused ? Picture.last : context.createImageData(width, height);
     this.pixels = new Uint32Array(this.image.data.buffer).fill(0);
   }
-
   show() { this.context.putImageData(this.image, 0, 0); }
-
   // Puts a colour into a part of a column.
   fill(x, top, bottom, colour) {
     for (let at = top * this.width + x, end = bottom * this.width; at < end; at += this.width) this.pixels[at] = colour;
   }
-
   // The same, see-through, half and half with what is there.
   shade(x, top, bottom, colour) {
     const {pixels, width} = this, half = (pack(colour, BAND) & 0xfefefefe) >>> 1;
     for (let at = top * width + x, end = bottom * width; at < end; at += width)
       pixels[at] = pixels[at] === 0 ? 2 * half : ((pixels[at] & 0xfefefefe) >>> 1) + half;
   }
-
   // For each column the indices of what reaches into it, and of what has its time stamp in it.
   spansOf(series) {
     const known = this.spans.get(series.begin);
@@ -94,41 +89,24 @@ function drawLines(lane, picture) {
       const before = x > 0 && ys[x - 1] >= 0 ? ys[x - 1] : ys[x];
       picture.fill(x, Math.min(before, ys[x]), Math.max(before, ys[x]) + thick, colour);
       // What stands alone is a dot.
-      const isAlone = before === ys[x] && !(ys[x - 1] >= 0) && !(ys[x + 1] >= 0);
-      for (let dx = -pixel; isAlone && dx <= pixel; dx++)
-        if (x + dx >= 0 && x + dx < width) picture.fill(x + dx, Math.max(ys[x] - 1, 0), ys[x] + thick, colour);
+      const isAlone = !(ys[x - 1] >= 0 || ys[x + 1] >= 0), end = Math.min(x + pixel + 1, width);
+      for (let at = Math.max(x - pixel, 0); isAlone && at < end; at++) picture.fill(at, ys[x], ys[x] + 2 * pixel, colour);
     }
   return {ticks, step, at: tick => toY(tick) / height};
 }
 
-// The shares of a row's series of column x go into `shares`, together at most 1. Each returns how high the
-// column is, 0 if nothing is known of it.
-function residencyShares(lane, row, spans, x, shares) {
-  let isKnown = false;
-  row.forEach((series, k) => {
-    const from = spans[k].from[x], to = spans[k].to[x], time = series.over('duration', from, to);
-    isKnown ||= to > from;
-    shares[k] = time > 0 ? series.over('sum', from, to) / lane.ticksPerSecond / time : 0;
-  });
-  return isKnown ? 1 : 0;
-}
-
-function transitionShares(lane, row, spans, x, shares, {view, step}) {
-  const start = view.from + x * step;
-  row.forEach((series, k) => {
-    const from = spans[k].from[x], to = spans[k].to[x], last = spans[k].last[x], {begin} = series;
-    let time = last > from ? series.over('duration', from, last) - Math.max(0, start - begin[from]) : 0;
-    if (to > last) time += start + step - Math.max(start, begin[last]);
-    shares[k] = Math.max(time / step, last > from ? LEAST_SHARE : 0);
-  });
-  return shares.some(share => share > 0) ? 1 : 0;
-}
-
-// Ticks are two columns wide, and the taller the more events there are in them.
-function eventShares(lane, row, spans, x, shares) {
-  row.forEach((series, k) => { shares[k] = series.over('count', spans[k].from[Math.max(x - 1, 0)], spans[k].last[x]); });
-  const count = shares.reduce((a, b) => a + b);
-  return count ? Math.min(0.4 + 0.1 * Math.log2(count), 1) : 0;
+// How much of column x a series of states has, as a share. Events are counted, in columns two pixels wide.
+function shareAt(lane, series, {from, to, last}, x, {view, step}) {
+  if (lane.isEvents) return series.over('count', from[Math.max(x - 1, 0)], last[x]);
+  if (from[x] === to[x]) return 0;
+  if (lane.isResidency) {
+    const time = series.over('duration', from[x], to[x]);
+    return time > 0 ? series.over('sum', from[x], to[x]) / lane.ticksPerSecond / time : 0;
+  }
+  const start = view.from + x * step, isLeft = last[x] > from[x], {begin} = series;
+  let time = isLeft ? series.over('duration', from[x], last[x]) - Math.max(0, start - begin[from[x]]) : 0;
+  if (to[x] > last[x]) time += start + step - Math.max(start, begin[last[x]]);
+  return Math.max(time / step, isLeft ? LEAST_SHARE : 0);
 }
 
 // A mixture of colours by their shares; what is left is `rest`, or see-through.
@@ -153,12 +131,12 @@ function drawStack(picture, x, top, bottom, colours, shares) {
 function drawRow(lane, row, top, bottom, picture) {
   const colours = row.map(series => lane.colourOf(series.state, picture.theme));
   const spans = row.map(series => picture.spansOf(series)), shares = new Float64Array(row.length);
-  const sharesAt = lane.isResidency ? residencyShares : lane.isEvents ? eventShares : transitionShares;
   for (let x = 0; x < picture.width; x++) {
-    const height = sharesAt(lane, row, spans, x, shares, picture);
-    if (!height) continue;
-    const all = shares.reduce((a, b) => a + b);
+    let all = 0;
+    for (let k = 0; k < shares.length; k++) all += shares[k] = shareAt(lane, row[k], spans[k], x, picture);
+    if (!all && !(lane.isResidency && spans.some(({from, to}) => from[x] < to[x]))) continue;
     if (all > 1) for (let k = 0; k < shares.length; k++) shares[k] /= all;
+    const height = lane.isEvents ? Math.min(0.4 + 0.1 * Math.log2(all), 1) : 1;  // many events are tall
     const above = bottom - Math.ceil(height * (bottom - top));
     if (lane.isStack) drawStack(picture, x, top, bottom, colours, shares);
     else picture.fill(x, above, bottom, mixture(colours, shares, lane.isResidency && picture.theme.covered));

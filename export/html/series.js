@@ -1,5 +1,4 @@
-// The numbers of one entity and state, or part, of a metric, with what makes looking at ranges of them fast.
-// An index stands for a leaf: one sample, or, in a reduced page, all of an interval of the grid.
+// The numbers of an entity's state or part. An index is a leaf: a sample, or, if reduced, all of an interval of the grid.
 
 // The first index from `from` on whose number is not below `x`.
 function lowerBound(sorted, x, from = 0) {
@@ -27,7 +26,6 @@ class Maxima {
       last = half;
     }
   }
-
   of(from, to) {
     let most = -Infinity;
     for (let level = 0; from < to; level++, from >>= 1, to >>= 1) {
@@ -43,8 +41,7 @@ class Series {
   constructor(lane, [entity, state, length]) {
     Object.assign(this, {lane, entity, state, length, prefixes: {}});
   }
-
-  // Reads the columns, `before` being the series before in the block.
+  // Reads the columns, which follow those of the series before.
   read(reader, before) {
     const {lane, length} = this, {ticksPerSecond, type} = lane, columns = this.columns = [];
     const isReduced = reader.byte() === 1;
@@ -74,7 +71,6 @@ class Series {
     if (!lane.isLines) return;
     this.measure(isReduced, weighted, least ?? sum, most ?? sum);
   }
-
   // What only values and deltas have: sums by time, and extremes, which leave out what has none.
   measure(isReduced, weighted, least, most) {
     const {lane, sum, duration, count, skipped} = this, isValue = lane.type === 'SAMPLED_VALUE';
@@ -86,29 +82,24 @@ class Series {
     else this.weighted = sum.map((x, i) => isValue ? x * duration[i] : has(i) ? x : 0);
     this.usable = isValue ? count.map((all, i) => all - skipped[i]) : duration;
   }
-
   // The sum of a column over a range, for pictures: statistics add up exactly.
   over(column, from, to) {
     const sums = this.prefixes[column] ??= prefixSums(this[column]);
     return sums[to] - sums[from];
   }
-
   max(from, to) { return (this.maxima ??= new Maxima(this.most)).of(from, to); }
   min(from, to) { return -(this.minima ??= new Maxima(this.least.map(x => -x))).of(from, to); }
-
   // The mean value, or rate, of a range; not-a-number if there is none.
   mean(from, to) {
     const {type, factor} = this.lane, weight = this.over('usable', from, to);
     if (!(weight > 0)) return NaN;
     return (type === 'SAMPLED_DELTA' ? factor * this.over('weighted', from, to) : this.over('sum', from, to)) / weight;
   }
-
   // The range of what has its time stamp in a view.
   rangeIn({from, to}) {
     const start = lowerBound(this.time, from);
     return [start, lowerBound(this.time, to, start)];
   }
-
   // The index of what holds at a time, -1 for nothing.
   indexAt(time) {
     const i = lowerBound(this.time, time);

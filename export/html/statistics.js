@@ -1,5 +1,4 @@
 // What the table says of a selection. A sample belongs to it if from <= time < to.
-
 const ENERGY_OF_POWER = {W: 1, mW: 1e-3, uW: 1e-6};
 const ENERGY_OF_COUNT = {J: 1, mJ: 1e-3, uJ: 1e-6};
 
@@ -61,13 +60,14 @@ function rowsOf(lane, selection) {
   return rows;
 }
 
-// The bound to which a selection grows so that it cuts no leaf of several samples: a line of the grid.
-function grownBound(lanes, bound, grid, isEnd) {
-  for (const lane of lanes)
-    for (const series of lane.series) {
-      const i = lowerBound(series.time, bound);
-      if (i === series.length || !(series.first[i] < bound)) continue;
-      return (Math.floor(series.firstTicks[i] / grid) + (isEnd ? 1 : 0)) * grid / lane.ticksPerSecond;
+// Where a bound cuts a leaf of several samples, the selection grows to the line of the grid outside of it.
+function grownSelection(lanes, {from, to}, grid) {
+  const grow = (bound, isEnd) => {
+    for (const {lane, time, first, firstTicks, length} of lanes.flatMap(lane => lane.series)) {
+      const i = lowerBound(time, bound);
+      if (i < length && first[i] < bound) return (Math.floor(firstTicks[i] / grid) + isEnd) * grid / lane.ticksPerSecond;
     }
-  return bound;
+    return bound;
+  };
+  return {from: grow(from, 0), to: grow(to, 1)};
 }

@@ -1,5 +1,4 @@
 // Times and numbers as texts, and the ticks of axes.
-
 const TIME_UNITS = [[1, 's'], [1e-3, 'ms'], [1e-6, 'µs'], [1e-9, 'ns']];
 
 // Ticks at steps of 1, 2 or 5 times a power of ten, about `count` of them.
