@@ -54,15 +54,14 @@ class Lane {
     const ranges = row.map(series => [series, ...series.rangeIn(view)]);
     const all = column => ranges.reduce((sum, [series, ...range]) => sum + series.over(column, ...range), 0);
     if (this.isEvents) return `${numberText(all('count'))} events`;
-    const total = all('duration'), shares = ranges.map(([series, ...range]) => ({
-      state: this.states[series.state],
-      share: this.isResidency ? series.over('sum', ...range) / this.ticksPerSecond / series.over('duration', ...range)
-                              : series.over('duration', ...range) / total,
-    })).filter(({share}) => Number.isFinite(share));
+    const total = all('duration'), shares = ranges.map(([series, ...range]) => {
+      const long = series.over('duration', ...range), state = this.states[series.state];
+      const time = this.isResidency ? series.over('sum', ...range) / this.ticksPerSecond : long;
+      return {state, time, share: time / (this.isResidency ? long : total)};
+    }).filter(({share}) => Number.isFinite(share));
     if (!shares.length) return '';
-    const add = list => list.reduce((sum, {share}) => sum + share, 0);
-    if (!this.isAllIdle && this.states.some(isIdle))
-      return `${percentText(add(shares.filter(({state}) => !isIdle(state))))} busy`;
+    const busy = shares.filter(({state}) => !isIdle(state)), add = name => busy.reduce((sum, part) => sum + part[name], 0);
+    if (!this.isAllIdle && this.states.some(isIdle)) return `${percentText(add('share'))} busy, ${timeText(add('time'))}`;
     const most = shares.reduce((a, b) => b.share > a.share ? b : a);
     return `${percentText(most.share)} ${most.state}`;
   }

@@ -8,7 +8,6 @@ function ticksOf(from, to, count) {
   for (let i = Math.ceil(from / step); i * step <= to && ticks.length < 100; i++) ticks.push(i * step);
   return {step, ticks};
 }
-
 const decimalsFor = step => Math.min(Math.max(0, -Math.floor(Math.log10(step) + 1e-9)), 12);
 
 // A number as a reader takes it in, with the unit.
@@ -19,14 +18,12 @@ function numberText(number, unit = '') {
       : size >= 1e4 ? Math.round(number).toLocaleString('en') : String(Number(number.toPrecision(4)));
   return unit ? `${text} ${unit}` : text;
 }
-
 const percentText = share => Number.isFinite(share) ? `${(100 * share).toFixed(1)} %` : '–';
 
 function timeText(seconds) {
   const size = Math.abs(seconds);
   const [unit, name] = TIME_UNITS.find(([unit]) => size >= unit || size === 0) ?? TIME_UNITS[3];
-  return `${Number((seconds / unit).toPrecision(5))} ${name}`;
+  return `${Number((seconds / unit).toPrecision(4))} ${name}`;
 }
-
 // The text of a moment, as fine as the view needs it.
 const momentText = (time, view) => `${time.toFixed(decimalsFor((view.to - view.from) / 1000))} s`;
