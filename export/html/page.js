@@ -1,8 +1,7 @@
 // The page: what the reader does, and what follows from it.
 const $ = id => document.getElementById(id);
 const run = JSON.parse($('run').textContent), {ticksPerSecond, grid} = run;
-const main = $('lanes'), rows = $('selection').tBodies[0];
-const blocks = document.querySelectorAll('script.block');
+const main = $('lanes'), rows = $('selection').tBodies[0], blocks = document.querySelectorAll('script.block');
 const lanes = run.lanes.map((data, i) => new Lane(data, ticksPerSecond, blocks[i]));
 const full = fullView();
 const state = {view: full, selection: null, cursor: null, theme: readTheme()};
@@ -27,8 +26,8 @@ function readTheme() {
     return {r, g, b, text};
   };
   const list = (name, count) => Array.from({length: count}, (_, i) => read(name + i));
-  return {colours: list('c', COLOURS), quiet: list('quiet', 4), covered: read('covered'), grid: read('grid'),
-          muted: read('muted'), back: read('back')};
+  const [covered, grid, muted, back] = ['covered', 'grid', 'muted', 'back'].map(read);
+  return {colours: list('c', COLOURS), quiet: list('quiet', 4), covered, grid, muted, back};
 }
 
 function make(tag, attributes = {}, ...children) {
@@ -122,7 +121,7 @@ function showScale(lane, {ticks, step, at}) {
   }));
 }
 
-// Says what the picture shows, beside it and to those who cannot see it.
+// Says what the picture shows, to those who cannot see it too.
 function describe(lane, view) {
   const {isLines, keys, labels, series, rows, legend, entities, metric} = lane;
   const texts = (isLines ? keys.map(({note}) => note) : labels).map((note, i) => {
@@ -157,8 +156,7 @@ function drawFrame() {
 function placeOverlay() {
   const {view, selection, cursor} = state, band = $('band'), line = $('line');
   const at = time => Math.min(Math.max(100 * (time - view.from) / (view.to - view.from), -1), 101);
-  band.hidden = !selection;
-  line.hidden = cursor === null;
+  [band.hidden, line.hidden] = [!selection, cursor === null];
   const [left, right] = [at(selection?.from), at(selection?.to)];
   Object.assign(band.style, {left: `${left}%`, width: `${right - left}%`});
   line.style.left = `${at(cursor)}%`;
@@ -197,7 +195,7 @@ async function setSelection(from, to) {
   showFields();
   changed();
   if (!wanted) return;
-  for (const lane of lanes) if (!lane.isDecoded) await lane.decode();
+  if (!lanes.every(lane => lane.isDecoded)) await decodeAll();
   if (state.selection !== wanted) return;
   if (grid && from < to) Object.assign(wanted, grownSelection(lanes, wanted, grid));
   rows.replaceChildren(...lanes.flatMap(lane => rowsOf(lane, wanted)).map(makeRow));
@@ -233,10 +231,14 @@ function copyTable() {
   document.removeEventListener('copy', give);
 }
 
+let decodingAll, addressTime = -Infinity, addressTimer = 0;
+const decodeAll = () => decodingAll ??= (async () => { for (const lane of lanes) await lane.decode(); })();
+
 function setCursor(time) {
+  if (!lanes.every(lane => lane.isDecoded)) decodeAll().then(() => setCursor(state.cursor));
   state.cursor = time;
   placeOverlay();
-  const texts = lanes.filter(lane => lane.isDecoded && isInSight(lane)).map(lane => [lane.metric, lane.describeAt(time)])
+  const texts = lanes.filter(lane => lane.isDecoded && !lane.section.hidden).map(lane => [lane.metric, lane.describeAt(time)])
       .filter(([, text]) => text).map(([name, text]) => `${name}: ${text}`);
   $('cursor').textContent = [momentText(time, state.view), ...texts].join(' | ');
 }
@@ -253,7 +255,8 @@ const showFields = () => Object.entries(fields).forEach(([id, {get}]) => { $(id)
 
 function enterField(id) {
   const text = $(id).value.trim(), number = Number(text);
-  if (text && Number.isFinite(number)) fields[id].set(number, state.view);
+  if (id === 'filter') applyFilter();
+  else if (text && Number.isFinite(number)) fields[id].set(number, state.view);
   else if (!text && id.startsWith('select')) setSelection();
   else showFields();
 }
@@ -264,8 +267,6 @@ function applyFilter() {
   for (const group of main.querySelectorAll('.group')) group.hidden = !group.querySelector('.lane:not([hidden])');
   changed();
 }
-
-let addressTime = -Infinity, addressTimer = 0;
 
 function writeFragment() {
   const {view, selection} = state, textOf = (name, {from, to}) => `${name}=${from},${to}`;
@@ -342,10 +343,13 @@ function listenToPlot(canvas) {
   on('dblclick', reset);
 }
 
-for (const id of Object.keys(fields)) {
+for (const id of ['filter', ...Object.keys(fields)])
   $(id).addEventListener('keydown', event => { if (event.key === 'Enter') enterField(id); });
-  $(id).addEventListener('blur', showFields);
-}
+// What was not entered goes with the focus, in time for programs that clear a field, leave it and come back.
+const restore = ({target}) => {
+  if (fields[target.id] && target !== document.activeElement) target.value = fields[target.id].get(state) ?? '';
+};
+addEventListener('focusout', event => setTimeout(restore, event.target.value ? 0 : 5000, event));
 $('filter').addEventListener('input', applyFilter);
 for (const [id, act] of Object.entries({reset, copy: copyTable, clear: () => setSelection()}))
   $(id).addEventListener('click', act);
@@ -358,7 +362,4 @@ matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => {
   changed();
 });
 listenToPlot($('axis'));
-buildLanes();
-showFields();
-readFragment();
-changed();
+for (const start of [buildLanes, showFields, readFragment, changed]) start();

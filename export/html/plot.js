@@ -38,9 +38,8 @@ class Picture {
       last[x] = i;
       to[x] = i < length && begin[i] < end ? i + 1 : i;
     }
-    const spans = {from, to, last};
-    this.spans.set(series.begin, spans);
-    return spans;
+    this.spans.set(series.begin, {from, to, last});
+    return this.spans.get(series.begin);
   }
 }
 
@@ -157,8 +156,7 @@ function drawAxis(canvas, view, theme, pixel) {
   const context = canvas.getContext('2d'), {width, height} = canvas;
   const {ticks, step} = ticksOf(view.from, view.to, Math.max(2, width / pixel / 110));
   context.clearRect(0, 0, width, height);
-  context.font = `${11 * pixel}px system-ui, sans-serif`;
-  context.textBaseline = 'middle';
+  Object.assign(context, {font: `${11 * pixel}px system-ui, sans-serif`, textBaseline: 'middle'});
   for (const tick of ticks) {
     const x = (tick - view.from) / (view.to - view.from) * width, text = `${tick.toFixed(decimalsFor(step))} s`;
     context.fillStyle = theme.muted.text;

@@ -1,6 +1,5 @@
 // What the table says of a selection. A sample belongs to it if from <= time < to.
-const ENERGY_OF_POWER = {W: 1, mW: 1e-3, uW: 1e-6};
-const ENERGY_OF_COUNT = {J: 1, mJ: 1e-3, uJ: 1e-6};
+const ENERGY_OF_POWER = {W: 1, mW: 1e-3, uW: 1e-6}, ENERGY_OF_COUNT = {J: 1, mJ: 1e-3, uJ: 1e-6};
 
 // The factor from the integral (of values) or the total (of deltas) to joules; undefined if it is no energy.
 function energyFactor({type, units, rateUnits, factor}) {

@@ -112,8 +112,7 @@ class Browser:
         self.call("POST", f"/element/{element}/value", {"text": text})
 
     def enter(self, selector, text):
-        self.run("document.querySelector(arguments[0]).select()", selector)
-        self.call("POST", f"/element/{self.find(selector)}/value", {"text": text + KEYS["Enter"]})
+        self.type(selector, text + KEYS["Enter"])
 
     def click(self, selector):
         self.call("POST", f"/element/{self.find(selector)}/click", {})
