@@ -13,7 +13,8 @@ void measureAs(Leaf& leaf, double number) {
 }
 
 void takeValue(Leaf& leaf, const Sample& sample, std::int64_t before) {
-    const auto since = static_cast<double>(sample.time - before);
+    const auto since = static_cast<double>(static_cast<std::int64_t>(static_cast<std::uint64_t>(sample.time) -
+                                                                     static_cast<std::uint64_t>(before)));
     leaf.duration = sample.duration != 0 ? static_cast<double>(sample.duration) : std::max(since, 0.0);
     leaf.weighted = sample.value * leaf.duration;
     measureAs(leaf, sample.value);

@@ -59,7 +59,7 @@ double intervalOf(const std::deque<Lane>& lanes) {
     double least = 0;
     for (const Lane& lane : lanes) {
         if (!lane.isSampled() || lane.m_messages < 2) continue;
-        const double step = static_cast<double>(lane.m_lastTime - lane.m_firstTime) /
+        const double step = (static_cast<double>(lane.m_lastTime) - static_cast<double>(lane.m_firstTime)) /
                             static_cast<double>(lane.m_messages - 1) / lane.m_measure.ticksPerSecond;
         if (step > 0 && (least == 0 || step < least)) least = step;
     }

@@ -14,7 +14,7 @@ const decimalsFor = step => Math.min(Math.max(0, -Math.floor(Math.log10(step) + 
 function numberText(number, unit = '') {
   if (!Number.isFinite(number)) return '–';
   const size = Math.abs(number);
-  const text = size !== 0 && (size < 1e-4 || size >= 1e15) ? number.toExponential(3)
+  const text = size !== 0 && (size < 1e-4 || size >= 1e12) ? number.toExponential(3)
       : size >= 1e4 ? Math.round(number).toLocaleString('en') : String(Number(number.toPrecision(4)));
   return unit ? `${text} ${unit}` : text;
 }
