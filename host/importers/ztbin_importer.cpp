@@ -66,8 +66,8 @@ std::optional<PartKey> placeZtbin(Input& part) {
         if (type == MsgType::SystemMeta) {
             hasSystem = true;
             key.run = std::string(payload.substr(bin::SYSTEM_START, sizeof(std::uint64_t)));
-            const std::size_t rest = bin::SYSTEM_HFM_FREQUENCY;
-            key.run += payload.substr(rest, bin::SYSTEM_PLATFORM_NAME - rest);
+            // Strings keep their indices, so those of names are the same in all parts.
+            key.run += payload.substr(bin::SYSTEM_HFM_FREQUENCY);
             key.place = isFirst ? 0 : at<std::uint64_t>(payload, bin::SYSTEM_STOP) | 1;
         } else if (type == MsgType::MetricData) {
             key.placeBehind = at<std::uint64_t>(payload, bin::DATA_TIMESTAMP);

@@ -54,7 +54,8 @@ class Inputs(unittest.TestCase):
         for kind, file in self.inputs().items():
             for writer in writers:
                 with self.subTest(kind=kind, writer=writer):
-                    status, _, err = self.run_host("replay", "-w", writer, "-o", f"{kind}-{writer}", file)
+                    status, _, err = self.run_host("replay", "-w", writer, "-o", f"{kind}-{writer}",
+                                                   "--start", "2026-01-01T00:00:00Z", file)
                     self.assertNotIn("offset", err)
                     # 2: the writer's own refusal of what it cannot carry; 1 would be the input's.
                     self.assertIn(status, (0, 2), err)
