@@ -119,18 +119,20 @@ std::optional<PwrRecord> PwrImporter::sample_i(Block& block) const {
     return record;
 }
 
-void PwrImporter::visitQuantity_i(std::uint64_t id, auto visit) const {
-    // Rates do not go round in circles in a sound file.
-    for (int depth = 0; depth < 16; ++depth) {
-        const PwrHeader::Info* const quantity = m_header.find("quantity", id);
-        if (quantity == nullptr) return;
-        visit(quantity->place);
-        if (quantity->parent == NO_ID) return;
-        id = quantity->parent;
-    }
+// Calls `visit` with the place of a thing behind those of the things that it refers to as its parents.
+void PwrImporter::visitFamily_i(std::string_view kind, std::uint64_t id, auto visit) const {
+    // Families do not go round in circles in a sound file.
+    constexpr int MOST_GENERATIONS = 64;
+    std::size_t places[MOST_GENERATIONS];
+    int count = 0;
+    for (const PwrHeader::Info* info = m_header.find(kind, id); info != nullptr && count < MOST_GENERATIONS;
+         info = info->parent != NO_ID ? m_header.find(kind, info->parent) : nullptr)
+        places[count++] = info->place;
+    while (count > 0) visit(places[--count]);
 }
 
-// Calls `visit` with the places of all header records that a sample needs.
+// Calls `visit` with the places of all header records that a sample needs, in the order in which it makes
+// them if they are not there yet.
 template <typename Visit>
 void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visit visit) const {
     const auto info = [&](std::string_view kind, std::uint64_t id) {
@@ -139,18 +141,13 @@ void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visi
     if (!block.isBegun) {
         info("tab_group", block.metric.tabGroup);
         info("timeline_group", block.metric.timelineGroup);
-        visitQuantity_i(block.metric.quantity, visit);
+        visitFamily_i("quantity", block.metric.quantity, visit);
     }
     for (const PwrLines::Attribute& attribute : PwrLines::attributesOf(sample)) {
         switch (attribute.type) {
-            case ATTRIBUTE_KIND_ENTITY: {
-                const PwrHeader::Info* entity = m_header.find("entity", attribute.value);
-                for (int depth = 0; entity != nullptr && depth < 64; ++depth) {
-                    visit(entity->place);
-                    entity = entity->parent != NO_ID ? m_header.find("entity", entity->parent) : nullptr;
-                }
+            case ATTRIBUTE_KIND_ENTITY:
+                visitFamily_i("entity", attribute.value, visit);
                 break;
-            }
             case ATTRIBUTE_KIND_FIELD:
                 info("field", attribute.value);
                 break;
@@ -169,7 +166,7 @@ void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visi
                     visit(thread->place);
                 break;
             case ATTRIBUTE_KIND_QUANTITY:
-                visitQuantity_i(attribute.value, visit);
+                visitFamily_i("quantity", attribute.value, visit);
                 break;
             default:
                 break;
@@ -177,11 +174,15 @@ void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visi
     }
 }
 
-// The first record of the header that a sample needs and none before it; NO_PLACE if there is none.
-std::size_t PwrImporter::firstNeed_i(const Block& block, const PwrRecord& sample) {
+// The place of the first record that would not come in its turn; NO_PLACE if the sample's time has come.
+std::size_t PwrImporter::firstBefore_i(const Block& block, const PwrRecord& sample) const {
     std::size_t first = PwrHeader::NO_PLACE;
+    std::size_t next = m_nextPlace;
     visitNeeds_i(block, sample, [&](std::size_t place) {
-        if (!m_isUsed[place]) first = std::min(first, place);
+        if (m_isUsed[place] || place < next || first != PwrHeader::NO_PLACE) return;
+        if (place != next) first = place;
+        do ++next;
+        while (next < m_isUsed.size() && m_isUsed[next]);
     });
     return first;
 }
@@ -209,15 +210,17 @@ void PwrImporter::deliver_i(Input& part) {
 
     using Entry = std::pair<std::uint64_t, std::size_t>;  // time and block
     std::priority_queue<Entry, std::vector<Entry>, std::greater<>> ready;
-    std::vector<std::pair<std::size_t, Entry>> waiting;  // by their first need
+    std::vector<std::pair<std::size_t, Entry>> waiting;  // by the place that they wait for
+    bool isForced = false;
     const auto push = [&](std::size_t block) {
         if (const auto sample = sample_i(m_blocks[block])) ready.emplace(timeOf(*sample), block);
     };
     for (std::size_t i = 0; i < m_blocks.size(); ++i) push(i);
     while ((!ready.empty() || !waiting.empty()) && m_target.lines.isOpen() && !part.isStopped()) {
         if (ready.empty()) {
-            // Records that no sample needs are of samples which are not in the file.
+            // Records that no sample makes are of samples which are not in the file.
             const auto next = std::min_element(waiting.begin(), waiting.end());
+            isForced = true;
             m_nextPlace = next->first;
             ready.push(next->second);
             waiting.erase(next);
@@ -226,13 +229,14 @@ void PwrImporter::deliver_i(Input& part) {
         ready.pop();
         Block& block = m_blocks[entry.second];
         const auto sample = sample_i(block);
-        const std::size_t need = firstNeed_i(block, *sample);
-        if (need != PwrHeader::NO_PLACE && need > m_nextPlace) {
-            waiting.emplace_back(need, entry);
+        const std::size_t before = firstBefore_i(block, *sample);
+        if (before != PwrHeader::NO_PLACE && !isForced) {
+            waiting.emplace_back(before, entry);
             continue;
         }
-        const std::size_t placeBefore = m_nextPlace;
-        if (need != PwrHeader::NO_PLACE) markNeeds_i(block, *sample);
+        const std::size_t placeBefore = isForced ? PwrHeader::NO_PLACE : m_nextPlace;
+        isForced = false;
+        if (m_nextPlace < m_isUsed.size()) markNeeds_i(block, *sample);
         if (!block.isBegun) lines.metric(block.metric);
         block.isBegun = true;
         lines.sample(block.metric, *sample);

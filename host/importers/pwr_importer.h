@@ -40,11 +40,11 @@ private:
     void closeBlock_i(std::uint64_t end);
     void deliver_i(Input& part);
     std::optional<inspect::PwrRecord> sample_i(Block& block) const;
-    std::size_t firstNeed_i(const Block& block, const inspect::PwrRecord& sample);
+    std::size_t firstBefore_i(const Block& block, const inspect::PwrRecord& sample) const;
     void markNeeds_i(const Block& block, const inspect::PwrRecord& sample);
     template <typename Visit>
     void visitNeeds_i(const Block& block, const inspect::PwrRecord& sample, Visit visit) const;
-    void visitQuantity_i(std::uint64_t id, auto visit) const;
+    void visitFamily_i(std::string_view kind, std::uint64_t id, auto visit) const;
 
     ImportTarget m_target;
     PwrHeader m_header;

@@ -48,6 +48,15 @@ bool canBeNumber(std::uint8_t type) {
     return type == METRIC_DELTA || type == METRIC_VALUE;
 }
 
+// Ids of entities, far apart: the writer tells series by the sum of the entity's id and a hash of its name,
+// and names that differ in a digit have hashes that are near to each other.
+std::uint32_t spread(std::uint32_t number) {
+    constexpr std::uint64_t FIRST = std::uint64_t{1} << 24;  // other handles have those below
+    constexpr std::uint64_t COUNT = (std::uint64_t{1} << 30) - FIRST;
+    constexpr std::uint64_t STEP = 99991;  // has no factor in common with the count
+    return static_cast<std::uint32_t>(FIRST + number * STEP % COUNT);
+}
+
 // The type of a metric whose series are of the other form.
 std::uint8_t otherType(bool hasStates) {
     return hasStates ? METRIC_RESIDENCY : METRIC_DELTA;
@@ -271,7 +280,7 @@ void ZtjsonDocument::category_i(Category& category) {
 ZtjsonDocument::Id ZtjsonDocument::entity_i(const std::string& name, std::size_t occurrence) {
     std::vector<Id>& known = m_entities[name];
     while (known.size() <= occurrence) {
-        known.push_back(m_nextHandle++);
+        known.push_back(spread(m_entityCount++));
         emit::JsonLine line("def", "entity");
         line.member("id", known.back()).member("name", name).writeTo(m_target.lines);
     }

@@ -106,7 +106,8 @@ private:
     std::unordered_map<std::string, std::vector<Id>> m_entities;  // by name
     std::map<std::pair<std::string, bool>, Id> m_descriptors;     // by name and whether there is an attribute
     std::vector<Metric> m_metrics;                                // by id - 1
-    Id m_nextHandle = 1;
+    Id m_nextHandle = 1;                                          // of those that are no entities
+    Id m_entityCount = 0;
     Id m_nextQuantity = 1;
     Id m_attribute = 0;
     std::uint64_t m_inexact = 0;  // times that do not come out again

@@ -1,7 +1,9 @@
 #include "host/importers/ztjson_parts.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 #include "host/emit/json_line.h"
 #include "host/importers/metric_types.h"
@@ -50,11 +52,12 @@ void ZtjsonParts::read(JsonPull& json, std::string key) {
                 readEntry_i(json, entry);
                 if (!json.failed()) entry_i(json, entry);
             } else {
-                const Record record = readRecord_i(json);
-                if (!json.failed()) record_i(json, record);
+                Record record = readRecord_i(json);
+                if (!json.failed()) take_i(json, std::move(record));
             }
         }
     } while (m_target.lines.isOpen() && json.nextKey(key));
+    openRun_i(json);
     m_line.end();
     m_metric = 0;
     if (m_hasSystem && m_target.lines.isOpen()) emit::JsonLine("msg", "flush").writeTo(m_target.lines);
@@ -182,7 +185,6 @@ void ZtjsonParts::system_i(const Entry& entry) {
     system.stop = numberOf<std::uint64_t>(texts, "Collection Stop Timestamp");
     system.durationSec = numberOf<double>(texts, "Collection Duration");
     if (m_hasSystem) return writeStop(system.stop, system.durationSec, m_target.lines);
-    m_hasSystem = true;
     system.platformId = numberOf<std::uint32_t>(texts, "Platform ID");
     system.platform = textOf(texts, "Plaform Name");
     system.codeName = textOf(texts, "CPU Name");
@@ -202,8 +204,48 @@ void ZtjsonParts::system_i(const Entry& entry) {
     system.osVersion = textOf(texts, "OS Version");
     system.start = numberOf<std::uint64_t>(texts, "Collection Start Timestamp");
     m_clock = TickClock::fromSpan(system.start, system.stop, system.durationSec);
-    system.tscMHz = m_clock.frequencyMHz();
-    writeSystem(system, m_target.lines);
+    m_system = std::move(system);
+}
+
+// Records wait until enough of them tell the frequency of the clock, which the header tells with six digits:
+// times in states are whole ticks.
+void ZtjsonParts::take_i(JsonPull& json, Record record) {
+    if (!m_system) return record_i(json, record);
+    constexpr std::size_t ENOUGH_TIMES = 64;
+    constexpr std::size_t MOST_WAITING = 16384;
+    const auto metric = m_metrics.find(static_cast<std::uint32_t>(record.id));
+    if (metric != m_metrics.end() && metric->second.type == METRIC_RESIDENCY) ++m_waitingTimes;
+    m_waiting.push_back(std::move(record));
+    if (m_waitingTimes >= ENOUGH_TIMES || m_waiting.size() >= MOST_WAITING) openRun_i(json);
+}
+
+bool ZtjsonParts::makes_i(const TickClock& clock) const {
+    const auto factor = static_cast<double>(clock.factor());
+    return std::all_of(m_waiting.begin(), m_waiting.end(), [&](const Record& record) {
+        const auto metric = m_metrics.find(static_cast<std::uint32_t>(record.id));
+        if (metric == m_metrics.end() || metric->second.type != METRIC_RESIDENCY) return true;
+        return !std::isfinite(record.value) || std::round(record.value / factor) * factor == record.value;
+    });
+}
+
+void ZtjsonParts::openRun_i(JsonPull& json) {
+    if (!m_system) return;
+    constexpr int NEIGHBOURS = 256;
+    float below = m_clock.frequencyMHz();
+    float above = below;
+    for (int i = 0; i < NEIGHBOURS && m_waitingTimes > 0; ++i) {
+        if (makes_i(TickClock(below))) m_clock = TickClock(below);
+        if (makes_i(TickClock(above))) m_clock = TickClock(above);
+        if (makes_i(m_clock)) break;
+        below = std::nextafter(below, 0.0F);
+        above = std::nextafter(above, INFINITY);
+    }
+    m_system->tscMHz = m_clock.frequencyMHz();
+    writeSystem(*m_system, m_target.lines);
+    m_system.reset();
+    m_hasSystem = true;
+    for (const Record& record : m_waiting) record_i(json, record);
+    m_waiting.clear();
 }
 
 ZtjsonParts::Id ZtjsonParts::entityOf_i(const std::string& name) {

@@ -69,7 +69,10 @@ private:
 
     void entry_i(JsonPull& json, const Entry& entry);
     void system_i(const Entry& entry);
+    void openRun_i(JsonPull& json);
+    bool makes_i(const TickClock& clock) const;
     void metric_i(const Entry& entry);
+    void take_i(JsonPull& json, Record record);
     void record_i(JsonPull& json, const Record& record);
     void value_i(std::uint8_t type, double value, Id descriptor);
     void residency_i(double value);
@@ -88,6 +91,9 @@ private:
     std::map<std::pair<std::string, std::string>, Id> m_quantities;                    // by name and units
     Id m_nextHandle = 1;
     Id m_attribute = 0;
+    std::optional<SystemDescription> m_system;  // as long as it has not been written
+    std::vector<Record> m_waiting;              // for that
+    std::size_t m_waitingTimes = 0;             // times in states among them
     bool m_hasSystem = false;
     TickClock m_clock;
     std::uint32_t m_metric = 0;  // of the message that is being built, 0: none
