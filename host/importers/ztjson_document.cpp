@@ -163,7 +163,12 @@ void ZtjsonDocument::readDescription_i(JsonPull& json, Category& category) {
             category.type = json.text();
         } else if (key == "states") {
             json.enterList();
-            while (json.nextItem()) category.states.push_back(json.text());
+            std::unordered_map<std::string, std::size_t> occurrences;
+            while (json.nextItem()) {
+                category.states.push_back(json.text());
+                // Names that differ behind a zero byte show as one.
+                category.states.back().append(occurrences[category.states.back()]++, '\0');
+            }
         } else if (key == "altUnits") {
             json.enterList();
             while (json.nextItem()) {
