@@ -104,7 +104,7 @@ int replay(const ReplayOptions& options) {
         base::complain(save->error());
         feeder.fail();
     }
-    if (save != nullptr) run.addFile(options.m_save);
+    if (save != nullptr && options.m_save != "-") run.addFile(options.m_save);
     if (run.reader().contentLines() == 0 && feeder.isGood() && !stop.isRequested())
         base::complain("the stream is empty: it defines nothing and delivers nothing");
     const int status = run.end();

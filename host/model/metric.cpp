@@ -1,5 +1,8 @@
 #include "host/model/metric.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 #if defined(__SANITIZE_ADDRESS__)
 #define HOST_FREES_SAMPLES 1
 #elif defined(__has_feature)
@@ -88,7 +91,14 @@ Metric::Metric()
 Metric::~Metric() = default;
 
 const Metric::Sample& Metric::getData() const {
-    return *static_cast<const host::model::Metric*>(this)->m_sample;
+    const Sample* const sample = static_cast<const host::model::Metric*>(this)->m_sample;
+    if (sample == nullptr) {
+        std::fprintf(stderr,
+                     "host::model::Metric \"%s\" (id %u) is delivered without a sample: m_sample is null\n",
+                     m_name.c_str(), m_id);
+        std::abort();
+    }
+    return *sample;
 }
 
 }  // namespace pwr
