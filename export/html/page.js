@@ -149,8 +149,11 @@ function drawFrame() {
   drawAxis(axis, view, state.theme, sizeCanvas(axis, clientWidth, clientHeight));
   placeOverlay();
   writeFragment();
-  if (waiting.length) Promise.all(waiting.map(lane => lane.decode())).then(changed);
-  else if (!isFrameDue && !isSelectionDue) main.setAttribute('aria-busy', 'false');
+  if (waiting.length) Promise.all(waiting.map(lane => lane.decode())).then(drawFrame);
+  else if (!isFrameDue && !isSelectionDue) {
+    main.setAttribute('aria-busy', 'false');
+    loading.remove();
+  }
 }
 
 function placeOverlay() {
@@ -362,4 +365,8 @@ matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => {
   changed();
 });
 listenToPlot($('axis'));
-for (const start of [buildLanes, showFields, readFragment, changed]) start();
+// The page counts as loaded when the first picture is there: a document that is open holds it up.
+const loading = make('iframe', {hidden: '', 'aria-hidden': 'true'});
+document.body.append(loading);
+loading.contentDocument.open();
+for (const start of [buildLanes, showFields, readFragment, drawFrame]) start();
