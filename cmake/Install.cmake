@@ -24,8 +24,12 @@ install(DIRECTORY man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 FILES_MATCHING P
 install(FILES dist/completion.bash
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME pwrhost)
 install(FILES dist/completion.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions RENAME _pwrhost)
-install(FILES dist/60-pwrhost-rapl.rules DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pwrhost/examples)
-configure_file(dist/pwrhost.service.in ${PROJECT_BINARY_DIR}/pwrhost.service @ONLY)
+install(DIRECTORY presets DESTINATION ${CMAKE_INSTALL_DATADIR}/pwrhost FILES_MATCHING PATTERN "*.conf")
+install(FILES examples/udev/60-pwrhost-rapl.rules DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pwrhost/examples)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS examples/systemd/pwrhost.service)
+file(READ examples/systemd/pwrhost.service unit)
+string(REPLACE /usr/bin/ ${CMAKE_INSTALL_FULL_BINDIR}/ unit "${unit}")
+file(WRITE ${PROJECT_BINARY_DIR}/pwrhost.service "${unit}")
 install(FILES ${PROJECT_BINARY_DIR}/pwrhost.service DESTINATION lib/systemd/system)
 
 configure_package_config_file(cmake/pwr_writers-config.cmake.in ${PROJECT_BINARY_DIR}/pwr_writers-config.cmake
