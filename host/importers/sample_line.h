@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "host/base/text.h"
+#include "host/base/utf8.h"
 #include "host/emit/output.h"
 
 namespace host::importers {
