@@ -60,9 +60,10 @@ public:
         options.m_isContinuous = true;
         options.m_output = (m_folder / "state").string();
         options.m_logLevel = 0;
+        options.m_isQuiet = true;
         ::unsetenv("PWR_LABELS");
         if (!run.open(options)) return base::EXIT_ERROR;
-        run.begin();
+        if (!run.begin()) return base::EXIT_ERROR;
         feed_i(lines, run);
         // What the writer says of its results is of no interest: they are gone.
         const base::Descriptor silence(::open("/dev/null", O_WRONLY | O_CLOEXEC));

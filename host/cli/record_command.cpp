@@ -131,7 +131,7 @@ int runParts(RecordCommandOptions& options, session::Run& run, const emit::LineS
         return refuse("--rotate", "not together with a command"), base::EXIT_ERROR;
     if (options.m_run.m_output == "-" || options.m_record.save == "-")
         return refuse("--rotate", "parts can't share standard output"), base::EXIT_ERROR;
-    const record::Deliverer deliverer{[&](const std::string& suffix) { run.begin(suffix); }, deliver,
+    const record::Deliverer deliverer{[&](const std::string& suffix) { return run.begin(suffix); }, deliver,
                                       [&] { return run.end(); }, [&] { return run.results(); }};
     return record::recordInParts(options.m_record, deliverer);
 }

@@ -130,7 +130,7 @@ void PartProcesses::start_i(const std::function<bool(const emit::LineSink&)>& fe
 int PartProcesses::work_i(const std::string& suffix, const std::function<bool(const emit::LineSink&)>& feed,
                           int report) {
     const std::string save = m_save.empty() ? "" : partName(m_save, suffix);
-    m_deliverer.begin(suffix);
+    if (!m_deliverer.begin(suffix)) return base::EXIT_ERROR;
     LocalOutput output(save, m_deliverer.line, m_tell);
     const bool isWhole = feed([&](std::string_view line) { return output.line(line); });
     const bool isOpen = output.open();

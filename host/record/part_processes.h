@@ -17,7 +17,7 @@ namespace host::record {
 
 // Called in the process of a part, in this order.
 struct Deliverer {
-    std::function<void(const std::string& suffix)> begin;  // the suffix of the part's output name
+    std::function<bool(const std::string& suffix)> begin;  // the suffix of the part's output name
     emit::LineSink line;
     std::function<int()> end;                           // returns the exit status
     std::function<std::vector<std::string>()> results;  // paths of the files that were made, after the end
