@@ -199,7 +199,7 @@ std::string zshOption(const Word& option) {
 std::string zshCase(const Subcommand& command) {
     std::string text = "            " + command.m_name + ")\n                _arguments -s -S";
     for (const Word& option : command.m_options) text += zshOption(option);
-    if (command.m_positional.m_takesValue)
+    if (command.m_positional.m_values != Values::None)
         text += " \\\n                '*:value:" + zshAction(command.m_positional) + "'";
     return text + "\n                ;;\n";
 }
