@@ -31,7 +31,7 @@ endfunction()
 
 file(READ ${FOLDER}/page.html frame)
 file(READ ${FOLDER}/page.css style)
-set(script "\n(() => {\n'use strict';\n")
+set(script "\n(() => { 'use strict';\n")
 foreach(name ${scripts})
     file(READ ${FOLDER}/${name} part)
     string(APPEND script "${part}")

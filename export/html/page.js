@@ -150,10 +150,9 @@ function drawFrame() {
   placeOverlay();
   writeFragment();
   if (waiting.length) Promise.all(waiting.map(lane => lane.decode())).then(drawFrame);
-  else if (!isFrameDue && !isSelectionDue) {
-    main.setAttribute('aria-busy', 'false');
-    loading.remove();
-  }
+  if (waiting.length || isFrameDue || isSelectionDue) return;
+  main.setAttribute('aria-busy', 'false');
+  loading.remove();
 }
 
 function placeOverlay() {
@@ -254,7 +253,7 @@ const fields = {
   'select-to': {get: ({selection}) => selection?.to, set: x => setSelection(Math.min(x, state.selection?.from ?? full.from), x)},
 };
 
-const showFields = () => Object.entries(fields).forEach(([id, {get}]) => { $(id).value = get(state) ?? ''; });
+const showFields = (...ids) => (ids.length ? ids : Object.keys(fields)).forEach(id => { $(id).value = fields[id].get(state) ?? ''; });
 
 function enterField(id) {
   const text = $(id).value.trim(), number = Number(text);
@@ -349,9 +348,7 @@ function listenToPlot(canvas) {
 for (const id of ['filter', ...Object.keys(fields)])
   $(id).addEventListener('keydown', event => { if (event.key === 'Enter') enterField(id); });
 // What was not entered goes with the focus, in time for programs that clear a field, leave it and come back.
-const restore = ({target}) => {
-  if (fields[target.id] && target !== document.activeElement) target.value = fields[target.id].get(state) ?? '';
-};
+const restore = ({target: {id}}) => { if (fields[id] && $(id) !== document.activeElement) showFields(id); };
 addEventListener('focusout', event => setTimeout(restore, event.target.value ? 0 : 5000, event));
 $('filter').addEventListener('input', applyFilter);
 for (const [id, act] of Object.entries({reset, copy: copyTable, clear: () => setSelection()}))
@@ -366,7 +363,6 @@ matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => {
 });
 listenToPlot($('axis'));
 // The page counts as loaded when the first picture is there: a document that is open holds it up.
-const loading = make('iframe', {hidden: '', 'aria-hidden': 'true'});
-document.body.append(loading);
+const loading = document.body.appendChild(make('iframe', {hidden: '', 'aria-hidden': 'true'}));
 loading.contentDocument.open();
 for (const start of [buildLanes, showFields, readFragment, drawFrame]) start();
