@@ -26,8 +26,14 @@ std::uint64_t now() {
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(time).count());
 }
 
-// What is measured: a metric with one entity. The registry keeps it all until the process ends.
-Metric* describe(Registry& registry) {
+// What is measured: a metric with one entity, and what is said of it. The registry keeps it all until the
+// process ends.
+struct Load {
+    Metric* metric;
+    const Descriptor* descriptor;
+};
+
+Load describe(Registry& registry) {
     auto quantity = std::make_unique<Quantity>(1);
     quantity->m_name = "Load";
     quantity->m_units = "tasks";
@@ -43,7 +49,8 @@ Metric* describe(Registry& registry) {
     metric->m_metricType = pwr::Metric::SAMPLED_VALUE;
     metric->m_quantity = load;
     metric->m_entities.push_back(registry.add(std::move(machine)));
-    return registry.add(std::move(metric));
+    const Descriptor* const average = registry.add(std::make_unique<Descriptor>(3, HandleTexts("Average")));
+    return {registry.add(std::move(metric)), average};
 }
 
 void openRun(Registry& registry, const std::vector<WriterPlugin*>& writers) {
@@ -59,14 +66,16 @@ void openRun(Registry& registry, const std::vector<WriterPlugin*>& writers) {
 }
 
 // Delivers a sample, which lives for the calls.
-void sample(Metric& metric, SamplePool& pool, std::uint64_t& before,
+void sample(const Load& what, SamplePool& pool, std::uint64_t& before,
             const std::vector<WriterPlugin*>& writers) {
     double load = 0;
     getloadavg(&load, 1);
     const std::uint64_t time = now();
     pool.begin(time);
     Element& element = pool.append();
+    Metric& metric = *what.metric;
     element.m_entity = metric.m_entities.front();
+    element.m_descriptor = what.descriptor;
     element.m_duration = time - before;
     element.m_value.setReal(load);
     metric.m_sample = &pool.sample();
@@ -78,13 +87,13 @@ void sample(Metric& metric, SamplePool& pool, std::uint64_t& before,
 
 int collect(const std::vector<WriterPlugin*>& writers) {
     Registry& registry = Registry::instance();
-    Metric& metric = *describe(registry);
+    const Load load = describe(registry);
     openRun(registry, writers);
     SamplePool pool;
     std::uint64_t before = registry.m_metadata->m_collectionStart;
     for (int i = 0; i < 5; ++i) {
         usleep(20000);
-        sample(metric, pool, before, writers);
+        sample(load, pool, before, writers);
     }
     registry.m_metadata->m_collectionStop = now();
     int failures = 0;
