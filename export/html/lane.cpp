@@ -54,9 +54,11 @@ std::uint32_t Lane::numberOfState_i(const std::string& state) {
     if (const auto known = m_stateNumbers.find(state); known != m_stateNumbers.end()) return known->second;
     const std::string& name = isFull ? "other" : state;
     const auto number = static_cast<std::uint32_t>(m_states.size());
-    const auto [entry, isNew] = m_stateNumbers.try_emplace(name, number);
-    if (isNew) m_states.push_back(name);
-    return entry->second;
+    if (const auto known = m_stateNumbers.find(name); known != m_stateNumbers.end()) return known->second;
+    // The name first: without memory for its number it is one that nobody uses.
+    m_states.push_back(name);
+    m_stateNumbers.emplace(name, number);
+    return number;
 }
 
 Series& Lane::seriesOf(const pwr::DataElement& element) {

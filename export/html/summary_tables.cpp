@@ -47,16 +47,18 @@ void appendNotes(ResultFile& page, const std::vector<std::string>& notes) {
 }  // namespace
 
 std::size_t SummaryTables::announce_i(const pwr::TableMessage& message) {
-    const auto [number, isNew] =
-        m_numbers.try_emplace({message.m_metricContainerId, message.m_id}, m_tables.size());
-    if (isNew)
-        m_tables.push_back({message.m_metricContainerId,
-                            message.getTitle(),
-                            headersOf(message),
-                            {},
-                            notesOf(message.getTextNotes(), 0),
-                            notesOf(message.getTextNotes(), 1)});
-    return number->second;
+    const std::pair<unsigned, unsigned> key(message.m_metricContainerId, message.m_id);
+    if (const auto known = m_numbers.find(key); known != m_numbers.end()) return known->second;
+    const std::size_t number = m_tables.size();
+    // The table first: without memory for its number it is one without rows.
+    m_tables.push_back({message.m_metricContainerId,
+                        message.getTitle(),
+                        headersOf(message),
+                        {},
+                        notesOf(message.getTextNotes(), 0),
+                        notesOf(message.getTextNotes(), 1)});
+    m_numbers.emplace(key, number);
+    return number;
 }
 
 void SummaryTables::take(const pwr::TableMessage& message, const WriterPlugin& writer) {
