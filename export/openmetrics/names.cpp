@@ -33,7 +33,8 @@ constexpr KnownUnit KNOWN_UNITS[] = {
     {"KiB", "bytes", 1024, 1},    {"mW", "watts", 1, 1e3},     {"uJ", "joules", 1, 1e6},
     {"mJ", "joules", 1, 1e3},     {"MHz", "hertz", 1e6, 1},    {"%", "ratio", 1, 100},
     {"C", "celsius", 1, 1},       {"degC", "celsius", 1, 1},   {"\u00B0C", "celsius", 1, 1},
-    {"degrees", "celsius", 1, 1},
+    {"degrees", "celsius", 1, 1}, {"W", "watts", 1, 1},        {"J", "joules", 1, 1},
+    {"B", "bytes", 1, 1},         {"Hz", "hertz", 1, 1},
 };
 
 }  // namespace
