@@ -28,9 +28,7 @@ public:
 
     void setLine(std::uint64_t) override {}
     void table(const pwr::TableMessage&, pwr::TableClass) override {}
-    void text(const pwr::TextMessage& message) override {
-        m_summary.losses += lossesOf(message.m_text);
-    }
+    void text(const pwr::TextMessage& message) override { m_summary.losses += lossesOf(message.m_text); }
     void container(const pwr::MetricContainerInfoMessage&) override {}
     void id(const pwr::IdMessage&) override {}
     void flush(const pwr::SystemMetadata&) override {}

@@ -41,7 +41,8 @@ bool isNaturallyLess(const std::string& a, const std::string& b) {
 }  // namespace
 
 Root::Root(const std::string& folder)
-    : m_path(folder), m_folder(::openat(base::userFolder(), folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+    : m_path(folder),
+      m_folder(::openat(base::userFolder(), folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
 
 bool Root::isThisMachine() const {
     struct stat own {};

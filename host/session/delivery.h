@@ -33,7 +33,7 @@ public:
         bool m_isActive = false;
         std::size_t m_failures = 0;
         bool m_isRefused = false;  // the writer could make nothing of the run, and said why
-        std::string m_reason;  // why it refuses everything, if it has said so
+        std::string m_reason;      // why it refuses everything, if it has said so
     };
 
     // Adds a plug-in of a writer library, which must outlive this object.

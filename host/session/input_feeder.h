@@ -31,8 +31,8 @@ public:
     using Keeper = std::function<void(std::string_view line)>;
     void setKeeper(Keeper keeper) { m_keeper = std::move(keeper); }
 
-    // Feeds all lines that `bytes` deliver. Returns true if more is wanted: false after a bad line that is not
-    // skipped, and once the run has been asked to stop.
+    // Feeds all lines that `bytes` deliver. Returns true if more is wanted: false after a bad line that is
+    // not skipped, and once the run has been asked to stop.
     bool feedStream(const std::string& name, base::ByteSource& bytes);
 
     // Feeds a line that was made out of an input, of which `bytes` have been read; lines are numbered from 1.
