@@ -26,7 +26,7 @@ bool isOwnPlainFile(const struct stat& status) {
 
 }  // namespace
 
-bool free(const char* path) {
+bool vacate(const char* path) {
     const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) return errno == ENOENT;
     struct stat status {};

@@ -7,7 +7,7 @@ namespace temporary_name {
 // Removes what an earlier run has left under the name, if it is a plain file of this user. It may also be the
 // file of a run that goes on: that keeps its open file, and isTaken tells it. Returns true if nothing lies
 // under the name any more; otherwise false, with errno set.
-bool free(const char* path);
+bool vacate(const char* path);
 
 // True if somebody else has taken the name of the open file for a file of his own.
 bool isTaken(int descriptor, const char* path);

@@ -52,7 +52,7 @@ int createExclusively(const char* path) {
 int createFile(const char* path) {
     const int descriptor = createExclusively(path);
     if (descriptor >= 0 || errno != EEXIST) return descriptor;
-    return temporary_name::free(path) ? createExclusively(path) : -1;
+    return temporary_name::vacate(path) ? createExclusively(path) : -1;
 }
 
 }  // namespace

@@ -86,7 +86,7 @@ void closeAndRemove(TempFile& file) {
 // The file is new, so that nobody else has it open.
 FilePtr createFile(const std::string& path) {
     // Where the name cannot be freed, opening tells why.
-    temporary_name::free(path.c_str());
+    temporary_name::vacate(path.c_str());
     return openFile(path, "wb");
 }
 
