@@ -18,7 +18,7 @@ Tree makeQuantityTree(const pwr::Metric& metric) {
     } else {
         LOG_WARNING("no quantity so no units for %s?!\n", metric.m_name.c_str());
     }
-    const Tree tree = std::make_shared<Metadata>();
+    Tree tree = std::make_shared<Metadata>();
     tree->add("Name", name);
     tree->add("Units", units);
     return tree;
@@ -35,14 +35,14 @@ Tree makeCombinationTree(const pwr::DataHandle& entity, const pwr::DataDescripto
     descriptorTree->add("Name", name);
     descriptorTree->add("AttributeValue", attributeValue);
 
-    const Tree tree = std::make_shared<Metadata>();
+    Tree tree = std::make_shared<Metadata>();
     tree->add("Entity", entity.getName());
     tree->add("Descriptor", descriptorTree);
     return tree;
 }
 
 Tree makePlatformTree(const pwr::SystemMetadata& metadata) {
-    const Tree tree = std::make_shared<Metadata>();
+    Tree tree = std::make_shared<Metadata>();
     const auto addCount = [&tree](const char* key, unsigned long count) { tree->add(key, count); };
     tree->add("Platform ID", metadata.m_platformId);
     tree->add("Plaform Name", metadata.m_platformName);  // readers know the key in this spelling
@@ -67,7 +67,7 @@ Tree makeMetricTree(const pwr::Metric& metric) {
     LOG_INFO_TAG(CONTINUOUS_WRITER_TAG,
                  "metric container with name %s and id %u does NOT have metadata sent yet\n",
                  metric.m_name.c_str(), metric.m_id);
-    const Tree tree = std::make_shared<Metadata>(metric.m_groupName, static_cast<std::int32_t>(metric.m_id));
+    Tree tree = std::make_shared<Metadata>(metric.m_groupName, static_cast<std::int32_t>(metric.m_id));
     tree->add("Quantity", makeQuantityTree(metric));
     tree->add("Type", std::string(getTypeString(metric.m_metricType)));
 
@@ -95,7 +95,7 @@ Tree makeSystemTree(const pwr::SystemMetadata& metadata) {
     collection->add("Collection Stop Timestamp", metadata.m_collectionStop);
     collection->add("Collection Duration", metadata.getCollectionDurationSec());
 
-    const Tree tree = std::make_shared<Metadata>();
+    Tree tree = std::make_shared<Metadata>();
     tree->add("Platform", makePlatformTree(metadata));
     tree->add("OS", os);
     tree->add("Zentrace", collection);

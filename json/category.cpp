@@ -27,7 +27,7 @@ std::shared_ptr<const StateTable> orderStates(const std::vector<Series*>& series
             if (seen.add(*name) == names.size()) names.push_back(*name);
     }
     sortStates(names);
-    const auto sorted = std::make_shared<const StateTable>(names);
+    auto sorted = std::make_shared<const StateTable>(names);
 
     const auto isSame = [](const std::string* a, const std::string* b) { return *a == *b; };
     for (Series* one : series) {
