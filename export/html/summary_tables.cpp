@@ -1,6 +1,7 @@
 #include "export/html/summary_tables.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "export/html/markup.h"
 
@@ -21,9 +22,10 @@ std::deque<std::string> headersOf(const pwr::TableMessage& message) {
             headers.push_back(headerOf(*it));
     for (auto entity = message.entitiesBegin(); entity != message.entitiesEnd(); ++entity)
         for (auto it = message.handlesBegin(); it != message.handlesEnd(); ++it) {
-            const std::string name = (*entity)->getHeader();
+            std::string header = (*entity)->getHeader();
             const std::string field = headerOf(*it);
-            headers.push_back(message.getHandleCount() == 1 || field.empty() ? name : name + " " + field);
+            if (message.getHandleCount() != 1 && !field.empty()) header.append(" ").append(field);
+            headers.push_back(std::move(header));
         }
     return headers;
 }

@@ -51,8 +51,9 @@ public:
 
 private:
     void walk_i(const Root& root, const std::string& path) {
+        const std::string inside = path + "/";
         for (const std::string& name : root.folders(m_folder + path)) {
-            const std::string group = path + "/" + name;
+            const std::string group = inside + name;
             const auto known = m_groups.find(group);
             if (known != m_groups.end()) {
                 known->second.scan = m_scan;

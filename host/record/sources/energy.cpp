@@ -36,7 +36,7 @@ public:
             if (!isWanted(path)) continue;
             const auto& [parent, parentName] = known[zone.substr(0, zone.rfind(':'))];
             std::string name = m_context.root.text(path + "name");
-            if (!parentName.empty()) name = parentName + "/" + name;
+            if (!parentName.empty()) name.insert(0, parentName + "/");
             name = names.take(name, zone);
             const emit::Id entity = m_context.define.entity(name, parent);
             act(path, entity, name);
@@ -189,13 +189,14 @@ SourcePtr makePowerLimitSource(SourceContext& context) {
     };
     Domains(context).each([&](const std::string& path) { return !context.root.text(path + "name").empty(); },
                           [&](const std::string& path, emit::Id entity, const std::string& domain) {
+                              const std::string ofDomain = domain + " ";
                               for (const std::string& name : constraints(path)) {
                                   const std::string front = name.substr(0, name.size() - std::strlen(limit));
                                   WatchedFile file(context, path + name);
                                   if (!file.isReadable()) continue;
                                   const std::string title = context.root.text(path + front + "_name");
                                   const std::string what = title.empty() ? front : title;
-                                  source->add(std::move(file), entity, domain + " " + what, what);
+                                  source->add(std::move(file), entity, ofDomain + what, what);
                               }
                           });
     return source;

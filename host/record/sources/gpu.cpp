@@ -213,12 +213,14 @@ private:
         const auto found = m_processes.find(pid);
         if (found == m_processes.end()) return;
         const std::string folder = "proc/" + std::to_string(pid);
+        const std::string targets = folder + "/fd/";
+        const std::string accounts = folder + "/fdinfo/";
         found->second.clients.clear();
         for (const std::string& number : m_context.root.names(folder + "/fdinfo")) {
             // What the descriptor is open for costs less to read than what is told of it.
-            const std::string target = m_context.root.link(folder + "/fd/" + number);
+            const std::string target = m_context.root.link(targets + number);
             if (!target.empty() && !target.starts_with("/dev/dri/")) continue;
-            const std::string path = folder + "/fdinfo/" + number;
+            const std::string path = accounts + number;
             if (m_context.root.text(path).find("drm-client-id") != std::string::npos)
                 found->second.clients.push_back(path);
         }

@@ -73,6 +73,7 @@ private:
     void addCpu_i(unsigned number) {
         const std::string folder = "sys/devices/system/cpu/cpu" + std::to_string(number) + "/cpuidle/";
         const std::string cpuName = Cpus::name(number);
+        const std::string ofCpu = cpuName + " ";
         const emit::Id entity = m_context.cpus.entity(number);
         IdleCpu cpu{0, {}};
         std::vector<std::size_t> states;
@@ -84,7 +85,7 @@ private:
                 continue;
             std::string title = m_context.root.text(path + "/name");
             if (title.empty()) title = name;
-            state.item = m_entries.add(entity, cpuName + " " + title, {cpuName, title});
+            state.item = m_entries.add(entity, ofCpu + title, {cpuName, title});
             states.push_back(m_residency.state(title));
             cpu.states.push_back(std::move(state));
         }

@@ -46,11 +46,12 @@ private:
     };
 
     void walk_i(const std::string& base, const std::string& path, int depth) {
+        const std::string inside = path + "/";
         for (const std::string& name : m_context.root.folders(base + path)) {
             if (name == "power")
-                add_i(base + path + "/power/", path);
+                add_i(base + inside + "power/", path);
             else if (depth < DEEPEST)
-                walk_i(base, path + "/" + name, depth + 1);
+                walk_i(base, inside + name, depth + 1);
         }
     }
 
