@@ -34,7 +34,7 @@ public:
     bool finish();
 
 private:
-    static constexpr std::size_t DRAIN_SIZE = 64 * 1024;
+    static constexpr std::size_t DRAIN_SIZE = std::size_t{64} * 1024;
 
     void drain_i();
     void noteFailure_i();

@@ -79,7 +79,7 @@ private:
     };
     static constexpr std::size_t MAX_RECORD_SIZE = 1 + 16 + 4 + 8;
     static constexpr std::size_t FIRST_CHUNK_SIZE = 128;
-    static constexpr std::size_t MAX_CHUNK_SIZE = 64 * 1024;
+    static constexpr std::size_t MAX_CHUNK_SIZE = std::size_t{64} * 1024;
 
     struct Chunk {
         std::unique_ptr<char[]> bytes;

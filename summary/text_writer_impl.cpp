@@ -12,7 +12,7 @@
 namespace {
 
 constexpr unsigned int NO_CONTAINER = ~0U;
-constexpr std::size_t BUFFER_SIZE = 64 * 1024;
+constexpr std::size_t BUFFER_SIZE = std::size_t{64} * 1024;
 
 // Null if memory is short.
 TempFileManager* findOrCreate(std::map<unsigned long, TempFileManager*>& managers, unsigned long key,

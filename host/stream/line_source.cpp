@@ -8,7 +8,7 @@ namespace host::stream {
 
 namespace {
 
-constexpr std::size_t FIRST_CAPACITY = 256 * 1024;
+constexpr std::size_t FIRST_CAPACITY = std::size_t{256} * 1024;
 
 }  // namespace
 
