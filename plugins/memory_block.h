@@ -1,6 +1,7 @@
 // Blocks of the C library's memory: not filled when they are made, and grown in place where that is possible.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
@@ -19,7 +20,8 @@ inline MemoryBlock makeBlock(std::size_t size) {
 // Gives the block, which may be null, another size. Keeps it as it is and returns false if there is no
 // memory.
 inline bool resizeBlock(MemoryBlock& block, std::size_t size) {
-    void* const resized = std::realloc(block.get(), size);
+    // Of no bytes, a block might be freed and null returned, which here means that it was kept.
+    void* const resized = std::realloc(block.get(), std::max<std::size_t>(size, 1));
     if (resized == nullptr) return false;
     static_cast<void>(block.release());
     block.reset(static_cast<char*>(resized));
