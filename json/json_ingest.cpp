@@ -107,6 +107,7 @@ std::int32_t JSONWriter::writeElements_i(const pwr::Metric& metric) {
         Slot slot;
         if (!findSlotAt_i(places[i], metric, *element, reading, slot)) return 1;
         if (slot.series == previous)
+            // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): a slot that was found has its series
             slot.series->appendData(slot.stateId, reading.value);
         else if (reading.isRange)
             slot.series->addData(end - duration, end, slot.stateId, reading.value, reading.value2);

@@ -12,6 +12,7 @@ PluginList* createPluginList(std::span<const PluginFactory> factories) {
 
     auto list = std::make_unique<PluginList>();
     list->count = static_cast<std::int32_t>(plugins.size());
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a list of pointers is meant
     list->plugins = static_cast<Plugin**>(std::calloc(plugins.size() + 1, sizeof(Plugin*)));
     if (list->plugins == nullptr) return nullptr;
     std::copy(plugins.begin(), plugins.end(), list->plugins);

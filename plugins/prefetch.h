@@ -15,6 +15,7 @@ PREFETCHES void prefetch(const void* begin, std::size_t size) {
     // As a number, since there may be no object, or the next one behind it.
     const auto address = reinterpret_cast<std::uintptr_t>(begin);
     for (std::size_t offset = 0; offset < size; offset += CACHE_LINE)
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the pointer is not followed
         __builtin_prefetch(reinterpret_cast<const void*>(address + offset), 1);
 }
 

@@ -75,6 +75,7 @@ void ResidencyMetric::take(std::size_t index, std::span<const std::uint64_t> rea
     m_line.entity(item.heads.size());
     for (std::size_t i = 0; i < item.heads.size(); ++i) {
         const std::uint64_t rise = readings[i] > item.readings[i] ? readings[i] - item.readings[i] : 0;
+        // NOLINTNEXTLINE(bugprone-incorrect-roundings): without a call; beyond 2^52 ticks one does not matter
         const auto ticks = static_cast<std::uint64_t>(static_cast<double>(rise) * m_ticksPerUnit + 0.5);
         item.totals[i] += ticks;
         m_line.number(item.heads[i], duration, ticks);
