@@ -1,6 +1,7 @@
 // Reading and converting numbers, defined for every argument.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <limits>
 
@@ -11,7 +12,7 @@ template <typename Integer, typename Real>
 inline Integer truncateSaturated(Real value) {
     constexpr Integer lowest = std::numeric_limits<Integer>::min();
     constexpr Integer highest = std::numeric_limits<Integer>::max();
-    if (!(value == value)) return 0;
+    if (std::isnan(value)) return 0;
     if (value <= static_cast<Real>(lowest)) return lowest;
     if (value >= static_cast<Real>(highest)) return highest;
     return static_cast<Integer>(value);

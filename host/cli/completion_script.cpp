@@ -63,12 +63,10 @@ void describeValue(const CLI::Option& option, Word& word) {
     } else if (option.get_name() == "FILE") {
         word.m_values = Values::Files;
         word.m_words = "ztbin pwr";
-    } else if (type == "FILE") {
+    } else if (type == "FILE" || type == "NAME" || type == "NAME OR DIR/") {
         word.m_values = Values::Files;
     } else if (type == "DIR") {
         word.m_values = Values::Folders;
-    } else if (type == "NAME" || type == "NAME OR DIR/") {
-        word.m_values = Values::Files;
     } else if (option.check_lname("writers")) {
         word.m_values = Values::List;
         word.m_words = WRITERS;

@@ -138,6 +138,7 @@ Id Definitions::metric(const MetricDefinition& definition) {
 void Definitions::table(Id container, Id table, std::string_view title,
                         const std::vector<std::string>& columns) {
     std::vector<Id> handles;
+    handles.reserve(columns.size());
     for (const std::string& column : columns) handles.push_back(handle(column));
     JsonLine line("def", "table");
     line.member("container", container).member("id", table).member("title", plainName(title));
