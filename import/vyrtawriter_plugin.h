@@ -267,7 +267,7 @@ private:
 
     // Adds an attribute without a look at the log when nothing is to be logged.
     int add_i(std::uint32_t type, std::uint64_t value, ZT2AttributeList* list) {
-        if (m_isVerbose || list->count >= vyrta::MAXIMUM_ATTRIBUTE_COUNT)
+        if (m_isVerbose || list == nullptr || list->count >= vyrta::MAXIMUM_ATTRIBUTE_COUNT)
             return addAttributeToRecord(type, value, list);
         list->types[list->count] = type;
         list->values[list->count] = value;

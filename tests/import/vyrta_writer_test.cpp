@@ -182,6 +182,14 @@ TEST_F(VyrtaValues, AreTextsAsTheHostPrintsThem) {
     for (const unsigned long value : {0UL, 42UL, ~0UL}) expectText(value, pwr::Data(value));
 }
 
+TEST_F(VyrtaValues, AreRefusedAsNumbersWithoutAListToPutThemIn) {
+    for (const pwr::Data& data : {pwr::Data(1L), pwr::Data(1UL), pwr::Data(1.0)}) {
+        std::string text;
+        EXPECT_EQ(m_writer.processData(&data, nullptr, nullptr, false, &text), 1);
+        EXPECT_EQ(text, "");
+    }
+}
+
 TEST_F(VyrtaValues, TravelAsTheirKindSays) {
     feed(R"({"def":"attribute","id":1,"name":"data","type":1}
 {"def":"entity","id":2,"name":"Core","attributes":[[1,{"u":1}]]}
