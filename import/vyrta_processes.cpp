@@ -50,6 +50,7 @@ std::vector<Life> livesByStart() {
 
 std::vector<const pwr::Thread*> threadsByStart() {
     std::vector<const pwr::Thread*> threads;
+    threads.reserve(m_threads.size());
     for (const auto& [key, entry] : m_threads) threads.push_back(entry.first);
     std::sort(threads.begin(), threads.end(), [](const pwr::Thread* one, const pwr::Thread* other) {
         return std::pair(one->getPid(), one->getStartTime()) <

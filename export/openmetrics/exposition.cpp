@@ -165,6 +165,7 @@ std::vector<std::string> Exposition::labelsOf_i(const Family& family, const Samp
     for (const auto& [text, equal] : places) {
         if (equal.size() == 1) continue;
         std::vector<const Series*> series;
+        series.reserve(equal.size());
         for (const std::size_t place : equal) series.push_back(&samples.series(family.series[place]));
         const std::vector<std::string> found = idsOf(series);
         for (std::size_t i = 0; i < equal.size(); ++i) appendLabel("id", found[i], ids[equal[i]]);

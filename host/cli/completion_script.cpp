@@ -144,6 +144,7 @@ std::string bashCases(const Subcommand& command) {
         names.push_back(joined(option.m_names, " "));
         if (!option.m_takesValue) continue;
         std::vector<std::string> patterns;
+        patterns.reserve(option.m_names.size());
         for (const std::string& name : option.m_names) patterns.push_back(command.m_name + ":" + name);
         text += "        " + joined(patterns, "|") + ") " + bashValues(option.m_values) + " \"" +
                 option.m_words + "\" ;;\n";

@@ -144,6 +144,7 @@ void ColumnTests::testSpread_i() {
 void judge(Comparison& comparison, const std::vector<double>& spreadP,
            const std::vector<bool>& isSpreadDoubled, const CompareOptions& options) {
     std::vector<double> p;
+    p.reserve(comparison.m_columns.size());
     for (const ColumnResult& column : comparison.m_columns) p.push_back(column.m_p.value_or(NONE));
     const std::vector<double> adjusted = adjust(p);
     const std::vector<double> adjustedSpread = adjust(spreadP);

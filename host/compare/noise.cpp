@@ -133,6 +133,7 @@ std::vector<ColumnNoise> measureNoise(const RunTable& table, double alpha) {
         if (isTestable(table.numbers(column, 0))) ++tested;
     NoiseMeter meter(table, alpha / static_cast<double>(std::max<std::size_t>(tested, 1)));
     std::vector<ColumnNoise> columns;
+    columns.reserve(table.columns());
     for (std::size_t column = 0; column < table.columns(); ++column) columns.push_back(meter.measure(column));
     return columns;
 }

@@ -72,6 +72,7 @@ void TransitionMetric::finish(std::uint64_t ticks) {
 void TransitionMetric::report(Report& report) const {
     if (!m_isDefined) return;
     std::vector<std::string> names;
+    names.reserve(m_states.size());
     std::vector<ResidencyRow> rows;
     for (const State& state : m_states) names.push_back(state.name);
     for (const Item& item : m_items) {

@@ -203,6 +203,7 @@ void PwrHeader::finish() {
     const std::vector<Process> ends(middle, processes.end());
     processes.erase(middle, processes.end());
     std::vector<Process*> begun;
+    begun.reserve(processes.size());
     for (Process& process : processes) begun.push_back(&process);
     pair_i(begun, ends);
     begun.clear();

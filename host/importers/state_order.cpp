@@ -16,6 +16,7 @@ std::vector<std::size_t> orderOfStates(const std::vector<std::string>& states) {
         std::rotate(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(first),
                     order.begin() + static_cast<std::ptrdiff_t>(first + 1));
         std::vector<std::string> sorted;
+        sorted.reserve(order.size());
         for (const std::size_t index : order) sorted.push_back(states[index]);
         sortStates(sorted);
         if (sorted == states) return order;

@@ -131,6 +131,7 @@ std::vector<std::string> inOrder(std::vector<std::string> files) {
         if (const auto part = partOf(files[i])) runs[part->run].push_back(i);
     for (const auto& [run, places] : runs) {
         std::vector<std::string> parts;
+        parts.reserve(places.size());
         for (const std::size_t place : places) parts.push_back(files[place]);
         std::stable_sort(parts.begin(), parts.end(), [](const std::string& one, const std::string& other) {
             return partOf(one)->number < partOf(other)->number;

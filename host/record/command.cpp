@@ -61,6 +61,7 @@ int Command::check() const {
 
 int Command::start() {
     std::vector<char*> words;
+    words.reserve(m_words.size() + 1);
     for (std::string& word : m_words) words.push_back(word.data());
     words.push_back(nullptr);
     // What an ignored signal leaves behind can't be waited for.
