@@ -33,6 +33,8 @@ public:
         return damage.what.empty();
     }
 
+    void finish() override { m_parts.finish(); }
+
 private:
     ZtjsonDocument m_document;
     ZtjsonParts m_parts;

@@ -50,14 +50,22 @@ void ZtjsonParts::read(JsonPull& json, std::string key) {
             if (key == "Metadata") {
                 Entry entry;
                 readEntry_i(json, entry);
-                if (!json.failed()) entry_i(json, entry);
+                if (!json.failed()) entry_i(json, std::move(entry));
             } else {
                 Record record = readRecord_i(json);
                 if (!json.failed()) take_i(json, std::move(record));
             }
         }
     } while (m_target.lines.isOpen() && json.nextKey(key));
-    openRun_i(json);
+    if (m_waitingTimes > 0) openRun_i();
+    m_system ? void(m_waiting.emplace_back(std::monostate())) : endPart_i();
+}
+
+void ZtjsonParts::finish() {
+    openRun_i();
+}
+
+void ZtjsonParts::endPart_i() {
     m_line.end();
     m_metric = 0;
     if (m_hasSystem && m_target.lines.isOpen()) emit::JsonLine("msg", "flush").writeTo(m_target.lines);
@@ -171,12 +179,17 @@ ZtjsonParts::Record ZtjsonParts::readRecord_i(JsonPull& json) {
     return record;
 }
 
-void ZtjsonParts::entry_i(JsonPull& json, const Entry& entry) {
+void ZtjsonParts::entry_i(JsonPull& json, Entry entry) {
+    const auto id = static_cast<std::uint32_t>(entry.id);
+    if (!entry.isSystem && id == 0) return json.fail("a metric has the id 0");
+    if (!entry.isSystem) m_types[id] = metricTypeOf(entry.type);
+    m_system ? void(m_waiting.emplace_back(std::move(entry))) : writeEntry_i(entry);
+}
+
+void ZtjsonParts::writeEntry_i(const Entry& entry) {
     m_line.end();
     m_metric = 0;
-    if (entry.isSystem) return system_i(entry);
-    if (static_cast<std::uint32_t>(entry.id) == 0) return json.fail("a metric has the id 0");
-    metric_i(entry);
+    entry.isSystem ? system_i(entry) : metric_i(entry);
 }
 
 void ZtjsonParts::system_i(const Entry& entry) {
@@ -208,28 +221,35 @@ void ZtjsonParts::system_i(const Entry& entry) {
 }
 
 // Records wait until enough of them tell the frequency of the clock, which the header tells with six digits:
-// times in states are whole ticks.
+// times in states are whole ticks. The first of them can stand in a later part.
 void ZtjsonParts::take_i(JsonPull& json, Record record) {
-    if (!m_system) return record_i(json, record);
+    if (!m_hasSystem && !m_system) return json.fail("a record stands before the description of the machine");
+    if (!m_types.contains(static_cast<std::uint32_t>(record.id)))
+        return json.fail("metric " + std::to_string(record.id) +
+                         " is not described in this part or one before it");
+    if (!m_system) return record_i(record);
     constexpr std::size_t ENOUGH_TIMES = 64;
     constexpr std::size_t MOST_WAITING = 16384;
-    const auto metric = m_metrics.find(static_cast<std::uint32_t>(record.id));
-    if (metric != m_metrics.end() && metric->second.type == METRIC_RESIDENCY) ++m_waitingTimes;
-    m_waiting.push_back(std::move(record));
-    if (m_waitingTimes >= ENOUGH_TIMES || m_waiting.size() >= MOST_WAITING) openRun_i(json);
+    if (isTime_i(record)) ++m_waitingTimes;
+    m_waiting.emplace_back(std::move(record));
+    if (m_waitingTimes >= ENOUGH_TIMES || m_waiting.size() >= MOST_WAITING) openRun_i();
+}
+
+bool ZtjsonParts::isTime_i(const Record& record) const {
+    const auto type = m_types.find(static_cast<std::uint32_t>(record.id));
+    return type != m_types.end() && type->second == METRIC_RESIDENCY;
 }
 
 bool ZtjsonParts::makes_i(const TickClock& clock) const {
     const auto factor = static_cast<double>(clock.factor());
-    return std::all_of(m_waiting.begin(), m_waiting.end(), [&](const Record& record) {
-        const auto metric = m_metrics.find(static_cast<std::uint32_t>(record.id));
-        if (metric == m_metrics.end() || metric->second.type != METRIC_RESIDENCY) return true;
-        return !std::isfinite(record.value) || std::round(record.value / factor) * factor == record.value;
+    return std::all_of(m_waiting.begin(), m_waiting.end(), [&](const Waiting& waiting) {
+        const auto* const record = std::get_if<Record>(&waiting);
+        if (record == nullptr || !isTime_i(*record) || !std::isfinite(record->value)) return true;
+        return std::round(record->value / factor) * factor == record->value;
     });
 }
 
-void ZtjsonParts::openRun_i(JsonPull& json) {
-    if (!m_system) return;
+void ZtjsonParts::findClock_i() {
     constexpr int NEIGHBOURS = 256;
     float below = m_clock.frequencyMHz();
     float above = below;
@@ -240,11 +260,23 @@ void ZtjsonParts::openRun_i(JsonPull& json) {
         below = std::nextafter(below, 0.0F);
         above = std::nextafter(above, INFINITY);
     }
+}
+
+void ZtjsonParts::openRun_i() {
+    if (!m_system) return;
+    findClock_i();
     m_system->tscMHz = m_clock.frequencyMHz();
     writeSystem(*m_system, m_target.lines);
     m_system.reset();
     m_hasSystem = true;
-    for (const Record& record : m_waiting) record_i(json, record);
+    for (const Waiting& waiting : m_waiting) {
+        if (const auto* const entry = std::get_if<Entry>(&waiting))
+            writeEntry_i(*entry);
+        else if (const auto* const record = std::get_if<Record>(&waiting))
+            record_i(*record);
+        else
+            endPart_i();
+    }
     m_waiting.clear();
 }
 
@@ -356,14 +388,9 @@ void ZtjsonParts::findPart_i(Metric& metric, const Record& record, Id& entity, I
         descriptor = descriptorOf_i(record.descriptor, record.entity, record.entity != record.descriptor);
 }
 
-void ZtjsonParts::record_i(JsonPull& json, const Record& record) {
-    if (!m_hasSystem) return json.fail("a record stands before the description of the machine");
+void ZtjsonParts::record_i(const Record& record) {
     const auto id = static_cast<std::uint32_t>(record.id);
-    const auto found = m_metrics.find(id);
-    if (found == m_metrics.end())
-        return json.fail("metric " + std::to_string(record.id) +
-                         " is not described in this part or one before it");
-    Metric& metric = found->second;
+    Metric& metric = m_metrics[id];
     const bool isTraced = metric.type == METRIC_TRANSITION || metric.type == METRIC_EVENT;
     if (m_metric != id || m_time != record.time || isTraced || m_line.count() >= MOST_ELEMENTS)
         m_used.clear();

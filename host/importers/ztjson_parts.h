@@ -7,6 +7,7 @@
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "host/importers/importer.h"
@@ -25,6 +26,9 @@ public:
 
     // Reads a part, of whose object the first key has been read. What is wrong shows in `json`.
     void read(JsonPull& json, std::string key);
+
+    // Writes what still waits for the frequency of the clock. To be called behind the last part.
+    void finish();
 
     // The same, only to tell the part's place in its run.
     static std::optional<PartKey> place(JsonPull& json, std::string key);
@@ -60,6 +64,8 @@ private:
         std::uint64_t time = 0;
         double duration = 0, value = 0;
     };
+    // What waits for the frequency of the clock: an entry, a record, or the end of a part.
+    using Waiting = std::variant<Entry, Record, std::monostate>;
 
     static void readEntry_i(JsonPull& json, Entry& entry);
     static void readTexts_i(JsonPull& json, std::map<std::string, std::string>& texts);
@@ -67,13 +73,17 @@ private:
     static Record readRecord_i(JsonPull& json);
     static std::string runOf_i(const Entry& system);
 
-    void entry_i(JsonPull& json, const Entry& entry);
+    void entry_i(JsonPull& json, Entry entry);
+    void writeEntry_i(const Entry& entry);
     void system_i(const Entry& entry);
-    void openRun_i(JsonPull& json);
+    void endPart_i();
+    void openRun_i();
+    void findClock_i();
+    bool isTime_i(const Record& record) const;
     bool makes_i(const TickClock& clock) const;
     void metric_i(const Entry& entry);
     void take_i(JsonPull& json, Record record);
-    void record_i(JsonPull& json, const Record& record);
+    void record_i(const Record& record);
     void value_i(std::uint8_t type, double value, Id descriptor);
     void residency_i(double value);
     void findPart_i(Metric& metric, const Record& record, Id& entity, Id& descriptor);
@@ -91,9 +101,10 @@ private:
     std::map<std::pair<std::string, std::string>, Id> m_quantities;                    // by name and units
     Id m_nextHandle = 1;
     Id m_attribute = 0;
-    std::optional<SystemDescription> m_system;  // as long as it has not been written
-    std::vector<Record> m_waiting;              // for that
-    std::size_t m_waitingTimes = 0;             // times in states among them
+    std::optional<SystemDescription> m_system;                // as long as it has not been written
+    std::vector<Waiting> m_waiting;                           // for that
+    std::size_t m_waitingTimes = 0;                           // times in states among them
+    std::unordered_map<std::uint32_t, std::uint8_t> m_types;  // of the metrics described so far
     bool m_hasSystem = false;
     TickClock m_clock;
     std::uint32_t m_metric = 0;  // of the message that is being built, 0: none
