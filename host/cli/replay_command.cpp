@@ -31,9 +31,13 @@ struct ReplayOptions {
     bool m_isProgressShown = false;
 };
 
-void report(const std::string& name, const importers::Damage& damage) {
-    const std::string line = name + ": offset " + std::to_string(damage.offset) + ": " + damage.what + "\n";
+void tell(const std::string& text) {
+    const std::string line = text + "\n";
     model::writeAll(STDERR_FILENO, line.data(), line.size());
+}
+
+void report(const std::string& name, const importers::Damage& damage) {
+    tell(name + ": offset " + std::to_string(damage.offset) + ": " + damage.what);
 }
 
 // Feeds what the inputs become, until they end or one is damaged.
@@ -44,7 +48,7 @@ void import(const ReplayInputs& inputs, session::InputFeeder& feeder) {
         return feeder.feedMade(line, bytesBefore + input->content().bytesRead());
     });
     const auto note = [&](const std::string& text) { base::complain(input->name() + ": " + text); };
-    const auto importer = inputs.kind().make({output, note});
+    const auto importer = inputs.kind().make({output, note, tell, [&] { feeder.fail(); }});
     if (inputs.kind().lost != nullptr) note(inputs.kind().lost);
     for (const auto& part : inputs.inputs()) {
         input = part.get();
@@ -57,7 +61,11 @@ void import(const ReplayInputs& inputs, session::InputFeeder& feeder) {
         if (!isGood || part->isStopped()) break;
         bytesBefore += part->content().bytesRead();
     }
-    if (output.isOpen()) importer->finish();
+    if (!output.isOpen()) return;
+    importer->finish();
+    if (output.isOpen()) return;
+    report(input->name(), {0, feeder.lineError()});
+    feeder.fail();
 }
 
 // Whatever happens, the run can be ended behind it.

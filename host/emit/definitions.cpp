@@ -108,6 +108,13 @@ Id Definitions::process(std::uint64_t pid, std::uint64_t parent, std::string_vie
     return m_nextHandle++;
 }
 
+Id Definitions::thread(std::uint64_t tid, std::uint64_t pid, std::string_view name, std::uint64_t start) {
+    JsonLine line("def", "thread");
+    line.member("id", m_nextHandle).member("tid", tid).member("pid", pid).member("start", start);
+    line.member("name", name).writeTo(m_output);
+    return m_nextHandle++;
+}
+
 Id Definitions::metric(const MetricDefinition& definition) {
     JsonLine line("def", "metric");
     line.member("id", m_nextMetric)

@@ -41,8 +41,8 @@ struct QuantityDefinition {
     double rateFactor = 1.0;  // units of that quantity per unit of this one
 };
 
-// An attribute whose value is some data, or the handle of a process.
-enum class AttributeType : int { Data = 1, Process = 3 };
+// An attribute whose value is some data, or the handle of a process or a thread.
+enum class AttributeType : int { Data = 1, Process = 3, Thread = 4 };
 
 // Attribute values in the stream's own text: attribute and value.
 using AttributeTexts = std::vector<std::pair<Id, std::string>>;
@@ -80,6 +80,7 @@ public:
     Id descriptor(std::string_view name, const AttributeTexts& attributes = {});
     Id handle(std::string_view name, const std::vector<Id>& expected = {});
     Id process(std::uint64_t pid, std::uint64_t parent, std::string_view path, std::uint64_t start);
+    Id thread(std::uint64_t tid, std::uint64_t pid, std::string_view name, std::uint64_t start);
     Id metric(const MetricDefinition& definition);
 
     // The metrics so far, with the number of entities that each had from the beginning.

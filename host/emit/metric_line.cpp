@@ -62,6 +62,11 @@ void MetricLine::handle(std::string_view head, std::uint64_t duration, Id value)
     m_text.append("}}");
 }
 
+void MetricLine::element(std::string_view head, std::uint64_t duration, std::string_view tail) {
+    element_i(head, duration);
+    m_text.append(tail);
+}
+
 void MetricLine::end() {
     if (m_empty) return;
     m_text.append("]}");

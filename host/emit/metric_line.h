@@ -32,6 +32,9 @@ public:
     void real(std::string_view head, std::uint64_t duration, double value);
     void handle(std::string_view head, std::uint64_t duration, Id value);
 
+    // An element with its further members in the stream's own text, from the comma to the closing brace.
+    void element(std::string_view head, std::uint64_t duration, std::string_view tail);
+
     void end();
 
 private:

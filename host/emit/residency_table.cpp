@@ -20,7 +20,7 @@ std::vector<std::string> cells(const ResidencyRow& row, double ticksPerUsec) {
 
 void writeResidencyTable(Report& report, const std::string& metric, const std::string& of,
                          const std::vector<std::string>& states, const std::vector<ResidencyRow>& rows,
-                         double ticksPerUsec) {
+                         double ticksPerUsec, bool withAll) {
     std::vector<std::string> columns{of};
     for (const std::string& state : states) columns.push_back(state + " (%)");
     for (const std::string& state : states) columns.push_back(state + " (msec)");
@@ -33,7 +33,7 @@ void writeResidencyTable(Report& report, const std::string& metric, const std::s
         for (std::size_t i = 0; i < states.size(); ++i) all.ticks[i] += row.ticks[i];
         all.observed += row.observed;
     }
-    if (rows.size() > 1 && all.observed > 0) report.row(cells(all, ticksPerUsec));
+    if (withAll && rows.size() > 1 && all.observed > 0) report.row(cells(all, ticksPerUsec));
 }
 
 }  // namespace host::emit

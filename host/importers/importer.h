@@ -19,6 +19,12 @@ struct ImportTarget {
 
     // Takes a sentence for the user about what has become of the content, such as what was left out.
     std::function<void(const std::string&)> note;
+
+    // Takes a line for the user that names the input itself.
+    std::function<void(const std::string&)> tell{};
+
+    // Makes the run one that has failed, though it goes on: a piece of the content was bad and left out.
+    std::function<void()> fail{};
 };
 
 // What is wrong with an input: at the byte `offset` of its content.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/importers/kernel/ftrace_importer.h"
 #include "host/importers/pwr_importer.h"
 #include "host/importers/ztbin_importer.h"
 #include "host/importers/ztjson_importer.h"
@@ -42,6 +43,8 @@ constexpr InputKind KINDS[] = {
     {"pwr", ".pwr", "The import trace", sniffPwr, makePwrImporter, nullptr,
      "not in a .pwr file: names of attributes, groups and legends of metrics, quantities of transitions, "
      "wakelocks, frequencies but those of clock and processor, tables and notes (see docs/inputs.md)"},
+    {"ftrace", ".txt", "A kernel trace in text, as the kernel, reports of recordings and profiles show it",
+     sniffFtrace, makeFtraceImporter, nullptr, nullptr},
 };
 
 }  // namespace

@@ -1,0 +1,36 @@
+// A line of a kernel trace in text.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace host::importers {
+
+// The parts of a line that tells of an event. They point into the line.
+struct FtraceLine {
+    std::string_view comm;      // name of the thread in which it was traced
+    std::int64_t pid = 0;       // of that thread
+    std::uint32_t process = 0;  // its process; 0: not told
+    std::uint32_t cpu = 0;
+    std::uint64_t stamp = 0;  // ns
+    std::string_view event;   // without the group of events; empty: there is none
+    std::string_view fields;  // what stands behind the name
+};
+
+// Reads the line of an event in any of the forms
+//
+//       <idle>-0       [001] d..2.  1234.567890: cpu_idle: state=1 cpu_id=1        the trace file
+//       sh-1234 ( 1200) [001] ....  1234.567890: ...                               with processes
+//       <idle>-0       [001]  1234.567890: cpu_idle:   state=1 cpu_id=1            reports of recorded traces
+//       swapper     0 [001]  1234.567890:   power:cpu_idle: state=1 cpu_id=1       scripts of profiles
+//       sh  1200/1234 [001]  1234.567890:  1  power:cpu_idle: state=1 cpu_id=1     with processes and periods
+//
+// Returns nothing if it is none: there is no thread, CPU or time.
+std::optional<FtraceLine> readFtraceLine(std::string_view line);
+
+// Reads a time: seconds with a point and any number of digits behind it, of which nine count, or a number
+// that is taken as it is.
+std::optional<std::uint64_t> readStamp(std::string_view text);
+
+}  // namespace host::importers

@@ -1,0 +1,158 @@
+#include "host/kernel_events/timeline.h"
+
+#include <algorithm>
+
+#include "host/emit/json_line.h"
+
+namespace host::kernel_events {
+
+namespace {
+
+using emit::MetricType;
+using emit::QuantityKind;
+
+struct SeriesInfo {
+    const char* name;
+    const char* group;
+    MetricType type;
+    QuantityKind kind;  // of the values
+    const char* quantity;
+    const char* units;
+    const char* what;  // is reported of
+    const char* of;    // such an entity
+    int tableClass = 0;
+};
+
+constexpr int KERNEL_WAKELOCK_CLASS = 14;
+
+// In the order of Series.
+constexpr SeriesInfo INFO[SERIES] = {
+    {"CPU Idle State", "idle", MetricType::TracedTransition, QuantityKind::Time, "Time", "", "State", "CPU"},
+    {"CPU Frequency Changes", "frequency", MetricType::TracedTransition, QuantityKind::Frequency, "Frequency",
+     "MHz", "Frequency", "CPU"},
+    {"CPU Frequency Limits", "frequency", MetricType::TracedTransition, QuantityKind::Frequency, "Frequency",
+     "MHz", "Limits", "CPU"},
+    {"Process on CPU", "process", MetricType::TracedTransition, QuantityKind::Time, "Time", "", "Process",
+     "CPU"},
+    {"Clock Rate", "clock", MetricType::TracedTransition, QuantityKind::Frequency, "Frequency", "Hz", "Rate",
+     "Clock"},
+    {"Kernel Wakeup Sources", "wakeup", MetricType::TracedTransition, QuantityKind::Time, "Time", "", "State",
+     "Source", KERNEL_WAKELOCK_CLASS},
+    {"Suspend", "suspend", MetricType::TracedTransition, QuantityKind::Time, "Time", "", "Action", "System"},
+    {"Trace Marks", "marks", MetricType::TracedEvent, QuantityKind::Time, "Time", "", "Mark", "Thread"},
+    {"Trace Counters", "marks", MetricType::SampledValue, QuantityKind::Count, "Value", "", "Value",
+     "Counter"},
+    {"Thermal Zones", "thermal", MetricType::SampledValue, QuantityKind::Temperature, "Temperature", "C",
+     "Temperature", "Zone"},
+};
+
+const SeriesInfo& infoOf(Series series) {
+    return INFO[static_cast<std::size_t>(series)];
+}
+
+}  // namespace
+
+Timeline::Timeline(const emit::Context& context, const NamePool& names)
+    : m_context(context), m_names(names), m_line(context) {
+    m_context.define.time();
+}
+
+Timeline::Row Timeline::add_i(Series series, emit::Id entity) {
+    Metric& metric = m_metrics[static_cast<std::size_t>(series)];
+    if (metric.id == 0) {
+        m_used.push_back(series);
+        metric.id = static_cast<emit::Id>(m_used.size());
+        metric.descriptor = m_context.define.descriptor(infoOf(series).what);
+    }
+    if (std::find(metric.entities.begin(), metric.entities.end(), entity) == metric.entities.end())
+        metric.entities.push_back(entity);
+    m_rows.push_back({.series = series, .head = emit::elementHead(entity, metric.descriptor), .value = {}});
+    return m_rows.size() - 1;
+}
+
+Timeline::Row Timeline::find_i(Series series, std::uint64_t key, auto makeEntity) {
+    auto& keys = m_keys[static_cast<std::size_t>(series)];
+    if (const auto known = keys.find(key); known != keys.end()) return known->second;
+    return keys[key] = add_i(series, makeEntity());
+}
+
+emit::Id Timeline::cpuEntity_i(std::uint32_t number) {
+    if (m_cpus.size() <= number) m_cpus.resize(number + 1);
+    if (m_cpus[number] == 0) m_cpus[number] = m_context.define.entity("CPU" + std::to_string(number));
+    return m_cpus[number];
+}
+
+emit::Id Timeline::systemEntity_i() {
+    if (m_system == 0) m_system = m_context.define.entity("System");
+    return m_system;
+}
+
+Timeline::Row Timeline::cpu(Series series, std::uint32_t number) {
+    return find_i(series, number, [&] { return cpuEntity_i(number); });
+}
+
+Timeline::Row Timeline::named(Series series, NameId name) {
+    return find_i(series, name, [&] { return m_context.define.entity(m_names.text(name)); });
+}
+
+Timeline::Row Timeline::thread(NameId comm, std::int64_t pid) {
+    return find_i(Series::Marks, static_cast<std::uint64_t>(pid),
+                  [&] { return m_context.define.entity(m_names.text(comm) + "-" + std::to_string(pid)); });
+}
+
+Timeline::Row Timeline::action(NameId name, std::int64_t value) {
+    const std::uint64_t key = (std::uint64_t{name} << 32) ^ static_cast<std::uint64_t>(value);
+    return find_i(Series::Suspend, key, [&] { return systemEntity_i(); });
+}
+
+void Timeline::enter(Row row, std::uint64_t stamp, std::string_view value) {
+    leave(row, stamp);
+    Line& line = m_rows[row];
+    line.isHeld = true;
+    line.since = stamp;
+    line.value.assign(value);
+}
+
+// What lasted no time is left out: writers want samples of an entity to be of different times.
+void Timeline::leave(Row row, std::uint64_t stamp) {
+    Line& line = m_rows[row];
+    if (line.isHeld && stamp > line.since) sample(row, stamp, stamp - line.since, line.value);
+    line.isHeld = false;
+}
+
+void Timeline::sample(Row row, std::uint64_t stamp, std::uint64_t duration, std::string_view value,
+                      std::string_view info) {
+    const Line& line = m_rows[row];
+    m_tail.clear();
+    if (!info.empty()) m_tail.append(",\"info\":[").append(info).push_back(']');
+    m_tail.append(",\"v\":").append(value).push_back('}');
+    m_line.begin(metric(line.series), stamp);
+    m_line.element(line.head, duration, m_tail);
+    m_line.end();
+}
+
+void Timeline::endOf(emit::Id handle, std::uint64_t stamp) {
+    emit::JsonLine("msg", "end").member("id", handle).member("tsc", stamp).writeTo(m_context.output);
+}
+
+void Timeline::finish(std::uint64_t stop) {
+    for (Row row = 0; row < m_rows.size(); ++row) leave(row, stop);
+    emit::Definitions& define = m_context.define;
+    for (const Series series : m_used) {
+        const SeriesInfo& info = infoOf(series);
+        const Metric& used = m_metrics[static_cast<std::size_t>(series)];
+        emit::MetricDefinition metric{.name = info.name, .group = info.group};
+        metric.type = info.type;
+        metric.tableClass = info.tableClass;
+        metric.quantity = info.kind == QuantityKind::Time
+                              ? define.time()
+                              : define.quantity({info.kind, info.quantity, info.units});
+        metric.value = define.handle(info.what);
+        metric.entity = define.handle(info.of);
+        metric.entities = used.entities;
+        for (const emit::Id entity : used.entities) metric.descriptors.emplace_back(entity, used.descriptor);
+        define.metric(metric);
+    }
+}
+
+}  // namespace host::kernel_events
