@@ -43,8 +43,7 @@ std::optional<IdleStay> IdleStates::end_i(Cpu& cpu, const Event& event) {
     stays.time += length;
     ++stays.count;
     const auto index = static_cast<std::size_t>(cpu.state);
-    const auto target = index < m_states.size() ? m_states[index].targetUsec : std::nullopt;
-    if (target && length < *target * 1000) ++stays.tooShort;
+    if (index < m_states.size() && length < m_states[index].targetUsec.value_or(0) * 1000) ++stays.tooShort;
     return IdleStay{event.subject, length, cpu.beganAt, event.a == IDLE_EXIT};
 }
 
@@ -81,7 +80,7 @@ std::vector<std::string> IdleStates::cells_i(std::uint32_t number, std::int64_t 
                                              const Stays& stays) const {
     const Cpu& cpu = m_cpus[number];
     const auto index = static_cast<std::size_t>(state);
-    const auto target = index < m_states.size() ? m_states[index].targetUsec : std::nullopt;
+    const bool hasTarget = index < m_states.size() && m_states[index].targetUsec.has_value();
     const auto count = static_cast<double>(stays.count);
     std::vector<std::string> cells{cpuText(number),
                                    nameOf_i(state),
@@ -90,9 +89,9 @@ std::vector<std::string> IdleStates::cells_i(std::uint32_t number, std::int64_t 
                                    shareText(stays.time, m_stop - cpu.first),
                                    usecText(static_cast<double>(stays.time) / count),
                                    usecText(static_cast<double>(stays.shortest))};
-    if (target) {
-        cells.insert(cells.end(), {std::to_string(*target), std::to_string(stays.tooShort),
-                                   shareText(stays.tooShort, stays.count)});
+    if (hasTarget) {
+        cells.insert(cells.end(), {std::to_string(*m_states[index].targetUsec),
+                                   std::to_string(stays.tooShort), shareText(stays.tooShort, stays.count)});
     } else {
         cells.insert(cells.end(), 3, "-");
     }

@@ -45,7 +45,7 @@ std::vector<std::uint32_t> Tally::silent_i() const {
 std::string Tally::text(std::string_view what) const {
     return std::to_string(lines) + " " + std::string(what) + ": " + std::to_string(m_mapped) + " mapped, " +
            std::to_string(m_unknown) + " unknown, " + std::to_string(malformed) + " malformed, " +
-           std::to_string(other) + " other, " + std::to_string(m_lost) + " lost";
+           std::to_string(others) + " other, " + std::to_string(m_lost) + " lost";
 }
 
 void Tally::report(emit::Report& report, emit::Id& container) const {
@@ -56,7 +56,7 @@ void Tally::report(emit::Report& report, emit::Id& container) const {
                                                            {"Mapped", m_mapped},
                                                            {"Unknown", m_unknown},
                                                            {"Malformed", malformed},
-                                                           {"Other", other},
+                                                           {"Other", others},
                                                            {"Lost", m_lost},
                                                            {"Out of order", m_outOfOrder},
                                                            {"Silent CPUs", silent.size()}};

@@ -24,7 +24,7 @@ public:
 
     std::uint64_t lines = 0;
     std::uint64_t malformed = 0;
-    std::uint64_t other = 0;
+    std::uint64_t others = 0;
 
     // Counts an event of this name, in a place that `place` finds again.
     std::size_t place(std::string_view name);

@@ -82,13 +82,13 @@ void FtraceImporter::line_i(std::string_view line) {
     const std::size_t first = line.find_first_not_of(" \t\r");
     const std::string_view text = first == NOWHERE ? std::string_view() : line.substr(first);
     if (text.empty() || isOfPage_i(text) || isOther_i(text) || isLoss_i(text)) {
-        ++m_builder.tally().other;
+        ++m_builder.tally().others;
         return;
     }
     const auto event = readFtraceLine(line);
     if (!event || event->event.empty()) {
         if (event && isLossOfProfile_i(*event))
-            ++m_builder.tally().other;
+            ++m_builder.tally().others;
         else
             malformed_i("no event");
         return;

@@ -1,0 +1,293 @@
+#!/usr/bin/env python3
+"""Small traces, each with what it must become: kernel_events_test.py PWRHOST TRACES"""
+import gzip
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PWRHOST, TRACES = sys.argv[1], pathlib.Path(sys.argv[2])
+EXIT = 4294967295
+
+
+def line(usec, event, fields, cpu=0, comm="<idle>", pid=0):
+    """A line of the trace file."""
+    return f"{comm:>16}-{pid:<7} [{cpu:03}] d..2. {usec / 1e6:12.6f}: {event}: {fields}"
+
+
+def idle(usec, state, cpu=0):
+    return line(usec, "cpu_idle", f"state={state} cpu_id={cpu}", cpu)
+
+
+def switch(usec, prev, following, cpu=0):
+    (prev_comm, prev_pid), (next_comm, next_pid) = prev, following
+    return line(usec, "sched_switch", f"prev_comm={prev_comm} prev_pid={prev_pid} prev_prio=120 prev_state=S ==> "
+                f"next_comm={next_comm} next_pid={next_pid} next_prio=120", cpu, prev_comm, prev_pid)
+
+
+def waking(usec, waker, woken, cpu, event="sched_waking"):
+    return line(usec, event, f"comm={woken[0]} pid={woken[1]} prio=120 target_cpu=000", cpu, *waker)
+
+
+IDLE, A, B = ("swapper/0", 0), ("a b=c", 100), ("b", 200)
+
+
+class Stream:
+    """The lines of a stream, by what they say."""
+
+    def __init__(self, text):
+        self.lines = [json.loads(each) for each in text.splitlines()]
+        self.names = {each["id"]: each.get("name") for each in self.lines if each.get("def") in
+                      ("entity", "thread", "process", "attribute", "handle")}
+        self.metrics = {each["id"]: each for each in self.lines if each.get("def") == "metric"}
+        self.system = next(each for each in self.lines if each.get("msg") == "system")
+        self.texts = [each["text"] for each in self.lines if each.get("msg") == "text"]
+
+    def over_time(self, metric):
+        """(entity, t, duration, value) of a metric, times in microseconds."""
+        return [(self.names[element["e"]], each["t"] / 1e3, element["dur"] / 1e3, list(element["v"].values())[0])
+                for each in self.lines if each.get("msg") == "metric" and self.metrics[each["metric"]]["name"] == metric
+                for element in each["data"]]
+
+    def table(self, title):
+        for each in self.lines:
+            if each.get("def") == "table" and each["title"].startswith(title):
+                key = [each["container"], each["id"]]
+                return [self.names[handle] for handle in each["handles"]], [
+                    row["cells"] for row in self.lines if row.get("msg") == "row" and row["table"] == key]
+        return [], []
+
+    def rows(self, title):
+        return self.table(title)[1]
+
+    def items(self):
+        return {item: int(total) for item, total in self.rows("Trace Summary: Total")}
+
+
+class Traces(unittest.TestCase):
+    def setUp(self):
+        work = tempfile.TemporaryDirectory()
+        self.addCleanup(work.cleanup)
+        self.work = pathlib.Path(work.name)
+
+    def replay(self, lines, *options, want_status=0):
+        text = lines if isinstance(lines, bytes) else "".join(each + "\n" for each in lines).encode()
+        (self.work / "trace").write_bytes(text)
+        (self.work / "saved").unlink(missing_ok=True)
+        done = subprocess.run([PWRHOST, "replay", "-w", "none", "--save", "saved", *options, "trace"], cwd=self.work,
+                              capture_output=True, timeout=300)
+        self.err = done.stderr.decode()
+        self.assertEqual(want_status, done.returncode, self.err)
+        return Stream((self.work / "saved").read_text())
+
+    def test_forms_of_a_line_mean_the_same(self):
+        """Each form as the programs print it: two switches and an idle state of CPU 1."""
+        forms = {
+            "trace file": ["# tracer: nop", "#   #P:2",
+                           "          <idle>-0       [001] d..2.  10.000001: cpu_idle: state=1 cpu_id=1",
+                           "          <idle>-0       [001] dN.2.  10.000011: cpu_idle: state=4294967295 cpu_id=1",
+                           "          <idle>-0       [001] d..2.  10.000012: sched_switch: prev_comm=swapper/1 prev_pid=0 "
+                           "prev_prio=120 prev_state=R ==> next_comm=x-1 [000] next_pid=7 next_prio=120",
+                           "     x-1 [000]-7       [001] d..2.  10.000022: sched_switch: prev_comm=x-1 [000] prev_pid=7 "
+                           "prev_prio=120 prev_state=S ==> next_comm=swapper/1 next_pid=0 next_prio=120"],
+            "with processes": ["# tracer: nop", "#   #P:2",
+                               "  <idle>-0     (-----) [001] d..2 10.000001: cpu_idle: state=1 cpu_id=1",
+                               "  <idle>-0     (-----) [001] dN.2 10.000011: cpu_idle: state=4294967295 cpu_id=1",
+                               "  <idle>-0     (-----) [001] d..2 10.000012: sched_switch: prev_comm=swapper/1 prev_pid=0 "
+                               "prev_prio=120 prev_state=R ==> next_comm=x-1 [000] next_pid=7 next_prio=120",
+                               "  x-1 [000]-7  (    7) [001] d..2 10.000022: sched_switch: prev_comm=x-1 [000] prev_pid=7 "
+                               "prev_prio=120 prev_state=S ==> next_comm=swapper/1 next_pid=0 next_prio=120"],
+            "report": ["version = 6", "cpus=2",
+                       "          <idle>-0     [001]    10.000001000: cpu_idle:             state=1 cpu_id=1",
+                       "          <idle>-0     [001]    10.000011000: cpu_idle:             state=4294967295 cpu_id=1",
+                       "          <idle>-0     [001]    10.000012000: sched_switch:         swapper/1:0 [120] R ==> "
+                       "x-1 [000]:7 [120]",
+                       "       x-1 [000]-7     [001]    10.000022000: sched_switch:         x-1 [000]:7 [120] S ==> "
+                       "swapper/1:0 [120]"],
+            "raw report": ["cpus=2",
+                           "          <idle>-0     [001] d..2. 10.000001: cpu_idle:              state=1 cpu_id=1",
+                           "          <idle>-0     [001] d..2. 10.000011: cpu_idle:              state=4294967295 cpu_id=1",
+                           "          <idle>-0     [001] d..2. 10.000012: sched_switch:          prev_comm=swapper/1 prev_pid=0 "
+                           "prev_prio=120 prev_state=0x0 next_comm=x-1 [000] next_pid=7 next_prio=120",
+                           "       x-1 [000]-7     [001] d..2. 10.000022: sched_switch:          prev_comm=x-1 [000] prev_pid=7 "
+                           "prev_prio=120 prev_state=0x1 next_comm=swapper/1 next_pid=0 next_prio=120"],
+            "profile": ["         swapper     0 [001]    10.000001:       power:cpu_idle: state=1 cpu_id=1",
+                        "         swapper     0 [001]    10.000011:       power:cpu_idle: state=4294967295 cpu_id=1",
+                        "         swapper   0/0 [001]    10.000012:   1   sched:sched_switch: swapper/1:0 [120] R ==> "
+                        "x-1 [000]:7 [120]",
+                        "       x-1 [000]     7 [001]    10.000022: sched:sched_switch: prev_comm=x-1 [000] prev_pid=7 "
+                        "prev_prio=120 prev_state=S ==> next_comm=swapper/1 next_pid=0 next_prio=120"],
+        }
+        page = ["<!DOCTYPE html>", "<html><body>", '<script class="trace-data" type="application/text">', "PID what",
+                "</script>", '<script class="trace-data" type="application/text">', *forms["with processes"],
+                "</script>", "</body></html>"]
+        for name, lines in {**forms, "page": page}.items():
+            with self.subTest(form=name):
+                stream = self.replay(lines)
+                self.assertEqual([("CPU1", 10000011, 10, "state1"), ("CPU1", 10000022, 11, "active")],
+                                 stream.over_time("CPU Idle State"))
+                self.assertEqual([("CPU1", 10000022, 10, "x-1 [000]")], stream.over_time("Process on CPU"))
+                self.assertEqual([["CPU1", "unknown", "unknown", "-", "-", "1", "47619.05", "100.00", "10.00"]],
+                                 stream.rows("Wakeup Causes Summary: Counts"))
+                self.assertEqual((10000001000, 10000022000, 1000),
+                                 tuple(stream.system[key] for key in ("start", "stop", "tscMHz")))
+                if name != "profile":
+                    self.assertEqual(["Silent CPUs: CPU0"], stream.texts)
+
+    def test_every_line_is_counted_and_the_first_ten_bad_ones_are_told(self):
+        lines = ["# tracer: nop", "# entries-in-buffer/entries-written: 1/1   #P:4", "", "CPU 2 is empty",
+                 "CPU:1 [LOST 12 EVENTS]", "CPU:1 [3 EVENTS DROPPED]", "version = 6", "cpus=4",
+                 idle(5, 1), idle(3, 1, 1), line(9, "kfree", "ptr=0"), line(9, "kfree", "ptr=0"),
+                 line(10, "cpu_idle", "state=x cpu_id=0"), *["nonsense"] * 11,
+                 "swapper 0 [001] 0.000011: PERF_RECORD_LOST lost 5"]
+        stream = self.replay(lines, "--from", "ftrace", want_status=1)
+        self.assertIn("\ntrace: 25 lines: 2 mapped, 2 unknown, 12 malformed, 9 other, 20 lost\n", "\n" + self.err)
+        told = [each for each in self.err.splitlines() if each.startswith("trace:1") or each.startswith("trace:2")]
+        self.assertEqual(["trace:13: cpu_idle: its fields cannot be read",
+                          *[f"trace:{number}: no event" for number in range(14, 23)]], told[:10])
+        self.assertEqual({"Lines": 25, "Mapped": 2, "Unknown": 2, "Malformed": 12, "Other": 9, "Lost": 20,
+                          "Out of order": 1, "Silent CPUs": 2}, stream.items())
+        self.assertEqual([["cpu_idle", "2", "mapped"], ["kfree", "2", "unknown"]],
+                         stream.rows("Trace Events Summary: Counts"))
+        self.assertIn("Silent CPUs: CPU2 CPU3", stream.texts)
+        self.assertEqual((3000, 9000), (stream.system["start"], stream.system["stop"]))
+        self.replay(["# tracer: nop"], want_status=1)
+
+    def test_stamps(self):
+        for stamp, want in {"1.5": 1500000000, "1.0000000019": 1000000001, "12345": 12345}.items():
+            event = f"  <idle>-0 [000] d..2. {stamp}: cpu_idle: state=1 cpu_id=0"
+            self.assertEqual(want, self.replay([event]).system["start"])
+        sync = line(1000000, "tracing_mark_write", "trace_event_clock_sync: realtime_ts=1700000000000")
+        self.assertEqual(1699999999500000000, self.replay([idle(500000, 1), sync]).system["time"])
+
+    def test_idle_states(self):
+        """Begin, repeated states, exits, length 0, the end, a loss."""
+        stream = self.replay([idle(0, EXIT), idle(10, EXIT), idle(20, 2), idle(50, 2), idle(60, 1), idle(60, EXIT),
+                              idle(80, 2), line(100, "kfree", "")])
+        self.assertEqual([("CPU0", 20, 20, "active"), ("CPU0", 50, 30, "state2"), ("CPU0", 60, 10, "state2"),
+                          ("CPU0", 80, 20, "active"), ("CPU0", 100, 20, "state2")], stream.over_time("CPU Idle State"))
+        self.assertEqual([["CPU0", "state1", "1", "0.00", "0.00", "0.00", "0.00", "-", "-", "-"],
+                          ["CPU0", "state2", "2", "0.04", "40.00", "20.00", "10.00", "-", "-", "-"]],
+                         stream.rows("Idle Quality Summary: Counts"))
+        self.assertEqual([["CPU0", "40.00", "0.00", "60.00", "0.04", "0.00", "0.06"]],
+                         stream.rows("CPU Idle State Summary: Residency"))
+        self.assertEqual([["CPU0", "unknown", "1", "10000.00"]],
+                         [[row[0], row[1], row[3], row[2]] for row in stream.rows("Wakeups Summary")])
+        lost = self.replay([idle(0, 1), "CPU:0 [LOST 1 EVENTS]", idle(50, EXIT), idle(60, 1)])
+        self.assertEqual([("CPU0", 60, 10, "active")], lost.over_time("CPU Idle State"))
+        self.assertEqual([], lost.rows("Idle Quality Summary: Counts"))
+
+    def test_causes_of_wakeups(self):
+        irq = lambda usec, name: line(usec, "irq_handler_entry", f"irq=24 name={name}")
+        hrtimer = lambda usec, function: line(usec, "hrtimer_expire_entry", f"hrtimer=0 function={function} now=1")
+        ipi = lambda usec, name, cpu=0: line(usec, name, "vector=1", cpu)
+        entry, leave, a = idle(100, 1), idle(200, EXIT), switch(300, IDLE, A)
+        by_b = waking(150, B, A, 1)
+        cases = {
+            "interrupt before the exit": ([irq(190, "eth0"), leave, irq(210, "usb"), a], ["irq", "eth0", "a b=c", "100"]),
+            "interrupt behind the exit": ([leave, irq(210, "eth0"), a], ["irq", "eth0", "a b=c", "100"]),
+            "interrupt behind the switch": ([leave, a, irq(310, "eth0")], ["unknown", "unknown", "-", "-"]),
+            "softirq alone": ([line(190, "softirq_entry", "vec=1 [action=TIMER]"), leave, a],
+                              ["unknown", "unknown", "-", "-"]),
+            "first one counts": ([ipi(180, "reschedule_entry"), irq(190, "eth0"), leave, a],
+                                 ["IPI", "reschedule", "-", "-"]),
+            "timer without function": ([ipi(190, "local_timer_entry"), leave, a], ["timer", "local timer", "a b=c", "100"]),
+            "function behind the tick": ([ipi(190, "local_timer_entry"), hrtimer(191, "tick_nohz_handler"),
+                                          hrtimer(192, "hrtimer_wakeup"), leave, a],
+                                         ["timer", "hrtimer_wakeup", "a b=c", "100"]),
+            "tick alone": ([hrtimer(191, "tick_sched_timer"), leave, idle(250, 1)], ["timer", "tick_sched_timer", "-", "-"]),
+            "IPI by a process": ([by_b, ipi(190, "call_function_single_entry"), leave, a],
+                                 ["IPI", "call function single", "b", "200"]),
+            "IPI by an interrupt in idle": ([waking(150, IDLE, A, 1), ipi(190, "call_function_entry"), leave, a],
+                                            ["IPI", "call function", "-", "-"]),
+            "task": ([by_b, leave, a], ["task", "b", "b", "200"]),
+            "task of the same CPU": ([waking(150, B, A, 0), leave, a], ["unknown", "unknown", "-", "-"]),
+            "no waking in the trace": ([waking(150, B, A, 1, "sched_wakeup"), leave, a], ["task", "b", "b", "200"]),
+            "waking goes before wakeup": ([by_b, waking(160, ("c", 300), A, 1, "sched_wakeup"), leave, a],
+                                          ["task", "b", "b", "200"]),
+            "interrupt of another CPU": ([ipi(190, "reschedule_entry", 1), leave, a], ["unknown", "unknown", "-", "-"]),
+        }
+        for name, (events, want) in cases.items():
+            with self.subTest(case=name):
+                rows = self.replay([entry, *events]).rows("Wakeup Causes Summary: Counts")
+                self.assertEqual([["CPU0", *want, "1"]], [row[:6] for row in rows])
+                self.assertEqual("100.00", rows[0][8])
+        before = self.replay([waking(50, B, A, 1), entry, leave, a]).rows("Wakeup Causes Summary: Counts")
+        self.assertEqual("unknown", before[0][1])
+        self.assertEqual([], self.replay([entry, idle(150, 2), a]).rows("Wakeup Causes Summary: Counts"))
+
+    def test_processes(self):
+        stream = self.replay([
+            switch(0, A, B), switch(1000, B, A), line(1500, "sched_process_exit", "comm=a b=c pid=100 prio=120", 0, *A),
+            switch(2000, A, IDLE), switch(4000, IDLE, A), switch(5000, B, A),
+            line(5500, "sched_process_exec", "filename=/usr/bin/a-name-that-is-long pid=100 old_pid=100", 0, *A),
+            line(10000, "kfree", "")])
+        header, rows = stream.table("Processes Summary: Counts")
+        self.assertEqual(["PID", "Process", "CPU Time (msec)", "Share (%)", "Wakeups", "Switches"], header)
+        self.assertEqual([["100", "a-name-that-is-", "5.000", "50.00", "0", "2"], ["100", "a b=c", "1.000", "10.00", "0", "1"],
+                          ["200", "b", "1.000", "10.00", "0", "1"], ["-", "idle", "2.000", "20.00", "0", "1"],
+                          ["-", "not attributed", "1.000", "10.00", "0", "0"]], rows)
+        self.assertEqual([("CPU0", 1000, 1000, "b"), ("CPU0", 2000, 1000, "a b=c"),
+                          ("CPU0", 10000, 5000, "a-name-that-is-")], stream.over_time("Process on CPU"))
+
+    def test_readings_and_marks(self):
+        mark = lambda usec, text, pid=9: line(usec, "tracing_mark_write", text, 0, "app", pid)
+        stream = self.replay([
+            line(0, "cpu_frequency", "state=1200000 cpu_id=1"), line(10, "cpu_frequency", "state=1200000 cpu_id=1"),
+            line(0, "cpu_frequency_limits", "min=800000 max=2400500 cpu_id=1"),
+            line(0, "clock_set_rate", "pll main state=19200000 cpu_id=0"),
+            line(0, "wakeup_source_activate", "usb 1 state=0x10001"),
+            line(5, "wakeup_source_deactivate", "usb 1 state=0x20000"),
+            line(0, "suspend_resume", "machine_suspend[3] begin"), line(7, "suspend_resume", "machine_suspend[3] end"),
+            line(3, "thermal_temperature", "thermal_zone=cpu one id=0 temp_prev=40000 temp=41500"),
+            mark(1, "B|9|outer"), mark(2, "B|9|in|ner"), mark(3, "E|9"), mark(4, "E"), mark(5, "E|9"), mark(5, "B|9|open"),
+            mark(1, "S|9|async|77"), mark(8, "F|9|async|77", 10), mark(6, "I|9|now"), mark(6, "C|9|depth|-3"),
+            line(6, "print", "tracing_mark_write: C|9|depth|4"), mark(9, "free text"), mark(20, "hello")])
+        wants = {"CPU Frequency Changes": [("CPU1", 10, 10, 1200), ("CPU1", 20, 10, 1200)],
+                 "CPU Frequency Limits": [("CPU1", 20, 20, [800, 2400.5])], "Clock Rate": [("pll main", 20, 20, 19200000)],
+                 "Kernel Wakeup Sources": [("usb 1", 5, 5, "active")], "Suspend": [("System", 7, 7, "machine_suspend")],
+                 "Thermal Zones": [("cpu one", 3, 0, 41.5)],
+                 "Trace Marks": [("app-9", 3, 1, "in|ner"), ("app-9", 4, 3, "outer"), ("app-9", 6, 0, "now"),
+                                 ("app-9", 8, 7, "async")],
+                 "Trace Counters": [("depth", 6, 0, -3), ("depth", 6, 0, 4)]}
+        for metric, want in wants.items():
+            with self.subTest(metric=metric):
+                self.assertEqual(want, stream.over_time(metric))
+        self.assertEqual(14, next(m["class"] for m in stream.metrics.values() if m["name"] == "Kernel Wakeup Sources"))
+
+    def test_garbage_and_cut_traces_end_with_a_message(self):
+        good = "\n".join([idle(0, 1), idle(10, EXIT)]).encode()
+        for data in (good[:-20], good + b"\n" + bytes(range(256)) * 50, b"\n" + good.replace(b"cpu_id=", b"\0"),
+                     b"x" * 3_000_000 + b"\n" + good):
+            self.replay(data, "--from", "ftrace", want_status=1)
+            self.assertIn(" malformed, ", self.err)
+
+    def test_order_within_the_window(self):
+        """Every second event of a CPU stands far behind; the stream is that of the sorted trace."""
+        events = [idle(10 * i, EXIT if i % 2 else 1) for i in range(2000)]
+        unsorted = events[1::2] + events[::2]
+        self.assertEqual(self.replay(events).over_time("CPU Idle State"), self.replay(unsorted).over_time("CPU Idle State"))
+
+    def test_a_real_trace_says_the_same_as_its_own_text(self):
+        """Counts of events against those of a search, and times of threads against a sum that knows no CPUs."""
+        for file in sorted(TRACES.glob("*.txt.gz")):
+            with self.subTest(trace=file.name):
+                text = gzip.decompress(file.read_bytes())
+                stream = self.replay(text)
+                found = {}
+                for each in text.decode().splitlines():
+                    if not each.startswith("#"):
+                        event = each.split(": ")[1]
+                        found[event] = found.get(event, 0) + 1
+                self.assertEqual(found, {row[0]: int(row[1]) for row in stream.rows("Trace Events Summary: Counts")})
+                rows = stream.rows("Processes Summary: Counts")
+                length = (stream.system["stop"] - stream.system["start"]) / 1e6
+                self.assertAlmostEqual(2 * length, sum(float(row[2]) for row in rows), delta=0.001 * len(rows))
+                expected = json.loads(file.with_suffix("").with_suffix(".json").read_text())
+                self.assertEqual(expected, {title: stream.rows(title)[:8] for title in expected})
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
