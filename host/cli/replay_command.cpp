@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/base/complain.h"
+#include "host/base/duration.h"
 #include "host/base/exit_status.h"
 #include "host/base/stop_signal.h"
 #include "host/cli/commands.h"
@@ -28,6 +29,8 @@ struct ReplayOptions {
     std::string m_kind;          // empty: recognised by content
     std::string m_save;          // empty: the stream is not kept
     bool m_isForgiving = false;  // skip bad lines
+    std::string m_interval = "5";
+    double m_intervalSec = 5;
     bool m_isProgressShown = false;
 };
 
@@ -41,14 +44,14 @@ void report(const std::string& name, const importers::Damage& damage) {
 }
 
 // Feeds what the inputs become, until they end or one is damaged.
-void import(const ReplayInputs& inputs, session::InputFeeder& feeder) {
+void import(const ReplayInputs& inputs, session::InputFeeder& feeder, double intervalSec) {
     importers::Input* input = inputs.inputs().front().get();
     std::uint64_t bytesBefore = 0;  // of the inputs that have been read
     emit::Output output([&](std::string_view line) {
         return feeder.feedMade(line, bytesBefore + input->content().bytesRead());
     });
     const auto note = [&](const std::string& text) { base::complain(input->name() + ": " + text); };
-    const auto importer = inputs.kind().make({output, note, tell, [&] { feeder.fail(); }});
+    const auto importer = inputs.kind().make({output, note, tell, [&] { feeder.fail(); }, intervalSec});
     if (inputs.kind().lost != nullptr) note(inputs.kind().lost);
     for (const auto& part : inputs.inputs()) {
         input = part.get();
@@ -69,9 +72,9 @@ void import(const ReplayInputs& inputs, session::InputFeeder& feeder) {
 }
 
 // Whatever happens, the run can be ended behind it.
-void feed(const ReplayInputs& inputs, session::InputFeeder& feeder) {
+void feed(const ReplayInputs& inputs, session::InputFeeder& feeder, double intervalSec) {
     try {
-        if (inputs.kind().make != nullptr) return import(inputs, feeder);
+        if (inputs.kind().make != nullptr) return import(inputs, feeder, intervalSec);
         for (const auto& input : inputs.inputs())
             if (!feeder.feedStream(input->name(), input->content())) return;
     } catch (const std::bad_alloc&) {
@@ -89,6 +92,17 @@ bool openSave(const std::string& path, std::unique_ptr<emit::SaveFile>& file, se
     return file->isGood();
 }
 
+// Returns false after a complaint.
+bool readInterval(ReplayOptions& options) {
+    const auto interval = base::parseDuration(options.m_interval);
+    if (!interval || *interval == 0) {
+        base::complain("--interval: " + base::notADuration(options.m_interval));
+        return false;
+    }
+    options.m_intervalSec = *interval;
+    return true;
+}
+
 int replay(const ReplayOptions& options) {
     const base::StopSignal stop;
     ReplayInputs inputs;
@@ -103,7 +117,7 @@ int replay(const ReplayOptions& options) {
     if (isProgressShown)
         feeder.setWatcher([&](std::uint64_t bytes, std::uint64_t lines) { progress.update(bytes, lines); });
     if (!run.begin()) return base::EXIT_ERROR;
-    feed(inputs, feeder);
+    feed(inputs, feeder, options.m_intervalSec);
     progress.finish(feeder.bytes(), feeder.lines());
     if (stop.isRequested())
         base::complain(std::string(stop.name()) + " after line " + std::to_string(feeder.lines()) +
@@ -135,12 +149,18 @@ void addReplayCommand(CLI::App& program, Command& chosen) {
         ->add_option("--save", options->m_save,
                      "Keep the message stream in this file, compressed if its name ends in .zst")
         ->type_name("FILE");
+    command
+        ->add_option("--interval", options->m_interval,
+                     "Time between samples that do not tell their time: a table of turbostat (default: 5 s)")
+        ->type_name("TIME");
     command->add_flag("--keep-going", options->m_isForgiving, "Skip bad lines of the stream");
     command->add_flag("--progress,!--no-progress", options->m_isProgressShown,
                       "Show how far the run has come (default: if standard error is a terminal)");
     command->add_option("INPUT", options->m_inputs, "Files, the parts of one run; - is standard input")
         ->required();
-    command->callback([&chosen, options] { chosen = [options] { return replay(*options); }; });
+    command->callback([&chosen, options] {
+        chosen = [options] { return readInterval(*options) ? replay(*options) : base::EXIT_ERROR; };
+    });
 }
 
 }  // namespace host::cli

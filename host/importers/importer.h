@@ -25,6 +25,9 @@ struct ImportTarget {
 
     // Makes the run one that has failed, though it goes on: a piece of the content was bad and left out.
     std::function<void()> fail{};
+
+    // Seconds between samples that do not tell their time.
+    double intervalSec = 5;
 };
 
 // What is wrong with an input: at the byte `offset` of its content.

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "host/importers/kernel/ftrace_importer.h"
+#include "host/importers/kernel/sadf_importer.h"
+#include "host/importers/kernel/turbostat_importer.h"
 #include "host/importers/pwr_importer.h"
 #include "host/importers/ztbin_importer.h"
 #include "host/importers/ztjson_importer.h"
@@ -45,6 +47,9 @@ constexpr InputKind KINDS[] = {
      "wakelocks, frequencies but those of clock and processor, tables and notes (see docs/inputs.md)"},
     {"ftrace", ".txt", "A kernel trace in text, as the kernel, reports of recordings and profiles show it",
      sniffFtrace, makeFtraceImporter, nullptr, nullptr},
+    {"turbostat", ".txt", "The table that turbostat prints", sniffTurbostat, makeTurbostatImporter, nullptr,
+     nullptr},
+    {"sadf", ".json", "What sadf -j prints", sniffSadf, makeSadfImporter, nullptr, nullptr},
 };
 
 }  // namespace

@@ -270,6 +270,52 @@ class Traces(unittest.TestCase):
         unsorted = events[1::2] + events[::2]
         self.assertEqual(self.replay(events).over_time("CPU Idle State"), self.replay(unsorted).over_time("CPU Idle State"))
 
+    def test_table_of_turbostat(self):
+        table = ["turbostat version 2022", "CPUID(0): x",
+                 "Package\tCore\tCPU\tAvg_MHz\tBusy%\tCPU%c1\tCPU%c6\tCoreTmp\tIRQ\tPkg%pc2\tPkgWatt\tCor_J",
+                 "-\t-\t-\t100\t5.5\t1\t2\t40\t7\t3\t9.5\t1", "1\t3\t0\t90\t5\t1\t2\t41\t7\t3\t9\t1.5", "1\t3\t1\t80\t6\t1",
+                 "", "Package\tCore\tCPU\tAvg_MHz", "-\t-\t-\t110", "1\t3\t0\tx", "1\t3\t1\t70"]
+        stream = self.replay(table, "--interval", "2", want_status=1)
+        self.assertIn("trace:10: ", self.err)
+        self.assertIn("trace: 11 lines: 5 mapped, 0 unknown, 1 malformed, 5 other, 0 lost", self.err)
+        wants = {"Avg_MHz": [("System", 2e6, 2e6, 100), ("CPU0", 2e6, 2e6, 90), ("CPU1", 2e6, 2e6, 80),
+                             ("System", 4e6, 2e6, 110), ("CPU1", 4e6, 2e6, 70)],
+                 "CPU%c1": [(entity, 2e6, 2e6, 1) for entity in ("System", "CPU0", "CPU1")],
+                 "CPU%c6": [("System", 2e6, 2e6, 2), ("Core3", 2e6, 2e6, 2)],
+                 "CoreTmp": [("System", 2e6, 2e6, 40), ("Core3", 2e6, 2e6, 41)],
+                 "Cor_J": [("System", 2e6, 2e6, 1), ("Package1", 2e6, 2e6, 1.5)],
+                 "Pkg%pc2": [("System", 2e6, 2e6, 3), ("Package1", 2e6, 2e6, 3)]}
+        for metric, want in wants.items():
+            self.assertEqual(want, stream.over_time(metric), metric)
+        units = {each["id"]: each["units"] for each in stream.lines if each.get("def") == "quantity"}
+        self.assertEqual({"Avg_MHz": "MHz", "Busy%": "%", "CPU%c1": "%", "CPU%c6": "%", "CoreTmp": "C", "IRQ": "",
+                          "Pkg%pc2": "%", "PkgWatt": "W", "Cor_J": "J"},
+                         {each["name"]: units[each["quantity"]] for each in stream.metrics.values()})
+        timed = self.replay(["Time_Of_Day_Seconds Avg_MHz PkgWatt", "1700000000.5 5 6", "1700000001.5 5 7"])
+        self.assertEqual([("System", 1700000000.5e6, 5e6, 6), ("System", 1700000001.5e6, 1e6, 7)],
+                         timed.over_time("PkgWatt"))
+
+    def test_what_sadf_prints(self):
+        sample = lambda time: {
+            "timestamp": {"date": "2026-11-22", "time": time, "utc": 1, "interval": 10},
+            "cpu-load": [{"cpu": "all", "user": 1.5}, {"cpu": "0", "user": 3}], "memory": {"memfree": 7},
+            "network": {"net-dev": [{"iface": "lo", "rxkB": 2.5}]},
+            "power-management": {"temperature": [{"number": 1, "degC": 40, "device": "chip one"}]}}
+        document = {"sysstat": {"sysdata-version": 2.15, "hosts": [
+            {"nodename": "box", "sysname": "Linux", "release": "6.1", "machine": "x86_64", "number-of-cpus": 2,
+             "statistics": [sample("01:00:00"), sample("01:00:10")], "restarts": [{"boot": {"date": "x"}}]}]}}
+        stream = self.replay(json.dumps(document, indent=1).encode())
+        start = 1795309190e6
+        for metric, want in {"cpu-load.user": [("All", 1.5), ("CPU0", 3)], "memory.memfree": [("System", 7)],
+                             "network.net-dev.rxkB": [("lo", 2.5)],
+                             "power-management.temperature.degC": [("chip one", 40)]}.items():
+            self.assertEqual([(entity, start + second * 1e6, 10e6, value) for second in (10, 20) for entity, value in want],
+                             stream.over_time(metric), metric)
+        self.assertEqual(("box", "Linux", int(start * 1e3)),
+                         tuple(stream.system[key] for key in ("host", "osName", "time")))
+        cut = json.dumps(document).encode()[:-150]
+        self.assertEqual(2, len(self.replay(cut, want_status=1).over_time("memory.memfree")))
+
     def test_a_real_trace_says_the_same_as_its_own_text(self):
         """Counts of events against those of a search, and times of threads against a sum that knows no CPUs."""
         for file in sorted(TRACES.glob("*.txt.gz")):
