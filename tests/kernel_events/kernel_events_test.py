@@ -34,6 +34,25 @@ def waking(usec, waker, woken, cpu, event="sched_waking"):
 IDLE, A, B = ("swapper/0", 0), ("a b=c", 100), ("b", 200)
 
 
+def times_of_threads(text):
+    """Milliseconds by pid, out of the switches of a trace whose pids are used once and whose names hold no blanks."""
+    running, times = {}, {}
+    for each in text.splitlines():
+        if "sched_switch: " not in each:
+            continue
+        fields = dict(part.split("=", 1) for part in each.split() if "=" in part and part != "==>")
+        cpu, now = each.split("[")[1][:3], round(float(each.split("sched_switch")[0].split()[-1][:-1]) * 1e6)
+        pid, since = running.get(cpu, (None, 0))
+        if pid == fields["prev_pid"] != "0":
+            times[pid] = times.get(pid, 0) + now - since
+        running[cpu] = fields["next_pid"], now
+    last = round(float(text.splitlines()[-1].split("] ")[1].split()[1][:-1]) * 1e6)
+    for pid, since in running.values():
+        if pid != "0":
+            times[pid] = times.get(pid, 0) + last - since
+    return {pid: usec / 1000 for pid, usec in times.items() if usec > 0}
+
+
 class Stream:
     """The lines of a stream, by what they say."""
 
@@ -332,6 +351,8 @@ class Traces(unittest.TestCase):
                 length = (stream.system["stop"] - stream.system["start"]) / 1e6
                 self.assertAlmostEqual(2 * length, sum(float(row[2]) for row in rows), delta=0.001 * len(rows))
                 expected = json.loads(file.with_suffix("").with_suffix(".json").read_text())
+                self.assertEqual(times_of_threads(text.decode()), {
+                    row[0]: float(row[2]) for row in rows if row[0] != "-" and row[2] != "0.000"})
                 self.assertEqual(expected, {title: stream.rows(title)[:8] for title in expected})
 
 
