@@ -127,7 +127,7 @@ std::vector<TopologyNode> topology(const Root& root) {
     return nodes;
 }
 
-std::string orElse(std::string text, const std::string& other) {
+std::string orElse(const std::string& text, const std::string& other) {
     return text.empty() ? other : text;
 }
 

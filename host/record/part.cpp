@@ -117,7 +117,7 @@ void Part::baseline(std::uint64_t ticks) {
     }
 }
 
-void Part::goLive(emit::LineSink sink, std::uint64_t stop) {
+void Part::goLive(const emit::LineSink& sink, std::uint64_t stop) {
     m_isLive = true;
     m_output.redirect([this, sink](std::string_view line) {
         m_bytes += line.size() + 1;

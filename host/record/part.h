@@ -37,7 +37,7 @@ public:
     void baseline(std::uint64_t ticks);
 
     // From here on the lines go to `sink`, those so far first; `stop` is the planned end.
-    void goLive(emit::LineSink sink, std::uint64_t stop);
+    void goLive(const emit::LineSink& sink, std::uint64_t stop);
 
     // Sends a copy of all lines, those so far first, to `sink`, and from time to time a flush.
     void tee(const emit::LineSink& sink, std::uint64_t stop);
