@@ -20,6 +20,7 @@ struct DiskLine {
 
 bool parseLine(std::string_view line, DiskLine& disk) {
     std::uint64_t number = 0;
+    // NOLINTNEXTLINE(misc-redundant-expression): two numbers are taken
     if (!base::takeUnsigned(line, number) || !base::takeUnsigned(line, number)) return false;
     line = base::trimmed(line);
     disk.name = line.substr(0, line.find(' '));

@@ -152,6 +152,7 @@ private:
         for (const Event& event : m_events)
             if (event.counter.read(energy))
                 withEvent(event.item,
+                          // NOLINTNEXTLINE(bugprone-incorrect-roundings): one beyond 2^52 does not matter
                           static_cast<std::uint64_t>(static_cast<double>(energy) * event.scale + 0.5));
     }
 
