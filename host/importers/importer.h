@@ -21,10 +21,10 @@ struct ImportTarget {
     std::function<void(const std::string&)> note;
 
     // Takes a line for the user that names the input itself.
-    std::function<void(const std::string&)> tell{};
+    std::function<void(const std::string&)> tell = [](const std::string&) {};
 
     // Makes the run one that has failed, though it goes on: a piece of the content was bad and left out.
-    std::function<void()> fail{};
+    std::function<void()> fail = [] {};
 
     // Seconds between samples that do not tell their time.
     double intervalSec = 5;
