@@ -377,7 +377,10 @@ void ZtjsonDocument::define_i(Category& category) {
     Id other = 0;
     std::unordered_map<std::string, std::size_t> occurrences;
     for (Series& series : category.series) {
-        const bool suits = series.hasStates ? canHaveStates(type) : canBeNumber(type);
+        // The friendly name of a delta is its state's, that of a value its entity's, as the key.
+        const bool isDelta = !series.hasStates && series.name != series.key;
+        const bool suits =
+            series.hasStates ? canHaveStates(type) : canBeNumber(type) && (!isDelta || type == METRIC_DELTA);
         Id& metric = suits ? plain : other;
         if (metric == 0) metric = defineMetric_i(category, suits ? type : otherType(series.hasStates));
         series.metric = metric;
