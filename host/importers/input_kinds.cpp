@@ -44,7 +44,8 @@ constexpr InputKind KINDS[] = {
      "continuous run's deltas, tables and notes (see docs/inputs.md)"},
     {"pwr", ".pwr", "The import trace", sniffPwr, makePwrImporter, nullptr,
      "not in a .pwr file: names of attributes, groups and legends of metrics, quantities of transitions, "
-     "wakelocks, frequencies but those of clock and processor, tables and notes (see docs/inputs.md)"},
+     "metrics of wakelocks, frequencies but those of clock and processor, tables and notes (see "
+     "docs/inputs.md)"},
     {"ftrace", ".txt", "A kernel trace in text, as the kernel, reports of recordings and profiles show it",
      sniffFtrace, makeFtraceImporter, nullptr, nullptr},
     {"turbostat", ".txt", "The table that turbostat prints", sniffTurbostat, makeTurbostatImporter, nullptr,

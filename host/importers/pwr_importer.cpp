@@ -40,7 +40,6 @@ bool PwrImporter::read(Input& part, Damage& damage) {
     const bool isWhole = index_i(part, damage);
     m_header.finish();
     deliver_i(part);
-    if (m_wakelocks > 0) m_target.note(std::to_string(m_wakelocks) + " records of wakelocks are left out");
     return isWhole;
 }
 
@@ -67,8 +66,12 @@ bool PwrImporter::index_i(Input& part, Damage& damage) {
     return fault.empty();
 }
 
+// Blocks stand in the order of their metrics' ids; that of wakelocks says nothing of its own.
 void PwrImporter::closeBlock_i(std::uint64_t end) {
-    if (m_open) m_blocks.push_back({*m_open, ContentWindow(*m_content, m_openBegin, end)});
+    if (!m_open) return;
+    if (m_open->isOfWakelocks) m_open->metric.id = m_blocks.empty() ? 1 : m_blocks.back().metric.id + 1;
+    m_blocks.push_back(
+        {m_open->metric, ContentWindow(*m_content, m_open->begin, end), m_open->isOfWakelocks});
     m_open.reset();
 }
 
@@ -79,44 +82,74 @@ void PwrImporter::indexRecord_i(const PwrRecord& record) {
             return;
         case PwrKind::Metric:
             closeBlock_i(record.offset);
-            m_open = PwrLines::metricOf(record);
-            m_openBegin = record.offset + record.bytes.size();
+            m_open.emplace();
+            m_open->metric = PwrLines::metricOf(record);
+            m_open->begin = record.offset + record.bytes.size();
             return;
-        case PwrKind::Sample: {
-            m_lastTime = std::max(m_lastTime, timeOf(record));
-            const auto attributes = PwrLines::attributesOf(record);
-            for (std::size_t i = 0; i + 1 < attributes.size(); ++i) {
-                if (attributes[i].type != ATTRIBUTE_KIND_ENTITY || !PwrLines::isInfo(attributes[i + 1]))
-                    continue;
-                auto& known = m_entityAttributes[attributes[i].value];
-                if (known.empty())
-                    for (std::size_t j = i + 1; j < attributes.size() && PwrLines::isInfo(attributes[j]); ++j)
-                        known.push_back(attributes[j]);
-            }
-            return;
-        }
+        case PwrKind::Sample:
+            return indexSample_i(record);
         case PwrKind::KernelWakelock:
         case PwrKind::UserWakelock:
         case PwrKind::Package:
-            closeBlock_i(record.offset);
-            ++m_wakelocks;
-            return;
+            return indexWakelock_i(record);
         default:
             if (!m_isClosed) m_header.take(record);
     }
 }
 
-// The next sample of a block; nothing at its end.
-std::optional<PwrRecord> PwrImporter::sample_i(Block& block) const {
-    std::string_view bytes = block.samples.peek(SAMPLE_HEAD_SIZE);
+void PwrImporter::indexSample_i(const PwrRecord& record) {
+    m_lastTime = std::max(m_lastTime, timeOf(record));
+    const auto attributes = PwrLines::attributesOf(record);
+    for (std::size_t i = 0; i + 1 < attributes.size(); ++i) {
+        if (attributes[i].type != ATTRIBUTE_KIND_ENTITY || !PwrLines::isInfo(attributes[i + 1])) continue;
+        auto& known = m_entityAttributes[attributes[i].value];
+        if (known.empty())
+            for (std::size_t j = i + 1; j < attributes.size() && PwrLines::isInfo(attributes[j]); ++j)
+                known.push_back(attributes[j]);
+    }
+}
+
+// A block of wakelocks has those of one kind. The package that one belongs to stands in front of it.
+void PwrImporter::indexWakelock_i(const PwrRecord& record) {
+    ++m_wakelocks;
+    const auto open = [&](std::uint64_t begin) {
+        closeBlock_i(begin);
+        m_open.emplace();
+        m_open->begin = begin;
+        m_open->isOfWakelocks = true;
+    };
+    if (!m_open || !m_open->isOfWakelocks) open(record.offset);
+    if (record.kind == PwrKind::Package) {
+        if (!m_open->package) m_open->package = record.offset;
+        return;
+    }
+    m_lastTime = std::max(m_lastTime, record.fieldsFrom(12).get<std::uint64_t>());
+    if (m_open->wakelocks && *m_open->wakelocks != record.kind) open(m_open->package.value_or(record.offset));
+    m_open->wakelocks = record.kind;
+    m_open->package.reset();
+}
+
+// What a block has next; nothing at its end.
+std::optional<PwrImporter::Item> PwrImporter::peek_i(Block& block) const {
+    Item item;
+    if (block.isOfWakelocks) {
+        item.wakelock = peekWakelock(block.content);
+        if (!item.wakelock) return std::nullopt;
+        item.time = item.wakelock->time;
+        item.size = item.wakelock->size;
+        return item;
+    }
+    std::string_view bytes = block.content.peek(SAMPLE_HEAD_SIZE);
     if (bytes.size() < SAMPLE_HEAD_SIZE) return std::nullopt;
     const auto length = packing::get<std::uint16_t>(bytes.data() + TIMED_LENGTH_AT);
-    bytes = block.samples.peek(TIMED_LENGTH_AT + length);
-    ByteReader file(bytes, block.samples.offset());
+    bytes = block.content.peek(TIMED_LENGTH_AT + length);
+    ByteReader file(bytes, block.content.offset());
     std::string fault;
-    auto record = inspect::nextPwrRecord(file, fault);
-    if (record && record->kind != PwrKind::Sample) record.reset();
-    return record;
+    item.sample = inspect::nextPwrRecord(file, fault);
+    if (!item.sample || item.sample->kind != PwrKind::Sample) return std::nullopt;
+    item.time = timeOf(*item.sample);
+    item.size = item.sample->bytes.size();
+    return item;
 }
 
 // Calls `visit` with the place of a thing behind those of the things that it refers to as its parents.
@@ -131,10 +164,18 @@ void PwrImporter::visitFamily_i(std::string_view kind, std::uint64_t id, auto vi
     while (count > 0) visit(places[--count]);
 }
 
+// Calls `visit` with the places of the process and the thread that held a wakelock.
+template <typename Visit>
+void PwrImporter::visitRunners_i(const Wakelock& wakelock, Visit visit) const {
+    if (const auto* process = m_header.findProcess(wakelock.pid, wakelock.lockTime)) visit(process->place);
+    if (const auto* thread = m_header.findThread(wakelock.tid, wakelock.time)) visit(thread->place);
+}
+
 // Calls `visit` with the places of all header records that a sample needs, in the order in which it makes
 // them if they are not there yet.
 template <typename Visit>
-void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visit visit) const {
+void PwrImporter::visitNeeds_i(const Block& block, const Item& item, Visit visit) const {
+    if (item.wakelock) return visitRunners_i(*item.wakelock, visit);
     const auto info = [&](std::string_view kind, std::uint64_t id) {
         if (const PwrHeader::Info* const found = m_header.find(kind, id)) visit(found->place);
     };
@@ -143,7 +184,7 @@ void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visi
         info("timeline_group", block.metric.timelineGroup);
         visitFamily_i("quantity", block.metric.quantity, visit);
     }
-    for (const PwrLines::Attribute& attribute : PwrLines::attributesOf(sample)) {
+    for (const PwrLines::Attribute& attribute : PwrLines::attributesOf(*item.sample)) {
         switch (attribute.type) {
             case ATTRIBUTE_KIND_ENTITY:
                 visitFamily_i("entity", attribute.value, visit);
@@ -158,11 +199,11 @@ void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visi
                 info("nameid_attribute", attribute.value);
                 break;
             case ATTRIBUTE_KIND_PROCESS:
-                if (const auto* process = m_header.findProcess(attribute.value, timeOf(sample)))
+                if (const auto* process = m_header.findProcess(attribute.value, item.time))
                     visit(process->place);
                 break;
             case ATTRIBUTE_KIND_THREAD:
-                if (const auto* thread = m_header.findThread(attribute.value, timeOf(sample)))
+                if (const auto* thread = m_header.findThread(attribute.value, item.time))
                     visit(thread->place);
                 break;
             case ATTRIBUTE_KIND_QUANTITY:
@@ -175,10 +216,10 @@ void PwrImporter::visitNeeds_i(const Block& block, const PwrRecord& sample, Visi
 }
 
 // The place of the first record that would not come in its turn; NO_PLACE if the sample's time has come.
-std::size_t PwrImporter::firstBefore_i(const Block& block, const PwrRecord& sample) const {
+std::size_t PwrImporter::firstBefore_i(const Block& block, const Item& item) const {
     std::size_t first = PwrHeader::NO_PLACE;
     std::size_t next = m_nextPlace;
-    visitNeeds_i(block, sample, [&](std::size_t place) {
+    visitNeeds_i(block, item, [&](std::size_t place) {
         if (m_isUsed[place] || place < next || first != PwrHeader::NO_PLACE) return;
         if (place != next) first = place;
         do ++next;
@@ -187,8 +228,8 @@ std::size_t PwrImporter::firstBefore_i(const Block& block, const PwrRecord& samp
     return first;
 }
 
-void PwrImporter::markNeeds_i(const Block& block, const PwrRecord& sample) {
-    visitNeeds_i(block, sample, [this](std::size_t place) { m_isUsed[place] = true; });
+void PwrImporter::markNeeds_i(const Block& block, const Item& item) {
+    visitNeeds_i(block, item, [this](std::size_t place) { m_isUsed[place] = true; });
     while (m_nextPlace < m_isUsed.size() && m_isUsed[m_nextPlace]) ++m_nextPlace;
 }
 
@@ -202,7 +243,8 @@ void PwrImporter::deliver_i(Input& part) {
             static_cast<double>(system.stop - system.start) / static_cast<double>(system.tscMHz) / 1e6;
     writeSystem(system, m_target.lines);
     m_isUsed.assign(m_header.places, false);
-    PwrLines lines(m_header, m_target.lines);
+    PwrLines lines(m_header, m_target.lines, m_wakelocks + PwrWakelockLines::OWN_IDS);
+    PwrWakelockLines wakelocks(lines, m_target.lines);
     lines.setEntityAttributes(&m_entityAttributes);
     for (const Block& block : m_blocks)
         if (block.metric.metricClass == METRIC_CLASS_TRACED_FINITE_SET_COUNTER)
@@ -213,7 +255,7 @@ void PwrImporter::deliver_i(Input& part) {
     std::vector<std::pair<std::size_t, Entry>> waiting;  // by the place that they wait for
     bool isForced = false;
     const auto push = [&](std::size_t block) {
-        if (const auto sample = sample_i(m_blocks[block])) ready.emplace(timeOf(*sample), block);
+        if (const auto item = peek_i(m_blocks[block])) ready.emplace(item->time, block);
     };
     for (std::size_t i = 0; i < m_blocks.size(); ++i) push(i);
     while ((!ready.empty() || !waiting.empty()) && m_target.lines.isOpen() && !part.isStopped()) {
@@ -228,19 +270,24 @@ void PwrImporter::deliver_i(Input& part) {
         const Entry entry = ready.top();
         ready.pop();
         Block& block = m_blocks[entry.second];
-        const auto sample = sample_i(block);
-        const std::size_t before = firstBefore_i(block, *sample);
+        const auto item = peek_i(block);
+        const std::size_t before = firstBefore_i(block, *item);
         if (before != PwrHeader::NO_PLACE && !isForced) {
             waiting.emplace_back(before, entry);
             continue;
         }
         const std::size_t placeBefore = isForced ? PwrHeader::NO_PLACE : m_nextPlace;
         isForced = false;
-        if (m_nextPlace < m_isUsed.size()) markNeeds_i(block, *sample);
-        if (!block.isBegun) lines.metric(block.metric);
+        if (m_nextPlace < m_isUsed.size()) markNeeds_i(block, *item);
+        if (item->wakelock) {
+            if (!block.isBegun) wakelocks.metric(block.metric.id, item->wakelock->isUsers);
+            wakelocks.wakelock(block.metric.id, *item->wakelock);
+        } else {
+            if (!block.isBegun) lines.metric(block.metric);
+            lines.sample(block.metric, *item->sample);
+        }
         block.isBegun = true;
-        lines.sample(block.metric, *sample);
-        block.samples.skip(sample->bytes.size());
+        block.content.skip(item->size);
         push(entry.second);
         if (m_nextPlace == placeBefore) continue;
         for (const auto& [place, blocked] : waiting) ready.push(blocked);

@@ -12,6 +12,7 @@
 #include "host/importers/input_kinds.h"
 #include "host/importers/pwr_header.h"
 #include "host/importers/pwr_lines.h"
+#include "host/importers/pwr_wakelocks.h"
 #include "host/importers/seekable_content.h"
 
 namespace host::importers {
@@ -31,31 +32,50 @@ public:
 private:
     struct Block {
         PwrLines::MetricRecord metric;
-        ContentWindow samples;
+        ContentWindow content;
+        bool isOfWakelocks = false;
         bool isBegun = false;
+    };
+    // What a block has next: a sample or a wakelock.
+    struct Item {
+        std::uint64_t time = 0;
+        std::size_t size = 0;
+        std::optional<inspect::PwrRecord> sample;
+        std::optional<Wakelock> wakelock;
+    };
+    // The block that is being indexed.
+    struct OpenBlock {
+        PwrLines::MetricRecord metric;
+        std::uint64_t begin = 0;
+        bool isOfWakelocks = false;
+        std::optional<inspect::PwrKind> wakelocks;  // their kind, once it is known
+        std::optional<std::uint64_t> package;       // offset of the package record in front of the next lock
     };
 
     bool index_i(Input& part, Damage& damage);
     void indexRecord_i(const inspect::PwrRecord& record);
+    void indexSample_i(const inspect::PwrRecord& record);
+    void indexWakelock_i(const inspect::PwrRecord& record);
     void closeBlock_i(std::uint64_t end);
     void deliver_i(Input& part);
-    std::optional<inspect::PwrRecord> sample_i(Block& block) const;
-    std::size_t firstBefore_i(const Block& block, const inspect::PwrRecord& sample) const;
-    void markNeeds_i(const Block& block, const inspect::PwrRecord& sample);
+    std::optional<Item> peek_i(Block& block) const;
+    std::size_t firstBefore_i(const Block& block, const Item& item) const;
+    void markNeeds_i(const Block& block, const Item& item);
     template <typename Visit>
-    void visitNeeds_i(const Block& block, const inspect::PwrRecord& sample, Visit visit) const;
+    void visitNeeds_i(const Block& block, const Item& item, Visit visit) const;
+    template <typename Visit>
+    void visitRunners_i(const Wakelock& wakelock, Visit visit) const;
     void visitFamily_i(std::string_view kind, std::uint64_t id, auto visit) const;
 
     ImportTarget m_target;
     PwrHeader m_header;
     std::unique_ptr<SeekableContent> m_content;
     std::vector<Block> m_blocks;
-    std::optional<PwrLines::MetricRecord> m_open;  // the block that is being indexed
-    std::uint64_t m_openBegin = 0;
+    std::optional<OpenBlock> m_open;
     bool m_isClosed = false;  // the second magic record has come
     std::size_t m_magics = 0;
     std::uint64_t m_lastTime = 0;
-    std::uint64_t m_wakelocks = 0;
+    std::uint32_t m_wakelocks = 0;  // their records
     std::unordered_map<std::uint64_t, std::vector<PwrLines::Attribute>> m_entityAttributes;
     std::vector<bool> m_isUsed;  // places of the header
     std::size_t m_nextPlace = 0;

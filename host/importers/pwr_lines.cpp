@@ -66,10 +66,9 @@ std::string quoted(const std::string& text) {
 
 }  // namespace
 
-PwrLines::PwrLines(const PwrHeader& header, emit::Output& output)
+PwrLines::PwrLines(const PwrHeader& header, emit::Output& output, std::uint32_t others)
     : m_header(header), m_output(output), m_line(output) {
-    const auto others = static_cast<Id>(header.places);
-    m_firstMeasured = header.findFreeIds(RESERVED_IDS + others);
+    m_firstMeasured = header.findFreeIds(RESERVED_IDS + static_cast<Id>(header.places) + others);
     m_firstSlot = m_firstMeasured + MEASURED_IDS;
     m_nextId = m_firstMeasured + RESERVED_IDS;
 }
@@ -215,14 +214,14 @@ PwrLines::Id PwrLines::runner_i(const PwrHeader::Process& runner, bool isThread)
     return known->second;
 }
 
-PwrLines::Id PwrLines::process_i(std::uint64_t pid, std::uint64_t time) {
-    const PwrHeader::Process* const process = m_header.findProcess(pid, time);
-    return process != nullptr ? runner_i(*process, false) : 0;
+std::uint32_t PwrLines::process(std::uint64_t pid, std::uint64_t time) {
+    const PwrHeader::Process* const found = m_header.findProcess(pid, time);
+    return found != nullptr ? runner_i(*found, false) : 0;
 }
 
-PwrLines::Id PwrLines::thread_i(std::uint64_t tid, std::uint64_t time) {
-    const PwrHeader::Process* const thread = m_header.findThread(tid, time);
-    return thread != nullptr ? runner_i(*thread, true) : 0;
+std::uint32_t PwrLines::thread(std::uint64_t tid, std::uint64_t time) {
+    const PwrHeader::Process* const found = m_header.findThread(tid, time);
+    return found != nullptr ? runner_i(*found, true) : 0;
 }
 
 void PwrLines::pair_i(std::uint64_t id) {
@@ -280,7 +279,7 @@ std::string PwrLines::infoPair_i(const Attribute& info, std::size_t place, std::
         return pair(slot_i(place, TYPE_NAME_VALUE), "h", std::to_string(info.value));
     }
     const bool isThread = info.type == ATTRIBUTE_KIND_THREAD;
-    const Id runner = isThread ? thread_i(info.value, time) : process_i(info.value, time);
+    const Id runner = isThread ? thread(info.value, time) : process(info.value, time);
     if (runner == 0) return pair(slot_i(place, TYPE_DATA), "u", std::to_string(info.value));
     return pair(slot_i(place, isThread ? TYPE_THREAD : TYPE_PROCESS), "h", std::to_string(runner));
 }

@@ -26,8 +26,8 @@ public:
         std::string name;
     };
 
-    // `header` must outlive this object.
-    PwrLines(const PwrHeader& header, emit::Output& output);
+    // `header` must outlive this object. `others` more ids can be drawn.
+    PwrLines(const PwrHeader& header, emit::Output& output, std::uint32_t others);
 
     static MetricRecord metricOf(const inspect::PwrRecord& record);
     static std::vector<Attribute> attributesOf(const inspect::PwrRecord& sample);
@@ -45,6 +45,14 @@ public:
 
     void metric(const MetricRecord& metric);
     void sample(const MetricRecord& metric, const inspect::PwrRecord& sample);
+
+    // Ids of the process and the thread that had a number at a time, which are defined if they are not yet;
+    // 0 if there was none.
+    std::uint32_t process(std::uint64_t pid, std::uint64_t time);
+    std::uint32_t thread(std::uint64_t tid, std::uint64_t time);
+
+    // An id that nothing has.
+    std::uint32_t newId() { return m_nextId++; }
 
 private:
     using Id = std::uint32_t;
@@ -64,8 +72,6 @@ private:
     void entity_i(std::uint64_t id, std::uint64_t time);
     Id field_i(std::uint64_t id);
     void quantity_i(std::uint64_t id);
-    Id process_i(std::uint64_t pid, std::uint64_t time);
-    Id thread_i(std::uint64_t tid, std::uint64_t time);
     Id runner_i(const PwrHeader::Process& runner, bool isThread);
     void pair_i(std::uint64_t id);
     Id slot_i(std::size_t place, int type);

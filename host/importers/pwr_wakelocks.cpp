@@ -1,0 +1,169 @@
+#include "host/importers/pwr_wakelocks.h"
+
+#include "host/emit/json_line.h"
+#include "host/importers/metric_types.h"
+
+namespace host::importers {
+
+using inspect::ByteReader;
+using inspect::PwrKind;
+using inspect::PwrRecord;
+
+namespace {
+
+constexpr int TYPE_PROCESS = 3;
+constexpr int TYPE_THREAD = 4;
+constexpr int TYPE_NAME_VALUE = 5;
+
+// As the collector numbers the classes of its metrics.
+constexpr int CLASS_KERNEL = 14;
+constexpr int CLASS_USER = 15;
+
+// Types of lock and unlock records that differ from the ordinary ones.
+constexpr std::uint8_t LOCK_TIMEOUT = 2;
+constexpr std::uint8_t LOCK_INITIAL = 3;
+constexpr std::uint8_t UNLOCK_ALL = 4;
+
+constexpr std::uint8_t ORDINARY_FLAG = 1;
+
+// A wakelock's three records are shorter, as names have at most 79 bytes.
+constexpr std::size_t LONGEST_WAKELOCK = 1024;
+
+void readLock(const PwrRecord& record, Wakelock& wakelock) {
+    ByteReader fields = record.fieldsFrom(4);
+    wakelock.tid = fields.get<std::uint32_t>();
+    wakelock.pid = fields.get<std::uint32_t>();
+    wakelock.lockTime = fields.get<std::uint64_t>();
+    fields.getBytes(4);
+    wakelock.lockType = fields.get<std::uint8_t>();
+    wakelock.isUsers = record.kind == PwrKind::UserWakelock;
+    if (wakelock.isUsers) {
+        wakelock.flag = fields.get<std::uint8_t>();
+        wakelock.uid = fields.get<std::uint32_t>();
+        fields.getBytes(4);
+    } else {
+        fields.getBytes(8);
+    }
+    wakelock.name = inspect::getCountedText(fields);
+}
+
+void readUnlock(const PwrRecord& record, Wakelock& wakelock) {
+    wakelock.time = record.fieldsFrom(12).get<std::uint64_t>();
+    wakelock.unlockType = record.fieldsFrom(24).get<std::uint8_t>();
+}
+
+}  // namespace
+
+std::optional<Wakelock> peekWakelock(ContentWindow& block) {
+    const std::string_view bytes = block.peek(LONGEST_WAKELOCK);
+    ByteReader file(bytes, block.offset());
+    std::string fault;
+    Wakelock wakelock;
+    auto record = inspect::nextPwrRecord(file, fault);
+    if (record && record->kind == PwrKind::Package) {
+        ByteReader fields = record->fieldsFrom(16);
+        wakelock.uid = fields.get<std::uint32_t>();
+        wakelock.package = inspect::getCountedText(fields);
+        wakelock.size += record->bytes.size();
+        record = inspect::nextPwrRecord(file, fault);
+    }
+    if (!record || (record->kind != PwrKind::KernelWakelock && record->kind != PwrKind::UserWakelock))
+        return std::nullopt;
+    readLock(*record, wakelock);
+    const PwrKind kind = record->kind;
+    wakelock.size += record->bytes.size();
+    record = inspect::nextPwrRecord(file, fault);
+    if (!record || record->kind != kind) return std::nullopt;
+    readUnlock(*record, wakelock);
+    wakelock.size += record->bytes.size();
+    return wakelock;
+}
+
+void PwrWakelockLines::metric(std::uint32_t id, bool isUsers) {
+    if (m_acquired == 0) {
+        m_acquired = m_lines.newId();
+        emit::JsonLine("def", "handle").member("id", m_acquired).member("name", "Acquired").writeTo(m_output);
+    }
+    emit::JsonLine("def", "metric")
+        .member("id", id)
+        .member("name", isUsers ? "User Wakelocks" : "Kernel Wakelocks")
+        .member("type", int{METRIC_TRANSITION})
+        .member("class", isUsers ? CLASS_USER : CLASS_KERNEL)
+        .writeTo(m_output);
+}
+
+PwrWakelockLines::Id PwrWakelockLines::attribute_i(const char* name, int type) {
+    const auto [known, isNew] = m_attributes.try_emplace(name, 0);
+    if (!isNew) return known->second;
+    known->second = m_lines.newId();
+    emit::JsonLine("def", "attribute")
+        .member("id", known->second)
+        .member("name", name)
+        .member("type", type)
+        .writeTo(m_output);
+    return known->second;
+}
+
+PwrWakelockLines::Id PwrWakelockLines::pair_i(const std::string& name, std::uint32_t value) {
+    const auto [known, isNew] = m_pairs.try_emplace({name, value}, 0);
+    if (!isNew) return known->second;
+    known->second = m_lines.newId();
+    emit::JsonLine("def", "pair")
+        .member("id", known->second)
+        .member("info", name)
+        .member("value", value)
+        .writeTo(m_output);
+    return known->second;
+}
+
+// The attributes by which an entity says who held it, as the stream writes them.
+std::string PwrWakelockLines::attributesOf_i(const Wakelock& wakelock) {
+    std::string pairs;
+    const auto add = [&](Id attribute, Id handle) {
+        pairs += (pairs.empty() ? "[" : ",[") + std::to_string(attribute) +
+                 ",{\"h\":" + std::to_string(handle) + "}]";
+    };
+    const auto addNumber = [&](const char* name, const std::string& text, std::uint32_t value) {
+        add(attribute_i(name, TYPE_NAME_VALUE), pair_i(text, value));
+    };
+    if (wakelock.package) m_packages.try_emplace(wakelock.uid, *wakelock.package);
+    if (const auto package = m_packages.find(wakelock.uid); package != m_packages.end())
+        addNumber("APK", package->second, wakelock.uid);
+    if (wakelock.flag != ORDINARY_FLAG) addNumber("User Wakelock Flag", "flag", wakelock.flag);
+    const bool isAll = wakelock.unlockType == UNLOCK_ALL;
+    const std::uint32_t mask = wakelock.lockType == LOCK_INITIAL   ? (isAll ? 7 : 3)
+                               : isAll                             ? UNLOCK_ALL
+                               : wakelock.lockType == LOCK_TIMEOUT ? LOCK_TIMEOUT
+                                                                   : 0;
+    if (mask != 0) addNumber("Wakelock Mask", "mask", mask);
+    const Id process = wakelock.pid != 0 ? m_lines.process(wakelock.pid, wakelock.lockTime) : 0;
+    if (process != 0) add(attribute_i("Process", TYPE_PROCESS), process);
+    const Id thread = wakelock.tid != 0 ? m_lines.thread(wakelock.tid, wakelock.time) : 0;
+    if (thread != 0) add(attribute_i("Thread", TYPE_THREAD), thread);
+    return pairs;
+}
+
+// Of one entity, wakelocks come in the order of time; what does not is of another one with that name.
+PwrWakelockLines::Id PwrWakelockLines::entity_i(const Wakelock& wakelock) {
+    const std::string attributes = attributesOf_i(wakelock);
+    Entity& entity = m_entities[{wakelock.name, attributes}];
+    if (entity.id == 0 || wakelock.time <= entity.time) {
+        entity.id = m_lines.newId();
+        emit::JsonLine line("def", "entity");
+        line.member("id", entity.id).member("name", wakelock.name);
+        if (!attributes.empty()) line.key("attributes").beginList().raw(attributes).endList();
+        line.writeTo(m_output);
+    }
+    entity.time = wakelock.time;
+    return entity.id;
+}
+
+void PwrWakelockLines::wakelock(std::uint32_t metric, const Wakelock& wakelock) {
+    const Id entity = entity_i(wakelock);
+    m_line.begin(metric, wakelock.time);
+    m_line.element(entity, 0, wakelock.time - wakelock.lockTime);
+    m_line.handle(m_acquired);
+    m_line.end();
+}
+
+}  // namespace host::importers
