@@ -44,13 +44,15 @@ void report(const std::string& name, const importers::Damage& damage) {
 }
 
 // Feeds what the inputs become, until they end or one is damaged.
-void import(const ReplayInputs& inputs, session::InputFeeder& feeder, double intervalSec) {
+void import(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feeder, double intervalSec) {
     importers::Input* input = inputs.inputs().front().get();
     std::uint64_t bytesBefore = 0;  // of the inputs that have been read
     emit::Output output([&](std::string_view line) {
         return feeder.feedMade(line, bytesBefore + input->content().bytesRead());
     });
-    const auto note = [&](const std::string& text) { base::complain(input->name() + ": " + text); };
+    const auto note = [&](const std::string& text) {
+        if (!isQuiet) base::complain(input->name() + ": " + text);
+    };
     const auto importer = inputs.kind().make({output, note, tell, [&] { feeder.fail(); }, intervalSec});
     if (inputs.kind().lost != nullptr) note(inputs.kind().lost);
     for (const auto& part : inputs.inputs()) {
@@ -67,14 +69,14 @@ void import(const ReplayInputs& inputs, session::InputFeeder& feeder, double int
     if (!output.isOpen()) return;
     importer->finish();
     if (output.isOpen()) return;
-    report(input->name(), {0, feeder.lineError()});
+    report(input->name(), {input->content().offset(), feeder.lineError()});
     feeder.fail();
 }
 
 // Whatever happens, the run can be ended behind it.
-void feed(const ReplayInputs& inputs, session::InputFeeder& feeder, double intervalSec) {
+void feed(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feeder, double intervalSec) {
     try {
-        if (inputs.kind().make != nullptr) return import(inputs, feeder, intervalSec);
+        if (inputs.kind().make != nullptr) return import(inputs, isQuiet, feeder, intervalSec);
         for (const auto& input : inputs.inputs())
             if (!feeder.feedStream(input->name(), input->content())) return;
     } catch (const std::bad_alloc&) {
@@ -117,7 +119,7 @@ int replay(const ReplayOptions& options) {
     if (isProgressShown)
         feeder.setWatcher([&](std::uint64_t bytes, std::uint64_t lines) { progress.update(bytes, lines); });
     if (!run.begin()) return base::EXIT_ERROR;
-    feed(inputs, feeder, options.m_intervalSec);
+    feed(inputs, options.m_run.m_isQuiet, feeder, options.m_intervalSec);
     progress.finish(feeder.bytes(), feeder.lines());
     if (stop.isRequested())
         base::complain(std::string(stop.name()) + " after line " + std::to_string(feeder.lines()) +
