@@ -1,59 +1,11 @@
 #include "host/inspect/ztbin_decoder.h"
 
+#include "host/inspect/ztbin_record.h"
+
 namespace host::inspect {
 
 namespace bin = pwr::bin;
 using bin::MsgType;
-
-namespace {
-
-constexpr const char* TYPE_NAMES[] = {"StringStore", "SystemMeta", "DescriptorMeta", "MetricMeta",
-                                      "MetricData"};
-
-std::string nameOf(MsgType type) {
-    return TYPE_NAMES[static_cast<std::size_t>(type)];
-}
-
-// The length that a payload must have, given its fields; it holds at least the fixed part.
-std::size_t expectedLength(MsgType type, std::string_view payload) {
-    const auto count = [&payload](std::size_t offset) -> std::size_t {
-        return packing::get<std::uint16_t>(payload.data() + offset);
-    };
-    switch (type) {
-        case MsgType::StringStore:
-            return bin::STRING_FIXED_LENGTH + count(bin::STRING_LENGTH);
-        case MsgType::MetricMeta:
-            return bin::METRIC_FIXED_LENGTH +
-                   bin::METRIC_ATTRIBUTE_LENGTH * count(bin::METRIC_ATTRIBUTE_COUNT) +
-                   bin::METRIC_LEGEND_LENGTH * count(bin::METRIC_LEGEND_COUNT);
-        default:
-            return payload.size();
-    }
-}
-
-std::size_t fixedLength(MsgType type) {
-    constexpr std::size_t LENGTHS[] = {bin::STRING_FIXED_LENGTH, bin::SYSTEM_LENGTH, bin::DESCRIPTOR_LENGTH,
-                                       bin::METRIC_FIXED_LENGTH, bin::DATA_LENGTH};
-    return LENGTHS[static_cast<std::size_t>(type)];
-}
-
-bool hasFixedLength(MsgType type) {
-    return type != MsgType::StringStore && type != MsgType::MetricMeta;
-}
-
-// Says what is wrong with the length of a payload, empty if nothing is.
-std::string faultOfLength(MsgType type, std::string_view payload) {
-    const std::size_t fixed = fixedLength(type);
-    const bool hasRoom = payload.size() >= fixed;
-    std::size_t expected = fixed;
-    if (!hasFixedLength(type) && hasRoom) expected = expectedLength(type, payload);
-    if (payload.size() == expected) return std::string();
-    return "a " + nameOf(type) + " record has a payload of " + std::to_string(payload.size()) +
-           " bytes instead of " + (hasRoom || hasFixedLength(type) ? "" : "at least ") +
-           std::to_string(expected);
-}
-
-}  // namespace
 
 bool ZtbinDecoder::isRecognised(std::string_view bytes) {
     ByteReader file(bytes);
@@ -76,7 +28,7 @@ void ZtbinDecoder::decode(std::string_view bytes, JsonLine& line, DamageReport& 
         checkPlace_i(*record);
         line.begin();
         line.field("offset", record->offset);
-        line.field("record", TYPE_NAMES[static_cast<std::size_t>(record->type)]);
+        line.field("record", nameOf(record->type));
         decodeRecord_i(record->payload, record->type);
         line.end();
     }
@@ -97,7 +49,7 @@ std::optional<ZtbinDecoder::Record> ZtbinDecoder::nextRecord_i(ByteReader& file)
     }
     const std::string_view payload = file.getBytes(length);
     if (file.failed()) {
-        m_report->add(offset, "the file ends inside a " + nameOf(type) + " record");
+        m_report->add(offset, std::string("the file ends inside a ") + nameOf(type) + " record");
         return std::nullopt;
     }
     const std::string fault = faultOfLength(type, payload);
@@ -110,7 +62,7 @@ std::optional<ZtbinDecoder::Record> ZtbinDecoder::nextRecord_i(ByteReader& file)
 
 void ZtbinDecoder::checkPlace_i(const Record& record) {
     if (record.type < m_lastType)
-        m_report->add(record.offset, "a " + nameOf(record.type) + " record stands behind a " +
+        m_report->add(record.offset, std::string("a ") + nameOf(record.type) + " record stands behind a " +
                                          nameOf(m_lastType) + " record");
     m_lastType = record.type;
     if (record.type != MsgType::SystemMeta) return;
