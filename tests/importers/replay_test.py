@@ -10,6 +10,7 @@ import tempfile
 import unittest
 
 PWRHOST, SAMPLES = sys.argv[1], pathlib.Path(sys.argv[2])
+PAGE = pathlib.Path(__file__).resolve().parents[2] / "docs" / "inputs.md"
 KINDS = {"ndjson": "ndjson", "ztbin": "ztbin", "ztjson": "ztjson", "pwr": "pwr", "part": "ztjson"}
 
 
@@ -132,6 +133,30 @@ class Inputs(unittest.TestCase):
         self.assertRegex(err, r'^pwrhost: unknown kind of input "tape"; there are: ndjson, .*ztbin')
         (self.work / "noise").write_bytes(bytes(range(128, 256)))
         self.assertRegex(self.run_host("replay", "noise")[2], "no kind of input that is known; there are: ndjson")
+
+    def test_quiet_leaves_the_notes_out(self):
+        loud = self.run_host("replay", "-w", "raw", "-o", "r", self.made / "run.pwr")[2]
+        self.assertIn("not in a .pwr file", loud)
+        quiet = self.run_host("replay", "--quiet", "-w", "raw", "-o", "r", self.made / "run.pwr")
+        self.assertEqual((0, ""), (quiet[0], quiet[2]))
+
+    def test_commands_of_the_page(self):
+        """As they are printed, in one folder, and the files that they promise."""
+        for name, made in [("old.ztbin", "run.ztbin"), ("run.pwr", "run.pwr"), *((f"part_{i}.ztjson",) * 2 for i in (0, 1))]:
+            (self.work / name).write_bytes((self.made / made).read_bytes())
+        if has("zstd"):
+            subprocess.run(["zstd", "-q", "run.pwr"], cwd=self.work, check=True)
+        commands = [line.split("  #")[0].strip() for line in PAGE.read_text().splitlines() if line.startswith("    ")]
+        commands = [c for c in commands if "FILE" not in c and (has("zstd") or "zstd" not in c)]
+        self.assertGreaterEqual(len(commands), 4)
+        env = {**os.environ, "PATH": f"{pathlib.Path(PWRHOST).resolve().parent}:{os.environ['PATH']}"}
+        for command in commands:
+            with self.subTest(command=command):
+                done = subprocess.run(["sh", "-c", command], cwd=self.work, env=env, capture_output=True, timeout=60)
+                self.assertEqual(0, done.returncode, done.stderr.decode())
+        for name in ("old_long.csv", "all_0.ztbin", "run.ndjson.zst"):
+            self.assertTrue((self.work / name).stat().st_size, name)
+        self.assertEqual("ztbin", json.loads(done.stdout.splitlines()[0])["kind"])
 
     def test_info(self):
         status, out, err = self.run_host("info", "--json", *self.inputs().values())
