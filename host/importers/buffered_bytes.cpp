@@ -13,7 +13,7 @@ constexpr std::size_t READ_SIZE = std::size_t{128} * 1024;
 
 void BufferedBytes::fill_i(std::size_t count) {
     if (m_buffer.size() - m_begin < std::max(count, READ_SIZE)) {
-        std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
+        if (m_end > m_begin) std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
         m_end -= m_begin;
         m_begin = 0;
         if (m_buffer.size() < count + READ_SIZE)
