@@ -63,8 +63,10 @@ long s_calls = 0;
 const Call* s_failed = nullptr;
 char s_failedPath[512] = "-";
 const char* s_report = nullptr;
+#ifndef FAULT_INJECTOR_WITHOUT_ALLOC
 const char* s_thrown = nullptr;  // the type of an exception thrown in the writer library or called from there
 const char* s_caught = nullptr;  // the same when it was caught, in case that it is thrown again
+#endif
 const char* s_escaped = nullptr;  // the type of one that was caught outside
 bool s_openAtStart[1024];
 
