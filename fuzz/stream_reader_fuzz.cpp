@@ -53,13 +53,12 @@ public:
     }
 
     std::int32_t writeMessage(const pwr::MetricContainerInfoMessage& message) override {
-        m_kept = &message;
+        m_kept = message.m_infoTable;  // the message itself lives for the call
         return message.m_infoTable != nullptr ? writeMessage(*message.m_infoTable) : 0;
     }
 
     std::int32_t writeMessage(const pwr::Metric& metric) override {
-        if (m_kept != nullptr && m_kept->m_infoTable != nullptr)
-            m_seen += m_kept->m_infoTable->getTitle().size();
+        if (m_kept != nullptr) m_seen += m_kept->getTitle().size();
         for (const pwr::DataElement* element : metric.getData().elements) {
             look(element->getEntity());
             look(element->getDescriptor());
@@ -92,7 +91,7 @@ private:
         m_seen += m_text.size();
     }
 
-    const pwr::MetricContainerInfoMessage* m_kept = nullptr;
+    const pwr::TableMessage* m_kept = nullptr;
     std::size_t m_seen = 0;
     std::string m_text;
 };

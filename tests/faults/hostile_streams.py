@@ -121,7 +121,7 @@ class Run:
                 name for name in self.files if name.endswith((".pwr", ".ztbin")) and subprocess.run(
                     [pwrhost, "show", "--check", name], cwd=folder, capture_output=True).returncode != 0]
 
-    def expect_sane(self, statuses=(0, 2), lines=50, seconds=60):
+    def expect_sane(self, statuses=(0, 2), lines=50, seconds=90):
         expect(self.status in statuses, f"ended with {self.status}: {self.log[:5]}")
         expect(len(self.log) <= lines, f"{len(self.log)} lines: {self.log[:5]}")
         expect(not any("Sanitizer" in line or "runtime error" in line for line in self.log), f"{self.log[:20]}")
