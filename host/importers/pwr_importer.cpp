@@ -82,7 +82,7 @@ void PwrImporter::indexRecord_i(const PwrRecord& record) {
             return;
         case PwrKind::Metric:
             closeBlock_i(record.offset);
-            m_open.emplace();
+            m_open = std::make_unique<OpenBlock>();
             m_open->metric = PwrLines::metricOf(record);
             m_open->begin = record.offset + record.bytes.size();
             return;
@@ -114,7 +114,7 @@ void PwrImporter::indexWakelock_i(const PwrRecord& record) {
     ++m_wakelocks;
     const auto open = [&](std::uint64_t begin) {
         closeBlock_i(begin);
-        m_open.emplace();
+        m_open = std::make_unique<OpenBlock>();
         m_open->begin = begin;
         m_open->isOfWakelocks = true;
     };

@@ -71,7 +71,7 @@ private:
     PwrHeader m_header;
     std::unique_ptr<SeekableContent> m_content;
     std::vector<Block> m_blocks;
-    std::optional<OpenBlock> m_open;
+    std::unique_ptr<OpenBlock> m_open;
     bool m_isClosed = false;  // the second magic record has come
     std::size_t m_magics = 0;
     std::uint64_t m_lastTime = 0;
