@@ -17,6 +17,7 @@ std::string resultPath(const std::string& outputName, std::string_view kind, std
 
 void ResultFile::open(const std::string& path) {
     m_handle = g_pluginEnvironment->getFileOutputHandle(path.c_str());
+    m_handle->m_buffer.clear();  // of what a start without memory may have left
     m_recordStart = 0;
 }
 

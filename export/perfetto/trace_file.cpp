@@ -112,21 +112,23 @@ void TraceFile::forgetNames_i() {
 
 std::uint64_t TraceFile::intern_i(std::string_view name) {
     if (m_names.size() >= MOST_NAMES || m_nameBytes > MOST_NAME_BYTES) forgetNames_i();
-    const auto [at, isNew] = m_names.try_emplace(std::string(name), m_names.size() + 1);
-    if (isNew) {
-        m_nameBytes += name.size();
-        m_nested.clear();
-        appendUnsigned(m_nested, interned::IID, at->second);
-        appendBytes(m_nested, interned::NAME, cleanText(name, m_scratch));
-        appendBytes(m_interned, interned::EVENT_NAMES, m_nested);
-    }
-    return at->second;
+    std::string text(name);
+    if (const auto known = m_names.find(text); known != m_names.end()) return known->second;
+    const std::uint64_t number = m_names.size() + 1;
+    m_nested.clear();
+    appendUnsigned(m_nested, interned::IID, number);
+    appendBytes(m_nested, interned::NAME, cleanText(name, m_scratch));
+    // Room first: a name that has a number must come into the file.
+    m_interned.reserve(m_interned.size() + m_nested.size() + 16);
+    m_names.emplace(std::move(text), number);
+    m_nameBytes += name.size();
+    appendBytes(m_interned, interned::EVENT_NAMES, m_nested);
+    return number;
 }
 
 void TraceFile::describe_i(Track& track) {
     if (track.file == m_file) return;
     if (track.parent != nullptr) describe_i(*track.parent);
-    track.file = m_file;
     std::string text;
     appendUnsigned(text, descriptor::UUID, track.uuid);
     if (track.kind == Track::Kind::Process) {
@@ -147,6 +149,7 @@ void TraceFile::describe_i(Track& track) {
     appendBytes(m_packet, packet::TRACK_DESCRIPTOR, text);
     appendUnsigned(m_packet, packet::SEQUENCE_ID, SEQUENCE);
     writePacket_i();
+    track.file = m_file;
 }
 
 void TraceFile::counters(std::uint64_t time, std::span<const CounterValue> values) {
