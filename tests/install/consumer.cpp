@@ -1,6 +1,7 @@
 // A collector: the load of the machine, five times, for all writers that are named.
 //   collector LIBRARY [OUTPUT WRITER...]      without writers: which there are
 #include <dlfcn.h>
+#include <host/model/checked_writer.h>
 #include <host/model/environment.h>
 #include <host/model/loggers.h>
 #include <host/model/registry.h>
@@ -53,7 +54,7 @@ Load describe(Registry& registry) {
     return {registry.add(std::move(metric)), average};
 }
 
-void openRun(Registry& registry, const std::vector<WriterPlugin*>& writers) {
+void openRun(Registry& registry, std::vector<CheckedWriter>& writers) {
     registry.m_metadata = std::make_unique<SystemMetadata>();
     registry.m_metadata->m_tscFrequency = 1;  // MHz: a tick is a microsecond
     registry.m_metadata->m_cpuFrequency = 1;
@@ -62,12 +63,11 @@ void openRun(Registry& registry, const std::vector<WriterPlugin*>& writers) {
     message->m_id = 1;
     message->m_metadata = registry.m_metadata.get();
     const pwr::SystemMessage* const kept = registry.keep(std::move(message));
-    for (WriterPlugin* writer : writers) writer->writeMessage(*kept);
+    for (CheckedWriter& writer : writers) writer.writeMessage(*kept);
 }
 
 // Delivers a sample, which lives for the calls.
-void sample(const Load& what, SamplePool& pool, std::uint64_t& before,
-            const std::vector<WriterPlugin*>& writers) {
+void sample(const Load& what, SamplePool& pool, std::uint64_t& before, std::vector<CheckedWriter>& writers) {
     double load = 0;
     getloadavg(&load, 1);
     const std::uint64_t time = now();
@@ -79,13 +79,13 @@ void sample(const Load& what, SamplePool& pool, std::uint64_t& before,
     element.m_duration = time - before;
     element.m_value.setReal(load);
     metric.m_sample = &pool.sample();
-    for (WriterPlugin* writer : writers) writer->writeMessage(metric);
+    for (CheckedWriter& writer : writers) writer.writeMessage(metric);
     metric.m_sample = nullptr;
     pool.release();
     before = time;
 }
 
-int collect(const std::vector<WriterPlugin*>& writers) {
+int collect(std::vector<CheckedWriter>& writers) {
     Registry& registry = Registry::instance();
     const Load load = describe(registry);
     openRun(registry, writers);
@@ -97,7 +97,7 @@ int collect(const std::vector<WriterPlugin*>& writers) {
     }
     registry.m_metadata->m_collectionStop = now();
     int failures = 0;
-    for (WriterPlugin* writer : writers) failures += writer->fini() != 0;
+    for (CheckedWriter& writer : writers) failures += writer.fini() != 0;
     return failures;
 }
 
@@ -110,14 +110,14 @@ int main(int argc, char** argv) {
     PluginList* const list = reinterpret_cast<PluginList* (*)()>(dlsym(library, "createPlugins"))();
     if (list == nullptr) return std::fprintf(stderr, "no memory for the writers\n");
 
-    std::vector<WriterPlugin*> chosen;
+    std::vector<CheckedWriter> chosen;
     for (int i = 0; i < list->count; ++i) {
         const std::string& name = list->plugins[i]->m_capabilities.front()->m_name;
         if (argc < 4) std::puts(name.c_str());
-        auto* const writer = static_cast<WriterPlugin*>(list->plugins[i]);
+        CheckedWriter writer(*static_cast<WriterPlugin*>(list->plugins[i]));
         // One that fails to start gets nothing more.
         if (std::find(argv + std::min(argc, 3), argv + argc, name) != argv + argc &&
-            writer->init(argv[2], false) == 0)
+            writer.init(argv[2], false) == 0)
             chosen.push_back(writer);
     }
     const int failures = chosen.empty() ? 0 : collect(chosen);
