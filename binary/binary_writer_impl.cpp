@@ -17,67 +17,23 @@ namespace {
 constexpr std::size_t NAME_BUFFER_LENGTH = 1024;
 constexpr std::size_t FETCHED_AHEAD = 16;
 
-bool isDurationless(const pwr::Metric& metric) {
-    if (metric.m_metricType == pwr::Metric::TRACED_EVENT) return true;
-    if (metric.m_metricType != pwr::Metric::SAMPLED_VALUE) return false;
-    return metric.m_quantity == nullptr || metric.m_quantity->toQuantity() == pwr::QUANTITY_INSTANTANEOUS;
-}
-
-// A number, or the low end of a range; 0 for what is no number.
-double numberOf(const pwr::Data& data) {
-    const auto read = [&data](auto value, auto reader) {
-        (data.*reader)(value);
-        return value;
-    };
-    switch (data.m_type) {
-        case pwr::DATA_INT:
-            return static_cast<double>(read(0L, &pwr::Data::toInt));
-        case pwr::DATA_UINT:
-            return static_cast<double>(read(0UL, &pwr::Data::toUInt));
-        case pwr::DATA_REAL:
-            return read(0.0, &pwr::Data::toReal);
-        case pwr::DATA_INT_RANGE:
-            return static_cast<double>(read(std::pair<long, long>(), &pwr::Data::toIntRange).first);
-        case pwr::DATA_UINT_RANGE:
-            return static_cast<double>(
-                read(std::pair<unsigned long, unsigned long>(), &pwr::Data::toUIntRange).first);
-        case pwr::DATA_REAL_RANGE:
-            return read(std::pair<double, double>(), &pwr::Data::toRealRange).first;
-        default:
-            return 0.0;
-    }
-}
-
-const pwr::DataHandle* handleOf(const pwr::Data& data) {
-    const pwr::DataHandle* handle = nullptr;
-    data.toHandle(handle);
-    return handle;
-}
-
 // Several metrics may share an id; where they differ in type, other texts stand for their elements.
 std::uint64_t placesKeyOf(const pwr::Metric& metric) {
     return std::uint64_t{metric.m_id} << 1 | (metric.m_metricType == pwr::Metric::SAMPLED_DELTA ? 1 : 0);
 }
 
-bool hasStates(pwr::Metric::MetricType type, pwr::DataType kind) {
-    if (type == pwr::Metric::SAMPLED_DELTA) return false;
-    if (type != pwr::Metric::SAMPLED_VALUE) return true;
-    return kind == pwr::DATA_HANDLE || kind == pwr::DATA_STRING;
-}
-
-// The state that an element reports, in a sampled value also by the value itself.
-std::string stateOf(pwr::Metric::MetricType type, const pwr::DataElement& element) {
-    const pwr::Data& data = *element.getValue();
-    const bool traced = type == pwr::Metric::TRACED_VALUE_TRANSITION || type == pwr::Metric::TRACED_EVENT;
-    std::string state = getState(&element, traced);
-    if (type != pwr::Metric::SAMPLED_VALUE) return state;
-    if (data.m_type == pwr::DATA_STRING) {
-        data.toString(state);
-    } else if (data.m_type == pwr::DATA_HANDLE) {
-        const pwr::DataHandle* const handle = handleOf(data);
-        if (handle->getHandleType() == pwr::HANDLE_DATA_DESCRIPTOR) state = handle->getName();
+// The state that an element reports, for the log.
+std::string stateOf(const pwr::DataElement& element, const ElementReading& reading) {
+    std::string text;
+    switch (reading.stateOrigin) {
+        case StateOrigin::Text:
+            element.getValue()->toString(text);
+            return text;
+        case StateOrigin::DescriptorInValue:
+            return reading.handle->getName();
+        default:
+            return getState(&element, reading.stateOrigin == StateOrigin::TracedValue);
     }
-    return state;
 }
 
 }  // namespace
@@ -134,7 +90,7 @@ std::int32_t BinaryWriter::Impl::writeMessage(const pwr::Metric& metric) {
         return 1;
     }
     const pwr::Metric::Sample& sample = metric.getData();
-    const Message message{metric, isDurationless(metric), isLogged(LogLevel::Info, BINARY_WRITER_TAG)};
+    const Message message{metric, isInstant(metric), isLogged(LogLevel::Info, BINARY_WRITER_TAG)};
     setPayloadLength(m_dataRecord, bin::DATA_LENGTH);
     putField(m_dataRecord, bin::DATA_TIMESTAMP, sample.timestamp);
     putField(m_dataRecord, bin::DATA_METRIC_ID, metric.m_id);
@@ -161,10 +117,16 @@ bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataE
     const Index descriptor = isKnown ? place.target.descriptor : getDescriptorIdx_i(state);
     const double time = message.durationless ? 1.0 : static_cast<double>(element.getDuration()) * m_tscPeriod;
     const auto duration = truncateSaturated<std::uint64_t>(time);
-    double value = 0.0;
-    if (!readValue_i(message.metric.m_metricType, *element.getValue(), duration, value)) return false;
+    const pwr::Metric::MetricType type = message.metric.m_metricType;
+    ElementReading reading = readElement(type, element, duration, 1.0);
+    // Of any residency, also where the value is no number: with no frequency none is one.
+    if (type == pwr::Metric::SAMPLED_RESIDENCY) reading.value *= m_tscPeriod;
+    if (reading.stateOrigin == StateOrigin::DescriptorInValue && asDescriptor(reading.handle) == nullptr) {
+        LOG_WARNING("Binary writer plugin failed to retrieve descriptor\n");
+        return false;
+    }
     Index name = place.target.name;
-    if (message.isLogged) logElement_i(message, element, value);
+    if (message.isLogged) logElement_i(message, element, reading);
     if (!isKnown || message.isLogged) {
         describeOnce_i(message.metric);
         name = getSampleNameIdx_i(message, element, state);
@@ -177,7 +139,7 @@ bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataE
     packing::put(payload + bin::DATA_DURATION, static_cast<float>(duration));
     packing::put(payload + bin::DATA_NAME, name);
     packing::put(payload + bin::DATA_DESCRIPTOR, descriptor);
-    packing::put(payload + bin::DATA_VALUE, static_cast<float>(value));
+    packing::put(payload + bin::DATA_VALUE, static_cast<float>(reading.value));
     return true;
 }
 
@@ -195,52 +157,18 @@ void BinaryWriter::Impl::remember_i(const pwr::DataElement& element, Index descr
     std::memcpy(place.target.nameText, text.data(), text.size());
 }
 
-bool BinaryWriter::Impl::readValue_i(pwr::Metric::MetricType type, const pwr::Data& data,
-                                     std::uint64_t duration, double& value) const {
-    const bool isState = data.m_type == pwr::DATA_STRING || data.m_type == pwr::DATA_HANDLE;
-    switch (type) {
-        case pwr::Metric::SAMPLED_DELTA:
-            value = numberOf(data);
-            return true;
-        case pwr::Metric::SAMPLED_RESIDENCY:
-            value = numberOf(data) * m_tscPeriod;
-            return true;
-        case pwr::Metric::SAMPLED_VALUE:
-            value = isState ? static_cast<double>(duration) : numberOf(data);
-            break;
-        case pwr::Metric::TRACED_VALUE_TRANSITION:
-            value = static_cast<double>(duration);
-            return true;
-        case pwr::Metric::TRACED_EVENT:
-            value = 1.0;
-            return true;
-        default:
-            return true;
-    }
-    if (data.m_type != pwr::DATA_HANDLE) return true;
-    const pwr::DataHandle* const handle = handleOf(data);
-    if (handle != nullptr && handle->getHandleType() != pwr::HANDLE_DATA_DESCRIPTOR) {
-        value = 0.0;
-        return true;
-    }
-    if (dynamic_cast<const pwr::DataDescriptor*>(handle) != nullptr) return true;
-    LOG_WARNING("Binary writer plugin failed to retrieve descriptor\n");
-    return false;
-}
-
 void BinaryWriter::Impl::logElement_i(const Message& message, const pwr::DataElement& element,
-                                      double value) const {
-    const pwr::Metric::MetricType type = message.metric.m_metricType;
-    const std::string state = stateOf(type, element);
+                                      const ElementReading& reading) const {
+    const std::string state = stateOf(element, reading);
     std::string key = element.getEntity()->getName();
     std::string name = key;
-    if (type == pwr::Metric::SAMPLED_DELTA) {
+    if (message.metric.m_metricType == pwr::Metric::SAMPLED_DELTA) {
         key += ' ' + state;
         name = state;
     }
     LOG_INFO_TAG(BINARY_WRITER_TAG, "key = %s, name = %s, state = %s, hasStates = %s, Value = %.2f\n",
-                 key.c_str(), name.c_str(), state.c_str(),
-                 hasStates(type, element.getValue()->m_type) ? "TRUE" : "FALSE", value);
+                 key.c_str(), name.c_str(), state.c_str(), reading.hasStates ? "TRUE" : "FALSE",
+                 reading.value);
 }
 
 void BinaryWriter::Impl::describeOnce_i(const pwr::Metric& metric) {

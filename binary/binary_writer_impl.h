@@ -11,6 +11,7 @@
 
 #include "binary/binarywriter_plugin.h"
 #include "binary/byte_chunks.h"
+#include "plugins/element_reading.h"
 #include "plugins/flat_map.h"
 #include "plugins/sample_places.h"
 #include "pwr/bin/records.h"
@@ -81,9 +82,8 @@ private:
     bool writeElement_i(const Message& message, const pwr::DataElement& element, Places::Place& place);
     static void remember_i(const pwr::DataElement& element, Index descriptor, Index name,
                            Places::Place& place);
-    bool readValue_i(pwr::Metric::MetricType type, const pwr::Data& data, std::uint64_t duration,
-                     double& value) const;
-    void logElement_i(const Message& message, const pwr::DataElement& element, double value) const;
+    void logElement_i(const Message& message, const pwr::DataElement& element,
+                      const ElementReading& reading) const;
     void describeOnce_i(const pwr::Metric& metric);
     void createMetricMeta_i(const pwr::Metric& metric);
 

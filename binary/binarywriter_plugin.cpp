@@ -1,22 +1,14 @@
 #include "binary/binarywriter_plugin.h"
 
-#include <new>
-
 #include "binary/binary_writer_impl.h"
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/writer_plugin_capability.h"
 
 namespace {
 
-// Runs an operation that needs memory, and gives `failure` if there is none.
-template <typename Operation, typename Result>
-Result guarded(Operation operation, Result failure) {
-    try {
-        return operation();
-    } catch (const std::bad_alloc&) {
-        LOG_ERROR("Binary writer plugin ran out of memory\n");
-        return failure;
-    }
+void reportLack() {
+    LOG_ERROR("Binary writer plugin ran out of memory\n");
 }
 
 }  // namespace
@@ -37,12 +29,12 @@ std::int32_t BinaryWriter::init(const std::string& outputName, bool continuous) 
         if (m_impl == nullptr) m_impl = std::make_unique<Impl>(outputName, continuous);
         return 0;
     };
-    return guarded(create, 1);
+    return guardMemory(reportLack, 1, create);
 }
 
 std::int32_t BinaryWriter::fini() {
     if (m_impl == nullptr) return 1;
-    return guarded([this] { return m_impl->fini(); }, 1);
+    return guardMemory(reportLack, 1, [this] { return m_impl->fini(); });
 }
 
 bool BinaryWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
@@ -51,7 +43,7 @@ bool BinaryWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
         m_impl->flushResults_i(metadata, true);
         return true;
     };
-    return guarded(flush, false);
+    return guardMemory(reportLack, false, flush);
 }
 
 std::int32_t BinaryWriter::writeMessage(const pwr::SystemMessage& message) {
@@ -62,5 +54,5 @@ std::int32_t BinaryWriter::writeMessage(const pwr::SystemMessage& message) {
 
 std::int32_t BinaryWriter::writeMessage(const pwr::Metric& metric) {
     if (m_impl == nullptr) return 1;
-    return guarded([&] { return m_impl->writeMessage(metric); }, 1);
+    return guardMemory(reportLack, 1, [&] { return m_impl->writeMessage(metric); });
 }

@@ -1,12 +1,11 @@
 #include "continuous/cont_writer.h"
 
 #include <cstddef>
-#include <new>
 #include <vector>
 
 #include "continuous/metadata_trees.h"
-#include "continuous/out_of_memory.h"
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "pwr/plugin_environment.h"
 #include "pwr/utilities.h"
 
@@ -29,14 +28,14 @@ ContWriter::~ContWriter() = default;
 
 bool ContWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
     const std::size_t treeCount = m_metadata.size();
-    try {
+    const auto report = [&] {
+        m_metadata.erase(m_metadata.begin() + static_cast<std::ptrdiff_t>(treeCount), m_metadata.end());
+        logOutOfMemory("the results of", m_name);
+    };
+    return guardMemory(report, false, [&] {
         flush_i(metadata);
         return true;
-    } catch (const std::bad_alloc&) {
-        m_metadata.erase(m_metadata.begin() + static_cast<std::ptrdiff_t>(treeCount), m_metadata.end());
-        reportOutOfMemory("the results of", m_name);
-        return false;
-    }
+    });
 }
 
 void ContWriter::flush_i(const pwr::SystemMetadata& metadata) {

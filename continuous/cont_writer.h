@@ -2,7 +2,7 @@
 #pragma once
 
 #include "continuous/continuous_writer.h"
-#include "continuous/json_text.h"
+#include "plugins/json_text.h"
 
 // Writes what has gathered into one numbered JSON file per flush, "<name>_<number>.ztjson", through the
 // host's file handles. The numbers count the flushes of the process, from 0.

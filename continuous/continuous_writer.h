@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "continuous/element_reading.h"
+#include "plugins/element_reading.h"
 #include "pwr/messages.h"
 #include "pwr/metric.h"
 #include "pwr/system_metadata.h"

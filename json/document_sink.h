@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-#include "continuous/json_text.h"
+#include "plugins/json_text.h"
 #include "plugins/output_file.h"
 
 // The file of a JSON document. The text is written to the file as it grows, so that only a small part of it

@@ -1,11 +1,9 @@
 // From metric messages to series.
-#include <new>
-
 #include "continuous/cont_writer.h"
-#include "continuous/out_of_memory.h"
 #include "json/hash.h"
 #include "json/json_plugin.h"
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/numbers.h"
 #include "plugins/value_text.h"
 
@@ -81,12 +79,11 @@ std::uint64_t JSONWriter::toMicroseconds_i(std::uint64_t ticks) const {
     return truncateSaturated<std::uint64_t>(static_cast<float>(ticks) * m_tickFactor);
 }
 
-std::int32_t JSONWriter::writeMessage(const pwr::Metric& metric) try {
-    if (m_continuous) return g_contWriter->writeMessage(metric);
-    return writeElements_i(metric);
-} catch (const std::bad_alloc&) {
-    reportOutOfMemory("the points of", metric.m_name);
-    return 1;
+std::int32_t JSONWriter::writeMessage(const pwr::Metric& metric) {
+    const auto report = [&metric] { logOutOfMemory("the points of", metric.m_name); };
+    return guardMemory(report, 1, [&] {
+        return m_continuous ? g_contWriter->writeMessage(metric) : writeElements_i(metric);
+    });
 }
 
 std::int32_t JSONWriter::writeElements_i(const pwr::Metric& metric) {

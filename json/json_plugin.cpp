@@ -1,11 +1,9 @@
 #include "json/json_plugin.h"
 
-#include <new>
-
 #include "continuous/cont_writer.h"
-#include "continuous/out_of_memory.h"
 #include "json/document.h"
 #include "plugins/log.h"
+#include "plugins/memory_guard.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/messages.h"
 #include "pwr/utilities.h"
@@ -33,17 +31,23 @@ JSONWriter::JSONWriter()
 
 JSONWriter::~JSONWriter() = default;
 
-std::int32_t JSONWriter::init(const std::string& name, bool continuous) try {
-    m_outputPath = name + m_extension;
-    m_continuous = continuous;
-    if (continuous && g_contWriter == nullptr) g_contWriter = std::make_unique<ContWriter>(name).release();
-    return 0;
-} catch (const std::bad_alloc&) {
-    reportOutOfMemory("the start of", name);
-    return 1;
+std::int32_t JSONWriter::init(const std::string& name, bool continuous) {
+    const auto report = [&name] { logOutOfMemory("the start of", name); };
+    return guardMemory(report, 1, [&] {
+        m_outputPath = name + m_extension;
+        m_continuous = continuous;
+        if (continuous && g_contWriter == nullptr)
+            g_contWriter = std::make_unique<ContWriter>(name).release();
+        return 0;
+    });
 }
 
-std::int32_t JSONWriter::fini() try {
+std::int32_t JSONWriter::fini() {
+    const auto report = [this] { logOutOfMemory("the rest of", m_outputPath); };
+    return guardMemory(report, 1, [this] { return finish_i(); });
+}
+
+std::int32_t JSONWriter::finish_i() {
     if (m_continuous) return g_contWriter->fini();
     if (m_systemMetadata == nullptr) {
         LOG_WARNING("There was no system message, so %s is not written\n", m_outputPath.c_str());
@@ -56,9 +60,6 @@ std::int32_t JSONWriter::fini() try {
                   m_ownedSeries);
     sink.finish();
     return 0;
-} catch (const std::bad_alloc&) {
-    reportOutOfMemory("the rest of", m_outputPath);
-    return 1;
 }
 
 bool JSONWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
@@ -69,7 +70,12 @@ std::int32_t JSONWriter::writeMessage(const pwr::TextMessage&) {
     return 0;
 }
 
-std::int32_t JSONWriter::writeMessage(const pwr::SystemMessage& message) try {
+std::int32_t JSONWriter::writeMessage(const pwr::SystemMessage& message) {
+    const auto report = [this] { logOutOfMemory("the system data of", m_outputPath); };
+    return guardMemory(report, 1, [&] { return takeSystem_i(message); });
+}
+
+std::int32_t JSONWriter::takeSystem_i(const pwr::SystemMessage& message) {
     m_systemMetadata = message.m_metadata;
     m_collectionStart = m_systemMetadata->m_collectionStart;
     m_tickFactor = 1.0F / m_systemMetadata->m_tscFrequency;
@@ -80,7 +86,4 @@ std::int32_t JSONWriter::writeMessage(const pwr::SystemMessage& message) try {
     m_zentraceVersion = versionText(m_systemMetadata->m_productVersion);
     m_driverVersion = versionText(m_systemMetadata->m_driverVersion);
     return 0;
-} catch (const std::bad_alloc&) {
-    reportOutOfMemory("the system data of", m_outputPath);
-    return 1;
 }

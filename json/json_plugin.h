@@ -6,9 +6,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "continuous/element_reading.h"
 #include "json/series.h"
 #include "json/series_cache.h"
+#include "plugins/element_reading.h"
 #include "plugins/writer_plugin.h"
 #include "pwr/metric.h"
 #include "pwr/system_metadata.h"
@@ -46,6 +46,8 @@ public:
     std::int32_t writeMessage(const pwr::Metric& metric) override;
 
 private:
+    std::int32_t finish_i();
+    std::int32_t takeSystem_i(const pwr::SystemMessage& message);
     std::uint64_t toMicroseconds_i(std::uint64_t ticks) const;
     std::int32_t writeElements_i(const pwr::Metric& metric);
     SeriesPlaces::Place* placesOf_i(const pwr::Metric& metric, std::size_t count);
