@@ -5,6 +5,7 @@
 #include <map>
 #include <utility>
 
+#include "host/base/text.h"
 #include "host/emit/json_line.h"
 #include "pwr/system_metadata.h"
 
