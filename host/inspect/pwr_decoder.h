@@ -25,21 +25,19 @@ public:
     void decode();
 
 private:
-    void decodeRecord_i(const PwrRecord& record);
-    void decodeCollectionInfo_i(const PwrRecord& record);
-    void decodeSystemInfo_i(const PwrRecord& record);
-    void decodeHardwareConfiguration_i(const PwrRecord& record);
-    void decodeHeadMarker_i(const PwrRecord& record);
-    void decodePowerThreshold_i(const PwrRecord& record);
-    void decodeInfo_i(const PwrRecord& record);
-    void decodeMetric_i(const PwrRecord& record);
-    void decodeSample_i(const PwrRecord& record);
-    void decodeProcess_i(const PwrRecord& record);
-    void decodeThread_i(const PwrRecord& record);
-    void decodeWakelock_i(const PwrRecord& record);
-    void decodePackage_i(const PwrRecord& record);
+    void showRecord_i(const PwrRecord& record);
+    void showCollectionInfo_i(const PwrRecord& record);
+    void showSystemInfo_i(const PwrRecord& record);
+    void showHardware_i(const PwrRecord& record);
+    void showHeadMarker_i(const PwrRecord& record);
+    void showInfo_i(const PwrRecord& record);
+    void showMetric_i(const PwrRecord& record);
+    void showSample_i(const PwrRecord& record);
+    void showProcess_i(const PwrRecord& record);
+    void showThread_i(const PwrRecord& record);
+    void showWakelock_i(const PwrRecord& record);
+    void showPackage_i(const PwrRecord& record);
 
-    std::uint16_t versionField_i(const PwrRecord& record, ByteReader& fields);
     // Prints an id with its name, or null for NO_ID, and checks that it is defined.
     void idField_i(const PwrRecord& record, const char* field, std::string_view kind, std::uint32_t id);
     void nameField_i(const std::string* name);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/inspect/pwr_fields.h"
 #include "import/record_format.h"
 
 namespace host::inspect {
@@ -60,20 +61,12 @@ PwrLives::PwrLives(std::string_view file) {
             m_ends.insert(head.processes[i].offset);
             continue;
         }
-        ByteReader fields = head.processes[i].fieldsFrom(12);
-        const auto pid = fields.get<std::uint32_t>();
-        fields.get<std::uint32_t>();
-        const auto start = fields.get<std::uint64_t>();
-        fields.getBytes(4);
-        m_processes[pid].push_back({start, std::string(fields.getBytes(fields.left() - 1))});
+        const PwrProcess process = readProcess(head.processes[i]);
+        m_processes[process.pid].push_back({process.time, std::string(process.path)});
     }
     for (const PwrRecord& record : head.threads) {
-        ByteReader fields = record.fieldsFrom(4);
-        if (fields.get<std::uint32_t>() != vyrta::MARK_START) continue;
-        fields.get<std::uint32_t>();
-        const auto pid = fields.get<std::uint32_t>();
-        const auto tid = fields.get<std::uint32_t>();
-        m_threads[tid].push_back({fields.get<std::uint64_t>(), pid});
+        const PwrThread thread = readThread(record);
+        if (thread.mark == vyrta::MARK_START) m_threads[thread.tid].push_back({thread.time, thread.pid});
     }
     sortByStart(m_processes);
     sortByStart(m_threads);

@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "host/inspect/pwr_decoder.h"
+#include "host/inspect/pwr_fields.h"
 #include "import/record_format.h"
 
 namespace host::inspect {
@@ -67,21 +68,18 @@ bool isValue(std::uint32_t type) {
 
 }  // namespace
 
-void PwrDecoder::decodeSample_i(const PwrRecord& record) {
-    const auto tsc = record.fieldsFrom(4).get<std::uint64_t>();
-    ByteReader fields = record.fieldsFrom(18);
-    m_line.field("t", tsc);
-    const std::uint16_t version = versionField_i(record, fields);
-    const auto count = fields.get<std::uint16_t>();
-    m_line.field("version", version);
-    if (count == 0) m_checker.fault(record.offset, "a Sample record has no METRIC attribute");
+void PwrDecoder::showSample_i(const PwrRecord& record) {
+    PwrSample sample = readSample(record);
+    m_checker.checkVersion(record, sample.version);
+    m_line.field("t", sample.time);
+    m_line.field("version", sample.version);
+    if (sample.count == 0) m_checker.fault(record.offset, "a Sample record has no METRIC attribute");
     std::uint32_t previous = NO_ATTRIBUTE;
     m_line.beginArray("attributes");
-    for (std::uint16_t i = 0; i < count; ++i) {
-        const auto type = fields.get<std::uint32_t>();
-        const auto value = fields.get<std::uint64_t>();
-        printAttribute_i(record, type, value, tsc, version);
-        checkAttribute_i(record, previous, type, value, tsc);
+    for (std::uint16_t i = 0; i < sample.count; ++i) {
+        const auto [type, value] = sample.next();
+        printAttribute_i(record, type, value, sample.time, sample.version);
+        checkAttribute_i(record, previous, type, value, sample.time);
         previous = type;
     }
     m_line.endArray();
