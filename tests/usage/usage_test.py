@@ -87,6 +87,17 @@ def check_pages():
         errors.extend(line for line in said.splitlines() if "referenced manual not found" not in line)
 
 
+def check_formats():
+    """The page of formats has an entry for each writer that is there, with the end of its file's name."""
+    listed = [line.split()[:2] for line in run(PWRHOST, "list").split("\n\n")[0].splitlines()[1:]]
+    text = (PAGES / "pwr-formats.5").read_text()
+    entries = {name: files for files, name in re.findall(r"^\.It Pa (.*)\nby\n\.Cm (\S+)", text, re.M)}
+    for name, extension in listed:
+        if extension not in entries.pop(name, ""):
+            errors.append(f"pwr-formats: does not name {name} with its {extension}")
+    errors.extend(f"pwr-formats: there is no {name}" for name in entries)
+
+
 class Shell:
     """An interactive shell that has read the completion."""
 
@@ -155,6 +166,7 @@ def complete_in(name):
 compare_options()
 check_version()
 check_pages()
+check_formats()
 for shell in Shell.SHELLS:
     if shutil.which(shell):
         complete_in(shell)
