@@ -33,18 +33,22 @@ elseif(PWR_HARDENING)
     target_link_options(pwr_common INTERFACE LINKER:-z,relro,-z,now)
 endif()
 
-# pwr_objects(NAME SOURCE...): a folder's code as objects, for the product that it is part of and its tests.
+# pwr_objects(NAME SOURCE...): a folder's code as objects, for the product that it is part of and its tests. The target
+# is pwr_NAME, as a project that has this one inside may have a NAME of its own; our tests call it NAME.
 function(pwr_objects name)
-    add_library(${name} OBJECT ${ARGN})
-    target_link_libraries(${name} PUBLIC pwr_common)
+    add_library(pwr_${name} OBJECT ${ARGN})
+    target_link_libraries(pwr_${name} PUBLIC pwr_common)
+    if(PROJECT_IS_TOP_LEVEL)
+        add_library(${name} ALIAS pwr_${name})
+    endif()
 endfunction()
 
 # pwr_writer_objects(NAME SOURCE...): the same for a folder that is part of the writer library.
 function(pwr_writer_objects name)
     pwr_objects(${name} ${ARGN})
     # The host's operations are called for every element: straight through the table of addresses.
-    target_compile_options(${name} PRIVATE -fno-plt)
-    set_property(GLOBAL APPEND PROPERTY PWR_WRITER_OBJECTS ${name})
+    target_compile_options(pwr_${name} PRIVATE -fno-plt)
+    set_property(GLOBAL APPEND PROPERTY PWR_WRITER_OBJECTS pwr_${name})
 endfunction()
 
 # pwr_link_plugin_library(NAME ENTRY OBJECTS...): a plug-in library. It exports its two entry points only and is not

@@ -25,6 +25,21 @@ consumer() {
         echo 'add_dependencies(consumer pwr_writers::writer_plugins)'
         # shellcheck disable=SC2016
         echo 'file(GENERATE OUTPUT library.txt CONTENT "$<TARGET_FILE:pwr_writers::writer_plugins>")'
+        cat <<'CMAKE'
+# All names of targets share one room, so ours must not be what a collector may call its own.
+function(check_names folder)
+    get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
+    list(FILTER targets EXCLUDE REGEX "^(pwr.*|writer_plugins|export_plugins|consumer)$")
+    if(targets)
+        message(FATAL_ERROR "Names that a collector may have: ${targets}")
+    endif()
+    get_property(subfolders DIRECTORY ${folder} PROPERTY SUBDIRECTORIES)
+    foreach(subfolder ${subfolders})
+        check_names(${subfolder})
+    endforeach()
+endfunction()
+check_names(${CMAKE_SOURCE_DIR})
+CMAKE
     } >"$work/project/CMakeLists.txt"
     quietly cmake -G Ninja -S "$work/project" -B "$work/build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_UNITY_BUILD=ON "$@"
     quietly cmake --build "$work/build" --target consumer
