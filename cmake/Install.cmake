@@ -26,10 +26,13 @@ install(FILES dist/completion.bash
 install(FILES dist/completion.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions RENAME _pwrhost)
 install(DIRECTORY presets DESTINATION ${CMAKE_INSTALL_DATADIR}/pwrhost FILES_MATCHING PATTERN "*.conf")
 install(FILES examples/udev/60-pwrhost-rapl.rules DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/pwrhost/examples)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS examples/systemd/pwrhost.service)
-file(READ examples/systemd/pwrhost.service unit)
-string(REPLACE /usr/bin/ ${CMAKE_INSTALL_FULL_BINDIR}/ unit "${unit}")
-file(WRITE ${PROJECT_BINARY_DIR}/pwrhost.service "${unit}")
+# It names the program, whose place is known when it is installed.
+install(CODE "
+    set(program \"${CMAKE_INSTALL_BINDIR}/pwrhost\")
+    cmake_path(ABSOLUTE_PATH program BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+    file(READ \"${PROJECT_SOURCE_DIR}/examples/systemd/pwrhost.service\" unit)
+    string(REPLACE /usr/bin/pwrhost \"\${program}\" unit \"\${unit}\")
+    file(WRITE \"${PROJECT_BINARY_DIR}/pwrhost.service\" \"\${unit}\")")
 install(FILES ${PROJECT_BINARY_DIR}/pwrhost.service DESTINATION lib/systemd/system)
 
 configure_package_config_file(cmake/pwr_writers-config.cmake.in ${PROJECT_BINARY_DIR}/pwr_writers-config.cmake

@@ -53,12 +53,37 @@ compiles() {
 standard=c++11 compiles pwr plugins -not -path 'pwr/bin/*'
 standard=c++17 compiles host pwr/bin
 
-[ "$("$work/moved/bin/pwrhost" list | grep -c .)" -ge 8 ]
+# The program finds both libraries, wherever they went.
+"$work/moved/bin/pwrhost" list >"$work/list"
+grep -q "^auto " "$work/list" && grep -q "^html " "$work/list"
 
-# Nothing is left behind, and nothing of others is touched.
+# Each file has the place where the system's other programs look for it.
+uninstall() {
+    (cd "$build" && cmake -P "$source/../../cmake/Uninstall.cmake")
+    [ -z "$(find "$1" ! -type d -o -name '*pwr*')" ]
+}
 mkdir -p "$work/prefix/share/doc/another"
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
-(cd "$build" && cmake -P "$source/../../cmake/Uninstall.cmake")
-[ -z "$(find "$work/prefix" ! -type d -o -name '*pwr*')" ]
+for file in bin/pwrhost lib/systemd/system/pwrhost.service \
+    share/bash-completion/completions/pwrhost share/zsh/vendor-completions/_pwrhost \
+    share/doc/pwrhost/examples/60-pwrhost-rapl.rules share/doc/pwrhost/formats/ztjson.schema.json \
+    share/man/man1/pwrhost{,-record,-replay,-compare}.1 share/man/man5/pwr-{formats,stream}.5 \
+    share/pwrhost/presets/{battery,idle,server}.conf; do
+    [ -f "$work/prefix/$file" ] || { echo "$file is not there"; exit 1; }
+done
+if command -v systemd-analyze >/dev/null; then
+    said=$(systemd-analyze verify --man=no "$work/prefix/lib/systemd/system/pwrhost.service" 2>&1)
+    [ -z "$said" ] || { echo "$said"; exit 1; }
+fi
+grep -q "$work/prefix/bin/pwrhost record" "$work/prefix/lib/systemd/system/pwrhost.service"
+
+# Nothing is left behind, and nothing of others is touched; the same in a folder that stands for the root.
+uninstall "$work/prefix"
 [ -d "$work/prefix/share/doc/another" ]
+export DESTDIR=$work/stage
+cmake --install "$build" --prefix /opt/tools >/dev/null
+[ -x "$DESTDIR/opt/tools/bin/pwrhost" ] && [ "$(ls "$DESTDIR")" = opt ]
+"$DESTDIR/opt/tools/bin/pwrhost" list >/dev/null
+grep -q " /opt/tools/bin/pwrhost record" "$DESTDIR/opt/tools/lib/systemd/system/pwrhost.service"
+uninstall "$DESTDIR"
 echo "the installed tree serves both consumers"
