@@ -161,7 +161,8 @@ void addCompareCommand(CLI::App& program, Command& chosen, const std::vector<std
     const auto options = std::make_shared<Options>();
     if (const auto separator = std::find(words.begin(), words.end(), SEPARATOR); separator != words.end())
         options->m_groupB.emplace(separator + 1, words.end());
-    command->add_option("--format", options->m_format, "text, csv, json, markdown or html (default: text)");
+    command->add_option("--format", options->m_format, "What is printed (default: text)")
+        ->type_name("{text,csv,json,markdown,html}");
     command
         ->add_option("--top", options->m_top,
                      "Show at most so many columns, strongest first (default: 20; all with html; csv and "

@@ -2,11 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/cli/preset.h"
 #include "host/importers/input_kinds.h"
 
 namespace host::cli {
@@ -53,17 +55,54 @@ std::string suffixes(std::initializer_list<const char*> first) {
 constexpr const char* WRITERS = "all none $(pwrhost list 2>/dev/null | sed -n '1d;/^$/q;s/ .*//p')";
 constexpr const char* SOURCES = "$(pwrhost record --list 2>/dev/null | sed '1d;s/ .*//' | sort -u)";
 
+std::string joined(const std::vector<std::string>& texts, std::string_view between) {
+    std::string all;
+    for (const std::string& text : texts) all += (all.empty() ? "" : std::string(between)) + text;
+    return all;
+}
+
+// The words of a type like {bash,zsh}; empty if it is none.
+std::string wordsOfType(const std::string& type) {
+    const std::size_t first = type.find('{');
+    if (first == std::string::npos || type.back() != '}') return {};
+    std::string words = type.substr(first + 1, type.size() - first - 2);
+    std::replace(words.begin(), words.end(), ',', ' ');
+    return words;
+}
+
+// A name that the shell would not take as it stands is left out.
+std::string presets() {
+    std::vector<std::string> names = presetNames();
+    const auto isSpecial = [](char byte) {
+        return std::string_view("._-").find(byte) == std::string_view::npos &&
+               std::isalnum(static_cast<unsigned char>(byte)) == 0;
+    };
+    std::erase_if(names,
+                  [&](const std::string& name) { return std::any_of(name.begin(), name.end(), isSpecial); });
+    return joined(names, " ");
+}
+
+// The files that a subcommand reads.
+std::string suffixesOf(const std::string& command) {
+    if (command == "show") return "ztbin pwr";
+    if (command == "compare") return suffixes({".csv"});
+    return command == "replay" || command == "info" ? suffixes({".stream"}) : "";
+}
+
 // The type that an option shows in its help says what it takes.
-void describeValue(const CLI::Option& option, Word& word) {
+void describeValue(const CLI::Option& option, const std::string& command, Word& word) {
     const std::string type = option.get_type_name();
     word.m_takesValue = option.get_items_expected_max() > 0;
-    if (option.get_name() == "INPUT") {
+    if (const std::string words = wordsOfType(type); !words.empty()) {
+        word.m_values = Values::Words;
+        word.m_words = words;
+    } else if (option.check_lname("preset")) {
+        word.m_values = Values::Words;
+        word.m_words = presets();
+    } else if (option.get_positional()) {
         word.m_values = Values::Files;
-        word.m_words = suffixes({".stream"});
-    } else if (option.get_name() == "FILE") {
-        word.m_values = Values::Files;
-        word.m_words = "ztbin pwr";
-    } else if (type == "FILE" || type == "NAME" || type == "NAME OR DIR/") {
+        word.m_words = suffixesOf(command);
+    } else if (type == "FILE" || type == "NAME") {
         word.m_values = Values::Files;
     } else if (type == "DIR") {
         word.m_values = Values::Folders;
@@ -76,18 +115,15 @@ void describeValue(const CLI::Option& option, Word& word) {
     } else if (type == "KIND") {
         word.m_values = Values::Words;
         word.m_words = inputKinds();
-    } else if (option.get_name() == "SHELL") {
-        word.m_values = Values::Words;
-        word.m_words = "bash zsh";
     }
 }
 
-Word describe(const CLI::Option& option) {
+Word describe(const CLI::Option& option, const std::string& command) {
     Word word;
     for (const std::string& name : option.get_snames()) word.m_names.push_back("-" + name);
     for (const std::string& name : option.get_lnames()) word.m_names.push_back("--" + name);
     word.m_description = option.get_description();
-    describeValue(option, word);
+    describeValue(option, command, word);
     return word;
 }
 
@@ -99,24 +135,18 @@ std::vector<Subcommand> subcommands(const CLI::App& program) {
         subcommand.m_description = command->get_description();
         for (const CLI::Option* option : command->get_options()) {
             if (option->get_positional())
-                subcommand.m_positional = describe(*option);
+                subcommand.m_positional = describe(*option, subcommand.m_name);
             else
-                subcommand.m_options.push_back(describe(*option));
+                subcommand.m_options.push_back(describe(*option, subcommand.m_name));
         }
     }
-    return all;
-}
-
-std::string joined(const std::vector<std::string>& texts, std::string_view between) {
-    std::string all;
-    for (const std::string& text : texts) all += (all.empty() ? "" : std::string(between)) + text;
     return all;
 }
 
 std::string programOptions(const CLI::App& program) {
     std::vector<std::string> names;
     for (const CLI::Option* option : program.get_options())
-        names.push_back(joined(describe(*option).m_names, " "));
+        names.push_back(joined(describe(*option, {}).m_names, " "));
     return joined(names, " ");
 }
 
@@ -188,7 +218,10 @@ std::string zshAction(const Word& word) {
 std::string zshOption(const Word& option) {
     std::string text;
     for (const std::string& name : option.m_names) {
-        text += " \\\n                '*" + name + "[" + zshQuoted(option.m_description) + "]";
+        // A long name may have its value behind a sign.
+        const bool isLong = option.m_takesValue && name.starts_with("--");
+        text +=
+            " \\\n                '*" + name + (isLong ? "=[" : "[") + zshQuoted(option.m_description) + "]";
         if (option.m_takesValue) text += ":value:" + zshAction(option);
         text += "'";
     }
@@ -235,6 +268,7 @@ _pwrhost_other() {
 }
 _pwrhost() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command="" word
+    if [[ $current == = ]]; then current=""; elif [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD - 2]}; fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
         case " )" +
            names + R"( " in *" $word "*) command=$word; break ;; esac
@@ -256,7 +290,7 @@ std::string zshCompletion(const CLI::App& program) {
         cases += zshCase(command);
     }
     std::string options;
-    for (const CLI::Option* option : program.get_options()) options += zshOption(describe(*option));
+    for (const CLI::Option* option : program.get_options()) options += zshOption(describe(*option, {}));
     return R"(# Completion of pwrhost for zsh: source <(pwrhost completion zsh)
 _pwrhost_writers() { _values -s , writer )" +
            std::string(WRITERS) + R"( }

@@ -94,4 +94,15 @@ bool applyPreset(CLI::App& command, const std::string& name) {
     return true;
 }
 
+std::vector<std::string> presetNames() {
+    std::set<std::string> names;
+    for (const fs::path& folder : folders()) {
+        std::error_code error;
+        for (fs::directory_iterator file(folder, error); !error && file != fs::directory_iterator();
+             file.increment(error))
+            if (file->path().extension() == ".conf") names.insert(file->path().stem().string());
+    }
+    return {names.begin(), names.end()};
+}
+
 }  // namespace host::cli

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -12,5 +13,8 @@ namespace host::cli {
 // of `command` that its command line did not give. Looks for NAME.conf in the user's configuration folder, in
 // that of the machine, and beside the program. Returns false after a complaint, which names file and line.
 bool applyPreset(CLI::App& command, const std::string& name);
+
+// The presets that there are in these folders, in alphabetical order.
+std::vector<std::string> presetNames();
 
 }  // namespace host::cli
