@@ -38,6 +38,7 @@ enum class Kind : std::uint8_t {
     MarkAsyncBegin,  // name; a: cookie
     MarkAsyncEnd,    // the same
     MarkCounter,     // name; a: value
+    Energy,          // a: uJ that the packages have used since the one before; the first one begins
     Loss,            // what the CPU traced before this is not complete; a: how many events are missing
 };
 
@@ -64,7 +65,14 @@ struct Event {
     NameId name = 0;
     NameId other = 0;
     Kind kind = Kind::None;
+    bool isRunnable = false;  // SchedSwitch: the thread that leaves would go on if it were let
 };
+
+// Whether a thread that leaves in this state, as it stands in a raw sched_switch, would go on if it were let.
+constexpr bool isRunnableState(std::int64_t state) {
+    constexpr std::int64_t PREEMPTED = 0x100;
+    return state == 0 || state == PREEMPTED;
+}
 
 inline bool isBefore(const Event& one, const Event& other) {
     return one.stamp != other.stamp ? one.stamp < other.stamp : one.place < other.place;

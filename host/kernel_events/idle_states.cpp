@@ -13,11 +13,27 @@ namespace host::kernel_events {
 IdleStates::IdleStates(Timeline& timeline, NamePool& names, std::vector<IdleState> states)
     : m_timeline(timeline), m_names(names), m_states(std::move(states)) {}
 
-std::string IdleStates::nameOf_i(std::int64_t state) const {
-    if (state == ACTIVE) return "active";
-    const auto index = static_cast<std::size_t>(state);
-    if (index < m_states.size() && !m_states[index].name.empty()) return m_states[index].name;
-    return "state" + std::to_string(state);
+void IdleStates::setStates(std::uint32_t cpu, std::vector<IdleState> states) {
+    m_own.insert_or_assign(cpu, std::move(states));
+}
+
+IdleState IdleStates::infoOf_i(std::uint32_t cpu, std::int64_t number) const {
+    if (number == ACTIVE) return {"active", {}};
+    const auto own = m_own.find(cpu);
+    const std::vector<IdleState>& states = own != m_own.end() ? own->second : m_states;
+    const auto index = static_cast<std::size_t>(number);
+    IdleState info = index < states.size() ? states[index] : IdleState();
+    if (info.name.empty()) info.name = "state" + std::to_string(number);
+    return info;
+}
+
+IdleStates::State& IdleStates::state_i(Cpu& cpu, std::uint32_t number, std::int64_t state) {
+    const auto [known, isNew] = cpu.states.try_emplace(state);
+    if (isNew) {
+        known->second.info = infoOf_i(number, state);
+        known->second.name = m_names.get(known->second.info.name);
+    }
+    return known->second;
 }
 
 IdleStates::Cpu& IdleStates::cpu_i(const Event& event) {
@@ -32,31 +48,29 @@ IdleStates::Cpu& IdleStates::cpu_i(const Event& event) {
 }
 
 void IdleStates::account_i(Cpu& cpu, std::uint64_t stamp) {
-    if (cpu.state != NOT_KNOWN) cpu.ticks[cpu.state] += stamp - cpu.since;
+    if (cpu.state != nullptr) cpu.state->ticks += stamp - cpu.since;
 }
 
 std::optional<IdleStay> IdleStates::end_i(Cpu& cpu, const Event& event) {
-    if (cpu.state < 0) return std::nullopt;
+    if (cpu.state == nullptr || cpu.isActive) return std::nullopt;
     const std::uint64_t length = event.stamp - cpu.since;
-    Stays& stays = cpu.stays[cpu.state];
-    stays.shortest = stays.count == 0 ? length : std::min(stays.shortest, length);
-    stays.time += length;
-    ++stays.count;
-    const auto index = static_cast<std::size_t>(cpu.state);
-    if (index < m_states.size() && length < m_states[index].targetUsec.value_or(0) * 1000) ++stays.tooShort;
+    State& state = *cpu.state;
+    state.shortest = state.count == 0 ? length : std::min(state.shortest, length);
+    state.time += length;
+    ++state.count;
+    if (length < state.info.targetUsec.value_or(0) * 1000) ++state.tooShort;
     return IdleStay{event.subject, length, cpu.beganAt, event.a == IDLE_EXIT};
 }
 
 std::optional<IdleStay> IdleStates::take(const Event& event) {
     Cpu& cpu = cpu_i(event);
-    const std::int64_t next = event.a == IDLE_EXIT ? ACTIVE : event.a;
-    if (next == ACTIVE && cpu.state == ACTIVE) return std::nullopt;
+    const bool isActive = event.a == IDLE_EXIT;
+    if (isActive && cpu.state != nullptr && cpu.isActive) return std::nullopt;
     const std::optional<IdleStay> stay = end_i(cpu, event);
     account_i(cpu, event.stamp);
-    NameId& name = m_nameIds[next];
-    if (name == 0) name = m_names.get(nameOf_i(next));
-    m_timeline.enter(cpu.row, event.stamp, m_names.value(name));
-    cpu.state = next;
+    cpu.state = &state_i(cpu, event.subject, isActive ? ACTIVE : event.a);
+    cpu.isActive = isActive;
+    m_timeline.enter(cpu.row, event.stamp, m_names.value(cpu.state->name));
     cpu.since = event.stamp;
     cpu.beganAt = event.place;
     return stay;
@@ -64,7 +78,7 @@ std::optional<IdleStay> IdleStates::take(const Event& event) {
 
 void IdleStates::forget(std::uint32_t cpu) {
     if (m_cpus.size() <= cpu || !m_cpus[cpu].isSeen) return;
-    m_cpus[cpu].state = NOT_KNOWN;
+    m_cpus[cpu].state = nullptr;
     m_timeline.forget(m_cpus[cpu].row);
 }
 
@@ -76,41 +90,40 @@ void IdleStates::finish(std::uint64_t stop) {
     }
 }
 
-std::vector<std::string> IdleStates::cells_i(std::uint32_t number, std::int64_t state,
-                                             const Stays& stays) const {
-    const Cpu& cpu = m_cpus[number];
-    const auto index = static_cast<std::size_t>(state);
-    const bool hasTarget = index < m_states.size() && m_states[index].targetUsec.has_value();
-    const auto count = static_cast<double>(stays.count);
-    std::vector<std::string> cells{cpuText(number),
-                                   nameOf_i(state),
-                                   std::to_string(stays.count),
-                                   msecText(stays.time, 2),
-                                   shareText(stays.time, m_stop - cpu.first),
-                                   usecText(static_cast<double>(stays.time) / count),
-                                   usecText(static_cast<double>(stays.shortest))};
-    if (hasTarget) {
-        cells.insert(cells.end(), {std::to_string(*m_states[index].targetUsec),
-                                   std::to_string(stays.tooShort), shareText(stays.tooShort, stays.count)});
+std::vector<std::string> IdleStates::cells_i(std::uint32_t number, const State& state) const {
+    std::vector<std::string> cells{
+        cpuText(number),
+        state.info.name,
+        std::to_string(state.count),
+        msecText(state.time, 2),
+        shareText(state.time, m_stop - m_cpus[number].first),
+        usecText(static_cast<double>(state.time) / static_cast<double>(state.count)),
+        usecText(static_cast<double>(state.shortest))};
+    if (state.info.targetUsec) {
+        cells.insert(cells.end(), {std::to_string(*state.info.targetUsec), std::to_string(state.tooShort),
+                                   shareText(state.tooShort, state.count)});
     } else {
         cells.insert(cells.end(), 3, "-");
     }
     return cells;
 }
 
+// States of one name are one column, also where they are not the same state of all CPUs.
 void IdleStates::reportResidency_i(emit::Report& report) const {
-    std::set<std::int64_t> states;
+    std::set<std::pair<std::int64_t, std::string>> states;
     for (const Cpu& cpu : m_cpus)
-        for (const auto& [state, ticks] : cpu.ticks) states.insert(state);
+        for (const auto& [number, state] : cpu.states) states.emplace(number, state.info.name);
     std::vector<std::string> names;
-    for (const std::int64_t state : states) names.push_back(nameOf_i(state));
+    for (const auto& state : states)
+        if (std::find(names.begin(), names.end(), state.second) == names.end()) names.push_back(state.second);
     std::vector<emit::ResidencyRow> rows;
     for (std::uint32_t number = 0; number < m_cpus.size(); ++number) {
-        emit::ResidencyRow row{cpuText(number), {}, 0};
-        for (const std::int64_t state : states) {
-            const auto found = m_cpus[number].ticks.find(state);
-            row.ticks.push_back(found != m_cpus[number].ticks.end() ? found->second : 0);
-            row.observed += row.ticks.back();
+        emit::ResidencyRow row{cpuText(number), std::vector<std::uint64_t>(names.size()), 0};
+        for (const auto& known : m_cpus[number].states) {
+            const State& state = known.second;
+            const auto column = std::find(names.begin(), names.end(), state.info.name) - names.begin();
+            row.ticks[static_cast<std::size_t>(column)] += state.ticks;
+            row.observed += state.ticks;
         }
         rows.push_back(std::move(row));
     }
@@ -126,7 +139,8 @@ void IdleStates::report(emit::Report& report, emit::Id& container) const {
                  {"CPU", "State", "Entries", "Time (msec)", "Share (%)", "Mean (usec)", "Shortest (usec)",
                   "Target (usec)", "Too Short", "Too Short (%)"});
     for (std::uint32_t number = 0; number < m_cpus.size(); ++number)
-        for (const auto& [state, stays] : m_cpus[number].stays) report.row(cells_i(number, state, stays));
+        for (const auto& known : m_cpus[number].states)
+            if (known.second.count > 0) report.row(cells_i(number, known.second));
 }
 
 }  // namespace host::kernel_events

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -29,8 +30,12 @@ struct IdleStay {
 
 class IdleStates {
 public:
-    // `states` are those of the machine's idle driver, if they are known.
+    // `states` are those of the machine's idle driver, if they are known, of all CPUs that have none of
+    // their own.
     IdleStates(Timeline& timeline, NamePool& names, std::vector<IdleState> states);
+
+    // Gives a CPU states of its own; to be called before its first event.
+    void setStates(std::uint32_t cpu, std::vector<IdleState> states);
 
     // Takes a CpuIdle event; returns the stay that it ends.
     std::optional<IdleStay> take(const Event& event);
@@ -45,10 +50,14 @@ public:
     void report(emit::Report& report, emit::Id& container) const;
 
 private:
-    static constexpr std::int64_t NOT_KNOWN = -2;
-    static constexpr std::int64_t ACTIVE = -1;
+    static constexpr std::int64_t ACTIVE = -1;  // as the number of a state
 
-    struct Stays {
+    // A state, as far as a CPU was in it.
+    struct State {
+        IdleState info;
+        NameId name = 0;
+        std::uint64_t ticks = 0;  // also of what is not finished
+        // Of finished stays:
         std::uint64_t count = 0;
         std::uint64_t time = 0;
         std::uint64_t shortest = 0;
@@ -57,26 +66,27 @@ private:
     struct Cpu {
         std::uint64_t first = 0;  // stamp of the first event
         bool isSeen = false;
-        std::int64_t state = NOT_KNOWN;
+        State* state = nullptr;  // that it is in; null: not known
+        bool isActive = false;
         std::uint64_t since = 0;
         std::uint64_t beganAt = 0;
-        std::map<std::int64_t, std::uint64_t> ticks;  // in each state, also of what is not finished
-        std::map<std::int64_t, Stays> stays;          // of finished stays
+        std::map<std::int64_t, State> states;  // by number
         Timeline::Row row = 0;
     };
 
     Cpu& cpu_i(const Event& event);
-    void account_i(Cpu& cpu, std::uint64_t stamp);
-    std::optional<IdleStay> end_i(Cpu& cpu, const Event& event);
-    std::string nameOf_i(std::int64_t state) const;
-    std::vector<std::string> cells_i(std::uint32_t number, std::int64_t state, const Stays& stays) const;
+    static void account_i(Cpu& cpu, std::uint64_t stamp);
+    static std::optional<IdleStay> end_i(Cpu& cpu, const Event& event);
+    IdleState infoOf_i(std::uint32_t cpu, std::int64_t number) const;
+    State& state_i(Cpu& cpu, std::uint32_t number, std::int64_t state);
+    std::vector<std::string> cells_i(std::uint32_t number, const State& state) const;
     void reportResidency_i(emit::Report& report) const;
 
     Timeline& m_timeline;
     NamePool& m_names;
     std::vector<IdleState> m_states;
-    std::vector<Cpu> m_cpus;
-    std::map<std::int64_t, NameId> m_nameIds;
+    std::map<std::uint32_t, std::vector<IdleState>> m_own;  // by CPU
+    std::deque<Cpu> m_cpus;  // where they are they stay: each points to the state that it is in
     std::uint64_t m_stop = 0;
 };
 

@@ -20,11 +20,15 @@ double megahertz(std::int64_t kilohertz) {
 
 Mapper::Mapper(Timeline& timeline, NamePool& names, std::vector<IdleState> idleStates)
     : m_timeline(timeline),
-      m_names(names),
       m_idle(timeline, names, std::move(idleStates)),
       m_processes(timeline, names),
       m_wakeups(m_processes, names),
+      m_activities(timeline, names),
       m_marks(timeline, names) {}
+
+void Mapper::setIdleStates(std::uint32_t cpu, std::vector<IdleState> states) {
+    m_idle.setStates(cpu, std::move(states));
+}
 
 void Mapper::take(const Event& event) {
     switch (event.kind) {
@@ -59,7 +63,7 @@ void Mapper::take(const Event& event) {
         case Kind::SourceActivate:
         case Kind::SourceDeactivate:
         case Kind::SuspendResume:
-            return takeAction_i(event);
+            return m_activities.take(event);
         case Kind::MarkBegin:
         case Kind::MarkEnd:
         case Kind::MarkInstant:
@@ -67,6 +71,8 @@ void Mapper::take(const Event& event) {
         case Kind::MarkAsyncEnd:
         case Kind::MarkCounter:
             return m_marks.take(event);
+        case Kind::Energy:
+            return m_processes.takeEnergy(event);
         case Kind::Loss:
             return takeLoss_i(event);
         case Kind::SoftIrq:  // what it does was begun by an interrupt or a thread
@@ -101,17 +107,6 @@ void Mapper::takeReading_i(const Event& event) {
     }
 }
 
-void Mapper::takeAction_i(const Event& event) {
-    const bool isSource = event.kind != Kind::SuspendResume;
-    const Timeline::Row row = isSource ? m_timeline.named(Series::WakeupSource, event.name)
-                                       : m_timeline.action(event.name, event.a);
-    const bool isBegin = isSource ? event.kind == Kind::SourceActivate : event.b != 0;
-    if (isBegin)
-        m_timeline.enter(row, event.stamp, m_names.value(isSource ? m_names.get("active") : event.name));
-    else
-        m_timeline.leave(row, event.stamp);
-}
-
 void Mapper::takeLoss_i(const Event& event) {
     m_idle.forget(event.cpu);
     m_processes.forget(event.cpu);
@@ -123,6 +118,7 @@ void Mapper::finish(std::uint64_t stop) {
     m_wakeups.finish();
     m_processes.finish(stop);
     m_idle.finish(stop);
+    m_activities.finish(stop);
     m_timeline.finish(stop);
 }
 
@@ -130,6 +126,7 @@ void Mapper::report(emit::Report& report, emit::Id& container, std::uint64_t sta
     m_idle.report(report, container);
     m_wakeups.report(report, container, m_stop - start);
     m_processes.report(report, container, m_stop - start);
+    m_activities.report(report);
 }
 
 }  // namespace host::kernel_events

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/emit/report.h"
+#include "host/kernel_events/activities.h"
 #include "host/kernel_events/event.h"
 #include "host/kernel_events/idle_states.h"
 #include "host/kernel_events/marks.h"
@@ -21,6 +22,15 @@ public:
     // outlive this object.
     Mapper(Timeline& timeline, NamePool& names, std::vector<IdleState> idleStates = {});
 
+    // The rest of what may be known; to be called before the first event. A CPU's own idle states:
+    void setIdleStates(std::uint32_t cpu, std::vector<IdleState> states);
+
+    // The process that records these very events:
+    void setRecorder(std::int64_t pid) { m_processes.setRecorder(pid); }
+
+    // SchedWaking is among the events, so that SchedWakeup says nothing new.
+    void expectWaking() { m_processes.expectWaking(); }
+
     // Takes the events in their order.
     void take(const Event& event);
 
@@ -34,14 +44,13 @@ public:
 private:
     void takeIdle_i(const Event& event);
     void takeReading_i(const Event& event);
-    void takeAction_i(const Event& event);
     void takeLoss_i(const Event& event);
 
     Timeline& m_timeline;
-    NamePool& m_names;
     IdleStates m_idle;
     Processes m_processes;
     Wakeups m_wakeups;
+    Activities m_activities;
     Marks m_marks;
     std::string m_value;
     std::uint64_t m_stop = 0;

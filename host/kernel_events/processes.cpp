@@ -11,6 +11,15 @@ namespace {
 // What a trace shows of a thread whose name it has not kept.
 constexpr std::string_view NO_NAME = "<...>";
 
+const std::string RECORDER = "pwrhost (this recording)";
+
+// Who has shares of energy: the idle thread, and behind it the lives.
+constexpr std::size_t IDLE_SHARE = 0;
+
+constexpr std::size_t shareOf(std::size_t life) {
+    return life + 1;
+}
+
 std::string infoPair(emit::Id attribute, emit::Id handle) {
     return "[" + std::to_string(attribute) + ",{\"h\":" + std::to_string(handle) + "}]";
 }
@@ -33,6 +42,11 @@ std::optional<Processes::LifeId> Processes::find(std::int64_t pid) {
     return known != m_living.end() ? std::optional(known->second) : std::nullopt;
 }
 
+const std::string& Processes::nameOf(LifeId id) const {
+    const Life& life = m_lives[id];
+    return m_recorder == life.pid ? RECORDER : m_names.text(life.comm);
+}
+
 void Processes::takeSwitch(const Event& event) {
     if (m_cpus.size() <= event.cpu) m_cpus.resize(event.cpu + 1);
     Cpu& cpu = m_cpus[event.cpu];
@@ -43,10 +57,12 @@ void Processes::takeSwitch(const Event& event) {
         m_lives[*leaving].isSeenRunning = true;
     }
     if (cpu.isKnown && cpu.pid == event.a) leave_i(cpu, event.cpu, event.stamp, event.subject);
-    if (leaving && m_lives[*leaving].isExiting) endLife_i(*leaving, event.stamp);
+    // One that is preempted on its way out comes back once more.
+    if (leaving && m_lives[*leaving].isExiting && !event.isRunnable) endLife_i(*leaving, event.stamp);
     cpu.isKnown = true;
     cpu.pid = event.b;
     cpu.since = event.stamp;
+    cpu.energy = 0;
     if (event.b == IDLE_PID) {
         ++m_idleSwitches;
         return;
@@ -58,6 +74,8 @@ void Processes::takeSwitch(const Event& event) {
 
 void Processes::leave_i(Cpu& cpu, std::uint32_t number, std::uint64_t stamp, std::uint32_t process) {
     const std::uint64_t time = stamp - cpu.since;
+    m_energy.give(cpu.pid == IDLE_PID ? IDLE_SHARE : shareOf(cpu.life), cpu.energy,
+                  m_energy.open(cpu.since, stamp));
     if (cpu.pid == IDLE_PID) {
         m_idleTime += time;
         return;
@@ -124,6 +142,14 @@ void Processes::takeExit(const Event& event) {
     m_lives[life_i(event.a, event.name)].isExiting = true;
 }
 
+// Whose time it is, the next switch tells.
+void Processes::takeEnergy(const Event& event) {
+    for (Cpu& cpu : m_cpus)
+        if (cpu.isKnown)
+            cpu.energy += m_energy.share(m_energy.open(cpu.since, event.stamp), event.stamp, event.a);
+    m_energy.end(event.stamp, event.a);
+}
+
 void Processes::forget(std::uint32_t cpu) {
     if (cpu < m_cpus.size()) m_cpus[cpu].isKnown = false;
 }
@@ -137,28 +163,51 @@ void Processes::finish(std::uint64_t stop) {
 }
 
 void Processes::report(emit::Report& report, emit::Id& container, std::uint64_t length) const {
-    const auto cpus = std::count_if(m_cpus.begin(), m_cpus.end(), [](const Cpu& cpu) { return cpu.isSeen; });
-    std::vector<const Life*> rows;
+    const auto cpus = static_cast<std::uint64_t>(
+        std::count_if(m_cpus.begin(), m_cpus.end(), [](const Cpu& cpu) { return cpu.isSeen; }));
+    std::vector<LifeId> lives;
     std::uint64_t attributed = m_idleTime;
-    for (const Life& life : m_lives) {
-        attributed += life.time;
-        if (life.isSeenRunning || life.wakeups > 0) rows.push_back(&life);
+    for (LifeId id = 0; id < m_lives.size(); ++id) {
+        attributed += m_lives[id].time;
+        if (m_lives[id].isSeenRunning || m_lives[id].wakeups > 0) lives.push_back(id);
     }
-    if (rows.empty() && cpus == 0) return;
-    std::stable_sort(rows.begin(), rows.end(),
-                     [](const Life* one, const Life* other) { return one->time > other->time; });
-    const std::uint64_t all = static_cast<std::uint64_t>(cpus) * length;
-    report.chapter({container++, "processes", "Processes", ""});
-    report.table("Processes Summary: Counts",
-                 {"PID", "Process", "CPU Time (msec)", "Share (%)", "Wakeups", "Switches"});
-    for (const Life* life : rows)
-        report.row({std::to_string(life->pid), m_names.text(life->comm), msecText(life->time, 3),
-                    shareText(life->time, all), std::to_string(life->wakeups),
-                    std::to_string(life->switches)});
+    if (lives.empty() && cpus == 0) return;
+    std::stable_sort(lives.begin(), lives.end(),
+                     [&](LifeId one, LifeId other) { return m_lives[one].time > m_lives[other].time; });
+    const std::uint64_t all = cpus * length;
+    std::vector<std::vector<std::string>> rows;
+    for (const LifeId id : lives) {
+        const Life& life = m_lives[id];
+        rows.push_back({std::to_string(life.pid), nameOf(id), msecText(life.time, 3),
+                        shareText(life.time, all), std::to_string(life.wakeups),
+                        std::to_string(life.switches)});
+    }
     const std::uint64_t rest = all - std::min(all, attributed);
-    report.row({"-", "idle", msecText(m_idleTime, 3), shareText(m_idleTime, all), "0",
-                std::to_string(m_idleSwitches)});
-    report.row({"-", "not attributed", msecText(rest, 3), shareText(rest, all), "0", "0"});
+    rows.push_back({"-", "idle", msecText(m_idleTime, 3), shareText(m_idleTime, all), "0",
+                    std::to_string(m_idleSwitches)});
+    rows.push_back({"-", "not attributed", msecText(rest, 3), shareText(rest, all), "0", "0"});
+    std::vector<std::string> columns{"PID", "Process", "CPU Time (msec)", "Share (%)", "Wakeups", "Switches"};
+    if (m_energy.isMeasured()) {
+        columns.emplace_back("Energy (mJ)");
+        addEnergyCells_i(rows, lives, cpus);
+    }
+    report.chapter({container++, "processes", "Processes", ""});
+    report.table("Processes Summary: Counts", columns);
+    for (const auto& row : rows) report.row(row);
+}
+
+// The rows are those of the lives, of idle and of what is not attributed.
+void Processes::addEnergyCells_i(std::vector<std::vector<std::string>>& rows,
+                                 const std::vector<LifeId>& lives, std::size_t cpus) const {
+    const auto cell = [](double microjoules) { return base::fixedText(microjoules / 1000.0, 3); };
+    double rest = m_energy.total();
+    for (std::size_t i = 0; i <= lives.size(); ++i) {
+        const std::size_t who = i < lives.size() ? shareOf(lives[i]) : IDLE_SHARE;
+        const double energy = cpus > 0 ? m_energy.of(who) / static_cast<double>(cpus) : 0.0;
+        rest -= energy;
+        rows[i].push_back(cell(energy));
+    }
+    rows.back().push_back(cell(std::max(rest, 0.0)));
 }
 
 }  // namespace host::kernel_events

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/emit/report.h"
+#include "host/kernel_events/energy_shares.h"
 #include "host/kernel_events/event.h"
 #include "host/kernel_events/timeline.h"
 
@@ -33,6 +34,13 @@ public:
     void takeExec(const Event& event);
     void takeFork(const Event& event);
     void takeExit(const Event& event);
+    void takeEnergy(const Event& event);
+
+    // What is told of this process is told of the recorder.
+    void setRecorder(std::int64_t pid) { m_recorder = pid; }
+
+    // SchedWaking is in the trace, so that SchedWakeup says nothing new.
+    void expectWaking() { m_hasWaking = true; }
 
     // Who ran on the CPU is not known any more.
     void forget(std::uint32_t cpu);
@@ -46,7 +54,7 @@ public:
     // Counts a wakeup that the thread caused.
     void countWakeup(LifeId life) { ++m_lives[life].wakeups; }
 
-    const std::string& nameOf(LifeId life) const { return m_names.text(m_lives[life].comm); }
+    const std::string& nameOf(LifeId life) const;
     std::int64_t pidOf(LifeId life) const { return m_lives[life].pid; }
 
     // Writes the table of a trace that lasted `length` ns.
@@ -75,6 +83,7 @@ private:
         std::int64_t pid = 0;
         LifeId life = 0;  // of a pid that is not the idle one
         std::uint64_t since = 0;
+        double energy = 0;  // share of the intervals since then that have ended
         Timeline::Row row = 0;
         bool hasRow = false;
     };
@@ -83,6 +92,8 @@ private:
     void leave_i(Cpu& cpu, std::uint32_t number, std::uint64_t stamp, std::uint32_t process);
     void defineHandles_i(Life& life, std::uint32_t process);
     void endLife_i(LifeId life, std::uint64_t stamp);
+    void addEnergyCells_i(std::vector<std::vector<std::string>>& rows, const std::vector<LifeId>& lives,
+                          std::size_t cpus) const;
 
     Timeline& m_timeline;
     NamePool& m_names;
@@ -94,7 +105,9 @@ private:
     emit::Id m_threadAttribute = 0;
     std::uint64_t m_idleTime = 0;
     std::uint64_t m_idleSwitches = 0;
-    bool m_hasWaking = false;  // so SchedWakeup says nothing new
+    bool m_hasWaking = false;
+    std::optional<std::int64_t> m_recorder;  // its process
+    EnergyShares m_energy;
 };
 
 }  // namespace host::kernel_events

@@ -21,9 +21,9 @@ def idle(usec, state, cpu=0):
     return line(usec, "cpu_idle", f"state={state} cpu_id={cpu}", cpu)
 
 
-def switch(usec, prev, following, cpu=0):
+def switch(usec, prev, following, cpu=0, state="S"):
     (prev_comm, prev_pid), (next_comm, next_pid) = prev, following
-    return line(usec, "sched_switch", f"prev_comm={prev_comm} prev_pid={prev_pid} prev_prio=120 prev_state=S ==> "
+    return line(usec, "sched_switch", f"prev_comm={prev_comm} prev_pid={prev_pid} prev_prio=120 prev_state={state} ==> "
                 f"next_comm={next_comm} next_pid={next_pid} next_prio=120", cpu, prev_comm, prev_pid)
 
 
@@ -224,6 +224,8 @@ class Traces(unittest.TestCase):
             "task": ([by_b, leave, a], ["task", "b", "b", "200"]),
             "task of the same CPU": ([waking(150, B, A, 0), leave, a], ["unknown", "unknown", "-", "-"]),
             "no waking in the trace": ([waking(150, B, A, 1, "sched_wakeup"), leave, a], ["task", "b", "b", "200"]),
+            "waking later in the trace": ([waking(150, B, A, 1, "sched_wakeup"), leave, a, waking(400, B, A, 1)],
+                                          ["unknown", "unknown", "-", "-"]),
             "waking goes before wakeup": ([by_b, waking(160, ("c", 300), A, 1, "sched_wakeup"), leave, a],
                                           ["task", "b", "b", "200"]),
             "interrupt of another CPU": ([ipi(190, "reschedule_entry", 1), leave, a], ["unknown", "unknown", "-", "-"]),
@@ -250,6 +252,33 @@ class Traces(unittest.TestCase):
                           ["-", "not attributed", "1.000", "10.00", "0", "0"]], rows)
         self.assertEqual([("CPU0", 1000, 1000, "b"), ("CPU0", 2000, 1000, "a b=c"),
                           ("CPU0", 10000, 5000, "a-name-that-is-")], stream.over_time("Process on CPU"))
+
+    def test_the_end_of_a_process(self):
+        """Preempted on its way out, in each form, it is still the same one; away for good, it is not."""
+        out = line(500, "sched_process_exit", "comm=b pid=200 prio=120", 0, *B)
+        short = lambda usec, prev, state, following: line(usec, "sched_switch", f"{prev[0]}:{prev[1]} [120] {state} ==> "
+                                                          f"{following[0]}:{following[1]} [120]", 0, *prev)
+        raw = lambda usec, prev, state, following: switch(usec, prev, following, 0, state).replace("==> ", "")
+        for form, preempted, gone in ((lambda *args: switch(args[0], args[1], args[3], 0, args[2]), "R+", "X"),
+                                      (short, "R", "Z"), (raw, "0x100", "0x20"), (raw, "0", "16")):
+            with self.subTest(state=preempted):
+                rows = self.replay([switch(0, A, B), out, form(1000, B, preempted, A), form(2000, A, "R", B),
+                                    form(3000, B, gone, A), form(4000, A, "R", B), line(5000, "kfree", "")])
+                self.assertEqual([["100", "2.000", "2"], ["200", "2.000", "2"], ["200", "1.000", "1"]],
+                                 [[row[0], row[2], row[5]] for row in rows.rows("Processes Summary")[:3]])
+
+    def test_what_keeps_awake(self):
+        source = lambda usec, what, name: line(usec, f"wakeup_source_{what}activate", f"{name} state=0x1")
+        step = lambda usec, what: line(usec, "suspend_resume", what)
+        stream = self.replay([source(0, "de", "never"), source(0, "", "usb"), source(2000, "de", "usb"),
+                              source(3000, "", "usb"), source(5000, "", "alarm"), step(6000, "dpm_suspend[2] begin"),
+                              step(7500, "dpm_suspend[2] end"), step(8000, "dpm_suspend[2] begin"),
+                              step(8500, "dpm_suspend[2] end"), step(9000, "dpm_suspend[1] end"), line(10000, "kfree", "")])
+        self.assertEqual((["Source", "Activations", "Active Time (msec)", "Average (msec)"],
+                          [["usb", "2", "9.000", "4.500"], ["alarm", "1", "5.000", "5.000"]]),
+                         stream.table("Kernel Wakeup Sources Summary: Activations and Active Time"))
+        self.assertEqual((["Action", "Value", "Count", "Time (msec)", "Mean (msec)", "Longest (msec)"],
+                          [["dpm_suspend", "2", "2", "2.000", "1.000", "1.500"]]), stream.table("Suspend Summary: Counts"))
 
     def test_readings_and_marks(self):
         mark = lambda usec, text, pid=9: line(usec, "tracing_mark_write", text, 0, "app", pid)
@@ -351,11 +380,8 @@ class Traces(unittest.TestCase):
                 length = (stream.system["stop"] - stream.system["start"]) / 1e6
                 self.assertAlmostEqual(2 * length, sum(float(row[2]) for row in rows), delta=0.001 * len(rows))
                 expected = json.loads(file.with_suffix("").with_suffix(".json").read_text())
-                by_pid = {}  # a thread that goes on behind its exit has two rows
-                for row in rows:
-                    if row[0] != "-" and row[2] != "0.000":
-                        by_pid[row[0]] = round(by_pid.get(row[0], 0) + float(row[2]), 3)
-                self.assertEqual(times_of_threads(text.decode()), by_pid)
+                by_pid = [(row[0], float(row[2])) for row in rows if row[0] != "-" and row[2] != "0.000"]
+                self.assertEqual(sorted(times_of_threads(text.decode()).items()), sorted(by_pid))
                 self.assertEqual(expected, {title: stream.rows(title)[:8] for title in expected})
 
 

@@ -96,6 +96,12 @@ bool readShortThread(std::string_view text, std::int64_t& pid, std::string_view&
     return true;
 }
 
+// "R" and "R+", or a number.
+bool isRunnable(std::string_view state) {
+    std::int64_t number = 0;
+    return state.starts_with('R') || (readNumber(state, number) && kernel_events::isRunnableState(number));
+}
+
 bool readShortSwitch(std::string_view text, NamePool& names, Event& event) {
     const std::size_t arrow = text.find(" ==> ");
     if (arrow == NOWHERE) return false;
@@ -103,6 +109,7 @@ bool readShortSwitch(std::string_view text, NamePool& names, Event& event) {
     std::string_view coming;
     if (!readShortThread(text.substr(0, arrow), event.a, leaving)) return false;
     if (!readShortThread(text.substr(arrow + 5), event.b, coming)) return false;
+    event.isRunnable = isRunnable(text.substr(text.rfind(' ', arrow - 1) + 1));
     event.name = names.get(leaving);
     event.other = names.get(coming);
     return true;
@@ -111,6 +118,7 @@ bool readShortSwitch(std::string_view text, NamePool& names, Event& event) {
 FieldsResult readSwitch(std::string_view text, NamePool& names, Event& event) {
     constexpr std::string_view PREV = "prev_comm=";
     constexpr std::string_view PREV_PID = " prev_pid=";
+    constexpr std::string_view PREV_STATE = " prev_state=";
     constexpr std::string_view NEXT = "next_comm=";
     constexpr std::string_view NEXT_PID = " next_pid=";
     event.kind = Kind::SchedSwitch;
@@ -120,7 +128,9 @@ FieldsResult readSwitch(std::string_view text, NamePool& names, Event& event) {
     const std::size_t next = valueAt(text, NEXT, prevPid + PREV_PID.size());
     const std::size_t nextPid = text.rfind(NEXT_PID);
     if (next == NOWHERE || nextPid == NOWHERE || nextPid < next) return BAD;
+    const std::size_t state = text.find(PREV_STATE, prevPid);
     if (!readNumber(text.substr(prevPid + PREV_PID.size()), event.a)) return BAD;
+    event.isRunnable = state < next && isRunnable(text.substr(state + PREV_STATE.size()));
     if (!readNumber(text.substr(nextPid + NEXT_PID.size()), event.b)) return BAD;
     event.name = names.get(text.substr(PREV.size(), prevPid - PREV.size()));
     event.other = names.get(text.substr(next, nextPid - next));

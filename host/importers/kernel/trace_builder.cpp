@@ -36,7 +36,7 @@ void TraceBuilder::finish() {
     auto container = static_cast<emit::Id>(m_timeline.metricCount() + 1);
     m_mapper.report(report, container, m_tally.start());
     m_tally.report(report, container);
-    report.order({"idle", "wakeups", "processes", "trace"});
+    report.order({"idle", "wakeups", "processes", "wakeup", "suspend", "trace"});
 }
 
 void TraceBuilder::deliver_i(emit::Spool& spool) {

@@ -27,8 +27,14 @@ public:
     kernel_events::NamePool& names() { return m_names; }
     kernel_events::Tally& tally() { return m_tally; }
 
+    // What is known beside the events is told to it before them.
+    kernel_events::Mapper& mapper() { return m_mapper; }
+
     // Takes an event that means something; all of them have been seen by the tally.
-    void add(const kernel_events::Event& event) { m_order.add(event); }
+    void add(const kernel_events::Event& event) {
+        if (event.kind == kernel_events::Kind::SchedWaking) m_mapper.expectWaking();
+        m_order.add(event);
+    }
 
     // Notes the time of day at a stamp: nanoseconds since 1970.
     void setWallClock(std::uint64_t stamp, std::uint64_t nanoseconds) { m_wallClock = {stamp, nanoseconds}; }
