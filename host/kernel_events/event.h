@@ -42,6 +42,22 @@ enum class Kind : std::uint8_t {
     Loss,            // what the CPU traced before this is not complete; a: how many events are missing
 };
 
+// Whether the name of the thread in which such an event was traced says anything: of the others it need not
+// be kept.
+constexpr bool namesItsThread(Kind kind) {
+    switch (kind) {
+        case Kind::SchedWaking:
+        case Kind::SchedWakeup:
+        case Kind::SchedWakeupNew:
+        case Kind::MarkBegin:
+        case Kind::MarkInstant:
+        case Kind::MarkAsyncBegin:
+            return true;
+        default:
+            return false;
+    }
+}
+
 // The state of an idle event that tells that the CPU is idle no more.
 constexpr std::int64_t IDLE_EXIT = 4294967295;
 
@@ -61,7 +77,7 @@ struct Event {
     std::int64_t pid = 0;   // of the thread in which it was traced
     std::uint32_t cpu = 0;  // on which it was traced
     std::uint32_t subject = 0;
-    NameId comm = 0;  // name of that thread
+    NameId comm = 0;  // name of that thread, where it says anything
     NameId name = 0;
     NameId other = 0;
     Kind kind = Kind::None;

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "host/kernel_events/text_hash.h"
+
 namespace host::kernel_events {
 
 // Stands for a text of a trace: of a process, a handler, a function, a mark. 0 is the empty one.
@@ -30,7 +32,7 @@ private:
         std::string value;
     };
     std::deque<Name> m_names;
-    std::unordered_map<std::string_view, NameId> m_ids;  // of the texts above
+    std::unordered_map<std::string_view, NameId, TextHash> m_ids;  // of the texts above
 };
 
 }  // namespace host::kernel_events

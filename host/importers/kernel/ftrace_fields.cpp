@@ -22,6 +22,13 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
+// Where the last `key` stands.
+std::size_t lastOf(std::string_view text, std::string_view key) {
+    for (std::size_t at = text.size() < key.size() ? 0 : text.size() - key.size() + 1; at-- > 0;)
+        if (text[at] == key.front() && text.substr(at).starts_with(key)) return at;
+    return NOWHERE;
+}
+
 // Reads a number off the front of `text`: decimal, or hexadecimal behind 0x.
 bool readNumber(std::string_view text, std::int64_t& number) {
     const char* const end = text.data() + text.size();
@@ -44,9 +51,11 @@ std::size_t valueAt(std::string_view text, std::string_view key, std::size_t fro
 
 // The same for the last one: what stands before may hold anything.
 std::size_t lastValueAt(std::string_view text, std::string_view key) {
-    for (std::size_t at = text.rfind(key); at != NOWHERE && at > 0; at = text.rfind(key, at - 1))
-        if (text[at - 1] == ' ') return at + key.size();
-    return text.starts_with(key) ? key.size() : NOWHERE;
+    for (std::size_t at = lastOf(text, key); at != NOWHERE; at = lastOf(text, key)) {
+        if (at == 0 || text[at - 1] == ' ') return at + key.size();
+        text = text.substr(0, at + key.size() - 1);
+    }
+    return NOWHERE;
 }
 
 bool numberOf(std::string_view text, std::string_view key, std::int64_t& number) {
@@ -87,7 +96,7 @@ FieldsResult readLimits(std::string_view text, NamePool&, Event& event) {
 
 // "NAME:PID [PRIORITY]", and what stands behind it.
 bool readShortThread(std::string_view text, std::int64_t& pid, std::string_view& name) {
-    const std::size_t priority = text.rfind(" [");
+    const std::size_t priority = lastOf(text, " [");
     if (priority == NOWHERE) return false;
     text = text.substr(0, priority);
     const std::size_t colon = text.rfind(':');
@@ -126,7 +135,7 @@ FieldsResult readSwitch(std::string_view text, NamePool& names, Event& event) {
     const std::size_t prevPid = text.find(PREV_PID, PREV.size());
     if (prevPid == NOWHERE) return BAD;
     const std::size_t next = valueAt(text, NEXT, prevPid + PREV_PID.size());
-    const std::size_t nextPid = text.rfind(NEXT_PID);
+    const std::size_t nextPid = lastOf(text, NEXT_PID);
     if (next == NOWHERE || nextPid == NOWHERE || nextPid < next) return BAD;
     const std::size_t state = text.find(PREV_STATE, prevPid);
     if (!readNumber(text.substr(prevPid + PREV_PID.size()), event.a)) return BAD;
@@ -147,7 +156,7 @@ bool readThread(std::string_view text, NamePool& names, Event& event) {
         event.name = names.get(name);
         return true;
     }
-    const std::size_t pid = text.rfind(PID);
+    const std::size_t pid = lastOf(text, PID);
     if (pid == NOWHERE || !readNumber(text.substr(pid + PID.size()), event.a)) return false;
     event.name = names.get(text.substr(COMM.size(), pid - COMM.size()));
     return true;
@@ -163,7 +172,7 @@ FieldsResult readFork(std::string_view text, NamePool& names, Event& event) {
     constexpr std::string_view CHILD_PID = " child_pid=";
     event.kind = Kind::ProcessFork;
     const std::size_t child = valueAt(text, "child_comm=");
-    const std::size_t childPid = text.rfind(CHILD_PID);
+    const std::size_t childPid = lastOf(text, CHILD_PID);
     if (child == NOWHERE || childPid == NOWHERE || childPid < child) return BAD;
     const std::string_view parent = text.substr(0, child);
     if (!lastNumberOf(parent, "pid=", event.a) && !lastNumberOf(parent, "parent_pid=", event.a)) return BAD;
@@ -177,7 +186,7 @@ FieldsResult readExec(std::string_view text, NamePool& names, Event& event) {
     constexpr std::string_view FILE_NAME = "filename=";
     constexpr std::size_t LONGEST_NAME = 15;
     event.kind = Kind::ProcessExec;
-    const std::size_t pid = text.rfind(" pid=");
+    const std::size_t pid = lastOf(text, " pid=");
     if (!text.starts_with(FILE_NAME) || pid == NOWHERE || !lastNumberOf(text, "pid=", event.a)) return BAD;
     std::string_view file = text.substr(FILE_NAME.size(), pid - FILE_NAME.size());
     if (const std::size_t slash = file.rfind('/'); slash != NOWHERE) file.remove_prefix(slash + 1);
@@ -211,7 +220,7 @@ FieldsResult readNothing(std::string_view, NamePool&, Event& event) {
 
 // "NAME state=...", raw with "name=" in front.
 bool readNamed(std::string_view text, NamePool& names, Event& event) {
-    const std::size_t state = text.rfind(" state=");
+    const std::size_t state = lastOf(text, " state=");
     if (state == NOWHERE) return false;
     std::string_view name = text.substr(0, state);
     if (name.starts_with("name=")) name.remove_prefix(5);
@@ -234,7 +243,7 @@ FieldsResult readClock(std::string_view text, NamePool& names, Event& event) {
 FieldsResult readSuspend(std::string_view text, NamePool& names, Event& event) {
     event.kind = Kind::SuspendResume;
     if (text.starts_with("action=")) {
-        const std::size_t value = text.rfind(" val=");
+        const std::size_t value = lastOf(text, " val=");
         if (value == NOWHERE || !lastNumberOf(text, "val=", event.a)) return BAD;
         event.name = names.get(text.substr(7, value - 7));
         return lastNumberOf(text, "start=", event.b) ? READ : BAD;
@@ -251,7 +260,7 @@ FieldsResult readSuspend(std::string_view text, NamePool& names, Event& event) {
 FieldsResult readTemperature(std::string_view text, NamePool& names, Event& event) {
     event.kind = Kind::Temperature;
     const std::size_t zone = valueAt(text, "thermal_zone=");
-    const std::size_t id = text.rfind(" id=");
+    const std::size_t id = lastOf(text, " id=");
     if (zone == NOWHERE || id == NOWHERE || id < zone || !lastNumberOf(text, "temp=", event.a)) return BAD;
     event.name = names.get(text.substr(zone, id - zone));
     return READ;

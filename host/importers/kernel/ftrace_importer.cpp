@@ -79,13 +79,14 @@ void FtraceImporter::finish() {
 void FtraceImporter::line_i(std::string_view line) {
     ++m_line;
     ++m_builder.tally().lines;
-    const std::size_t first = line.find_first_not_of(" \t\r");
-    const std::string_view text = first == NOWHERE ? std::string_view() : line.substr(first);
+    std::string_view text = line;
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t' || text.front() == '\r'))
+        text.remove_prefix(1);
     if (text.empty() || isOfPage_i(text) || isOther_i(text) || isLoss_i(text)) {
         ++m_builder.tally().others;
         return;
     }
-    const auto event = readFtraceLine(line);
+    const auto event = readFtraceLine(text);
     if (!event || event->event.empty()) {
         if (event && isLossOfProfile_i(*event))
             ++m_builder.tally().others;
@@ -198,7 +199,7 @@ void FtraceImporter::event_i(const FtraceLine& line) {
         return;
     }
     if (event.kind == Kind::SchedSwitch) event.subject = line.process;
-    event.comm = m_builder.names().get(line.comm);
+    if (kernel_events::namesItsThread(event.kind)) event.comm = m_builder.names().get(line.comm);
     m_builder.add(event);
 }
 

@@ -49,7 +49,7 @@ private:
 
     ImportTarget m_target;
     TraceBuilder m_builder;
-    std::unordered_map<std::string_view, Known> m_known;
+    std::unordered_map<std::string_view, Known, kernel_events::TextHash> m_known;
     std::vector<std::uint64_t> m_losses;  // by CPU, that have not been told: they stand before the next event
     Page m_page = Page::None;
     std::string m_name;        // of the part

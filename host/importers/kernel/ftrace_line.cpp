@@ -1,6 +1,8 @@
 #include "host/importers/kernel/ftrace_line.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <limits>
 
 #include "host/kernel_events/event.h"
@@ -31,12 +33,13 @@ void dropBlanks(std::string_view& text) {
 
 // Takes what stands before the next blank, behind any.
 std::string_view takeWord(std::string_view& text) {
-    skipBlanks(text);
-    std::size_t size = 0;
-    while (size < text.size() && !isBlank(text[size])) ++size;
-    const std::string_view word = text.substr(0, size);
-    text.remove_prefix(size);
-    return word;
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while (at != end && isBlank(*at)) ++at;
+    const char* const first = at;
+    while (at != end && !isBlank(*at)) ++at;
+    text = {at, static_cast<std::size_t>(end - at)};
+    return {first, static_cast<std::size_t>(at - first)};
 }
 
 template <typename Number>
@@ -48,10 +51,17 @@ bool readAll(std::string_view text, Number& number) {
 
 // Takes the number at the end of `text`.
 bool takeLastNumber(std::string_view& text, std::uint32_t& number) {
+    constexpr std::uint64_t MOST = std::numeric_limits<std::uint32_t>::max();
+    std::uint64_t value = 0;
+    std::uint64_t unit = 1;
     std::size_t first = text.size();
-    while (first > 0 && isDigit(text[first - 1])) --first;
-    if (!readAll(text.substr(first), number)) return false;
-    text.remove_suffix(text.size() - first);
+    for (; first > 0 && isDigit(text[first - 1]); unit *= 10) {
+        if (unit > MOST) return false;
+        value += static_cast<std::uint64_t>(text[--first] - '0') * unit;
+    }
+    if (unit == 1 || value > MOST) return false;
+    number = static_cast<std::uint32_t>(value);
+    text = text.substr(0, first);
     return true;
 }
 
@@ -94,19 +104,44 @@ bool readThread(std::string_view text, FtraceLine& line) {
     return true;
 }
 
-bool readTime(std::string_view word, std::uint64_t& stamp) {
-    if (word.size() < 2 || word.back() != ':' || !isDigit(word.front())) return false;
-    word.remove_suffix(1);
-    const auto read = readStamp(word);
-    if (read) stamp = *read;
-    return read.has_value();
+// Takes seconds with a point and any number of digits behind it, of which nine count, or a number that is
+// taken as it is. Moves `at` behind it.
+bool takeStamp(const char*& at, const char* end, std::uint64_t& stamp) {
+    constexpr std::uint64_t NS_PER_SECOND = 1'000'000'000;
+    const auto [stop, error] = std::from_chars(at, end, stamp);
+    at = stop;
+    if (error != std::errc() || at == end || *at != '.') return error == std::errc();
+    const char* const first = ++at;
+    std::uint64_t fraction = 0;
+    const char* const last = at + std::min<std::ptrdiff_t>(end - at, 9);
+    for (; at != last && isDigit(*at); ++at) fraction = fraction * 10 + static_cast<std::uint64_t>(*at - '0');
+    for (auto digits = at - first; digits < 9; ++digits) fraction *= 10;
+    while (at != end && isDigit(*at)) ++at;  // less than a nanosecond
+    if (at == first || stamp >= std::numeric_limits<std::uint64_t>::max() / NS_PER_SECOND) return false;
+    stamp = stamp * NS_PER_SECOND + fraction;
+    return true;
+}
+
+// Takes a time with a colon behind it as the next word; false leaves `text` alone.
+bool takeTime(std::string_view& text, std::uint64_t& stamp) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while (at != end && isBlank(*at)) ++at;
+    if (at == end || !isDigit(*at) || !takeStamp(at, end, stamp) || at == end || *at != ':') return false;
+    if (++at != end && !isBlank(*at)) return false;
+    text = {at, static_cast<std::size_t>(end - at)};
+    return true;
 }
 
 // What stands behind the CPU: perhaps flags, the time, perhaps a period, the event.
 bool readRest(std::string_view rest, FtraceLine& line) {
-    if (!readTime(takeWord(rest), line.stamp) && !readTime(takeWord(rest), line.stamp)) return false;
+    if (!takeTime(rest, line.stamp)) {
+        takeWord(rest);
+        if (!takeTime(rest, line.stamp)) return false;
+    }
     std::string_view word = takeWord(rest);
-    if (!word.empty() && word.find_first_not_of("0123456789") == NOWHERE) word = takeWord(rest);
+    if (!word.empty() && isDigit(word.front()) && word.find_first_not_of("0123456789") == NOWHERE)
+        word = takeWord(rest);
     skipBlanks(rest);
     line.fields = rest;
     line.event = {};
@@ -115,29 +150,12 @@ bool readRest(std::string_view rest, FtraceLine& line) {
         return true;
     }
     word.remove_suffix(1);
-    const std::size_t group = word.rfind(':');
-    line.event = group == NOWHERE ? word : word.substr(group + 1);
+    if (word.find(':') != NOWHERE) word.remove_prefix(word.rfind(':') + 1);  // its group
+    line.event = word;
     return true;
 }
 
 }  // namespace
-
-std::optional<std::uint64_t> readStamp(std::string_view text) {
-    constexpr std::uint64_t NS_PER_SECOND = 1'000'000'000;
-    const std::size_t point = text.find('.');
-    std::uint64_t whole = 0;
-    if (!readAll(text.substr(0, point), whole)) return std::nullopt;
-    if (point == NOWHERE) return whole;
-    if (whole >= std::numeric_limits<std::uint64_t>::max() / NS_PER_SECOND) return std::nullopt;
-    const std::string_view digits = text.substr(point + 1);
-    if (digits.empty()) return std::nullopt;
-    std::uint64_t fraction = 0;
-    for (std::size_t i = 0; i < 9; ++i)
-        fraction = fraction * 10 + (i < digits.size() ? static_cast<std::uint64_t>(digits[i] - '0') : 0);
-    for (const char digit : digits)
-        if (!isDigit(digit)) return std::nullopt;
-    return whole * NS_PER_SECOND + fraction;
-}
 
 std::optional<FtraceLine> readFtraceLine(std::string_view text) {
     FtraceLine line;

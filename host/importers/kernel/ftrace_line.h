@@ -29,8 +29,4 @@ struct FtraceLine {
 // Returns nothing if it is none: there is no thread, CPU or time.
 std::optional<FtraceLine> readFtraceLine(std::string_view line);
 
-// Reads a time: seconds with a point and any number of digits behind it, of which nine count, or a number
-// that is taken as it is.
-std::optional<std::uint64_t> readStamp(std::string_view text);
-
 }  // namespace host::importers
