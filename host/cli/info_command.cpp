@@ -1,9 +1,12 @@
 #include <unistd.h>
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/base/complain.h"
@@ -77,28 +80,66 @@ void printText(const std::string& file, const RunSummary& summary) {
     std::puts(line.c_str());
 }
 
-bool show(const std::string& file, bool isJson) {
+struct Row {
+    std::string file;
+    RunSummary summary;
+};
+
+// Adds the row of a file of a known kind. Returns false after a line on what is wrong with the file.
+bool read(const std::string& file, std::vector<Row>& rows) {
     std::string error;
     const auto input = importers::Input::open(file, nullptr, error);
     if (input == nullptr) {
         base::complain(error);
         return false;
     }
-    RunSummary summary;
+    Row row{file, {}};
     model::Registry::reset();
-    const bool isGood = summarise(*input, summary, error);
-    if (!summary.kind.empty()) isJson ? printJson(file, summary) : printText(file, summary);
+    const bool isGood = summarise(*input, row.summary, error);
+    if (!row.summary.kind.empty()) rows.push_back(std::move(row));
     if (isGood) return true;
     error += "\n";
-    std::fflush(stdout);
     model::writeAll(STDERR_FILENO, error.data(), error.size());
     return false;
 }
 
+// What all parts of a run have in common; empty if the file is none, or can't be read again.
+std::string runKeyOf(const Row& row) {
+    const importers::InputKind* const kind = importers::findKind(row.summary.kind);
+    std::string error;
+    if (kind == nullptr || kind->place == nullptr || row.summary.size == 0) return {};
+    const auto input = importers::Input::open(row.file, nullptr, error);
+    const auto key = input != nullptr ? kind->place(*input) : std::nullopt;
+    return key ? row.summary.kind + '\n' + key->run : std::string();
+}
+
+// The later parts of a run have the machine's names from the first one, if that is among the files.
+void nameMachines(std::vector<Row>& rows) {
+    const auto isNameless = [](const Row& row) {
+        return row.summary.host.empty() && row.summary.cpu.empty();
+    };
+    if (rows.size() < 2 || std::none_of(rows.begin(), rows.end(), isNameless)) return;
+    std::map<std::string, const RunSummary*> named;
+    for (const Row& row : rows)
+        if (!isNameless(row)) named.try_emplace(runKeyOf(row), &row.summary);
+    named.erase(std::string());
+    for (Row& row : rows) {
+        const auto first = isNameless(row) ? named.find(runKeyOf(row)) : named.end();
+        if (first == named.end()) continue;
+        row.summary.host = first->second->host;
+        row.summary.cpu = first->second->cpu;
+        row.summary.kernel = first->second->kernel;
+    }
+}
+
 int info(const InfoOptions& options) {
     bool isGood = true;
-    for (const std::string& file : options.m_files) isGood = show(file, options.m_isJson) && isGood;
+    std::vector<Row> rows;
+    for (const std::string& file : options.m_files) isGood = read(file, rows) && isGood;
     model::Registry::reset();
+    nameMachines(rows);
+    for (const Row& row : rows)
+        options.m_isJson ? printJson(row.file, row.summary) : printText(row.file, row.summary);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         base::complain("cannot write to standard output");
         return base::EXIT_ERROR;

@@ -34,6 +34,7 @@ public:
     void flush(const pwr::SystemMetadata&) override {}
     void system(const pwr::SystemMessage& message) override { m_metadata = message.m_metadata; }
     void metric(const pwr::Metric& metric) override {
+        if (metric.getData().elements.empty()) return;
         m_metrics.insert(metric.m_id);
         m_summary.samples += metric.getData().elements.size();
     }
@@ -83,7 +84,9 @@ bool import(importers::Input& input, const importers::InputKind& kind, stream::S
             std::string& error) {
     std::uint64_t number = 0;
     emit::Output output([&](std::string_view line) { return reader.line(line, ++number); });
-    const auto importer = kind.make({output, [](const std::string&) {}});
+    importers::ImportTarget target{output, [](const std::string&) {}};
+    target.isPartAlone = true;
+    const auto importer = kind.make(target);
     importers::Damage damage;
     const bool isGood = importer->read(input, damage) && output.isOpen() && input.content().error().empty();
     if (output.isOpen()) importer->finish();

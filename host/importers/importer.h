@@ -28,6 +28,10 @@ struct ImportTarget {
 
     // Seconds between samples that do not tell their time.
     double intervalSec = 5;
+
+    // Whether a later part of a run is read without those before it: what only they define is then nameless
+    // and no damage.
+    bool isPartAlone = false;
 };
 
 // What is wrong with an input: at the byte `offset` of its content.

@@ -125,8 +125,13 @@ bool ZtbinImporter::fail_i(const std::string& what) {
     return false;
 }
 
+// Whether the parts are missing in which the run's first string and others stand.
+bool ZtbinImporter::isBehindOthers_i() const {
+    return m_target.isPartAlone && !m_strings[1].isDefined;
+}
+
 const std::string* ZtbinImporter::text_i(Index index) {
-    if (index != 0 && m_strings[index].isDefined) return &m_strings[index].text;
+    if (index != 0 && (m_strings[index].isDefined || isBehindOthers_i())) return &m_strings[index].text;
     fail_i("string " + std::to_string(index) + " is not defined");
     return nullptr;
 }
@@ -196,9 +201,9 @@ bool ZtbinImporter::descriptor_i(std::string_view payload) {
 // and without one from the descriptor; `hasEmptyState`: it has one, which is empty.
 bool ZtbinImporter::part_i(Index index, bool hasEmptyState, Id& id) {
     Descriptor& descriptor = m_descriptors[index];
-    if (index != 0 && !descriptor.isDefined)
+    if (index != 0 && !descriptor.isDefined && !isBehindOthers_i())
         return fail_i("descriptor " + std::to_string(index) + " is not defined");
-    if (index != 0 && descriptor.id == 0) define_i(descriptor, hasEmptyState);
+    if (descriptor.isDefined && descriptor.id == 0) define_i(descriptor, hasEmptyState);
     id = descriptor.id;
     return true;
 }
@@ -299,6 +304,18 @@ bool ZtbinImporter::metric_i(std::string_view payload) {
     return true;
 }
 
+const ZtbinImporter::Metric* ZtbinImporter::metricOf_i(Id id) {
+    const auto found = m_metrics.find(id);
+    if (found != m_metrics.end()) return &found->second;
+    if (!isBehindOthers_i()) return nullptr;
+    emit::JsonLine("def", "metric")
+        .member("id", id)
+        .member("name", std::string())
+        .member("type", unsigned{METRIC_UNKNOWN})
+        .writeTo(m_target.lines);
+    return &m_metrics.try_emplace(id, Metric{id, METRIC_UNKNOWN, 0, {}}).first->second;
+}
+
 bool ZtbinImporter::data_i(std::string_view payload) {
     const auto id = at<std::uint32_t>(payload, bin::DATA_METRIC_ID);
     const auto time = at<std::uint64_t>(payload, bin::DATA_TIMESTAMP);
@@ -307,9 +324,8 @@ bool ZtbinImporter::data_i(std::string_view payload) {
     if (m_metric == nullptr || m_metric->id != id || m_time != time || isTraced ||
         m_line.count() >= MOST_ELEMENTS) {
         if (!m_hasSystem) return fail_i("a MetricData record stands before the SystemMeta record");
-        const auto found = m_metrics.find(id);
-        if (found == m_metrics.end()) return fail_i("metric " + std::to_string(id) + " is not described");
-        m_metric = &found->second;
+        m_metric = metricOf_i(id);
+        if (m_metric == nullptr) return fail_i("metric " + std::to_string(id) + " is not described");
         m_time = time;
         m_line.begin(id, time);
     }

@@ -57,8 +57,10 @@ private:
     bool descriptor_i(std::string_view payload);
     bool metric_i(std::string_view payload);
     bool data_i(std::string_view payload);
+    const Metric* metricOf_i(Id id);
 
     bool fail_i(const std::string& what);
+    bool isBehindOthers_i() const;
     const std::string* text_i(Index index);
     bool entity_i(Index name, Id& id);
     bool part_i(Index index, bool hasEmptyState, Id& id);

@@ -224,6 +224,11 @@ void ZtjsonParts::system_i(const Entry& entry) {
 // times in states are whole ticks. The first of them can stand in a later part.
 void ZtjsonParts::take_i(JsonPull& json, Record record) {
     if (!m_hasSystem && !m_system) return json.fail("a record stands before the description of the machine");
+    if (!m_types.contains(static_cast<std::uint32_t>(record.id)) && m_target.isPartAlone && record.id != 0) {
+        Entry unknown;
+        unknown.id = record.id;
+        entry_i(json, std::move(unknown));
+    }
     if (!m_types.contains(static_cast<std::uint32_t>(record.id)))
         return json.fail("metric " + std::to_string(record.id) +
                          " is not described in this part or one before it");

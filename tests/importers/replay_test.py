@@ -169,6 +169,26 @@ class Inputs(unittest.TestCase):
         self.assertEqual(os.path.getsize(self.made / "run.pwr"), rows[3]["size"])
         self.assertEqual(len(rows), len(self.run_host("info", *self.inputs().values())[1].splitlines()))
 
+    def test_info_of_the_parts_of_a_run(self):
+        for extension in ("ztbin", "ztjson"):
+            parts = [self.made / f"part_{i}.{extension}" for i in (1, 0)]
+            alone = [self.info_of(part)[0] for part in parts]
+            together = self.info_of(*parts)
+            with self.subTest(extension=extension):
+                self.assertEqual([1, 1], [row["samples"] for row in alone])
+                self.assertEqual(["sample", "sample"], [row["host"] for row in together])
+                self.assertEqual([row["duration"] for row in alone], [row["duration"] for row in together])
+                # What is missing of other parts is no damage, but what is missing of the part itself is.
+                (self.work / "cut").write_bytes(parts[0].read_bytes()[:-13])
+                status, _, err = self.run_host("info", "cut")
+                self.assertEqual(1, status)
+                self.assertRegex(err, r"^cut: offset \d+: ")
+
+    def info_of(self, *files):
+        status, out, err = self.run_host("info", "--json", *files)
+        self.assertEqual((0, ""), (status, err))
+        return [json.loads(line) for line in out.splitlines()]
+
 
 def has(program):
     return subprocess.run(["sh", "-c", f"command -v {program}"], capture_output=True, check=False).returncode == 0
