@@ -32,10 +32,7 @@ void appendUnits(std::string& out, const pwr::Quantity* quantity) {
 int VyrtaWriter::processData(const pwr::Data* data, const pwr::Quantity* quantity, ZT2AttributeList* list,
                              bool asString, std::string* stringOut) {
     if (data == nullptr) return 0;
-    if (list == nullptr && stringOut == nullptr) {
-        VYRTA_WARNING("Invalid attribute list.\n");
-        return 1;
-    }
+    if (list == nullptr && stringOut == nullptr) return VYRTA_FAIL("Invalid attribute list.\n");
     if (quantity != nullptr && !asString && addQuantity_i(quantity, list) != 0) return 1;
     if (data->m_type == pwr::DATA_STRING) {
         data->toString(m_text);
@@ -46,14 +43,10 @@ int VyrtaWriter::processData(const pwr::Data* data, const pwr::Quantity* quantit
 
 int VyrtaWriter::addQuantity_i(const pwr::Quantity* quantity, ZT2AttributeList* list) {
     long id = -1;
-    if (handleQuantityMetadata(quantity, id) != 0) {
-        VYRTA_WARNING("Failed to handle quantity metadata uid:%lu'.\n", quantity->getId());
-        return 1;
-    }
-    if (addAttributeToRecord(ATTRIBUTE_KIND_QUANTITY, static_cast<unsigned long>(id), list) != 0) {
-        VYRTA_WARNING("Unable to add quantity attribute to the record.\n");
-        return 1;
-    }
+    if (handleQuantityMetadata(quantity, id) != 0)
+        return VYRTA_FAIL("Failed to handle quantity metadata uid:%lu'.\n", quantity->getId());
+    if (addAttributeToRecord(ATTRIBUTE_KIND_QUANTITY, static_cast<unsigned long>(id), list) != 0)
+        return VYRTA_FAIL("Unable to add quantity attribute to the record.\n");
     return 0;
 }
 
@@ -64,15 +57,13 @@ int VyrtaWriter::addValue_i(const pwr::Data* data, ZT2AttributeList* list) {
             long value = 0;
             data->toInt(value);
             if (add_i(ATTRIBUTE_KIND_INT, static_cast<std::uint64_t>(value), list) == 0) return 0;
-            VYRTA_WARNING("Unable to add integer value '%ld' to the record.\n", value);
-            return 1;
+            return VYRTA_FAIL("Unable to add integer value '%ld' to the record.\n", value);
         }
         case pwr::DATA_UINT: {
             unsigned long value = 0;
             data->toUInt(value);
             if (add_i(ATTRIBUTE_KIND_UINT, value, list) == 0) return 0;
-            VYRTA_WARNING("Unable to add unsigned integer value '%lu' to the record.\n", value);
-            return 1;
+            return VYRTA_FAIL("Unable to add unsigned integer value '%lu' to the record.\n", value);
         }
         case pwr::DATA_REAL: {
             double value = 0;
@@ -82,29 +73,23 @@ int VyrtaWriter::addValue_i(const pwr::Data* data, ZT2AttributeList* list) {
         case pwr::DATA_INT_RANGE: {
             std::pair<long, long> range;
             data->toIntRange(range);
-            if (add_i(ATTRIBUTE_KIND_INT_LOWER_BOUND, static_cast<std::uint64_t>(range.first), list) != 0) {
-                VYRTA_WARNING("Unable to add lower bound integer value '%ld' to the record.\n", range.first);
-                return 1;
-            }
-            if (add_i(ATTRIBUTE_KIND_INT_UPPER_BOUND, static_cast<std::uint64_t>(range.second), list) != 0) {
-                VYRTA_WARNING("Unable to add upper bound integer value '%ld' to the record.\n", range.second);
-                return 1;
-            }
+            if (add_i(ATTRIBUTE_KIND_INT_LOWER_BOUND, static_cast<std::uint64_t>(range.first), list) != 0)
+                return VYRTA_FAIL("Unable to add lower bound integer value '%ld' to the record.\n",
+                                  range.first);
+            if (add_i(ATTRIBUTE_KIND_INT_UPPER_BOUND, static_cast<std::uint64_t>(range.second), list) != 0)
+                return VYRTA_FAIL("Unable to add upper bound integer value '%ld' to the record.\n",
+                                  range.second);
             return 0;
         }
         case pwr::DATA_UINT_RANGE: {
             std::pair<unsigned long, unsigned long> range;
             data->toUIntRange(range);
-            if (add_i(ATTRIBUTE_KIND_UINT_LOWER_BOUND, range.first, list) != 0) {
-                VYRTA_WARNING("Unable to add lower bound unsigned integer value '%lu' to the record.\n",
-                              range.first);
-                return 1;
-            }
-            if (add_i(ATTRIBUTE_KIND_UINT_UPPER_BOUND, range.second, list) != 0) {
-                VYRTA_WARNING("Unable to add upper bound unsigned integer value '%lu' to the record.\n",
-                              range.second);
-                return 1;
-            }
+            if (add_i(ATTRIBUTE_KIND_UINT_LOWER_BOUND, range.first, list) != 0)
+                return VYRTA_FAIL("Unable to add lower bound unsigned integer value '%lu' to the record.\n",
+                                  range.first);
+            if (add_i(ATTRIBUTE_KIND_UINT_UPPER_BOUND, range.second, list) != 0)
+                return VYRTA_FAIL("Unable to add upper bound unsigned integer value '%lu' to the record.\n",
+                                  range.second);
             return 0;
         }
         case pwr::DATA_REAL_RANGE: {
@@ -113,8 +98,7 @@ int VyrtaWriter::addValue_i(const pwr::Data* data, ZT2AttributeList* list) {
             return addRealRange_i(range, list);
         }
         default:
-            VYRTA_WARNING("Unsupported data type obtained.\n");
-            return 1;
+            return VYRTA_FAIL("Unsupported data type obtained.\n");
     }
 }
 
@@ -128,8 +112,7 @@ int VyrtaWriter::addReal_i(double value, ZT2AttributeList* list) {
         VYRTA_DEBUG("Adding real value '%lf' to the record. Encoded 64bit value: %lu, real value: %lf\n",
                     value, encoded, value);
     if (add_i(ATTRIBUTE_KIND_REAL, encoded, list) == 0) return 0;
-    VYRTA_WARNING("Unable to add real value '%lf' to the record.\n", value);
-    return 1;
+    return VYRTA_FAIL("Unable to add real value '%lf' to the record.\n", value);
 }
 
 int VyrtaWriter::addRealRange_i(const std::pair<double, double>& range, ZT2AttributeList* list) {
@@ -142,19 +125,15 @@ int VyrtaWriter::addRealRange_i(const std::pair<double, double>& range, ZT2Attri
         VYRTA_DEBUG(
             "Adding lower bound real value '%lf' to the record. Encoded 64bit value: %lu, real value: %lf\n",
             range.first, encoded, range.first);
-    if (add_i(ATTRIBUTE_KIND_REAL_LOWER_BOUND, encoded, list) != 0) {
-        VYRTA_WARNING("Unable to add lower bound real value '%lf' to the record.\n", range.first);
-        return 1;
-    }
+    if (add_i(ATTRIBUTE_KIND_REAL_LOWER_BOUND, encoded, list) != 0)
+        return VYRTA_FAIL("Unable to add lower bound real value '%lf' to the record.\n", range.first);
     encoded = encodeReal_i(range.second);
     if (m_isVerbose)
         VYRTA_DEBUG(
             "Adding upper bound real value '%lf' to the record. Encoded 64bit value: %lu, real value: %lf\n",
             range.second, encoded, range.second);
-    if (add_i(ATTRIBUTE_KIND_REAL_UPPER_BOUND, encoded, list) != 0) {
-        VYRTA_WARNING("Unable to add upper bound real value '%lf' to the record.\n", range.second);
-        return 1;
-    }
+    if (add_i(ATTRIBUTE_KIND_REAL_UPPER_BOUND, encoded, list) != 0)
+        return VYRTA_FAIL("Unable to add upper bound real value '%lf' to the record.\n", range.second);
     return 0;
 }
 
@@ -164,14 +143,12 @@ int VyrtaWriter::addText_i(const pwr::Data* data, const pwr::Quantity* quantity,
     const auto value = [&](auto read, auto number) {
         (data->*read)(number);
         if (processValueAsString(number, quantity, list, stringOut) == 0) return 0;
-        VYRTA_WARNING("Unable to process value attribute as string'.\n");
-        return 1;
+        return VYRTA_FAIL("Unable to process value attribute as string'.\n");
     };
     const auto range = [&](auto read, auto bounds) {
         (data->*read)(bounds);
         if (processRangeAsString(bounds.first, bounds.second, quantity, list, stringOut) == 0) return 0;
-        VYRTA_WARNING("Unable to process value range attribute as string'.\n");
-        return 1;
+        return VYRTA_FAIL("Unable to process value range attribute as string'.\n");
     };
     switch (data->m_type) {
         case pwr::DATA_INT:
@@ -187,8 +164,7 @@ int VyrtaWriter::addText_i(const pwr::Data* data, const pwr::Quantity* quantity,
         case pwr::DATA_REAL_RANGE:
             return range(&pwr::Data::toRealRange, std::pair<double, double>());
         default:
-            VYRTA_WARNING("Unsupported data type obtained.\n");
-            return 1;
+            return VYRTA_FAIL("Unsupported data type obtained.\n");
     }
 }
 
@@ -219,30 +195,22 @@ int VyrtaWriter::putText_i(const std::string& text, ZT2AttributeList* list, std:
         return 0;
     }
     if (processStringData(text, list) == 0) return 0;
-    VYRTA_WARNING("Unable to process string value '%s'.\n", text.c_str());
-    return 1;
+    return VYRTA_FAIL("Unable to process string value '%s'.\n", text.c_str());
 }
 
 int VyrtaWriter::processStringData(const std::string& text, ZT2AttributeList* list) {
-    if (list == nullptr) {
-        VYRTA_WARNING("Invalid attribute list.\n");
-        return 1;
-    }
+    if (list == nullptr) return VYRTA_FAIL("Invalid attribute list.\n");
     auto found = m_strings.find(text);
     if (found == m_strings.end()) {
         const long typeId = getInfoTypeMetadataId("nameid_attribute");
         if (typeId == -1) return 1;
         const unsigned long id = drawId_i("nameid_attribute");
         if (writeInfoMetadataHelper("nameid_attribute", static_cast<unsigned long>(typeId), text, text, "", 0,
-                                    id, -1) != 0) {
-            VYRTA_WARNING("Failed to write an info record for string attribute '%s'.\n", text.c_str());
-            return 1;
-        }
+                                    id, -1) != 0)
+            return VYRTA_FAIL("Failed to write an info record for string attribute '%s'.\n", text.c_str());
         found = m_strings.emplace(text, id).first;
     }
-    if (add_i(ATTRIBUTE_KIND_INFO, found->second, list) != 0) {
-        VYRTA_WARNING("Unable to add string value '%s' to the record.\n", text.c_str());
-        return 1;
-    }
+    if (add_i(ATTRIBUTE_KIND_INFO, found->second, list) != 0)
+        return VYRTA_FAIL("Unable to add string value '%s' to the record.\n", text.c_str());
     return 0;
 }

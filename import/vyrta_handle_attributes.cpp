@@ -18,60 +18,44 @@ int VyrtaWriter::findAttribute_i(unsigned long id, const pwr::Attribute*& attrib
 }
 
 int VyrtaWriter::processInfoAttributes(const pwr::AttributeValueManager* manager, ZT2AttributeList* list) {
-    if (manager == nullptr || list == nullptr) {
-        VYRTA_WARNING("Can't process attributes.\n");
-        return 1;
-    }
+    if (manager == nullptr || list == nullptr) return VYRTA_FAIL("Can't process attributes.\n");
     for (const auto& [attribute, value] : *manager) {
         if (attribute == nullptr) return 0;
         if (attribute == m_inventedAttribute) continue;
-        if (processInfoAttributesHelper(attribute, &value, list) != 0) {
-            VYRTA_WARNING("Failed to process info attribute\n");
-            return 1;
-        }
+        if (processInfoAttributesHelper(attribute, &value, list) != 0)
+            return VYRTA_FAIL("Failed to process info attribute\n");
     }
     return 0;
 }
 
 int VyrtaWriter::processInfoAttributes(const pwr::DynamicAttributeValueManager* manager,
                                        ZT2AttributeList* list) {
-    if (list == nullptr) {
-        VYRTA_WARNING("Can't process attributes.\n");
-        return 1;
-    }
+    if (list == nullptr) return VYRTA_FAIL("Can't process attributes.\n");
     if (manager == nullptr) return 0;
     for (const auto& [id, value] : *manager) {
         const pwr::Attribute* attribute = nullptr;
-        if (findAttribute_i(id, attribute) != 0 ||
-            processInfoAttributesHelper(attribute, &value, list) != 0) {
-            VYRTA_WARNING("Failed to process info attribute\n");
-            return 1;
-        }
+        if (findAttribute_i(id, attribute) != 0 || processInfoAttributesHelper(attribute, &value, list) != 0)
+            return VYRTA_FAIL("Failed to process info attribute\n");
     }
     return 0;
 }
 
 int VyrtaWriter::processInfoAttributesHelper(const pwr::Attribute* attribute, const pwr::Data* data,
                                              ZT2AttributeList* list) {
-    if (attribute == nullptr || data == nullptr || list == nullptr) {
-        VYRTA_WARNING("Can't process attribute.\n");
-        return 1;
-    }
+    if (attribute == nullptr || data == nullptr || list == nullptr)
+        return VYRTA_FAIL("Can't process attribute.\n");
     const pwr::DataHandle* handle = nullptr;
     const bool isHandle = data->toHandle(handle) == 0;
     switch (attribute->m_attributeType) {
         case pwr::ATTRIBUTE_PROCESS:
             if (isHandle) return addProcess_i(handle, list);
-            VYRTA_WARNING("Failed to get data handle for process attribute.\n");
-            return 1;
+            return VYRTA_FAIL("Failed to get data handle for process attribute.\n");
         case pwr::ATTRIBUTE_THREAD:
             if (isHandle) return addThread_i(handle, list);
-            VYRTA_WARNING("Failed to get data handle for thread attribute.\n");
-            return 1;
+            return VYRTA_FAIL("Failed to get data handle for thread attribute.\n");
         case pwr::ATTRIBUTE_NAME_VALUE:
             if (isHandle) return addNameValue_i(attribute, handle, list);
-            VYRTA_WARNING("Failed to get data handle for info attribute.\n");
-            return 1;
+            return VYRTA_FAIL("Failed to get data handle for info attribute.\n");
         default:
             return 0;
     }
@@ -81,21 +65,14 @@ int VyrtaWriter::addProcess_i(const pwr::DataHandle* handle, ZT2AttributeList* l
     const pwr::Process*& known = m_processCache[handle];
     if (known == nullptr || m_isVerbose) {
         const auto* const process = dynamic_cast<const pwr::Process*>(handle);
-        if (process == nullptr) {
-            VYRTA_WARNING("Failed to handle process information\n");
-            return 1;
-        }
-        if (handleProcessInfo(process, true) != 0) {
-            VYRTA_WARNING("Failed to handle process information. \n");
-            return 1;
-        }
+        if (process == nullptr) return VYRTA_FAIL("Failed to handle process information\n");
+        if (handleProcessInfo(process, true) != 0)
+            return VYRTA_FAIL("Failed to handle process information. \n");
         known = process;
     }
     const auto pid = static_cast<std::uint32_t>(known->getPid());
-    if (add_i(ATTRIBUTE_KIND_PROCESS, pid, list) != 0) {
-        VYRTA_WARNING("Unable to add thread attribute to the record.\n");
-        return 1;
-    }
+    if (add_i(ATTRIBUTE_KIND_PROCESS, pid, list) != 0)
+        return VYRTA_FAIL("Unable to add thread attribute to the record.\n");
     return 0;
 }
 
@@ -103,21 +80,13 @@ int VyrtaWriter::addThread_i(const pwr::DataHandle* handle, ZT2AttributeList* li
     const pwr::Thread*& known = m_threadCache[handle];
     if (known == nullptr || m_isVerbose) {
         const auto* const thread = dynamic_cast<const pwr::Thread*>(handle);
-        if (thread == nullptr) {
-            VYRTA_WARNING("Failed to get thread attribute information\n");
-            return 1;
-        }
-        if (handleThreadInfo(thread, true) != 0) {
-            VYRTA_WARNING("Failed to handle thread information. \n");
-            return 1;
-        }
+        if (thread == nullptr) return VYRTA_FAIL("Failed to get thread attribute information\n");
+        if (handleThreadInfo(thread, true) != 0) return VYRTA_FAIL("Failed to handle thread information. \n");
         known = thread;
     }
     const auto tid = static_cast<std::uint32_t>(known->getTid());
-    if (add_i(ATTRIBUTE_KIND_THREAD, tid, list) != 0) {
-        VYRTA_WARNING("Unable to add thread attribute to the record.\n");
-        return 1;
-    }
+    if (add_i(ATTRIBUTE_KIND_THREAD, tid, list) != 0)
+        return VYRTA_FAIL("Unable to add thread attribute to the record.\n");
     return 0;
 }
 
@@ -126,17 +95,12 @@ int VyrtaWriter::addNameValue_i(const pwr::Attribute* attribute, const pwr::Data
     const pwr::NameValuePair*& known = m_pairCache[handle];
     if (known == nullptr || m_isVerbose) {
         const auto* const pair = dynamic_cast<const pwr::NameValuePair*>(handle);
-        if (pair == nullptr) {
-            VYRTA_WARNING("Failed to get data for info attribute\n");
-            return 1;
-        }
+        if (pair == nullptr) return VYRTA_FAIL("Failed to get data for info attribute\n");
         if (defineNameValue_i(*attribute, *pair) != 0) return 1;
         known = pair;
     }
-    if (add_i(ATTRIBUTE_KIND_INFO, known->getId(), list) != 0) {
-        VYRTA_WARNING("Unable to add nameid value to the record.\n");
-        return 1;
-    }
+    if (add_i(ATTRIBUTE_KIND_INFO, known->getId(), list) != 0)
+        return VYRTA_FAIL("Unable to add nameid value to the record.\n");
     return 0;
 }
 
@@ -146,31 +110,21 @@ int VyrtaWriter::defineNameValue_i(const pwr::Attribute& attribute, const pwr::N
                 attribute.getName().c_str(), name.c_str(), pair.getValueDesc().c_str(),
                 static_cast<int>(pair.getValue()), pair.getId());
     const long typeId = getInfoTypeMetadataId("nameid_attribute");
-    if (typeId == -1) {
-        VYRTA_WARNING("Invalid info type. Failed to process info attribute.\n");
-        return 1;
-    }
+    if (typeId == -1) return VYRTA_FAIL("Invalid info type. Failed to process info attribute.\n");
     if (writeInfoMetadataHelper("nameid_attribute", static_cast<unsigned long>(typeId), name, name,
-                                pair.getValueDesc(), pair.getValue(), pair.getId(), -1) != 0) {
-        VYRTA_WARNING("Failed to write an info record for nameid attribute.\n");
-        return 1;
-    }
+                                pair.getValueDesc(), pair.getValue(), pair.getId(), -1) != 0)
+        return VYRTA_FAIL("Failed to write an info record for nameid attribute.\n");
     return 0;
 }
 
 int VyrtaWriter::processDataAttributes(const pwr::AttributeValueManager* manager, ZT2AttributeList* list,
                                        bool allAsString) {
-    if (manager == nullptr || list == nullptr) {
-        VYRTA_WARNING("Can't process attributes.\n");
-        return 1;
-    }
+    if (manager == nullptr || list == nullptr) return VYRTA_FAIL("Can't process attributes.\n");
     bool asString = allAsString;
     for (const auto& [attribute, value] : *manager) {
         if (attribute == nullptr) return 0;
-        if (processDataAttributesHelper(attribute, &value, list, asString, nullptr) != 0) {
-            VYRTA_WARNING("Failed to process info attribute\n");
-            return 1;
-        }
+        if (processDataAttributesHelper(attribute, &value, list, asString, nullptr) != 0)
+            return VYRTA_FAIL("Failed to process info attribute\n");
         asString = true;
     }
     return 0;
@@ -178,19 +132,14 @@ int VyrtaWriter::processDataAttributes(const pwr::AttributeValueManager* manager
 
 int VyrtaWriter::processDataAttributes(const pwr::DynamicAttributeValueManager* manager,
                                        ZT2AttributeList* list, bool allAsString) {
-    if (list == nullptr) {
-        VYRTA_WARNING("Can't process attributes.\n");
-        return 1;
-    }
+    if (list == nullptr) return VYRTA_FAIL("Can't process attributes.\n");
     if (manager == nullptr) return 0;
     bool asString = allAsString;
     for (const auto& [id, value] : *manager) {
         const pwr::Attribute* attribute = nullptr;
         if (findAttribute_i(id, attribute) != 0 ||
-            processDataAttributesHelper(attribute, &value, list, asString, nullptr) != 0) {
-            VYRTA_WARNING("Failed to process info attribute\n");
-            return 1;
-        }
+            processDataAttributesHelper(attribute, &value, list, asString, nullptr) != 0)
+            return VYRTA_FAIL("Failed to process info attribute\n");
         asString = true;
     }
     return 0;
@@ -198,29 +147,19 @@ int VyrtaWriter::processDataAttributes(const pwr::DynamicAttributeValueManager* 
 
 int VyrtaWriter::processDataAttributesHelper(const pwr::Attribute* attribute, const pwr::Data* data,
                                              ZT2AttributeList* list, bool asString, std::string* stringOut) {
-    if (attribute == nullptr || data == nullptr) {
-        VYRTA_WARNING("Can't process attribute.\n");
-        return 1;
-    }
+    if (attribute == nullptr || data == nullptr) return VYRTA_FAIL("Can't process attribute.\n");
     if (attribute->m_attributeType != pwr::ATTRIBUTE_DATA) return 0;
-    if (processData(data, attribute->m_quantity, list, asString, stringOut) != 0) {
-        VYRTA_WARNING("Unable to add first attribute data to the record.\n");
-        return 1;
-    }
+    if (processData(data, attribute->m_quantity, list, asString, stringOut) != 0)
+        return VYRTA_FAIL("Unable to add first attribute data to the record.\n");
     return 0;
 }
 
 int VyrtaWriter::getFirstDataAttributeAsString(const pwr::AttributeValueManager* manager, std::string* out) {
-    if (out == nullptr) {
-        VYRTA_WARNING("Failed to get string attribute\n");
-        return 1;
-    }
+    if (out == nullptr) return VYRTA_FAIL("Failed to get string attribute\n");
     if (manager == nullptr || manager->begin() == manager->end()) return 0;
     const auto& [attribute, value] = *manager->begin();
     if (attribute == nullptr) return 0;
-    if (processDataAttributesHelper(attribute, &value, nullptr, true, out) != 0) {
-        VYRTA_WARNING("Failed to process info attribute\n");
-        return 1;
-    }
+    if (processDataAttributesHelper(attribute, &value, nullptr, true, out) != 0)
+        return VYRTA_FAIL("Failed to process info attribute\n");
     return 0;
 }

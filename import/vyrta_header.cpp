@@ -135,26 +135,13 @@ std::int32_t VyrtaWriter::writeMessage(const pwr::SystemMessage& message) {
 }
 
 int VyrtaWriter::writeHeader_i() {
-    if (writeMagicRecord() != 0) {
-        VYRTA_WARNING("Failed to write magic record.\n");
-        return 1;
-    }
-    if (writeColInfoRecord() != 0) {
-        VYRTA_WARNING("Failed to write collection info record.\n");
-        return 1;
-    }
-    if (writeSysInfoRecord() != 0) {
-        VYRTA_WARNING("Failed to write system info record.\n");
-        return 1;
-    }
-    if (writeHardCfgRecord() != 0 || writeHeadMarkerRecord() != 0 || writePowerThreshold() != 0) {
-        VYRTA_WARNING("Failed to write hardware configuration record.\n");
-        return 1;
-    }
-    if (writeMetricTypeMetadata() != 0) {
-        VYRTA_WARNING("Failed to write metric class type metadata records.\n");
-        return 1;
-    }
+    if (writeMagicRecord() != 0) return VYRTA_FAIL("Failed to write magic record.\n");
+    if (writeColInfoRecord() != 0) return VYRTA_FAIL("Failed to write collection info record.\n");
+    if (writeSysInfoRecord() != 0) return VYRTA_FAIL("Failed to write system info record.\n");
+    if (writeHardCfgRecord() != 0 || writeHeadMarkerRecord() != 0 || writePowerThreshold() != 0)
+        return VYRTA_FAIL("Failed to write hardware configuration record.\n");
+    if (writeMetricTypeMetadata() != 0)
+        return VYRTA_FAIL("Failed to write metric class type metadata records.\n");
     return 0;
 }
 
@@ -189,10 +176,7 @@ int VyrtaWriter::writeColInfoRecord() {
     out = packing::putZeros(out, 2);
     out = packing::put(out, static_cast<std::uint8_t>(nameLength));
     out = packing::putBytes(out, COLLECTION_NAME, nameLength);
-    if (!completeLength(record, out)) {
-        VYRTA_WARNING("Collection info record size mismatch.\n");
-        return 1;
-    }
+    if (!completeLength(record, out)) return VYRTA_FAIL("Collection info record size mismatch.\n");
     return writeHeaderRecord_i(record);
 }
 
@@ -222,10 +206,7 @@ int VyrtaWriter::writeSysInfoRecord() {
     out = putCounted(out, m_info->platformName);
     out = putCounted(out, m_info->osName);
     out = putCounted(out, std::string());
-    if (!completeLength(record, out)) {
-        VYRTA_WARNING("System info record size mismatch.\n");
-        return 1;
-    }
+    if (!completeLength(record, out)) return VYRTA_FAIL("System info record size mismatch.\n");
     return writeHeaderRecord_i(record);
 }
 
@@ -270,10 +251,7 @@ int VyrtaWriter::writeHardCfgRecord() {
         out = packing::put(out, static_cast<std::uint8_t>(number));
     out = packing::put(out, m_info->threadCount);
     if (m_info->threads != nullptr) out = packing::putBytes(out, m_info->threads.get(), threadsSize);
-    if (!completeLength(record, out)) {
-        VYRTA_WARNING("Hardware configuration record size mismatch.\n");
-        return 1;
-    }
+    if (!completeLength(record, out)) return VYRTA_FAIL("Hardware configuration record size mismatch.\n");
     return writeHeaderRecord_i(record);
 }
 

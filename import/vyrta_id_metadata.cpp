@@ -23,11 +23,10 @@ int VyrtaWriter::writeEntityMetadata(const std::string& name, const std::string&
             VYRTA_DEBUG("Entity '%s' metadata already processed. Skipping...\n", name.c_str());
             return 0;
         }
-        VYRTA_WARNING(
+        return VYRTA_FAIL(
             "The saved parent entity id '%lu' for entity '%s' doesn't match the new parent entity id "
             "'%lu'.\n",
             found->second, name.c_str(), static_cast<unsigned long>(parentId));
-        return 1;
     }
     const long typeId = getInfoTypeMetadataId("entity");
     if (typeId == -1) return 1;

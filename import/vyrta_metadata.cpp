@@ -243,20 +243,16 @@ int VyrtaWriter::defineQuantity_i(const pwr::Quantity& quantity, double multipli
     const std::string& name = quantity.toQuantityString();
     const std::string& hostUnits = quantity.toUnitsString();
     const std::string units = hostUnits == "%" ? "percent" : hostUnits;
-    if (!hasRate) {
-        VYRTA_WARNING(
+    if (!hasRate)
+        return VYRTA_FAIL(
             "Failed to handle rate quantity metadata for quantity name:'%s' units:'%s' type:'%d' uid:'%lu' "
             "rate uid:'%s' multiplier:'%f'.\n",
             name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
-        return 1;
-    }
-    if (writeQuantityMetadata(name, name, units, type, id, rateId, multiplier) != 0) {
-        VYRTA_WARNING(
+    if (writeQuantityMetadata(name, name, units, type, id, rateId, multiplier) != 0)
+        return VYRTA_FAIL(
             "Failed to write quantity metadata name:'%s' units:'%s' type:'%d' uid:'%lu' rate uid:'%s' "
             "multiplier:'%f'.\n",
             name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
-        return 1;
-    }
     VYRTA_DEBUG(
         "Wrote quantity metadata name:'%s' units:'%s' type:'%d' uid:'%lu' rate uid:'%s' multiplier:'%f'.\n",
         name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
@@ -283,10 +279,8 @@ int VyrtaWriter::handleMetricMetadata(const pwr::Metric* metric, unsigned short*
         return handleMetricMetadataHelper(metric->m_id, *metricClass, metric->m_name, metric->m_name,
                                           quantity);
     }
-    if (*metricClass == METRIC_CLASS_SAMPLED_FINITE_SET_VALUE) {
-        VYRTA_WARNING("Wrong metric type used for metric '%s'.\n", metric->m_name.c_str());
-        return 1;
-    }
+    if (*metricClass == METRIC_CLASS_SAMPLED_FINITE_SET_VALUE)
+        return VYRTA_FAIL("Wrong metric type used for metric '%s'.\n", metric->m_name.c_str());
     switch (metric->m_metricType) {
         case pwr::Metric::SAMPLED_DELTA:
             *metricClass = METRIC_CLASS_SAMPLED_COUNTER;
@@ -315,25 +309,17 @@ int VyrtaWriter::handleMetricMetadataHelper(unsigned long metricId, unsigned sho
     if (m_processedMetrics.count(static_cast<std::int64_t>(metricId)) != 0) return 0;
 
     unsigned long tabGroupId = 0;
-    if (writeTabGroupMetadata(name, displayName, metricId, tabGroupId) != 0) {
-        VYRTA_WARNING("Failed to write tab group metadata '%s:%lu'.\n", name.c_str(), metricId);
-        return 1;
-    }
+    if (writeTabGroupMetadata(name, displayName, metricId, tabGroupId) != 0)
+        return VYRTA_FAIL("Failed to write tab group metadata '%s:%lu'.\n", name.c_str(), metricId);
     VYRTA_DEBUG("Wrote tab group metadata '%s:%lu'.\n", name.c_str(), metricId);
-    if (writeTimelineGroupMetadata(name, displayName, metricId, tabGroupId) != 0) {
-        VYRTA_WARNING("Failed to write timeline group metadata '%s:%lu'.\n", name.c_str(), metricId);
-        return 1;
-    }
+    if (writeTimelineGroupMetadata(name, displayName, metricId, tabGroupId) != 0)
+        return VYRTA_FAIL("Failed to write timeline group metadata '%s:%lu'.\n", name.c_str(), metricId);
     VYRTA_DEBUG("Wrote timeline group metadata '%s:%lu'.\n", name.c_str(), metricId);
     long quantityId = -1;
-    if (handleQuantityMetadata(quantity, quantityId) != 0) {
-        VYRTA_WARNING("Failed to create quantity metadata for metric '%s'.\n", name.c_str());
-        return 1;
-    }
-    if (writeMetricMetadata(name, displayName, metricId, metricClass, quantityId, metricId, metricId) != 0) {
-        VYRTA_WARNING("Failed to write metric metadata for metric '%s'.\n", name.c_str());
-        return 1;
-    }
+    if (handleQuantityMetadata(quantity, quantityId) != 0)
+        return VYRTA_FAIL("Failed to create quantity metadata for metric '%s'.\n", name.c_str());
+    if (writeMetricMetadata(name, displayName, metricId, metricClass, quantityId, metricId, metricId) != 0)
+        return VYRTA_FAIL("Failed to write metric metadata for metric '%s'.\n", name.c_str());
     m_processedMetrics[static_cast<std::int64_t>(metricId)] = name;
     return 0;
 }
@@ -366,22 +352,15 @@ int VyrtaWriter::writeMetricMetadata(const std::string& name, const std::string&
     std::uint64_t quantity = NO_ID;
     if (quantityId != -1) {
         const auto found = m_quantities.find(static_cast<std::uint64_t>(quantityId));
-        if (found == m_quantities.end()) {
-            VYRTA_WARNING("Quantity metadata needs to be processed first.\n");
-            return 1;
-        }
+        if (found == m_quantities.end())
+            return VYRTA_FAIL("Quantity metadata needs to be processed first.\n");
         quantity = found->second;
     }
     const auto tabGroup = m_tabGroups.find(tabKey);
-    if (tabGroup == m_tabGroups.end()) {
-        VYRTA_WARNING("Tab group metadata needs to be processed first.\n");
-        return 1;
-    }
+    if (tabGroup == m_tabGroups.end()) return VYRTA_FAIL("Tab group metadata needs to be processed first.\n");
     const auto timelineGroup = m_timelineGroups.find(timelineKey);
-    if (timelineGroup == m_timelineGroups.end()) {
-        VYRTA_WARNING("Timeline group metadata needs to be processed first.\n");
-        return 1;
-    }
+    if (timelineGroup == m_timelineGroups.end())
+        return VYRTA_FAIL("Timeline group metadata needs to be processed first.\n");
     VYRTA_DEBUG(
         "Processing metric metadata for metric %s, metric ID: %lu, metric type: %d, quantity: %d, metric tab "
         "group: %lu, metric timeline group: %lu.\n",

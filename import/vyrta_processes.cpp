@@ -106,10 +106,7 @@ int VyrtaWriter::handleProcessInfo(const pwr::Process* process, bool firstSight)
         record.tsc = end != 0 ? end : stopTsc_i();
     }
     VYRTA_DEBUG("Writing record for process: %s with TSC: %lu\n", key.c_str(), record.tsc);
-    if (writeProcessSample(record) != 0) {
-        VYRTA_WARNING("Unable to write process record.\n");
-        return 1;
-    }
+    if (writeProcessSample(record) != 0) return VYRTA_FAIL("Unable to write process record.\n");
     VYRTA_DEBUG("Buffering process info for '%s'. path: %s, pid: %d, parent pid: %d, start: %lu, end: %lu\n",
                 key.c_str(), path.c_str(), process->getPid(), process->getParentPid(), start, end);
     m_processes[key] = {process, std::move(record)};
@@ -136,10 +133,7 @@ int VyrtaWriter::handleThreadInfo(const pwr::Thread* thread, bool firstSight) {
         record.tsc = end != 0 ? end : threadEnd_i(thread);
     }
     VYRTA_DEBUG("Writing record for thread: %s with TSC: %lu\n", key.c_str(), record.tsc);
-    if (writeThreadSample(record) != 0) {
-        VYRTA_WARNING("Unable to write process record.\n");
-        return 1;
-    }
+    if (writeThreadSample(record) != 0) return VYRTA_FAIL("Unable to write process record.\n");
     VYRTA_DEBUG("Buffering thread info for '%s'. tid: %d, pid: %d, start: %lu, end: %lu\n", key.c_str(),
                 thread->getTid(), thread->getPid(), start, end);
     m_threads[key] = {thread, record};
@@ -172,18 +166,12 @@ void VyrtaWriter::forgetStoredStates() {
 int VyrtaWriter::writeEndRecords_i() {
     for (const auto& [key, entry] : m_processes) {
         VYRTA_DEBUG("Re-handling process to update endtsc: %s\n", key.c_str());
-        if (handleProcessInfo(entry.first, false) != 0) {
-            VYRTA_WARNING("Unable to re-handle process.\n");
-            return 1;
-        }
+        if (handleProcessInfo(entry.first, false) != 0) return VYRTA_FAIL("Unable to re-handle process.\n");
     }
     m_threadEnds = processEndsByThread();
     for (const auto& [key, entry] : m_threads) {
         VYRTA_DEBUG("Re-handling thread to update endtsc: %s\n", key.c_str());
-        if (handleThreadInfo(entry.first, false) != 0) {
-            VYRTA_WARNING("Unable to re-handle thread.\n");
-            return 1;
-        }
+        if (handleThreadInfo(entry.first, false) != 0) return VYRTA_FAIL("Unable to re-handle thread.\n");
     }
     return 0;
 }

@@ -71,14 +71,9 @@ std::uint64_t VyrtaWriter::encodeReal_i(double value) const {
 }
 
 int VyrtaWriter::addAttributeToRecord(unsigned int type, unsigned long value, ZT2AttributeList* list) {
-    if (list == nullptr) {
-        VYRTA_WARNING("Invalid attribute list.\n");
-        return 1;
-    }
-    if (list->count >= MAXIMUM_ATTRIBUTE_COUNT) {
-        VYRTA_WARNING("Maximum attribute count '%d' exceeded.\n", MAXIMUM_ATTRIBUTE_COUNT);
-        return 1;
-    }
+    if (list == nullptr) return VYRTA_FAIL("Invalid attribute list.\n");
+    if (list->count >= MAXIMUM_ATTRIBUTE_COUNT)
+        return VYRTA_FAIL("Maximum attribute count '%d' exceeded.\n", MAXIMUM_ATTRIBUTE_COUNT);
     pwr::executeOnce<ONCE_ATTRIBUTE_COUNT_NOTE>([list] {
         if (list->count >= 256)
             LOG_NOTE(
@@ -93,14 +88,9 @@ int VyrtaWriter::addAttributeToRecord(unsigned int type, unsigned long value, ZT
 }
 
 int VyrtaWriter::writeZT2Record(unsigned long tsc, unsigned long metricId, const ZT2AttributeList* list) {
-    if (list == nullptr) {
-        VYRTA_WARNING("Invalid attribute list.\n");
-        return 1;
-    }
-    if (list->count > MAXIMUM_ATTRIBUTE_COUNT) {
-        VYRTA_WARNING("Maximum attribute count '%d' exceeded.\n", MAXIMUM_ATTRIBUTE_COUNT);
-        return 1;
-    }
+    if (list == nullptr) return VYRTA_FAIL("Invalid attribute list.\n");
+    if (list->count > MAXIMUM_ATTRIBUTE_COUNT)
+        return VYRTA_FAIL("Maximum attribute count '%d' exceeded.\n", MAXIMUM_ATTRIBUTE_COUNT);
     const bool isVerbose = isLogged(LogLevel::Debug);
     if (isVerbose)
         VYRTA_DEBUG("Writing ZT2 record. Metric: %s. TSC: %lu.\n", storeName_i(metricId).c_str(), tsc);

@@ -85,19 +85,15 @@ int VyrtaWriter::handleMetricMessage(const pwr::Metric& metric) {
     unsigned short metricClass = METRIC_CLASS_UNKNOWN;
     if (collectElements_i(metric, cache, metricClass) != 0) return 1;
     if (!cache.isDefined || m_isVerbose) {
-        if (handleMetricMetadata(&metric, &metricClass) != 0) {
-            VYRTA_WARNING("Failed to process '%s' metric metadata.\n", metric.m_name.c_str());
-            return 1;
-        }
+        if (handleMetricMetadata(&metric, &metricClass) != 0)
+            return VYRTA_FAIL("Failed to process '%s' metric metadata.\n", metric.m_name.c_str());
         cache.isDefined = true;
     }
-    if (isTraced(metric) && m_elements.size() != 1) {
-        VYRTA_WARNING(
+    if (isTraced(metric) && m_elements.size() != 1)
+        return VYRTA_FAIL(
             "Traced metric data should have information for only one entity and only one descriptor. Metric: "
             "'%s'\n",
             metric.m_name.c_str());
-        return 1;
-    }
 
     const std::uint64_t tsc = metric.getData().timestamp;
     if (m_list == nullptr) m_list = std::make_unique<ZT2AttributeList>();
@@ -110,11 +106,9 @@ int VyrtaWriter::handleMetricMessage(const pwr::Metric& metric) {
             if (addElement_i(metric, cache, element, tsc, *group.cache->previousTsc) != 0) return 1;
         }
     }
-    if (writeZT2Record(tsc, metric.m_id, m_list.get()) != 0) {
-        VYRTA_WARNING("Unable to write a '%s:%d' record. TSC: %lu\n", metric.m_name.c_str(),
-                      static_cast<int>(metric.m_id), tsc);
-        return 1;
-    }
+    if (writeZT2Record(tsc, metric.m_id, m_list.get()) != 0)
+        return VYRTA_FAIL("Unable to write a '%s:%d' record. TSC: %lu\n", metric.m_name.c_str(),
+                          static_cast<int>(metric.m_id), tsc);
     return 0;
 }
 
@@ -143,25 +137,21 @@ int VyrtaWriter::checkElement_i(const pwr::Metric& metric, const pwr::DataElemen
     const pwr::Data& value = *kept.value;
     switch (metric.m_metricType) {
         case pwr::Metric::SAMPLED_VALUE:
-            if (value.m_type == pwr::DATA_HANDLE && takeHandle_i(value, kept) != 0) {
-                VYRTA_WARNING("Malformed Sampled Value metric. Metric: '%s'\n", metric.m_name.c_str());
-                return 1;
-            }
+            if (value.m_type == pwr::DATA_HANDLE && takeHandle_i(value, kept) != 0)
+                return VYRTA_FAIL("Malformed Sampled Value metric. Metric: '%s'\n", metric.m_name.c_str());
             if (value.m_type == pwr::DATA_STRING || value.m_type == pwr::DATA_HANDLE)
                 metricClass = METRIC_CLASS_SAMPLED_FINITE_SET_VALUE;
             if (kept.descriptor == nullptr) kept.descriptor = element.getVyrtaDescriptor();
             return 0;
         case pwr::Metric::SAMPLED_RESIDENCY:
             if (value.m_type == pwr::DATA_UINT) return 0;
-            VYRTA_WARNING("Wrong data type used for residency metric. Metric: '%s'\n", metric.m_name.c_str());
-            return 1;
+            return VYRTA_FAIL("Wrong data type used for residency metric. Metric: '%s'\n",
+                              metric.m_name.c_str());
         case pwr::Metric::TRACED_VALUE_TRANSITION:
         case pwr::Metric::TRACED_EVENT:
             if (value.m_type == pwr::DATA_STRING) kept.descriptor = createDescriptor_i(metric, value);
-            if (value.m_type == pwr::DATA_HANDLE && takeHandle_i(value, kept) != 0) {
-                VYRTA_WARNING("Malformed Traced metric. Metric: '%s'\n", metric.m_name.c_str());
-                return 1;
-            }
+            if (value.m_type == pwr::DATA_HANDLE && takeHandle_i(value, kept) != 0)
+                return VYRTA_FAIL("Malformed Traced metric. Metric: '%s'\n", metric.m_name.c_str());
             return 0;
         default:
             return 0;
@@ -256,36 +246,27 @@ int VyrtaWriter::addEntity_i(const pwr::Metric& metric, const EntityGroup& group
         return getNameIdKey(metric.m_name, metric.m_id) + "_" +
                getNameIdKey(entity->getName(), entity->getId());
     };
-    if (!known.advance(tsc) && checkEntityTsc_i(known, tsc, buildKey()) != 0) {
-        VYRTA_WARNING("Invalid TSC value for '%s' sample. TSC: %lu\n", entity->getName().c_str(), tsc);
-        return 1;
-    }
+    if (!known.advance(tsc) && checkEntityTsc_i(known, tsc, buildKey()) != 0)
+        return VYRTA_FAIL("Invalid TSC value for '%s' sample. TSC: %lu\n", entity->getName().c_str(), tsc);
     if (!known.isDefined || m_isVerbose) {
-        if (writeEntityMetadataTopology(entity) != 0) {
-            VYRTA_WARNING("Unable to write '%s' entity metadata topology. TSC: %lu\n",
-                          entity->getName().c_str(), tsc);
-            return 1;
-        }
+        if (writeEntityMetadataTopology(entity) != 0)
+            return VYRTA_FAIL("Unable to write '%s' entity metadata topology. TSC: %lu\n",
+                              entity->getName().c_str(), tsc);
         known.isDefined = true;
     }
-    if (add_i(ATTRIBUTE_KIND_ENTITY, entity->getId(), m_list.get()) != 0) {
-        VYRTA_WARNING("Unable to add '%s' entity to the record. TSC: %lu\n", entity->getName().c_str(), tsc);
-        return 1;
-    }
-    if (addKnownInfos_i(entity, known.infos) != 0) {
-        VYRTA_WARNING("Unable to add '%s' entity attributes to the record. TSC: %lu\n",
-                      entity->getName().c_str(), tsc);
-        return 1;
-    }
+    if (add_i(ATTRIBUTE_KIND_ENTITY, entity->getId(), m_list.get()) != 0)
+        return VYRTA_FAIL("Unable to add '%s' entity to the record. TSC: %lu\n", entity->getName().c_str(),
+                          tsc);
+    if (addKnownInfos_i(entity, known.infos) != 0)
+        return VYRTA_FAIL("Unable to add '%s' entity attributes to the record. TSC: %lu\n",
+                          entity->getName().c_str(), tsc);
     return 0;
 }
 
 int VyrtaWriter::addElement_i(const pwr::Metric& metric, MetricCache& cache, const EntityDataElement& element,
                               unsigned long tsc, unsigned long previousTsc) {
-    if (element.descriptor == nullptr) {
-        VYRTA_WARNING("Malformed data element for metric %s. TSC: %lu", metric.m_name.c_str(), tsc);
-        return 1;
-    }
+    if (element.descriptor == nullptr)
+        return VYRTA_FAIL("Malformed data element for metric %s. TSC: %lu", metric.m_name.c_str(), tsc);
     // An invented descriptor occurs once, so that nothing is to be remembered of it.
     const bool isInvented = m_inventedAttribute != nullptr;
     if (isInvented) m_inventedState = StateCache();
@@ -296,10 +277,8 @@ int VyrtaWriter::addElement_i(const pwr::Metric& metric, MetricCache& cache, con
     if (addState_i(state, duration, tsc) != 0) return 1;
     const bool allAsString = metric.m_metricType != pwr::Metric::TRACED_VALUE_TRANSITION;
     if (addAttributes_i(element, state, allAsString, tsc) != 0) return 1;
-    if (processData(element.value, nullptr, m_list.get(), false, nullptr) != 0) {
-        VYRTA_WARNING("Unable to add '%s' data to the record. TSC: %lu\n", state.name.c_str(), tsc);
-        return 1;
-    }
+    if (processData(element.value, nullptr, m_list.get(), false, nullptr) != 0)
+        return VYRTA_FAIL("Unable to add '%s' data to the record. TSC: %lu\n", state.name.c_str(), tsc);
     return 0;
 }
 
@@ -307,22 +286,17 @@ int VyrtaWriter::addElement_i(const pwr::Metric& metric, MetricCache& cache, con
 int VyrtaWriter::defineState_i(const EntityDataElement& element, StateCache& state, unsigned long tsc) {
     const pwr::DataDescriptor& descriptor = *element.descriptor;
     std::string text;
-    if (getFirstDataAttributeAsString(&descriptor, &text) != 0) {
-        VYRTA_WARNING("Failed to get first attribute as string. TSC: %lu\n", tsc);
-        return 1;
-    }
+    if (getFirstDataAttributeAsString(&descriptor, &text) != 0)
+        return VYRTA_FAIL("Failed to get first attribute as string. TSC: %lu\n", tsc);
     state.name = descriptor.getName().empty() ? "NA" : descriptor.getName();
     if (!text.empty()) state.name += " " + text;
 
     unsigned long id = descriptor.getId();
-    if (writeStateMetadata(state.name, state.name, id) != 0) {
-        VYRTA_WARNING("Unable to write '%s' data field metadata. TSC: %lu\n", state.name.c_str(), tsc);
-        return 1;
-    }
-    if (writeStateColorMetadata(state.name) != 0 || m_stateColors.count(state.name) == 0) {
-        VYRTA_WARNING("Unable to write '%s' data field color metadata. TSC: %lu\n", state.name.c_str(), tsc);
-        return 1;
-    }
+    if (writeStateMetadata(state.name, state.name, id) != 0)
+        return VYRTA_FAIL("Unable to write '%s' data field metadata. TSC: %lu\n", state.name.c_str(), tsc);
+    if (writeStateColorMetadata(state.name) != 0 || m_stateColors.count(state.name) == 0)
+        return VYRTA_FAIL("Unable to write '%s' data field color metadata. TSC: %lu\n", state.name.c_str(),
+                          tsc);
     state.id = id;
     state.colorId = m_stateColors[state.name];
     state.isDefined = m_states.count(state.name) != 0;
@@ -342,44 +316,32 @@ int VyrtaWriter::addState_i(const StateCache& state, unsigned long duration, uns
         list->count = at + 3;
         return 0;
     }
-    if (add_i(ATTRIBUTE_KIND_FIELD, state.id, list) != 0) {
-        VYRTA_WARNING("Unable to add '%s' field to the record. TSC: %lu\n", state.name.c_str(), tsc);
-        return 1;
-    }
-    if (add_i(ATTRIBUTE_KIND_DURATION, duration, list) != 0) {
-        VYRTA_WARNING("Unable to add '%s' duration to the record. TSC: %lu\n", state.name.c_str(), tsc);
-        return 1;
-    }
-    if (add_i(ATTRIBUTE_KIND_COLOR, state.colorId, list) != 0) {
-        VYRTA_WARNING("Unable to add '%s' state color to the record. TSC: %lu\n", state.name.c_str(), tsc);
-        return 1;
-    }
+    if (add_i(ATTRIBUTE_KIND_FIELD, state.id, list) != 0)
+        return VYRTA_FAIL("Unable to add '%s' field to the record. TSC: %lu\n", state.name.c_str(), tsc);
+    if (add_i(ATTRIBUTE_KIND_DURATION, duration, list) != 0)
+        return VYRTA_FAIL("Unable to add '%s' duration to the record. TSC: %lu\n", state.name.c_str(), tsc);
+    if (add_i(ATTRIBUTE_KIND_COLOR, state.colorId, list) != 0)
+        return VYRTA_FAIL("Unable to add '%s' state color to the record. TSC: %lu\n", state.name.c_str(),
+                          tsc);
     return 0;
 }
 
 int VyrtaWriter::addAttributes_i(const EntityDataElement& element, StateCache& state, bool allAsString,
                                  unsigned long tsc) {
     const char* const name = state.name.c_str();
-    if (addKnownInfos_i(element.descriptor, state.infos) != 0) {
-        VYRTA_WARNING("Unable to add '%s' data static field info attributes to the record. TSC: %lu\n", name,
-                      tsc);
-        return 1;
-    }
+    if (addKnownInfos_i(element.descriptor, state.infos) != 0)
+        return VYRTA_FAIL("Unable to add '%s' data static field info attributes to the record. TSC: %lu\n",
+                          name, tsc);
     const pwr::DynamicAttributeValueManager* const dynamic = element.additionalInfo;
-    if (dynamic != nullptr && processInfoAttributes(dynamic, m_list.get()) != 0) {
-        VYRTA_WARNING("Unable to add '%s' field dynamic info attributes to the record. TSC: %lu\n", name,
-                      tsc);
-        return 1;
-    }
-    if (addKnownData_i(element.descriptor, state.data, allAsString) != 0) {
-        VYRTA_WARNING("Unable to add '%s' field static data attributes to the record. TSC: %lu\n", name, tsc);
-        return 1;
-    }
-    if (dynamic != nullptr && processDataAttributes(dynamic, m_list.get(), allAsString) != 0) {
-        VYRTA_WARNING("Unable to add '%s' field dynamic data attributes to the record. TSC: %lu\n", name,
-                      tsc);
-        return 1;
-    }
+    if (dynamic != nullptr && processInfoAttributes(dynamic, m_list.get()) != 0)
+        return VYRTA_FAIL("Unable to add '%s' field dynamic info attributes to the record. TSC: %lu\n", name,
+                          tsc);
+    if (addKnownData_i(element.descriptor, state.data, allAsString) != 0)
+        return VYRTA_FAIL("Unable to add '%s' field static data attributes to the record. TSC: %lu\n", name,
+                          tsc);
+    if (dynamic != nullptr && processDataAttributes(dynamic, m_list.get(), allAsString) != 0)
+        return VYRTA_FAIL("Unable to add '%s' field dynamic data attributes to the record. TSC: %lu\n", name,
+                          tsc);
     return 0;
 }
 

@@ -64,10 +64,7 @@ struct VyrtaWriter::Wakelock {
 
 int VyrtaWriter::handleWakelockSampleNonGeneric(const pwr::Metric* metric) {
     const pwr::Metric::Sample& sample = metric->getData();
-    if (sample.elements.size() != 1) {
-        VYRTA_WARNING("Invalid wakelock Sample.\n");
-        return 1;
-    }
+    if (sample.elements.size() != 1) return VYRTA_FAIL("Invalid wakelock Sample.\n");
     const pwr::DataElement& element = *sample.elements.front();
     const pwr::DataHandle* handle = nullptr;
     if (element.getValue()->toHandle(handle) == 0 && handle != nullptr && handle->getName() == "Released")
@@ -85,10 +82,8 @@ int VyrtaWriter::handleWakelockSampleNonGenericHelper(unsigned long /*metricId*/
                                                       StaticIterator begin, StaticIterator end) {
     const std::string& name = entity->getName();
     VYRTA_DEBUG("Processing wakelock.'%s' TSC: %lu\n", name.c_str(), tsc);
-    if (checkTscMonotonicity(tsc, "WAKELOCK_" + getNameIdKey(name, entity->getId())) != 0) {
-        VYRTA_WARNING("Invalid TSC value.'%s' TSC: %lu\n", name.c_str(), tsc);
-        return 1;
-    }
+    if (checkTscMonotonicity(tsc, "WAKELOCK_" + getNameIdKey(name, entity->getId())) != 0)
+        return VYRTA_FAIL("Invalid TSC value.'%s' TSC: %lu\n", name.c_str(), tsc);
     Wakelock wakelock{name, tsc - duration, tsc, storeId};
     for (StaticIterator it = begin; it != end; ++it)
         if (it->first != nullptr && readWakelockAttribute_i(wakelock, it->first, it->second) != 0) return 1;
@@ -116,15 +111,10 @@ int VyrtaWriter::readWakelockAttribute_i(Wakelock& wakelock, const pwr::Attribut
 int VyrtaWriter::readWakelockPair_i(Wakelock& wakelock, const pwr::Attribute* attribute,
                                     const pwr::Data& value) {
     const pwr::DataHandle* handle = nullptr;
-    if (value.toHandle(handle) != 0) {
-        VYRTA_WARNING("Failed to get wakelock data handle for info attribute. TSC: %lu\n", wakelock.tsc);
-        return 1;
-    }
+    if (value.toHandle(handle) != 0)
+        return VYRTA_FAIL("Failed to get wakelock data handle for info attribute. TSC: %lu\n", wakelock.tsc);
     const auto* const pair = dynamic_cast<const pwr::NameValuePair*>(handle);
-    if (pair == nullptr) {
-        VYRTA_WARNING("Failed to get data for info attribute\n");
-        return 1;
-    }
+    if (pair == nullptr) return VYRTA_FAIL("Failed to get data for info attribute\n");
     const std::string& kind = attribute->getName();
     const std::int64_t number = pair->getValue();
     VYRTA_DEBUG("Wakelock info. Type: %s, name: %s, idType: %s,id: %d. TSC: %lu\n", kind.c_str(),
@@ -133,11 +123,9 @@ int VyrtaWriter::readWakelockPair_i(Wakelock& wakelock, const pwr::Attribute* at
     if (kind == "APK") {
         wakelock.uid = static_cast<std::uint32_t>(number);
         if (writeAPKMetadataNonGeneric(wakelock.tsc, wakelock.uid, pair->getInfoName(), wakelock.storeId) !=
-            0) {
-            VYRTA_WARNING("Unable to write APK metadata sample. '%s' current TSC: %lu\n",
-                          pair->getInfoName().c_str(), wakelock.tsc);
-            return 1;
-        }
+            0)
+            return VYRTA_FAIL("Unable to write APK metadata sample. '%s' current TSC: %lu\n",
+                              pair->getInfoName().c_str(), wakelock.tsc);
     } else if (kind == "User Wakelock Flag") {
         wakelock.flag = static_cast<std::uint16_t>(number);
     } else if (kind == "Wakelock Mask") {
@@ -153,46 +141,34 @@ int VyrtaWriter::readWakelockPair_i(Wakelock& wakelock, const pwr::Attribute* at
 
 int VyrtaWriter::readWakelockThread_i(Wakelock& wakelock, const pwr::Data& value) {
     const pwr::DataHandle* handle = nullptr;
-    if (value.toHandle(handle) != 0) {
-        VYRTA_WARNING("Failed to get wakelock data for thread attribute handle. TSC: %lu\n", wakelock.tsc);
-        return 1;
-    }
+    if (value.toHandle(handle) != 0)
+        return VYRTA_FAIL("Failed to get wakelock data for thread attribute handle. TSC: %lu\n",
+                          wakelock.tsc);
     const auto* const thread = dynamic_cast<const pwr::Thread*>(handle);
-    if (thread == nullptr) {
-        VYRTA_WARNING("Vyrta writer plugin: Unable to retrieve data handle. TSC: %lu\n", wakelock.tsc);
-        return 1;
-    }
+    if (thread == nullptr)
+        return VYRTA_FAIL("Vyrta writer plugin: Unable to retrieve data handle. TSC: %lu\n", wakelock.tsc);
     wakelock.tid = static_cast<std::uint32_t>(thread->getTid());
-    if (handleThreadInfo(thread, true) != 0) {
-        VYRTA_WARNING("Failed to handle thread information. TSC: %lu\n", wakelock.tsc);
-        return 1;
-    }
+    if (handleThreadInfo(thread, true) != 0)
+        return VYRTA_FAIL("Failed to handle thread information. TSC: %lu\n", wakelock.tsc);
     return 0;
 }
 
 int VyrtaWriter::readWakelockProcess_i(Wakelock& wakelock, const pwr::Data& value) {
     const pwr::DataHandle* handle = nullptr;
-    if (value.toHandle(handle) != 0) {
-        VYRTA_WARNING("Failed to get wakelock data handle for process attribute. TSC: %lu\n", wakelock.tsc);
-        return 1;
-    }
+    if (value.toHandle(handle) != 0)
+        return VYRTA_FAIL("Failed to get wakelock data handle for process attribute. TSC: %lu\n",
+                          wakelock.tsc);
     const auto* const process = dynamic_cast<const pwr::Process*>(handle);
-    if (process == nullptr) {
-        VYRTA_WARNING("Vyrta writer plugin: Unable to retrieve data handle. TSC: %lu\n", wakelock.tsc);
-        return 1;
-    }
+    if (process == nullptr)
+        return VYRTA_FAIL("Vyrta writer plugin: Unable to retrieve data handle. TSC: %lu\n", wakelock.tsc);
     wakelock.pid = static_cast<std::uint32_t>(process->getPid());
-    if (handleProcessInfo(process, true) != 0) {
-        VYRTA_WARNING("Failed to handle process information. TSC: %lu\n", wakelock.tsc);
-        return 1;
-    }
-    if (wakelock.lockTsc < process->getStartTime()) {
-        VYRTA_WARNING(
+    if (handleProcessInfo(process, true) != 0)
+        return VYRTA_FAIL("Failed to handle process information. TSC: %lu\n", wakelock.tsc);
+    if (wakelock.lockTsc < process->getStartTime())
+        return VYRTA_FAIL(
             "Invalid wakelock locking process start time for wakelock: '%s'. Process pid: %d. Process start "
             "TSC: %lu > Wakelock lock TSC: %lu!\n",
             wakelock.name.c_str(), process->getPid(), process->getStartTime(), wakelock.lockTsc);
-        return 1;
-    }
     return 0;
 }
 
@@ -202,18 +178,14 @@ int VyrtaWriter::writeKernelWakelock_i(const Wakelock& wakelock) {
         return writeKernelWakelockSampleNonGeneric(tsc, wakelock.name, wakelock.pid, wakelock.tid,
                                                    wakelock.expires, type, wakelock.storeId);
     };
-    if (write(wakelock.lockTsc, wakelock.lockType) != 0) {
-        VYRTA_WARNING("Failed to write lock state for wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
-                      wakelock.lockTsc);
-        return 1;
-    }
+    if (write(wakelock.lockTsc, wakelock.lockType) != 0)
+        return VYRTA_FAIL("Failed to write lock state for wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
+                          wakelock.lockTsc);
     // A lock with a timeout ends by itself.
     if (wakelock.unlockType == WAKE_LOCK_TIMEOUT) return 0;
-    if (write(wakelock.tsc, wakelock.unlockType) != 0) {
-        VYRTA_WARNING("Failed to write unlock state for wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
-                      wakelock.tsc);
-        return 1;
-    }
+    if (write(wakelock.tsc, wakelock.unlockType) != 0)
+        return VYRTA_FAIL("Failed to write unlock state for wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
+                          wakelock.tsc);
     return 0;
 }
 
@@ -223,16 +195,12 @@ int VyrtaWriter::writeUserWakelock_i(const Wakelock& wakelock) {
         return writeUserWakelockSampleNonGeneric(tsc, wakelock.name, wakelock.uid, wakelock.pid, wakelock.tid,
                                                  0, type, wakelock.flag, wakelock.storeId);
     };
-    if (write(wakelock.lockTsc, wakelock.lockType) != 0) {
-        VYRTA_WARNING("Failed to write lock state for user wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
-                      wakelock.lockTsc);
-        return 1;
-    }
-    if (write(wakelock.tsc, wakelock.unlockType) != 0) {
-        VYRTA_WARNING("Failed to write unlock state for user wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
-                      wakelock.tsc);
-        return 1;
-    }
+    if (write(wakelock.lockTsc, wakelock.lockType) != 0)
+        return VYRTA_FAIL("Failed to write lock state for user wakelock '%s' TSC: %lu\n",
+                          wakelock.name.c_str(), wakelock.lockTsc);
+    if (write(wakelock.tsc, wakelock.unlockType) != 0)
+        return VYRTA_FAIL("Failed to write unlock state for user wakelock '%s' TSC: %lu\n",
+                          wakelock.name.c_str(), wakelock.tsc);
     return 0;
 }
 
@@ -254,18 +222,14 @@ int VyrtaWriter::writeAPKMetadataNonGeneric(unsigned long tsc, unsigned int uid,
         VYRTA_DEBUG("APK metadata already written.'%s':'%d'. TSC: %lu\n", name.c_str(), shownUid, tsc);
         return 0;
     }
-    if (!isNew) {
-        VYRTA_WARNING(
+    if (!isNew)
+        return VYRTA_FAIL(
             "APK name conflict! Previously processed APK name '%s' for uid '%d' does not match current APK "
             "name '%s' with same uid. TSC: %lu\n",
             known->second.c_str(), shownUid, name.c_str(), tsc);
-        return 1;
-    }
     VYRTA_DEBUG("Writing APK metadata.'%s':'%d'. TSC: %lu\n", name.c_str(), shownUid, tsc);
-    if (name.size() >= MAXIMUM_WAKELOCK_NAME_SIZE) {
-        VYRTA_WARNING("User wakelock package name too long, TSC: %lu\n", tsc);
-        return 1;
-    }
+    if (name.size() >= MAXIMUM_WAKELOCK_NAME_SIZE)
+        return VYRTA_FAIL("User wakelock package name too long, TSC: %lu\n", tsc);
     char record[22 + MAXIMUM_WAKELOCK_NAME_SIZE];
     const std::size_t size = 22 + name.size() + 1;
     char* out = packing::put(record, HEAD_TIMED);
@@ -298,10 +262,8 @@ int VyrtaWriter::writeKernelWakelockSampleNonGeneric(unsigned long tsc, const st
         "Processing kernel wakelock. name:'%s', type:'%s', expires: '%lu', pid:'%d', tid:'%d'. TSC: %lu\n",
         name.c_str(), wakelockName(WAKELOCK_TYPES, type), expires, static_cast<int>(pid),
         static_cast<int>(tid), tsc);
-    if (name.size() >= MAXIMUM_WAKELOCK_NAME_SIZE) {
-        VYRTA_WARNING("Kernel wakelock name too long, TSC: %lu\n", tsc);
-        return 1;
-    }
+    if (name.size() >= MAXIMUM_WAKELOCK_NAME_SIZE)
+        return VYRTA_FAIL("Kernel wakelock name too long, TSC: %lu\n", tsc);
     char record[35 + MAXIMUM_WAKELOCK_NAME_SIZE];
     const std::size_t size = 35 + name.size() + 1;
     char* out = putWakelockHead(record, tid, pid, tsc, size, TYPE_KERNEL_WAKELOCK, type);
@@ -338,10 +300,8 @@ int VyrtaWriter::writeUserWakelockSampleNonGeneric(unsigned long tsc, const std:
         "%lu\n",
         name.c_str(), wakelockName(WAKELOCK_TYPES, type), wakelockName(WAKELOCK_FLAGS, flag), package(),
         static_cast<int>(uid), static_cast<int>(pid), static_cast<int>(tid), tsc);
-    if (name.size() >= MAXIMUM_WAKELOCK_NAME_SIZE) {
-        VYRTA_WARNING("User wakelock name too long, TSC: %lu\n", tsc);
-        return 1;
-    }
+    if (name.size() >= MAXIMUM_WAKELOCK_NAME_SIZE)
+        return VYRTA_FAIL("User wakelock name too long, TSC: %lu\n", tsc);
     char record[36 + MAXIMUM_WAKELOCK_NAME_SIZE];
     const std::size_t size = 36 + name.size() + 1;
     char* out = putWakelockHead(record, tid, pid, tsc, size, TYPE_USER_WAKELOCK, type);

@@ -56,8 +56,7 @@ int VyrtaWriterImpl::flushStores_i(int& copyError) {
         if (m_valid) {
             if (!openFile_i()) {
                 m_file = nullptr;
-                VYRTA_WARNING("Could not create %s\n", m_fileName.c_str());
-                return 1;
+                return VYRTA_FAIL("Could not create %s\n", m_fileName.c_str());
             }
             errno = 0;
             if (manager.flush(m_file, memory) != 0 && manager.m_valid && copyError == 0)

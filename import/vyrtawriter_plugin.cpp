@@ -63,13 +63,7 @@ std::int32_t VyrtaWriter::fini() {
 }
 
 int VyrtaWriter::closeHeader_i() {
-    if (flushStoredStates() != 0) {
-        VYRTA_WARNING("Failed to flush stored states.\n");
-        return 1;
-    }
-    if (writeMagicRecord() != 0) {
-        VYRTA_WARNING("Failed to write magic record.\n");
-        return 1;
-    }
+    if (flushStoredStates() != 0) return VYRTA_FAIL("Failed to flush stored states.\n");
+    if (writeMagicRecord() != 0) return VYRTA_FAIL("Failed to write magic record.\n");
     return 0;
 }
