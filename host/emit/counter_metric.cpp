@@ -10,6 +10,7 @@ CounterMetric::CounterMetric(const Context& context, CounterSpec spec)
     : m_context(context),
       m_spec(std::move(spec)),
       m_wanted(context.wants(m_spec.chapter.name)),
+      m_descriptors(context.define),
       m_line(context) {}
 
 std::size_t CounterMetric::add(Id entity, const std::string& name, std::vector<std::string> keys,
@@ -20,27 +21,21 @@ std::size_t CounterMetric::add(Id entity, const std::string& name, std::vector<s
 }
 
 void CounterMetric::defineHead_i(Item& item) {
-    Id& descriptor = m_descriptors[item.name];
-    if (descriptor == 0) descriptor = m_context.define.descriptor(item.name);
-    item.head = elementHead(item.entity, descriptor);
+    item.head = elementHead(item.entity, m_descriptors.get(item.name));
 }
 
 void CounterMetric::define() {
     if (!m_wanted) return;
     m_isDefined = true;
     Definitions& define = m_context.define;
-    m_spec.quantity.rate = define.quantity(m_spec.rate);
-    m_spec.quantity.rateFactor = m_spec.rateFactor;
     MetricDefinition metric{.name = m_spec.chapter.name, .group = m_spec.chapter.feature};
     metric.type = MetricType::SampledDelta;
-    metric.quantity = define.quantity(m_spec.quantity);
+    metric.quantity = define.counted(m_spec.quantity, m_spec.rate, m_spec.rateFactor);
     metric.value = define.handle(m_spec.quantity.name);
     metric.entity = define.handle(m_spec.keys.front());
     for (Item& item : m_items) {
         defineHead_i(item);
-        metric.descriptors.emplace_back(item.entity, m_descriptors[item.name]);
-        if (metric.entities.empty() || metric.entities.back() != item.entity)
-            metric.entities.push_back(item.entity);
+        metric.announce(item.entity, m_descriptors.get(item.name));
     }
     m_spec.chapter.metric = define.metric(metric);
 }

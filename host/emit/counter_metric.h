@@ -1,7 +1,6 @@
 // A SAMPLED_DELTA metric: what counters rose by, with average rates and totals in the report.
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -72,7 +71,7 @@ private:
     CounterSpec m_spec;
     const bool m_wanted;
     bool m_isDefined = false;
-    std::map<std::string, Id> m_descriptors;  // by name
+    NamedDescriptors m_descriptors;
     std::vector<Item> m_items;
     MetricLine m_line;
     std::uint64_t m_ticks = 0;  // of this sample

@@ -69,6 +69,12 @@ Id Definitions::quantity(const QuantityDefinition& definition) {
     return m_nextQuantity++;
 }
 
+Id Definitions::counted(QuantityDefinition definition, const QuantityDefinition& rate, double rateFactor) {
+    definition.rate = quantity(rate);
+    definition.rateFactor = rateFactor;
+    return quantity(definition);
+}
+
 Id Definitions::attribute(std::string_view name, AttributeType type, Id quantity) {
     JsonLine line("def", "attribute");
     line.member("id", m_nextHandle).member("name", plainName(name));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -61,6 +62,12 @@ struct MetricDefinition {
     Id entity = 0;
     std::vector<std::pair<Id, Id>> descriptors{};  // entity and descriptor of each value to come
     std::vector<Id> entities{};
+
+    // Announces a value; those of one entity come one after the other.
+    void announce(Id anEntity, Id descriptor) {
+        descriptors.emplace_back(anEntity, descriptor);
+        if (entities.empty() || entities.back() != anEntity) entities.push_back(anEntity);
+    }
 };
 
 // A name without commas, which end a cell in results that quote nothing, and without line ends.
@@ -75,6 +82,9 @@ public:
     // The quantity of times, the first one defined and the same for all.
     Id time();
     Id quantity(const QuantityDefinition& definition);
+    // A quantity that is counted, `rate` being its change per second; `rateFactor` units of that are one of
+    // this per second.
+    Id counted(QuantityDefinition quantity, const QuantityDefinition& rate, double rateFactor);
     Id attribute(std::string_view name, AttributeType type, Id quantity = 0);
     Id entity(std::string_view name, Id parent = 0);
     Id descriptor(std::string_view name, const AttributeTexts& attributes = {});
@@ -96,6 +106,22 @@ private:
     Id m_nextMetric = 1;
     Id m_time = 0;
     std::vector<std::pair<std::string, std::size_t>> m_metrics;
+};
+
+// The descriptors of a metric by their names, each defined at its first use.
+class NamedDescriptors {
+public:
+    explicit NamedDescriptors(Definitions& define) : m_define(define) {}
+
+    Id get(const std::string& name) {
+        Id& descriptor = m_ids[name];
+        if (descriptor == 0) descriptor = m_define.descriptor(name);
+        return descriptor;
+    }
+
+private:
+    Definitions& m_define;
+    std::map<std::string, Id> m_ids;
 };
 
 }  // namespace host::emit

@@ -23,11 +23,9 @@ TopMetric::TopMetric(const Context& context, Spec spec)
 void TopMetric::define(const std::vector<Id>& entities) {
     if (!m_wanted) return;
     Definitions& define = m_context.define;
-    m_spec.quantity.rate = define.quantity(m_spec.rate);
-    m_spec.quantity.rateFactor = m_spec.rateFactor;
     MetricDefinition metric{.name = m_spec.chapter.name, .group = m_spec.chapter.feature};
     metric.type = MetricType::SampledDelta;
-    metric.quantity = define.quantity(m_spec.quantity);
+    metric.quantity = define.counted(m_spec.quantity, m_spec.rate, m_spec.rateFactor);
     metric.value = define.handle(m_spec.quantity.name);
     metric.entity = define.handle(m_spec.of);
     metric.entities = entities;

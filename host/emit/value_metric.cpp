@@ -11,6 +11,7 @@ ValueMetric::ValueMetric(const Context& context, ValueSpec spec)
     : m_context(context),
       m_spec(std::move(spec)),
       m_wanted(context.wants(m_spec.chapter.name)),
+      m_descriptors(context.define),
       m_line(context) {}
 
 std::size_t ValueMetric::add(Id entity, const std::string& name, const std::string& what) {
@@ -20,9 +21,7 @@ std::size_t ValueMetric::add(Id entity, const std::string& name, const std::stri
 }
 
 void ValueMetric::defineHead_i(Item& item) {
-    Id& descriptor = m_descriptors[item.what];
-    if (descriptor == 0) descriptor = m_context.define.descriptor(item.what);
-    item.head = elementHead(item.entity, descriptor);
+    item.head = elementHead(item.entity, m_descriptors.get(item.what));
 }
 
 void ValueMetric::define() {
@@ -36,9 +35,7 @@ void ValueMetric::define() {
     metric.entity = define.handle(m_spec.of);
     for (Item& item : m_items) {
         defineHead_i(item);
-        metric.descriptors.emplace_back(item.entity, m_descriptors[item.what]);
-        if (metric.entities.empty() || metric.entities.back() != item.entity)
-            metric.entities.push_back(item.entity);
+        metric.announce(item.entity, m_descriptors.get(item.what));
     }
     m_spec.chapter.metric = define.metric(metric);
 }

@@ -1,7 +1,6 @@
 // A SAMPLED_VALUE metric: a reading per entity, with minimum, average and maximum in the report.
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -58,7 +57,7 @@ private:
     ValueSpec m_spec;
     const bool m_wanted;
     bool m_isDefined = false;
-    std::map<std::string, Id> m_descriptors;  // by name
+    NamedDescriptors m_descriptors;
     std::vector<Item> m_items;
     MetricLine m_line;
     std::uint64_t m_previous = 0;
