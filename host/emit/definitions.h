@@ -48,6 +48,7 @@ enum class AttributeType : int { Data = 1, Process = 3, Thread = 4 };
 // Attribute values in the stream's own text: attribute and value.
 using AttributeTexts = std::vector<std::pair<Id, std::string>>;
 
+// In the order of stream::METRIC_TYPES.
 enum class MetricType { SampledDelta, SampledResidency, SampledValue, TracedTransition, TracedEvent };
 
 struct MetricDefinition {

@@ -3,10 +3,16 @@
 
 #include "host/base/json_printer.h"
 #include "host/emit/output.h"
+#include "host/stream/vocabulary.h"
 
 namespace host::emit {
 
-// JsonLine("def", "entity").member("id", 1).member("name", "CPU0").writeTo(output);
+// The words of the stream, for all who write it.
+namespace key = stream::key;
+namespace definition = stream::definition;
+namespace message = stream::message;
+
+// JsonLine(key::DEFINITION, definition::ENTITY).member(key::ID, 1).writeTo(output);
 using JsonLine = base::JsonPrinter;
 
 }  // namespace host::emit

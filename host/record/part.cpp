@@ -11,6 +11,9 @@
 
 namespace host::record {
 
+namespace key = emit::key;
+namespace message = emit::message;
+
 namespace {
 
 constexpr std::array<unsigned, 3> VERSION{1, 0, 0};
@@ -138,7 +141,7 @@ void Part::tee(const emit::LineSink& sink, std::uint64_t stop) {
 void Part::flushTee(std::uint64_t ticks) {
     emit::Output output(m_tee);
     writeStop_i(output, ticks);
-    emit::JsonLine("msg", "flush").writeTo(output);
+    emit::JsonLine(key::MESSAGE, message::FLUSH).writeTo(output);
 }
 
 std::uint64_t Part::due() const {
@@ -178,7 +181,7 @@ void Part::restart(std::uint64_t ticks) {
 // With the stop of the collection as it would be now.
 void Part::flush(std::uint64_t ticks) {
     writeStop_i(m_output, ticks);
-    emit::JsonLine("msg", "flush").writeTo(m_output);
+    emit::JsonLine(key::MESSAGE, message::FLUSH).writeTo(m_output);
 }
 
 void Part::finish(std::uint64_t ticks, const std::string& reason) {
@@ -209,32 +212,32 @@ bool Part::deliver(const emit::LineSink& sink) {
 
 void Part::writeSystem_i(emit::Output& output, std::uint64_t stop) {
     const auto& [family, model, stepping] = m_machine.processor;
-    emit::JsonLine line("msg", "system");
-    line.key("cpu").beginList().value(std::min(family, 255U)).value(std::min(model, 255U));
+    emit::JsonLine line(key::MESSAGE, message::SYSTEM);
+    line.key(key::CPU).beginList().value(std::min(family, 255U)).value(std::min(model, 255U));
     line.value(std::min(stepping, 255U)).endList();
     addVersion(line, "product", VERSION);
     addVersion(line, "driver", m_machine.kernel);
-    line.member("platform", m_machine.platform).member("host", m_machine.host);
-    line.member("osName", m_machine.osName).member("osType", m_machine.osType);
-    line.member("osVersion", m_machine.osVersion);
-    line.key("topology").beginList();
+    line.member(key::PLATFORM, m_machine.platform).member(key::HOST, m_machine.host);
+    line.member(key::OS_NAME, m_machine.osName).member(key::OS_TYPE, m_machine.osType);
+    line.member(key::OS_VERSION, m_machine.osVersion);
+    line.key(key::TOPOLOGY).beginList();
     for (const TopologyNode& node : m_machine.topology)
         line.beginList().value(static_cast<int>(node.type)).value(node.id).value(node.parent).endList();
     line.endList();
-    line.member("tscMHz", m_clock.ticksPerUsec()).member("lfmMHz", m_machine.lowMHz);
-    line.member("hfmMHz", m_machine.highMHz).member("cpuMHz", m_machine.cpuMHz);
-    line.member("start", m_start).member("stop", stop).member("time", m_wallStart);
-    line.list("command", m_options.command).member("durationSec", seconds_i(stop - m_start));
-    line.member("startTime", localTime(m_wallStart));
-    line.member("codeName",
+    line.member(key::TSC_MHZ, m_clock.ticksPerUsec()).member(key::LFM_MHZ, m_machine.lowMHz);
+    line.member(key::HFM_MHZ, m_machine.highMHz).member(key::CPU_MHZ, m_machine.cpuMHz);
+    line.member(key::START, m_start).member(key::STOP, stop).member(key::TIME, m_wallStart);
+    line.list(key::COMMAND, m_options.command).member(key::DURATION_SEC, seconds_i(stop - m_start));
+    line.member(key::START_TIME, localTime(m_wallStart));
+    line.member(key::CODE_NAME,
                 m_machine.vendor + " family " + std::to_string(family) + " model " + std::to_string(model));
-    line.member("nativeModel", m_machine.modelName).member("pchNames", m_machine.chipset);
+    line.member(key::NATIVE_MODEL, m_machine.modelName).member(key::PCH_NAMES, m_machine.chipset);
     line.writeTo(output);
 }
 
 void Part::writeStop_i(emit::Output& output, std::uint64_t stop) {
-    emit::JsonLine line("msg", "stop");
-    line.member("tsc", stop).member("durationSec", seconds_i(stop - m_start)).writeTo(output);
+    emit::JsonLine line(key::MESSAGE, message::STOP);
+    line.member(key::TSC, stop).member(key::DURATION_SEC, seconds_i(stop - m_start)).writeTo(output);
 }
 
 void Part::writeHead_i(emit::Report& report) {

@@ -7,13 +7,11 @@
 #include <utility>
 
 #include "host/stream/value_reader.h"
+#include "host/stream/vocabulary.h"
 
 namespace host::stream {
 
 namespace {
-
-const std::string_view METRIC_TYPES[] = {"SAMPLED_DELTA", "SAMPLED_RESIDENCY", "SAMPLED_VALUE",
-                                         "TRACED_VALUE_TRANSITION", "TRACED_EVENT"};
 
 pwr::Metric::MetricType readMetricType(const Token& token, Fault& fault) {
     if (token.m_type != Token::Text)
@@ -50,13 +48,13 @@ pwr::TextNotes readNotes(const Token& token, Fault& fault) {
 void readOutputConfiguration(ObjectReader& object, model::OutputConfiguration& out) {
     Fault& fault = object.fault();
     out.m_features.reset();
-    if (object.find("features") != nullptr)
-        out.m_features = object.value("features", model::OutputConfiguration::Names(),
+    if (object.find(key::FEATURES) != nullptr)
+        out.m_features = object.value(key::FEATURES, model::OutputConfiguration::Names(),
                                       [&](const Token& token) { return readNames(token, fault); });
-    if (object.find("prefixes") != nullptr)
-        out.m_prefixes = object.value("prefixes", model::OutputConfiguration::Names(),
+    if (object.find(key::PREFIXES) != nullptr)
+        out.m_prefixes = object.value(key::PREFIXES, model::OutputConfiguration::Names(),
                                       [&](const Token& token) { return readNames(token, fault); });
-    object.value("metrics", 0, [&](const Token& token) {
+    object.value(key::METRICS, 0, [&](const Token& token) {
         if (token.m_type != Token::Object) {
             setExpected("an object", token, fault);
             return 0;
@@ -81,12 +79,17 @@ void DefinitionReader::read(std::string_view kind, ObjectReader& line) {
         void (DefinitionReader::*m_read)(ObjectReader&);
     };
     static constexpr Kind KINDS[] = {
-        {"quantity", &DefinitionReader::quantity_i}, {"attribute", &DefinitionReader::attribute_i},
-        {"entity", &DefinitionReader::entity_i},     {"descriptor", &DefinitionReader::descriptor_i},
-        {"handle", &DefinitionReader::handle_i},     {"process", &DefinitionReader::process_i},
-        {"thread", &DefinitionReader::thread_i},     {"pair", &DefinitionReader::pair_i},
-        {"metric", &DefinitionReader::metric_i},     {"table", &DefinitionReader::table_i},
-        {"order", &DefinitionReader::order_i},
+        {definition::QUANTITY, &DefinitionReader::quantity_i},
+        {definition::ATTRIBUTE, &DefinitionReader::attribute_i},
+        {definition::ENTITY, &DefinitionReader::entity_i},
+        {definition::DESCRIPTOR, &DefinitionReader::descriptor_i},
+        {definition::HANDLE, &DefinitionReader::handle_i},
+        {definition::PROCESS, &DefinitionReader::process_i},
+        {definition::THREAD, &DefinitionReader::thread_i},
+        {definition::PAIR, &DefinitionReader::pair_i},
+        {definition::METRIC, &DefinitionReader::metric_i},
+        {definition::TABLE, &DefinitionReader::table_i},
+        {definition::ORDER, &DefinitionReader::order_i},
     };
     for (const Kind& known : KINDS)
         if (known.m_name == kind) return (this->*known.m_read)(line);
@@ -98,28 +101,28 @@ void DefinitionReader::setDuplicate_i(unsigned long id) {
 }
 
 unsigned long DefinitionReader::newHandleId_i(ObjectReader& line) {
-    const auto id = line.requireInteger<std::uint64_t>("id", 1, model::Registry::MAX_HANDLE_ID);
+    const auto id = line.requireInteger<std::uint64_t>(key::ID, 1, model::Registry::MAX_HANDLE_ID);
     if (m_registry.findHandle(id) != nullptr) setDuplicate_i(id);
     return id;
 }
 
 model::HandleTexts DefinitionReader::texts_i(ObjectReader& line) {
-    model::HandleTexts texts(line.requireText("name"));
-    texts.m_header = line.text("header", texts.m_name);
-    texts.m_fieldName = line.text("field", texts.m_name);
+    model::HandleTexts texts(line.requireText(key::NAME));
+    texts.m_header = line.text(key::HEADER, texts.m_name);
+    texts.m_fieldName = line.text(key::FIELD, texts.m_name);
     return texts;
 }
 
 const pwr::Quantity* DefinitionReader::quantityAt_i(ObjectReader& line) {
     return line.value<const pwr::Quantity*>(
-        "quantity", nullptr, [this](const Token& token) { return m_references.quantity(token); });
+        key::QUANTITY, nullptr, [this](const Token& token) { return m_references.quantity(token); });
 }
 
 std::vector<std::pair<const pwr::Attribute*, model::Value>> DefinitionReader::attributeValues_i(
     ObjectReader& line) {
     std::vector<std::pair<const pwr::Attribute*, model::Value>> values;
     std::unordered_set<const pwr::Attribute*> seen;
-    line.items("attributes", [&](const Token& item) {
+    line.items(key::ATTRIBUTES, [&](const Token& item) {
         const Token* parts[2];
         if (!splitList(item, 2, parts, m_fault)) return;
         auto& [attribute, value] = values.emplace_back();
@@ -132,21 +135,21 @@ std::vector<std::pair<const pwr::Attribute*, model::Value>> DefinitionReader::at
 }
 
 void DefinitionReader::quantity_i(ObjectReader& line) {
-    const auto id = line.requireInteger<std::uint64_t>("id", 1, model::Registry::MAX_QUANTITY_ID);
+    const auto id = line.requireInteger<std::uint64_t>(key::ID, 1, model::Registry::MAX_QUANTITY_ID);
     if (m_registry.findQuantity(id) != nullptr) setDuplicate_i(id);
     auto quantity = std::make_unique<model::Quantity>(id);
-    quantity->m_kind = static_cast<pwr::QuantityType>(line.requireInteger<std::uint8_t>("kind"));
-    quantity->m_name = line.requireText("name");
-    quantity->m_units = line.text("units");
-    quantity->m_title = line.text("title", quantity->m_name);
-    line.value("rate", 0, [&](const Token& token) {
+    quantity->m_kind = static_cast<pwr::QuantityType>(line.requireInteger<std::uint8_t>(key::KIND));
+    quantity->m_name = line.requireText(key::NAME);
+    quantity->m_units = line.text(key::UNITS);
+    quantity->m_title = line.text(key::TITLE, quantity->m_name);
+    line.value(key::RATE, 0, [&](const Token& token) {
         const Token* parts[2];
         if (!splitList(token, 2, parts, m_fault)) return 0;
         quantity->m_rate = m_references.quantity(*parts[0]);
         if (!m_fault.isSet()) quantity->m_rateFactor = readDouble(*parts[1], m_fault);
         return 0;
     });
-    const bool isTime = line.flag("time", false);
+    const bool isTime = line.flag(key::TIME, false);
     if (isTime && m_registry.hasDefinedTime()) m_fault.set("there is a quantity of time already");
     if (line.finish()) m_registry.add(std::move(quantity), isTime);
 }
@@ -155,19 +158,19 @@ void DefinitionReader::attribute_i(ObjectReader& line) {
     const unsigned long id = newHandleId_i(line);
     const model::HandleTexts texts = texts_i(line);
     const pwr::Quantity* const quantity = quantityAt_i(line);
-    const auto type = static_cast<pwr::AttributeType>(line.requireInteger<std::int32_t>("type"));
+    const auto type = static_cast<pwr::AttributeType>(line.requireInteger<std::int32_t>(key::TYPE));
     if (line.finish()) m_registry.add(std::make_unique<model::Attribute>(id, texts, quantity, type));
 }
 
 void DefinitionReader::entity_i(ObjectReader& line) {
     const unsigned long id = newHandleId_i(line);
     const model::HandleTexts texts = texts_i(line);
-    const std::string qualified = line.text("qualified", texts.m_name);
-    const auto type = line.integer<std::int32_t>("type", model::HANDLE_PLAIN);
+    const std::string qualified = line.text(key::QUALIFIED, texts.m_name);
+    const auto type = line.integer<std::int32_t>(key::TYPE, model::HANDLE_PLAIN);
     const auto* parent = line.value<const pwr::EntityHandle*>(
-        "parent", nullptr, [this](const Token& token) { return m_references.entity(token); });
+        key::PARENT, nullptr, [this](const Token& token) { return m_references.entity(token); });
     const auto values = attributeValues_i(line);
-    const bool isAttribute = line.findAny("quantity") != nullptr;
+    const bool isAttribute = line.findAny(key::QUANTITY) != nullptr;
     const pwr::Quantity* const quantity = quantityAt_i(line);
     if (!line.finish()) return;
 
@@ -192,10 +195,10 @@ void DefinitionReader::descriptor_i(ObjectReader& line) {
 void DefinitionReader::handle_i(ObjectReader& line) {
     const unsigned long id = newHandleId_i(line);
     const model::HandleTexts texts = texts_i(line);
-    const auto type = line.integer<std::int32_t>("type", model::HANDLE_PLAIN);
-    const bool isExpecting = line.find("expected") != nullptr;
+    const auto type = line.integer<std::int32_t>(key::TYPE, model::HANDLE_PLAIN);
+    const bool isExpecting = line.find(key::EXPECTED) != nullptr;
     std::vector<const pwr::Attribute*> attributes;
-    line.items("expected", [&](const Token& item) { attributes.push_back(m_references.attribute(item)); });
+    line.items(key::EXPECTED, [&](const Token& item) { attributes.push_back(m_references.attribute(item)); });
     if (!line.finish()) return;
 
     if (isExpecting) {
@@ -208,43 +211,43 @@ void DefinitionReader::handle_i(ObjectReader& line) {
 
 void DefinitionReader::process_i(ObjectReader& line) {
     const unsigned long id = newHandleId_i(line);
-    const std::string path = line.requireText("path");
-    auto process = std::make_unique<model::Process>(id, line.text("name", path));
+    const std::string path = line.requireText(key::PATH);
+    auto process = std::make_unique<model::Process>(id, line.text(key::NAME, path));
     process->m_path = path;
-    process->m_pid = line.requireInteger<std::int32_t>("pid");
-    process->m_parentPid = line.integer<std::int32_t>("parent", 0);
-    process->m_startTime = line.integer<std::uint64_t>("start", 0);
-    process->m_endTime = line.integer<std::uint64_t>("end", 0);
+    process->m_pid = line.requireInteger<std::int32_t>(key::PID);
+    process->m_parentPid = line.integer<std::int32_t>(key::PARENT, 0);
+    process->m_startTime = line.integer<std::uint64_t>(key::START, 0);
+    process->m_endTime = line.integer<std::uint64_t>(key::END, 0);
     if (line.finish()) m_registry.add(std::move(process));
 }
 
 void DefinitionReader::thread_i(ObjectReader& line) {
     const unsigned long id = newHandleId_i(line);
-    const auto tid = line.requireInteger<std::int32_t>("tid");
-    auto thread = std::make_unique<model::Thread>(id, line.text("name", std::to_string(tid)));
+    const auto tid = line.requireInteger<std::int32_t>(key::TID);
+    auto thread = std::make_unique<model::Thread>(id, line.text(key::NAME, std::to_string(tid)));
     thread->m_tid = tid;
-    thread->m_pid = line.requireInteger<std::int32_t>("pid");
-    thread->m_startTime = line.integer<std::uint64_t>("start", 0);
-    thread->m_endTime = line.integer<std::uint64_t>("end", 0);
+    thread->m_pid = line.requireInteger<std::int32_t>(key::PID);
+    thread->m_startTime = line.integer<std::uint64_t>(key::START, 0);
+    thread->m_endTime = line.integer<std::uint64_t>(key::END, 0);
     if (line.finish()) m_registry.add(std::move(thread));
 }
 
 void DefinitionReader::pair_i(ObjectReader& line) {
     const unsigned long id = newHandleId_i(line);
-    const std::string info = line.requireText("info");
-    auto pair = std::make_unique<model::NameValuePair>(id, line.text("name", info));
+    const std::string info = line.requireText(key::INFO);
+    auto pair = std::make_unique<model::NameValuePair>(id, line.text(key::NAME, info));
     pair->m_infoName = info;
-    pair->m_valueDescription = line.text("desc");
-    pair->m_value = line.integer<std::int64_t>("value", 0);
+    pair->m_valueDescription = line.text(key::DESCRIPTION);
+    pair->m_value = line.integer<std::int64_t>(key::VALUE, 0);
     if (line.finish()) m_registry.add(std::move(pair));
 }
 
 void DefinitionReader::metricTypes_i(ObjectReader& line, model::Metric& metric) {
-    if (const Token* type = line.require("type"); type != nullptr) {
+    if (const Token* type = line.require(key::TYPE); type != nullptr) {
         metric.m_metricType = readMetricType(*type, m_fault);
-        m_fault.in("type");
+        m_fault.in(key::TYPE);
     }
-    metric.m_tableClass = static_cast<pwr::RealTableClass>(line.integer<std::uint8_t>("class", 0));
+    metric.m_tableClass = static_cast<pwr::RealTableClass>(line.integer<std::uint8_t>(key::CLASS, 0));
 }
 
 void DefinitionReader::metricReferences_i(ObjectReader& line, model::Metric& metric) {
@@ -252,35 +255,35 @@ void DefinitionReader::metricReferences_i(ObjectReader& line, model::Metric& met
         return line.value<const pwr::DataHandle*>(
             key, nullptr, [this](const Token& token) { return m_references.handle(token); });
     };
-    metric.m_valueHandle = handleAt("value");
-    metric.m_stateHandle = handleAt("state");
-    metric.m_entityHandle = handleAt("entity");
-    line.items("descriptors", [&](const Token& item) {
+    metric.m_valueHandle = handleAt(key::VALUE);
+    metric.m_stateHandle = handleAt(key::STATE);
+    metric.m_entityHandle = handleAt(key::ENTITY);
+    line.items(key::DESCRIPTORS, [&](const Token& item) {
         const Token* parts[2];
         if (!splitList(item, 2, parts, m_fault)) return;
         const pwr::DataHandle* const handle = m_references.handle(*parts[0]);
         if (m_fault.isSet()) return;
         metric.m_attributeDescriptors.emplace_back(handle, m_references.descriptorOrNull(*parts[1]));
     });
-    line.items("entities",
+    line.items(key::ENTITIES,
                [&](const Token& item) { metric.m_entities.push_back(m_references.entity(item)); });
 }
 
 void DefinitionReader::metric_i(ObjectReader& line) {
     auto metric = std::make_unique<model::Metric>();
-    metric->m_id = line.requireInteger<std::uint32_t>("id", 1);
+    metric->m_id = line.requireInteger<std::uint32_t>(key::ID, 1);
     if (m_registry.findMetric(metric->m_id) != nullptr) setDuplicate_i(metric->m_id);
-    metric->m_name = line.requireText("name");
-    metric->m_groupName = line.text("group");
+    metric->m_name = line.requireText(key::NAME);
+    metric->m_groupName = line.text(key::GROUP);
     metricTypes_i(line, *metric);
     metric->m_quantity = quantityAt_i(line);
-    line.items("legend", [&](const Token& item) {
+    line.items(key::LEGEND, [&](const Token& item) {
         model::Value value;
         readValue(item, m_references, value);
         metric->m_legendValues.push_back(value);
     });
     metricReferences_i(line, *metric);
-    metric->m_hasEntityAttributes = line.flag("attributes", false);
+    metric->m_hasEntityAttributes = line.flag(key::ATTRIBUTES, false);
     if (line.finish()) m_registry.add(std::move(metric));
 }
 
@@ -298,24 +301,24 @@ std::vector<const pwr::DataHandle*> DefinitionReader::columns_i(ObjectReader& li
 
 void DefinitionReader::table_i(ObjectReader& line) {
     model::TableColumns columns;
-    columns.m_container = line.requireInteger<std::uint32_t>("container");
-    columns.m_id = line.requireInteger<std::uint32_t>("id");
+    columns.m_container = line.requireInteger<std::uint32_t>(key::CONTAINER);
+    columns.m_id = line.requireInteger<std::uint32_t>(key::ID);
     if (m_registry.findTable(columns.m_container, columns.m_id) != nullptr)
         m_fault.set("table [" + std::to_string(columns.m_container) + "," + std::to_string(columns.m_id) +
                     "] is defined already");
-    columns.m_class = static_cast<pwr::TableClass>(line.integer<std::int32_t>("class", 0));
-    columns.m_isSummary = line.flag("summary", columns.m_class == pwr::TABLE_CLASS_SUMMARY);
-    columns.m_title = line.requireText("title");
+    columns.m_class = static_cast<pwr::TableClass>(line.integer<std::int32_t>(key::CLASS, 0));
+    columns.m_isSummary = line.flag(key::SUMMARY, columns.m_class == pwr::TABLE_CLASS_SUMMARY);
+    columns.m_title = line.requireText(key::TITLE);
     columns.m_quantity = quantityAt_i(line);
-    columns.m_hasFieldHeaders = line.flag("headers", true);
-    columns.m_shared = columns_i(line, "shared");
-    columns.m_handles = columns_i(line, "handles");
-    line.items("entities", [&](const Token& item) {
+    columns.m_hasFieldHeaders = line.flag(key::HEADERS, true);
+    columns.m_shared = columns_i(line, key::SHARED);
+    columns.m_handles = columns_i(line, key::HANDLES);
+    line.items(key::ENTITIES, [&](const Token& item) {
         if (const auto* entity = m_references.entity(item); entity != nullptr)
             columns.m_entities.insert(entity);
     });
-    if (line.find("notes") != nullptr)
-        columns.m_notes = line.value("notes", pwr::TextNotes(),
+    if (line.find(key::NOTES) != nullptr)
+        columns.m_notes = line.value(key::NOTES, pwr::TextNotes(),
                                      [this](const Token& token) { return readNotes(token, m_fault); });
     columns.index();
     if (columns.m_entities.empty() && !m_fault.isSet())

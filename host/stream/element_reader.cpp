@@ -4,6 +4,7 @@
 
 #include "host/stream/token_reader.h"
 #include "host/stream/value_reader.h"
+#include "host/stream/vocabulary.h"
 
 namespace host::stream {
 
@@ -22,26 +23,26 @@ enum Member : unsigned {
 Member memberOf(std::string_view key) {
     if (key.size() == 1) {
         switch (key[0]) {
-            case 'e':
+            case element::ENTITY:
                 return ENTITY;
-            case 'd':
+            case element::DESCRIPTOR:
                 return DESCRIPTOR;
-            case 'v':
+            case element::VALUE:
                 return VALUE;
             default:
                 return UNKNOWN;
         }
     }
-    if (key == "dur") return DURATION;
-    if (key == "info") return INFO;
-    if (key == "vd") return VYRTA_DESCRIPTOR;
+    if (key == key::DURATION) return DURATION;
+    if (key == key::INFO) return INFO;
+    if (key == key::VYRTA_DESCRIPTOR) return VYRTA_DESCRIPTOR;
     return UNKNOWN;
 }
 
 void readInfo(const Token& token, const References& references, model::Element& element) {
     Fault& fault = references.fault();
     element.m_hasInfo = true;
-    readItems("info", token, fault, [&](const Token& item) {
+    readItems(key::INFO, token, fault, [&](const Token& item) {
         const Token* parts[2];
         if (!splitList(item, 2, parts, fault)) return;
         const auto id = readInteger<unsigned long>(*parts[0], fault);

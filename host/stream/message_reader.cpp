@@ -8,6 +8,7 @@
 #include "host/stream/definition_reader.h"
 #include "host/stream/element_reader.h"
 #include "host/stream/system_reader.h"
+#include "host/stream/vocabulary.h"
 
 namespace host::stream {
 
@@ -41,16 +42,16 @@ void MessageReader::read(std::string_view kind, ObjectReader& line) {
         void (MessageReader::*m_read)(ObjectReader&);
     };
     static constexpr Kind KINDS[] = {
-        {"metric", &MessageReader::metric_i}, {"row", &MessageReader::row_i},
-        {"table", &MessageReader::table_i},   {"container", &MessageReader::container_i},
-        {"text", &MessageReader::text_i},     {"header", &MessageReader::header_i},
-        {"id", &MessageReader::id_i},         {"flush", &MessageReader::flush_i},
-        {"end", &MessageReader::end_i},       {"stop", &MessageReader::stop_i},
-        {"system", &MessageReader::system_i},
+        {message::METRIC, &MessageReader::metric_i}, {message::ROW, &MessageReader::row_i},
+        {message::TABLE, &MessageReader::table_i},   {message::CONTAINER, &MessageReader::container_i},
+        {message::TEXT, &MessageReader::text_i},     {message::HEADER, &MessageReader::header_i},
+        {message::ID, &MessageReader::id_i},         {message::FLUSH, &MessageReader::flush_i},
+        {message::END, &MessageReader::end_i},       {message::STOP, &MessageReader::stop_i},
+        {message::SYSTEM, &MessageReader::system_i},
     };
     for (const Kind& known : KINDS) {
         if (known.m_name != kind) continue;
-        if (!m_isOpen && kind != "system") {
+        if (!m_isOpen && kind != message::SYSTEM) {
             m_fault.set("a message before the system message");
             return;
         }
@@ -64,7 +65,7 @@ void MessageReader::system_i(ObjectReader& line) {
         m_fault.set("a second system message");
         return;
     }
-    const auto id = line.integer<std::uint32_t>("id", 0);
+    const auto id = line.integer<std::uint32_t>(key::ID, 0);
     auto metadata = readSystemMetadata(line);
     if (!line.finish()) return;
 
@@ -79,21 +80,21 @@ void MessageReader::system_i(ObjectReader& line) {
 
 void MessageReader::stop_i(ObjectReader& line) {
     model::SystemMetadata& metadata = *m_registry.m_metadata;
-    const auto stop = line.requireInteger<std::uint64_t>("tsc");
-    const double duration = line.number("durationSec", metadata.m_duration);
+    const auto stop = line.requireInteger<std::uint64_t>(key::TSC);
+    const double duration = line.number(key::DURATION_SEC, metadata.m_duration);
     if (!line.finish()) return;
     metadata.m_collectionStop = stop;
     metadata.m_duration = duration;
 }
 
 void MessageReader::end_i(ObjectReader& line) {
-    const Token* const id = line.require("id");
+    const Token* const id = line.require(key::ID);
     const model::HandleRecord* record = nullptr;
     if (id != nullptr) {
         record = m_references.record(*id);
-        m_fault.in("id");
+        m_fault.in(key::ID);
     }
-    const auto end = line.requireInteger<std::uint64_t>("tsc");
+    const auto end = line.requireInteger<std::uint64_t>(key::TSC);
     if (!line.finish()) return;
     if (auto* process = dynamic_cast<model::Process*>(record->m_handle); process != nullptr) {
         process->m_endTime = end;
@@ -105,8 +106,8 @@ void MessageReader::end_i(ObjectReader& line) {
 }
 
 void MessageReader::texts_i(ObjectReader& line, pwr::TextMessage& message) {
-    const std::string text = line.requireText("text");
-    const auto id = line.integer<std::uint32_t>("id", 0);
+    const std::string text = line.requireText(key::TEXT);
+    const auto id = line.integer<std::uint32_t>(key::ID, 0);
     if (!line.finish()) return;
     message.m_id = id;
     message.setMessage(text);
@@ -155,38 +156,38 @@ void MessageReader::readCells_i(std::string_view key, const Token& list, std::si
 
 void MessageReader::readRow_i(ObjectReader& line, const model::TableColumns& columns, model::Row& row) {
     row.clear();
-    if (const Token* shared = line.find("shared"); shared != nullptr)
-        readCells_i("shared", *shared, columns.m_shared.size(), row.m_shared);
-    const Token* const cells = line.find("cells");
+    if (const Token* shared = line.find(key::SHARED); shared != nullptr)
+        readCells_i(key::SHARED, *shared, columns.m_shared.size(), row.m_shared);
+    const Token* const cells = line.find(key::CELLS);
     if (cells == nullptr) return;
     const std::size_t width = columns.m_handles.size();
     if (columns.m_entities.empty()) {
-        readCells_i("cells", *cells, width, row.m_cells);
+        readCells_i(key::CELLS, *cells, width, row.m_cells);
         return;
     }
-    readItems("cells", *cells, m_fault, [&](const Token& item) {
+    readItems(key::CELLS, *cells, m_fault, [&](const Token& item) {
         if (row.m_ends.size() == columns.m_entities.size())
             m_fault.set("more lists than the " + std::to_string(row.m_ends.size()) + " entities");
         else if (item.m_type != Token::Null)
-            readCells_i("cells", item, width, row.m_cells);
+            readCells_i(key::CELLS, item, width, row.m_cells);
         row.m_ends.push_back(row.m_cells.size());
     });
 }
 
 void MessageReader::table_i(ObjectReader& line) {
     model::Table* table = nullptr;
-    if (const Token* key = line.require("table"); key != nullptr) {
+    if (const Token* key = line.require(key::TABLE); key != nullptr) {
         table = tableAt_i(*key);
-        m_fault.in("table");
+        m_fault.in(key::TABLE);
     }
     if (line.finish()) m_sink.table(table->m_announcement, table->m_columns.m_class);
 }
 
 void MessageReader::row_i(ObjectReader& line) {
     model::Table* table = nullptr;
-    if (const Token* key = line.require("table"); key != nullptr) {
+    if (const Token* key = line.require(key::TABLE); key != nullptr) {
         table = tableAt_i(*key);
-        m_fault.in("table");
+        m_fault.in(key::TABLE);
     }
     if (table != nullptr) readRow_i(line, table->m_columns, m_row);
     if (!line.finish()) return;
@@ -196,20 +197,20 @@ void MessageReader::row_i(ObjectReader& line) {
 
 void MessageReader::container_i(ObjectReader& line) {
     auto message = std::make_unique<pwr::MetricContainerInfoMessage>();
-    message->m_metricContainerId = line.requireInteger<std::uint32_t>("id");
-    message->m_featureName = line.text("feature");
-    message->m_metricName = line.text("metric");
-    message->m_containerHeader = line.text("header");
+    message->m_metricContainerId = line.requireInteger<std::uint32_t>(key::ID);
+    message->m_featureName = line.text(key::FEATURE);
+    message->m_metricName = line.text(key::METRIC);
+    message->m_containerHeader = line.text(key::HEADER);
     message->m_timelineTableType =
-        static_cast<pwr::TimelineTableType>(line.integer<std::uint8_t>("timeline", 0));
+        static_cast<pwr::TimelineTableType>(line.integer<std::uint8_t>(key::TIMELINE, 0));
     std::unique_ptr<pwr::TextNotes> notes;
-    if (line.find("notes") != nullptr)
+    if (line.find(key::NOTES) != nullptr)
         notes = std::make_unique<pwr::TextNotes>(line.value(
-            "notes", pwr::TextNotes(), [this](const Token& token) { return readNotes(token, m_fault); }));
-    model::Table* const table =
-        line.value<model::Table*>("table", nullptr, [this](const Token& token) { return tableAt_i(token); });
+            key::NOTES, pwr::TextNotes(), [this](const Token& token) { return readNotes(token, m_fault); }));
+    model::Table* const table = line.value<model::Table*>(
+        key::TABLE, nullptr, [this](const Token& token) { return tableAt_i(token); });
     std::unique_ptr<model::TableSnapshot> row;
-    if (line.find("shared") != nullptr || line.find("cells") != nullptr) {
+    if (line.find(key::SHARED) != nullptr || line.find(key::CELLS) != nullptr) {
         if (table == nullptr) m_fault.set("cells without a table");
         if (!m_fault.isSet()) {
             row = std::make_unique<model::TableSnapshot>(table->m_columns, pwr::TABLE_ROW);
@@ -228,8 +229,8 @@ void MessageReader::container_i(ObjectReader& line) {
 }
 
 void MessageReader::metric_i(ObjectReader& line) {
-    const auto id = line.requireInteger<std::uint32_t>("metric", 1);
-    const auto timestamp = line.requireInteger<std::uint64_t>("t");
+    const auto id = line.requireInteger<std::uint32_t>(key::METRIC, 1);
+    const auto timestamp = line.requireInteger<std::uint64_t>(key::TICKS);
     if (m_fault.isSet()) return;
     model::Metric* const metric = m_registry.findMetric(id);
     if (metric == nullptr) {
@@ -239,7 +240,7 @@ void MessageReader::metric_i(ObjectReader& line) {
                     std::to_string(m_systemId));
     }
     m_pool.begin(timestamp);
-    line.items("data", [this](const Token& item) { readElement(item, m_references, m_pool.append()); });
+    line.items(key::DATA, [this](const Token& item) { readElement(item, m_references, m_pool.append()); });
     if (line.finish()) {
         metric->m_sample = &m_pool.sample();
         m_sink.metric(*metric);

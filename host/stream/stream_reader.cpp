@@ -1,5 +1,7 @@
 #include "host/stream/stream_reader.h"
 
+#include "host/stream/vocabulary.h"
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -43,8 +45,8 @@ bool StreamReader::lineInPlace(char* text, std::size_t size, std::uint64_t numbe
 
 void StreamReader::read_i(const Token& root) {
     ObjectReader line(root, m_fault);
-    const Token* const definition = line.find("def");
-    const Token* const message = line.find("msg");
+    const Token* const definition = line.find(key::DEFINITION);
+    const Token* const message = line.find(key::MESSAGE);
     if (m_fault.isSet()) return;
     if (definition != nullptr && message != nullptr) return m_fault.set("both \"def\" and \"msg\"");
     if (definition == nullptr && message == nullptr) return m_fault.set("neither \"def\" nor \"msg\"");

@@ -1,5 +1,7 @@
 #include "host/stream/system_reader.h"
 
+#include "host/stream/vocabulary.h"
+
 #include <cstdint>
 
 namespace host::stream {
@@ -27,7 +29,7 @@ void readThree(ObjectReader& line, std::string_view key, A& first, B& second, C&
 void readTopology(ObjectReader& line, model::SystemMetadata& metadata) {
     Fault& fault = line.fault();
     std::int64_t count = 0;
-    line.items("topology", [&](const Token& item) {
+    line.items(key::TOPOLOGY, [&](const Token& item) {
         const Token* parts[3];
         if (!splitList(item, 3, parts, fault)) return;
         const auto type = readInteger<std::int32_t>(*parts[0], fault, pwr::TOP_NODE_NONE, pwr::TOP_NODE_NULL);
@@ -41,44 +43,44 @@ void readTopology(ObjectReader& line, model::SystemMetadata& metadata) {
 }
 
 void readTexts(ObjectReader& line, model::SystemMetadata& metadata) {
-    metadata.m_platformName = line.text("platform");
-    metadata.m_hostName = line.text("host");
-    metadata.m_osName = line.text("osName");
-    metadata.m_osType = line.text("osType");
-    metadata.m_osVersion = line.text("osVersion");
-    metadata.m_startTime = line.text("startTime");
-    metadata.m_codeName = line.text("codeName");
-    metadata.m_nativeModel = line.text("nativeModel");
-    metadata.m_pchNames = line.text("pchNames");
-    line.items("command",
+    metadata.m_platformName = line.text(key::PLATFORM);
+    metadata.m_hostName = line.text(key::HOST);
+    metadata.m_osName = line.text(key::OS_NAME);
+    metadata.m_osType = line.text(key::OS_TYPE);
+    metadata.m_osVersion = line.text(key::OS_VERSION);
+    metadata.m_startTime = line.text(key::START_TIME);
+    metadata.m_codeName = line.text(key::CODE_NAME);
+    metadata.m_nativeModel = line.text(key::NATIVE_MODEL);
+    metadata.m_pchNames = line.text(key::PCH_NAMES);
+    line.items(key::COMMAND,
                [&](const Token& item) { metadata.m_commandLine.emplace_back(readText(item, line.fault())); });
 }
 
 void readTimes(ObjectReader& line, model::SystemMetadata& metadata) {
-    metadata.m_busFrequency = line.shortNumber("busMHz", 0);
-    metadata.m_tscFrequency = line.shortNumber("tscMHz", 0);
-    metadata.m_lfmFrequency = line.shortNumber("lfmMHz", 0);
-    metadata.m_hfmFrequency = line.shortNumber("hfmMHz", 0);
-    metadata.m_cpuFrequency = line.shortNumber("cpuMHz", 0);
-    metadata.m_collectionStart = line.integer<std::uint64_t>("start", 0);
-    metadata.m_collectionStop = line.integer<std::uint64_t>("stop", 0);
-    metadata.m_collectionTime = line.integer<std::uint64_t>("time", 0);
-    metadata.m_duration = line.number("durationSec", 0);
+    metadata.m_busFrequency = line.shortNumber(key::BUS_MHZ, 0);
+    metadata.m_tscFrequency = line.shortNumber(key::TSC_MHZ, 0);
+    metadata.m_lfmFrequency = line.shortNumber(key::LFM_MHZ, 0);
+    metadata.m_hfmFrequency = line.shortNumber(key::HFM_MHZ, 0);
+    metadata.m_cpuFrequency = line.shortNumber(key::CPU_MHZ, 0);
+    metadata.m_collectionStart = line.integer<std::uint64_t>(key::START, 0);
+    metadata.m_collectionStop = line.integer<std::uint64_t>(key::STOP, 0);
+    metadata.m_collectionTime = line.integer<std::uint64_t>(key::TIME, 0);
+    metadata.m_duration = line.number(key::DURATION_SEC, 0);
 }
 
 }  // namespace
 
 std::unique_ptr<model::SystemMetadata> readSystemMetadata(ObjectReader& line) {
     auto metadata = std::make_unique<model::SystemMetadata>();
-    readThree(line, "cpu", metadata->m_cpu.family, metadata->m_cpu.model, metadata->m_cpu.stepping);
+    readThree(line, key::CPU, metadata->m_cpu.family, metadata->m_cpu.model, metadata->m_cpu.stepping);
     pwr::Version& product = metadata->m_productVersion;
-    readThree(line, "product", product.update, product.minor, product.major);
+    readThree(line, key::PRODUCT, product.update, product.minor, product.major);
     pwr::Version& driver = metadata->m_driverVersion;
-    readThree(line, "driver", driver.update, driver.minor, driver.major);
+    readThree(line, key::DRIVER, driver.update, driver.minor, driver.major);
     readTexts(line, *metadata);
     readTopology(line, *metadata);
     readTimes(line, *metadata);
-    metadata->m_platformId = line.integer<std::uint32_t>("platformId", 0);
+    metadata->m_platformId = line.integer<std::uint32_t>(key::PLATFORM_ID, 0);
     return metadata;
 }
 

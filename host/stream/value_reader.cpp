@@ -1,14 +1,16 @@
 #include "host/stream/value_reader.h"
 
-#include <string_view>
+#include <algorithm>
+#include <iterator>
 
 #include "host/stream/token_reader.h"
+#include "host/stream/vocabulary.h"
 
 namespace host::stream {
 
 namespace {
 
-constexpr std::string_view KINDS = "iurhs";
+constexpr char KINDS[] = {value::INT, value::UINT, value::REAL, value::HANDLE, value::STRING};
 
 void readInt(const Token& token, Fault& fault, model::Value& out) {
     if (token.m_type != Token::List) {
@@ -47,13 +49,13 @@ void readRealValue(const Token& token, Fault& fault, model::Value& out) {
 void readKind(char kind, const Token& token, const References& references, model::Value& out) {
     Fault& fault = references.fault();
     switch (kind) {
-        case 'i':
+        case value::INT:
             return readInt(token, fault, out);
-        case 'u':
+        case value::UINT:
             return readUInt(token, fault, out);
-        case 'r':
+        case value::REAL:
             return readRealValue(token, fault, out);
-        case 'h':
+        case value::HANDLE:
             return out.setHandle(references.handleOrNull(token));
         default:
             return out.setString(readText(token, fault));
@@ -77,7 +79,8 @@ void readValue(const Token& token, const References& references, model::Value& o
         fault.set("a value has exactly one key");
         return;
     }
-    if (key->m_size != 1 || KINDS.find(key->m_text[0]) == KINDS.npos) {
+    if (key->m_size != 1 ||
+        std::find(std::begin(KINDS), std::end(KINDS), key->m_text[0]) == std::end(KINDS)) {
         fault.set("unknown kind of value " + quoted(key->text()));
         return;
     }

@@ -12,6 +12,9 @@
 
 namespace host::record {
 
+namespace key = emit::key;
+namespace message = emit::message;
+
 namespace {
 
 constexpr const char* NOTE =
@@ -118,7 +121,10 @@ private:
     }
 
     void endProcess_i(emit::Id process, std::uint64_t ticks) {
-        emit::JsonLine("msg", "end").member("id", process).member("tsc", ticks).writeTo(m_context.output);
+        emit::JsonLine(key::MESSAGE, message::END)
+            .member(key::ID, process)
+            .member(key::TSC, ticks)
+            .writeTo(m_context.output);
     }
 
     Program& program_i(const ProcessInfo& info) {
