@@ -3,6 +3,7 @@
 #include "plugins/plugin_list.h"
 #include "plugins/writer_plugin.h"
 #include "plugins/writer_plugin_capability.h"
+#include "pwr/bin/records.h"
 #include "pwr/pwr.h"
 
 WRITER_LIBRARY_EXPORT void probe(
@@ -17,4 +18,6 @@ WRITER_LIBRARY_EXPORT void probe(
     pwr::NameValuePair*, pwr::QuantityType, pwr::Quantity*, pwr::TopNodeType, pwr::TNode*, pwr::TopTree*,
     pwr::Version*, pwr::CpuIdentification*, pwr::SystemMetadata*, pwr::TableClass, pwr::TableMessageType,
     pwr::EntityOrder*, pwr::TableMessage*, pwr::UniqueId*, pwr::Tokenizer*, pwr::Formatter*,
-    pwr::RealFormatter*, pwr::PWSet<int>*) {}
+    pwr::RealFormatter*, pwr::PWSet<int>*, pwr::bin::MsgType, pwr::bin::StringStoreField,
+    pwr::bin::SystemMetaField, pwr::bin::DescriptorMetaField, pwr::bin::MetricMetaField,
+    pwr::bin::MetricDataField) {}
