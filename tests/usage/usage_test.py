@@ -61,7 +61,7 @@ def compare_options():
 def check_version():
     lines = run(PWRHOST, "--version").splitlines()
     libraries = [line.split(" ", 1)[1] for line in lines if line.startswith("library ")]
-    if not re.fullmatch(r"pwrhost \d+\.\d+\.\d+", lines[0]) or not re.fullmatch(r"build \S+-\S+ \S* \S+", lines[-1]):
+    if not re.fullmatch(r"pwrhost \d+\.\d+\.\d+", lines[0]) or not re.fullmatch(r"build \S+-\S+ \S+ \S+", lines[-1]):
         errors.append(f"--version: {lines}")
     if len(libraries) != 2 or not all(os.path.isfile(path) for path in libraries):
         errors.append(f"--version: libraries {libraries}")
