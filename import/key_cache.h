@@ -5,6 +5,8 @@
 
 #include "plugins/flat_map.h"
 
+namespace vyrta {
+
 // A hash table from handles (by address) or ids to what has been worked out for them, in front of the
 // writer's ordered maps. Values are made on first access and stay where they are. It is never iterated, so
 // that nothing depends on addresses.
@@ -35,3 +37,5 @@ private:
     FlatMap<std::uint64_t, Value*> m_places;
     std::deque<Value> m_values;
 };
+
+}  // namespace vyrta

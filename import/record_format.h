@@ -46,6 +46,11 @@ inline constexpr std::uint32_t TAG_METRIC_METADATA = 0x00080048;
 inline constexpr std::uint16_t VERSION_TRUNCATED_REALS = 1;
 inline constexpr std::uint16_t VERSION_REAL_BITS = 2;
 
+// The version that a writer of truncated reals, or of whole ones, gives to its records.
+inline constexpr std::uint16_t formatVersion(bool isLegacy) {
+    return isLegacy ? VERSION_TRUNCATED_REALS : VERSION_REAL_BITS;
+}
+
 // Samples.
 inline constexpr std::size_t SAMPLE_HEAD_SIZE = 4 + 8 + 2 + 4 + 2 + 2;
 inline constexpr std::size_t ATTRIBUTE_SIZE = 4 + 8;

@@ -3,16 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "import/entity_data_element.h"
+#include "import/attribute_list.h"
 #include "import/key_cache.h"
 #include "pwr/metric.h"
 
-// A run of attributes that a sample repeats each time: type and value.
-using AttributeRun = std::vector<std::pair<std::uint32_t, std::uint64_t>>;
+namespace vyrta {
 
 // The attributes that a handle contributes, once all ids in them are defined.
 struct KnownAttributes {
@@ -75,19 +74,18 @@ struct MetricCache {
     }
 };
 
-// Ends the chain of a group's elements.
-inline constexpr std::uint32_t LAST_ELEMENT = 0xFFFFFFFF;
+// The metrics of a run.
+class MetricCaches {
+public:
+    // `names` are the metrics' names by id, the caller's.
+    explicit MetricCaches(std::map<std::uint64_t, std::string>& names) : m_names(names) {}
 
-// An element of the current message, and the place of the next one of its entity.
-struct GroupedElement {
-    EntityDataElement kept;
-    std::uint32_t next;
+    // What is remembered of a metric: nothing if it is new, or no longer what it was.
+    MetricCache& find(const pwr::Metric& metric);
+
+private:
+    std::map<std::uint64_t, std::string>& m_names;
+    KeyCache<MetricCache> m_caches;  // by metric
 };
 
-// The elements of one entity in a message, as a chain in order of arrival.
-struct EntityGroup {
-    const pwr::EntityHandle* entity;
-    EntityCache* cache;
-    std::uint32_t first;
-    std::uint32_t last;
-};
+}  // namespace vyrta

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "plugins/memory_block.h"
+#include "pwr/system_metadata.h"
 
 // A logical thread as the hardware configuration record has it: 0, package id, core id, thread index on the
 // core.
@@ -33,3 +34,6 @@ struct VyrtaCollectionInfo {
     std::uint64_t startTime = 0;        // the host's clock value of the start, divided by 100
     std::uint64_t cpuFrequencyMhz = 0;  // MHz, truncated
 };
+
+// Takes what the system message tells.
+void readCollectionInfo(const pwr::SystemMetadata& metadata, VyrtaCollectionInfo& info);

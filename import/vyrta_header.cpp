@@ -1,12 +1,10 @@
 // The records that open the file, from the system message.
 #include <cstring>
 #include <limits>
-#include <new>
 
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
 #include "plugins/memory_guard.h"
-#include "plugins/numbers.h"
 #include "plugins/packing.h"
 #include "pwr/messages.h"
 #include "pwr/system_metadata.h"
@@ -16,32 +14,10 @@ using namespace vyrta;
 
 namespace {
 
-std::map<std::pair<int, int>, int> coreThreadCount;
-
 const char COLLECTION_NAME[] = "power";
 
 bool isInArchitecture32(const std::string& osType) {
     return osType == "i386" || osType == "i686";
-}
-
-std::uint32_t osCodeOf(const std::string& osName, const std::string& osType) {
-    const bool isWindow = osName.find("Window") != std::string::npos;
-    if (osType == "ia64") return isWindow ? 1 : 4;
-    if (osType == "x86_64") return isWindow ? 2 : 5;
-    if (osType.size() == 4 && osType[0] == 'i' && osType.compare(2, 2, "86") == 0) return isWindow ? 0 : 3;
-    return 6;
-}
-
-std::array<std::uint16_t, 4> osVersionOf(const std::string& text) {
-    std::array<std::uint16_t, 4> version{};
-    const std::vector<std::string> tokens = pwr::Tokenizer(text, ".").get_all_tokens();
-    for (std::size_t i = 0; i < version.size() && i < tokens.size(); ++i)
-        version[i] = static_cast<std::uint16_t>(std::strtoul(tokens[i].c_str(), nullptr, 0));
-    return version;
-}
-
-std::uint32_t hertz(float megahertz) {
-    return truncateSaturated<std::uint32_t>(megahertz * 1000000.0F);
 }
 
 // The length up to the first NUL.
@@ -74,79 +50,31 @@ bool completeLength(std::vector<char>& record, const char* end) {
     return true;
 }
 
-}  // namespace
-
-int getCoreThreadCount(int package, int core) {
-    const auto [entry, isNew] = coreThreadCount.try_emplace({package, core}, 0);
-    if (!isNew) ++entry->second;
-    return entry->second;
-}
-
-void VyrtaWriter::readThreads_i(const pwr::SystemMetadata& metadata) {
-    std::vector<const pwr::TNode*> nodes;
-    metadata.m_topology.getAllThreads(nodes);
-    m_info->threadCount = static_cast<std::uint32_t>(nodes.size());
-    m_info->threads.reset(
-        static_cast<VyrtaThreadEntry*>(std::calloc(nodes.size(), sizeof(VyrtaThreadEntry))));
-    if (m_info->threads == nullptr) return;
-    for (std::size_t i = 0; i < nodes.size(); ++i) {
-        const pwr::TNode* const core = nodes[i]->m_parent;
-        const pwr::TNode* package = core != nullptr ? core->m_parent : nullptr;
-        if (package != nullptr && package->m_type == pwr::TOP_NODE_MODULE) package = package->m_parent;
-        VyrtaThreadEntry& entry = m_info->threads[static_cast<std::uint16_t>(i)];
-        entry[1] = static_cast<std::uint8_t>(package != nullptr ? package->m_id : 0);
-        entry[2] = static_cast<std::uint8_t>(core != nullptr ? core->m_id : 0);
-        entry[3] = static_cast<std::uint8_t>(getCoreThreadCount(entry[1], entry[2]));
-    }
-}
-
-void VyrtaWriter::readCollectionInfo_i(const pwr::SystemMetadata& metadata) {
-    readThreads_i(metadata);
-    VyrtaCollectionInfo& info = *m_info;
-    info.versionMajor = metadata.m_productVersion.major;
-    info.versionMinor = metadata.m_productVersion.minor;
-    info.versionUpdate = metadata.m_productVersion.update;
-    info.platformName = metadata.m_platformName;
-    info.hostName = metadata.m_hostName;
-    info.osName = metadata.m_osName;
-    info.osType = metadata.m_osType;
-    info.osCode = osCodeOf(info.osName, info.osType);
-    info.osVersion = osVersionOf(metadata.m_osVersion);
-    info.tscFrequency = hertz(metadata.m_tscFrequency);
-    info.cpuFrequency = hertz(metadata.m_cpuFrequency);
-    info.cpuFrequencyMhz = truncateSaturated<std::uint64_t>(metadata.m_cpuFrequency);
-    info.cpuId = {metadata.m_cpu.family, metadata.m_cpu.model, metadata.m_cpu.stepping};
-    info.startTsc = metadata.m_collectionStart;
-    info.stopTsc = metadata.m_collectionStop;
-    info.startTime = metadata.m_collectionTime / 100;
-}
-
-std::int32_t VyrtaWriter::writeMessage(const pwr::SystemMessage& message) {
-    m_systemStoreId = message.m_id;
-    const auto writeHeader = [&] {
-        m_info = std::make_unique<VyrtaCollectionInfo>();
-        readCollectionInfo_i(*message.m_metadata);
-        return writeHeader_i();
-    };
-    if (guardMemory(VYRTA_OPTION_NAME, 1, writeHeader) == 0) return 0;
-    // No header, no result.
-    m_impl->m_valid = false;
-    return 1;
-}
-
-int VyrtaWriter::writeHeader_i() {
-    if (writeMagicRecord() != 0) return VYRTA_FAIL("Failed to write magic record.\n");
-    if (writeColInfoRecord() != 0) return VYRTA_FAIL("Failed to write collection info record.\n");
-    if (writeSysInfoRecord() != 0) return VYRTA_FAIL("Failed to write system info record.\n");
-    if (writeHardCfgRecord() != 0 || writeHeadMarkerRecord() != 0 || writePowerThreshold() != 0)
+int writeHeader(VyrtaWriter& writer) {
+    if (writer.writeMagicRecord() != 0) return VYRTA_FAIL("Failed to write magic record.\n");
+    if (writer.writeColInfoRecord() != 0) return VYRTA_FAIL("Failed to write collection info record.\n");
+    if (writer.writeSysInfoRecord() != 0) return VYRTA_FAIL("Failed to write system info record.\n");
+    if (writer.writeHardCfgRecord() != 0 || writer.writeHeadMarkerRecord() != 0 ||
+        writer.writePowerThreshold() != 0)
         return VYRTA_FAIL("Failed to write hardware configuration record.\n");
-    if (writeMetricTypeMetadata() != 0)
+    if (writer.writeMetricTypeMetadata() != 0)
         return VYRTA_FAIL("Failed to write metric class type metadata records.\n");
     return 0;
 }
 
-int VyrtaWriter::writeHeaderRecord_i(const std::vector<char>& record) {
-    return writeRecord(m_systemStoreId, record.data(), static_cast<unsigned int>(record.size()));
+}  // namespace
+
+std::int32_t VyrtaWriter::writeMessage(const pwr::SystemMessage& message) {
+    m_systemStoreId = message.m_id;
+    const auto begin = [&] {
+        m_info = std::make_unique<VyrtaCollectionInfo>();
+        readCollectionInfo(*message.m_metadata, *m_info);
+        return writeHeader(*this);
+    };
+    if (guardMemory(VYRTA_OPTION_NAME, 1, begin) == 0) return 0;
+    // No header, no result.
+    m_impl->m_valid = false;
+    return 1;
 }
 
 // Collection info, 29 bytes and the name:
@@ -177,7 +105,7 @@ int VyrtaWriter::writeColInfoRecord() {
     out = packing::put(out, static_cast<std::uint8_t>(nameLength));
     out = packing::putBytes(out, COLLECTION_NAME, nameLength);
     if (!completeLength(record, out)) return VYRTA_FAIL("Collection info record size mismatch.\n");
-    return writeHeaderRecord_i(record);
+    return writeRecord(m_systemStoreId, record.data(), static_cast<unsigned int>(record.size()));
 }
 
 // System info, 34 bytes and the names:
@@ -207,7 +135,7 @@ int VyrtaWriter::writeSysInfoRecord() {
     out = putCounted(out, m_info->osName);
     out = putCounted(out, std::string());
     if (!completeLength(record, out)) return VYRTA_FAIL("System info record size mismatch.\n");
-    return writeHeaderRecord_i(record);
+    return writeRecord(m_systemStoreId, record.data(), static_cast<unsigned int>(record.size()));
 }
 
 // Hardware configuration, 44 bytes and 4 for each thread:
@@ -252,7 +180,7 @@ int VyrtaWriter::writeHardCfgRecord() {
     out = packing::put(out, m_info->threadCount);
     if (m_info->threads != nullptr) out = packing::putBytes(out, m_info->threads.get(), threadsSize);
     if (!completeLength(record, out)) return VYRTA_FAIL("Hardware configuration record size mismatch.\n");
-    return writeHeaderRecord_i(record);
+    return writeRecord(m_systemStoreId, record.data(), static_cast<unsigned int>(record.size()));
 }
 
 // Head marker:

@@ -12,6 +12,13 @@ const std::string& entityName(const pwr::EntityHandle& entity) {
     return entity.getName().empty() ? s_none : entity.getName();
 }
 
+bool isDefined(const VyrtaWriter& writer, const pwr::EntityHandle& entity) {
+    const std::string& name = entityName(entity);
+    if (writer.m_entities.count(VyrtaWriter::getNameIdKey(name, entity.getId())) == 0) return false;
+    VYRTA_DEBUG("Entity '%s' topology already processed. Skipping...\n", name.c_str());
+    return true;
+}
+
 }  // namespace
 
 int VyrtaWriter::writeEntityMetadata(const std::string& name, const std::string& shortName, unsigned long id,
@@ -39,7 +46,7 @@ int VyrtaWriter::writeEntityMetadata(const std::string& name, const std::string&
 
 int VyrtaWriter::writeEntityMetadataTopology(const pwr::EntityHandle* entity) {
     std::vector<const pwr::EntityHandle*> undefined;  // the entity and its ancestors
-    for (; entity != nullptr && !isDefined_i(*entity); entity = entity->getParent())
+    for (; entity != nullptr && !isDefined(*this, *entity); entity = entity->getParent())
         undefined.push_back(entity);
 
     long parentId = entity != nullptr ? static_cast<long>(entity->getId()) : -1;
@@ -56,13 +63,6 @@ int VyrtaWriter::writeEntityMetadataTopology(const pwr::EntityHandle* entity) {
         parentId = static_cast<long>(id);
     }
     return status;
-}
-
-bool VyrtaWriter::isDefined_i(const pwr::EntityHandle& entity) const {
-    const std::string& name = entityName(entity);
-    if (m_entities.count(getNameIdKey(name, entity.getId())) == 0) return false;
-    VYRTA_DEBUG("Entity '%s' topology already processed. Skipping...\n", name.c_str());
-    return true;
 }
 
 int VyrtaWriter::writeStateMetadata(const std::string& name, const std::string& displayName,
@@ -87,7 +87,7 @@ int VyrtaWriter::writeStateColorMetadata(const std::string& name) {
     const long typeId = getInfoTypeMetadataId("color");
     if (typeId == -1) return 1;
     const auto [color, secondColor] = getColor(name);
-    const unsigned long id = drawId_i("info_type_info");
+    const unsigned long id = vyrta::drawId("info_type_info");
     if (writeInfoMetadataHelper("color", static_cast<unsigned long>(typeId), color + "|" + secondColor, name,
                                 "color_id", static_cast<long>(id), id, -1) != 0)
         return 1;

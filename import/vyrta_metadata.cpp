@@ -41,20 +41,58 @@ std::string idText(long id) {
     return pwr::to_string<long>(id);
 }
 
+int writeGroup(VyrtaWriter& writer, const char* kind, const std::string& longName,
+               const std::string& shortName, unsigned long metricId, unsigned long id, long parentId) {
+    const long typeId = writer.getInfoTypeMetadataId(kind);
+    if (typeId == -1) return 1;
+    return writer.writeInfoMetadataHelper(kind, static_cast<unsigned long>(typeId), longName, shortName,
+                                          std::string(kind) + "_id", static_cast<long>(metricId), id,
+                                          parentId);
+}
+
+// Writes a group that several metrics share, for the first of them. A failed group keeps its id, so that it
+// is not written again.
+int writeSharedGroup(VyrtaWriter& writer, const char* kind, const std::string& longName,
+                     const std::string& shortName, unsigned long metricId, std::uint64_t& id, long parentId) {
+    if (id != VyrtaWriter::UNWRITTEN_GROUP) return 0;
+    id = drawId(INFO_TYPE_INFO);
+    return writeGroup(writer, kind, longName, shortName, metricId, id, parentId);
+}
+
+// Defines a quantity behind its rate quantity, if that could be defined.
+int defineQuantity(VyrtaWriter& writer, const pwr::Quantity& quantity, double multiplier, long rateId,
+                   bool hasRate) {
+    const unsigned int type = VyrtaWriter::getVyrtaQuantityType(quantity.toQuantity());
+    const unsigned long id = quantity.getId();
+    const std::string& name = quantity.toQuantityString();
+    const std::string& hostUnits = quantity.toUnitsString();
+    const std::string units = hostUnits == "%" ? "percent" : hostUnits;
+    if (!hasRate)
+        return VYRTA_FAIL(
+            "Failed to handle rate quantity metadata for quantity name:'%s' units:'%s' type:'%d' uid:'%lu' "
+            "rate uid:'%s' multiplier:'%f'.\n",
+            name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
+    if (writer.writeQuantityMetadata(name, name, units, type, id, rateId, multiplier) != 0)
+        return VYRTA_FAIL(
+            "Failed to write quantity metadata name:'%s' units:'%s' type:'%d' uid:'%lu' rate uid:'%s' "
+            "multiplier:'%f'.\n",
+            name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
+    VYRTA_DEBUG(
+        "Wrote quantity metadata name:'%s' units:'%s' type:'%d' uid:'%lu' rate uid:'%s' multiplier:'%f'.\n",
+        name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
+    return 0;
+}
+
 }  // namespace
 
 std::string VyrtaWriter::getNameIdKey(const std::string& name, unsigned long id) {
     return name + "_" + std::to_string(id);
 }
 
-unsigned long VyrtaWriter::drawId_i(const char* name) {
-    return pwr::Attribute::create(name, nullptr, pwr::ATTRIBUTE_NAME_VALUE)->getId();
-}
-
 unsigned long VyrtaWriter::getUniqueId(const std::string& name) {
     const auto found = m_names.find(name);
     if (found != m_names.end()) return found->second;
-    return m_names[name] = drawId_i("name_id");
+    return m_names[name] = drawId("name_id");
 }
 
 unsigned int VyrtaWriter::getVyrtaQuantityType(pwr::QuantityType type) {
@@ -67,7 +105,7 @@ long VyrtaWriter::getInfoTypeMetadataId(const std::string& name) {
     const auto found = m_infoTypes.find(name);
     if (found != m_infoTypes.end()) return static_cast<long>(found->second);
     const long typeId = s_nextInfoTypeId++;
-    const unsigned long id = drawId_i(INFO_TYPE_INFO);
+    const unsigned long id = drawId(INFO_TYPE_INFO);
     if (writeInfoMetadataHelper("info_type", 0, name, name, "info_type_id", typeId, id, -1) != 0) {
         VYRTA_WARNING("Failed to write info type metadata for '%s'.\n", name.c_str());
         return -1;
@@ -109,9 +147,8 @@ int VyrtaWriter::writeInfoMetadataHelper(const std::string& name, unsigned long 
     VYRTA_DEBUG("Processing info metadata for '%s'.\n", longName.c_str());
 
     if (names.size() + 1 > MAXIMUM_NAMES_SIZE) {
-        VYRTA_WARNING("Info names string too long\n");
         m_isTextTooLong = true;
-        return 1;
+        return VYRTA_FAIL("Info names string too long\n");
     }
     char record[METADATA_HEAD_SIZE + MAXIMUM_NAMES_SIZE];
     const std::size_t size = METADATA_HEAD_SIZE + names.size() + 1;
@@ -119,7 +156,7 @@ int VyrtaWriter::writeInfoMetadataHelper(const std::string& name, unsigned long 
     out = packing::put<std::uint64_t>(out, 0);
     out = packing::put(out, static_cast<std::uint16_t>(size - TIMED_LENGTH_AT));
     out = packing::put(out, TAG_INFO_METADATA);
-    out = packing::put(out, formatVersion_i());
+    out = packing::put(out, formatVersion(m_legacyFormat));
     out = packing::put(out, static_cast<std::uint32_t>(infoTypeId));
     out = packing::put(out, static_cast<std::uint32_t>(value));
     out = packing::put(out, static_cast<std::uint32_t>(parentId));
@@ -151,7 +188,7 @@ int VyrtaWriter::writeMetricTypeMetadata() {
     int failed = 0;
     const char* idName = "metric_type_info";
     for (const auto& row : rows) {
-        const unsigned long id = drawId_i(idName);
+        const unsigned long id = drawId(idName);
         idName = "info";
         failed |= writeInfoMetadataHelper("metric_type", static_cast<unsigned long>(typeId), row.longName,
                                           row.shortName, "metric_type_id", row.metricClass, id, -1);
@@ -161,29 +198,11 @@ int VyrtaWriter::writeMetricTypeMetadata() {
     return failed;
 }
 
-int VyrtaWriter::writeGroup_i(const char* kind, const std::string& longName, const std::string& shortName,
-                              unsigned long metricId, unsigned long id, long parentId) {
-    const long typeId = getInfoTypeMetadataId(kind);
-    if (typeId == -1) return 1;
-    return writeInfoMetadataHelper(kind, static_cast<unsigned long>(typeId), longName, shortName,
-                                   std::string(kind) + "_id", static_cast<long>(metricId), id, parentId);
-}
-
-// Writes a group that several metrics share, for the first of them. A failed group keeps its id, so that it
-// is not written again.
-int VyrtaWriter::writeSharedGroup_i(const char* kind, const std::string& longName,
-                                    const std::string& shortName, unsigned long metricId, std::uint64_t& id,
-                                    long parentId) {
-    if (id != UNWRITTEN_GROUP) return 0;
-    id = drawId_i(INFO_TYPE_INFO);
-    return writeGroup_i(kind, longName, shortName, metricId, id, parentId);
-}
-
 int VyrtaWriter::writeTabGroupMetadata(const std::string& name, const std::string& displayName,
                                        unsigned long metricId, unsigned long& tabGroupId) {
     if (getInfoTypeMetadataId("tab_group") == -1) return 1;
     const auto share = [&](const char* title, std::uint64_t& id) {
-        if (writeSharedGroup_i("tab_group", title, title, metricId, id, -1) != 0) return 1;
+        if (writeSharedGroup(*this, "tab_group", title, title, metricId, id, -1) != 0) return 1;
         tabGroupId = m_tabGroups[metricId] = id;
         return 0;
     };
@@ -191,8 +210,8 @@ int VyrtaWriter::writeTabGroupMetadata(const std::string& name, const std::strin
     if (isOnTemperatureTab(name)) return share("Temperature Metrics", m_temperatureTabGroupId);
     if (isOnPowerTab(name)) return share("Power Metrics", m_powerTabGroupId);
 
-    const unsigned long id = drawId_i(INFO_TYPE_INFO);
-    if (writeGroup_i("tab_group", name, displayName, metricId, id, -1) != 0) return 1;
+    const unsigned long id = drawId(INFO_TYPE_INFO);
+    if (writeGroup(*this, "tab_group", name, displayName, metricId, id, -1) != 0) return 1;
     tabGroupId = m_tabGroups[metricId] = id;
     return 0;
 }
@@ -203,12 +222,13 @@ int VyrtaWriter::writeTimelineGroupMetadata(const std::string& name, const std::
     const long parentId = static_cast<long>(tabGroupId);
     if (isOnCstateTimeline(name)) {
         std::uint64_t& id = m_cstateTimelineGroupId;
-        if (writeSharedGroup_i("timeline_group", name, displayName, metricId, id, parentId) != 0) return 1;
+        if (writeSharedGroup(*this, "timeline_group", name, displayName, metricId, id, parentId) != 0)
+            return 1;
         m_timelineGroups[metricId] = id;
         return 0;
     }
-    const unsigned long id = drawId_i(INFO_TYPE_INFO);
-    if (writeGroup_i("timeline_group", name, displayName, metricId, id, parentId) != 0) return 1;
+    const unsigned long id = drawId(INFO_TYPE_INFO);
+    if (writeGroup(*this, "timeline_group", name, displayName, metricId, id, parentId) != 0) return 1;
     m_timelineGroups[metricId] = id;
     return 0;
 }
@@ -229,34 +249,10 @@ int VyrtaWriter::handleQuantityMetadata(const pwr::Quantity* quantity, long& id)
     id = -1;
     int status = 0;
     for (auto next = chain.rbegin(); next != chain.rend(); ++next) {
-        status = defineQuantity_i(*next->first, next->second, id, status == 0);
+        status = defineQuantity(*this, *next->first, next->second, id, status == 0);
         id = static_cast<long>(next->first->getId());
     }
     return status;
-}
-
-// Defines a quantity behind its rate quantity, if that could be defined.
-int VyrtaWriter::defineQuantity_i(const pwr::Quantity& quantity, double multiplier, long rateId,
-                                  bool hasRate) {
-    const unsigned int type = getVyrtaQuantityType(quantity.toQuantity());
-    const unsigned long id = quantity.getId();
-    const std::string& name = quantity.toQuantityString();
-    const std::string& hostUnits = quantity.toUnitsString();
-    const std::string units = hostUnits == "%" ? "percent" : hostUnits;
-    if (!hasRate)
-        return VYRTA_FAIL(
-            "Failed to handle rate quantity metadata for quantity name:'%s' units:'%s' type:'%d' uid:'%lu' "
-            "rate uid:'%s' multiplier:'%f'.\n",
-            name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
-    if (writeQuantityMetadata(name, name, units, type, id, rateId, multiplier) != 0)
-        return VYRTA_FAIL(
-            "Failed to write quantity metadata name:'%s' units:'%s' type:'%d' uid:'%lu' rate uid:'%s' "
-            "multiplier:'%f'.\n",
-            name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
-    VYRTA_DEBUG(
-        "Wrote quantity metadata name:'%s' units:'%s' type:'%d' uid:'%lu' rate uid:'%s' multiplier:'%f'.\n",
-        name.c_str(), units.c_str(), type, id, idText(rateId).c_str(), multiplier);
-    return 0;
 }
 
 int VyrtaWriter::writeQuantityMetadata(const std::string& name, const std::string& displayName,
@@ -345,9 +341,8 @@ int VyrtaWriter::writeMetricMetadata(const std::string& name, const std::string&
                                      unsigned long tabKey, unsigned long timelineKey) {
     const std::string names = name + displayName;
     if (names.size() + 1 > MAXIMUM_NAMES_SIZE) {
-        VYRTA_WARNING("Metric name too long.\n");
         m_isTextTooLong = true;
-        return 1;
+        return VYRTA_FAIL("Metric name too long.\n");
     }
     std::uint64_t quantity = NO_ID;
     if (quantityId != -1) {
@@ -373,7 +368,7 @@ int VyrtaWriter::writeMetricMetadata(const std::string& name, const std::string&
     out = packing::put<std::uint64_t>(out, 0);
     out = packing::put(out, static_cast<std::uint16_t>(size - TIMED_LENGTH_AT));
     out = packing::put(out, TAG_METRIC_METADATA);
-    out = packing::put(out, formatVersion_i());
+    out = packing::put(out, formatVersion(m_legacyFormat));
     out = packing::put<std::uint32_t>(out, metricClass);
     out = packing::put(out, static_cast<std::uint32_t>(metricId));
     out = packing::put(out, static_cast<std::uint32_t>(quantity));

@@ -59,10 +59,12 @@ std::vector<const pwr::Thread*> threadsByStart() {
     return threads;
 }
 
+using EndByThread = std::unordered_map<const pwr::Thread*, std::uint64_t>;
+
 // The ends of the processes that the threads ran in. A pid can have been used again, so the times decide.
 // Both are gone through by start, with those processes at hand that have begun and may still be running.
-std::unordered_map<const pwr::Thread*, std::uint64_t> processEndsByThread() {
-    std::unordered_map<const pwr::Thread*, std::uint64_t> ends;
+EndByThread processEndsByThread() {
+    EndByThread ends;
     const std::vector<Life> lives = livesByStart();
     std::priority_queue<Life> running;
     auto next = lives.begin();
@@ -75,6 +77,36 @@ std::unordered_map<const pwr::Thread*, std::uint64_t> processEndsByThread() {
         if (!running.empty()) ends[thread] = running.top().end;
     }
     return ends;
+}
+
+// The collection's end as the system message told it.
+std::uint64_t stopTsc(const VyrtaCollectionInfo* info) {
+    return info != nullptr ? info->stopTsc : 0;
+}
+
+// The end of a thread whose end is unknown: that of the process instance which it ran in, or else of the
+// collection.
+std::uint64_t threadEnd(const EndByThread& processEnds, const pwr::Thread* thread, std::uint64_t stop) {
+    const auto known = processEnds.find(thread);
+    return known != processEnds.end() ? known->second : stop;
+}
+
+int writeProcessEnds(VyrtaWriter& writer) {
+    for (const auto& [key, entry] : m_processes) {
+        VYRTA_DEBUG("Re-handling process to update endtsc: %s\n", key.c_str());
+        if (writer.handleProcessInfo(entry.first, false) != 0)
+            return VYRTA_FAIL("Unable to re-handle process.\n");
+    }
+    return 0;
+}
+
+int writeThreadEnds(VyrtaWriter& writer) {
+    for (const auto& [key, entry] : m_threads) {
+        VYRTA_DEBUG("Re-handling thread to update endtsc: %s\n", key.c_str());
+        if (writer.handleThreadInfo(entry.first, false) != 0)
+            return VYRTA_FAIL("Unable to re-handle thread.\n");
+    }
+    return 0;
 }
 
 // Cuts a path to what its field holds, without splitting a UTF-8 character.
@@ -103,7 +135,7 @@ int VyrtaWriter::handleProcessInfo(const pwr::Process* process, bool firstSight)
             "time: %lu. Saved time: %lu. \n",
             key.c_str(), start, end, known->second.second.tsc);
         if (firstSight) return 0;
-        record.tsc = end != 0 ? end : stopTsc_i();
+        record.tsc = end != 0 ? end : stopTsc(m_info.get());
     }
     VYRTA_DEBUG("Writing record for process: %s with TSC: %lu\n", key.c_str(), record.tsc);
     if (writeProcessSample(record) != 0) return VYRTA_FAIL("Unable to write process record.\n");
@@ -130,7 +162,7 @@ int VyrtaWriter::handleThreadInfo(const pwr::Thread* thread, bool firstSight) {
             key.c_str(), start, end, known->second.second.tsc);
         if (firstSight) return 0;
         record.mark = MARK_THREAD_END;
-        record.tsc = end != 0 ? end : threadEnd_i(thread);
+        record.tsc = end != 0 ? end : threadEnd(m_threadEnds, thread, stopTsc(m_info.get()));
     }
     VYRTA_DEBUG("Writing record for thread: %s with TSC: %lu\n", key.c_str(), record.tsc);
     if (writeThreadSample(record) != 0) return VYRTA_FAIL("Unable to write process record.\n");
@@ -140,20 +172,12 @@ int VyrtaWriter::handleThreadInfo(const pwr::Thread* thread, bool firstSight) {
     return 0;
 }
 
-// The collection's end as the system message told it.
-std::uint64_t VyrtaWriter::stopTsc_i() const {
-    return m_info != nullptr ? m_info->stopTsc : 0;
-}
-
-// The end of a thread whose end is unknown: that of the process instance which it ran in, or else of the
-// collection.
-std::uint64_t VyrtaWriter::threadEnd_i(const pwr::Thread* thread) const {
-    const auto known = m_threadEnds.find(thread);
-    return known != m_threadEnds.end() ? known->second : stopTsc_i();
-}
-
 int VyrtaWriter::flushStoredStates() {
-    const int status = writeEndRecords_i();
+    int status = writeProcessEnds(*this);
+    if (status == 0) {
+        m_threadEnds = processEndsByThread();
+        status = writeThreadEnds(*this);
+    }
     forgetStoredStates();
     return status;
 }
@@ -161,19 +185,6 @@ int VyrtaWriter::flushStoredStates() {
 void VyrtaWriter::forgetStoredStates() {
     m_processes.clear();
     m_threads.clear();
-}
-
-int VyrtaWriter::writeEndRecords_i() {
-    for (const auto& [key, entry] : m_processes) {
-        VYRTA_DEBUG("Re-handling process to update endtsc: %s\n", key.c_str());
-        if (handleProcessInfo(entry.first, false) != 0) return VYRTA_FAIL("Unable to re-handle process.\n");
-    }
-    m_threadEnds = processEndsByThread();
-    for (const auto& [key, entry] : m_threads) {
-        VYRTA_DEBUG("Re-handling thread to update endtsc: %s\n", key.c_str());
-        if (handleThreadInfo(entry.first, false) != 0) return VYRTA_FAIL("Unable to re-handle thread.\n");
-    }
-    return 0;
 }
 
 int VyrtaWriter::writeProcessSample(const VyrtaProcess& process) {

@@ -2,20 +2,13 @@
 #include "import/once_tags.h"
 #include "import/vyrta_log.h"
 #include "import/vyrtawriter_plugin.h"
+#include "import/wakelock.h"
 #include "plugins/packing.h"
 #include "pwr/utilities.h"
 
 using namespace vyrta;
 
 namespace {
-
-enum WakelockType : std::uint16_t {
-    WAKE_LOCK = 0,
-    WAKE_UNLOCK = 1,
-    WAKE_LOCK_TIMEOUT = 2,
-    WAKE_LOCK_INITIAL = 3,
-    WAKE_UNLOCK_ALL = 4,
-};
 
 // For debug lines only.
 const char* const WAKELOCK_TYPES[] = {"wakeLock", "wakeUnlock", "wakeLockTimeout", "wakeLockInitial",
@@ -45,22 +38,40 @@ void putName(char* out, const std::string& name) {
     packing::putBytes(out, name.c_str(), name.size() + 1);
 }
 
-}  // namespace
+int writeKernelWakelock(VyrtaWriter& writer, const Wakelock& wakelock) {
+    VYRTA_DEBUG("Processing kernel wakelock.'%s' TSC: %lu\n", wakelock.name.c_str(), wakelock.tsc);
+    const auto write = [&](std::uint64_t tsc, std::uint16_t type) {
+        return writer.writeKernelWakelockSampleNonGeneric(tsc, wakelock.name, wakelock.pid, wakelock.tid,
+                                                          wakelock.expires, type, wakelock.storeId);
+    };
+    if (write(wakelock.lockTsc, wakelock.lockType) != 0)
+        return VYRTA_FAIL("Failed to write lock state for wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
+                          wakelock.lockTsc);
+    // A lock with a timeout ends by itself.
+    if (wakelock.unlockType == WAKE_LOCK_TIMEOUT) return 0;
+    if (write(wakelock.tsc, wakelock.unlockType) != 0)
+        return VYRTA_FAIL("Failed to write unlock state for wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
+                          wakelock.tsc);
+    return 0;
+}
 
-// What a sample and the attributes of its entity tell.
-struct VyrtaWriter::Wakelock {
-    const std::string& name;
-    std::uint64_t lockTsc;  // ticks
-    std::uint64_t tsc;      // of the release, ticks
-    unsigned long storeId;
-    std::uint16_t lockType = WAKE_LOCK;
-    std::uint16_t unlockType = WAKE_UNLOCK;
-    std::uint16_t flag = 1;
-    std::uint32_t uid = 0;
-    std::uint32_t pid = 0;
-    std::uint32_t tid = 0;
-    std::uint64_t expires = 0;  // ticks, 0 for never
-};
+int writeUserWakelock(VyrtaWriter& writer, const Wakelock& wakelock) {
+    VYRTA_DEBUG("Processing user wakelock.'%s' TSC: %lu\n", wakelock.name.c_str(), wakelock.tsc);
+    const auto write = [&](std::uint64_t tsc, std::uint16_t type) {
+        return writer.writeUserWakelockSampleNonGeneric(tsc, wakelock.name, wakelock.uid, wakelock.pid,
+                                                        wakelock.tid, 0, type, wakelock.flag,
+                                                        wakelock.storeId);
+    };
+    if (write(wakelock.lockTsc, wakelock.lockType) != 0)
+        return VYRTA_FAIL("Failed to write lock state for user wakelock '%s' TSC: %lu\n",
+                          wakelock.name.c_str(), wakelock.lockTsc);
+    if (write(wakelock.tsc, wakelock.unlockType) != 0)
+        return VYRTA_FAIL("Failed to write unlock state for user wakelock '%s' TSC: %lu\n",
+                          wakelock.name.c_str(), wakelock.tsc);
+    return 0;
+}
+
+}  // namespace
 
 int VyrtaWriter::handleWakelockSampleNonGeneric(const pwr::Metric* metric) {
     const pwr::Metric::Sample& sample = metric->getData();
@@ -86,121 +97,15 @@ int VyrtaWriter::handleWakelockSampleNonGenericHelper(unsigned long /*metricId*/
         return VYRTA_FAIL("Invalid TSC value.'%s' TSC: %lu\n", name.c_str(), tsc);
     Wakelock wakelock{name, tsc - duration, tsc, storeId};
     for (StaticIterator it = begin; it != end; ++it)
-        if (it->first != nullptr && readWakelockAttribute_i(wakelock, it->first, it->second) != 0) return 1;
+        if (it->first != nullptr &&
+            readWakelockAttribute(wakelock, *it->first, it->second, m_definitions) != 0)
+            return 1;
 
-    if (tableClass == pwr::REAL_TABLE_CLASS_KERNEL_WAKELOCK && writeKernelWakelock_i(wakelock) != 0) return 1;
-    if (tableClass == pwr::REAL_TABLE_CLASS_USER_WAKELOCK && writeUserWakelock_i(wakelock) != 0) return 1;
+    if (tableClass == pwr::REAL_TABLE_CLASS_KERNEL_WAKELOCK && writeKernelWakelock(*this, wakelock) != 0)
+        return 1;
+    if (tableClass == pwr::REAL_TABLE_CLASS_USER_WAKELOCK && writeUserWakelock(*this, wakelock) != 0)
+        return 1;
     pwr::executeOnce<ONCE_WAKELOCK_WRITTEN>([] { VyrtaWriterImpl::m_hasData = true; });
-    return 0;
-}
-
-int VyrtaWriter::readWakelockAttribute_i(Wakelock& wakelock, const pwr::Attribute* attribute,
-                                         const pwr::Data& value) {
-    switch (attribute->m_attributeType) {
-        case pwr::ATTRIBUTE_NAME_VALUE:
-            return readWakelockPair_i(wakelock, attribute, value);
-        case pwr::ATTRIBUTE_THREAD:
-            return readWakelockThread_i(wakelock, value);
-        case pwr::ATTRIBUTE_PROCESS:
-            return readWakelockProcess_i(wakelock, value);
-        default:
-            return 0;
-    }
-}
-
-int VyrtaWriter::readWakelockPair_i(Wakelock& wakelock, const pwr::Attribute* attribute,
-                                    const pwr::Data& value) {
-    const pwr::DataHandle* handle = nullptr;
-    if (value.toHandle(handle) != 0)
-        return VYRTA_FAIL("Failed to get wakelock data handle for info attribute. TSC: %lu\n", wakelock.tsc);
-    const auto* const pair = dynamic_cast<const pwr::NameValuePair*>(handle);
-    if (pair == nullptr) return VYRTA_FAIL("Failed to get data for info attribute\n");
-    const std::string& kind = attribute->getName();
-    const std::int64_t number = pair->getValue();
-    VYRTA_DEBUG("Wakelock info. Type: %s, name: %s, idType: %s,id: %d. TSC: %lu\n", kind.c_str(),
-                pair->getInfoName().c_str(), pair->getValueDesc().c_str(), static_cast<int>(number),
-                wakelock.tsc);
-    if (kind == "APK") {
-        wakelock.uid = static_cast<std::uint32_t>(number);
-        if (writeAPKMetadataNonGeneric(wakelock.tsc, wakelock.uid, pair->getInfoName(), wakelock.storeId) !=
-            0)
-            return VYRTA_FAIL("Unable to write APK metadata sample. '%s' current TSC: %lu\n",
-                              pair->getInfoName().c_str(), wakelock.tsc);
-    } else if (kind == "User Wakelock Flag") {
-        wakelock.flag = static_cast<std::uint16_t>(number);
-    } else if (kind == "Wakelock Mask") {
-        if (number == 2) {
-            wakelock.lockType = WAKE_LOCK_TIMEOUT;
-            wakelock.expires = wakelock.tsc;
-        }
-        if (number == 3 || number == 7) wakelock.lockType = WAKE_LOCK_INITIAL;
-        if (number == 4 || number == 7) wakelock.unlockType = WAKE_UNLOCK_ALL;
-    }
-    return 0;
-}
-
-int VyrtaWriter::readWakelockThread_i(Wakelock& wakelock, const pwr::Data& value) {
-    const pwr::DataHandle* handle = nullptr;
-    if (value.toHandle(handle) != 0)
-        return VYRTA_FAIL("Failed to get wakelock data for thread attribute handle. TSC: %lu\n",
-                          wakelock.tsc);
-    const auto* const thread = dynamic_cast<const pwr::Thread*>(handle);
-    if (thread == nullptr)
-        return VYRTA_FAIL("Vyrta writer plugin: Unable to retrieve data handle. TSC: %lu\n", wakelock.tsc);
-    wakelock.tid = static_cast<std::uint32_t>(thread->getTid());
-    if (handleThreadInfo(thread, true) != 0)
-        return VYRTA_FAIL("Failed to handle thread information. TSC: %lu\n", wakelock.tsc);
-    return 0;
-}
-
-int VyrtaWriter::readWakelockProcess_i(Wakelock& wakelock, const pwr::Data& value) {
-    const pwr::DataHandle* handle = nullptr;
-    if (value.toHandle(handle) != 0)
-        return VYRTA_FAIL("Failed to get wakelock data handle for process attribute. TSC: %lu\n",
-                          wakelock.tsc);
-    const auto* const process = dynamic_cast<const pwr::Process*>(handle);
-    if (process == nullptr)
-        return VYRTA_FAIL("Vyrta writer plugin: Unable to retrieve data handle. TSC: %lu\n", wakelock.tsc);
-    wakelock.pid = static_cast<std::uint32_t>(process->getPid());
-    if (handleProcessInfo(process, true) != 0)
-        return VYRTA_FAIL("Failed to handle process information. TSC: %lu\n", wakelock.tsc);
-    if (wakelock.lockTsc < process->getStartTime())
-        return VYRTA_FAIL(
-            "Invalid wakelock locking process start time for wakelock: '%s'. Process pid: %d. Process start "
-            "TSC: %lu > Wakelock lock TSC: %lu!\n",
-            wakelock.name.c_str(), process->getPid(), process->getStartTime(), wakelock.lockTsc);
-    return 0;
-}
-
-int VyrtaWriter::writeKernelWakelock_i(const Wakelock& wakelock) {
-    VYRTA_DEBUG("Processing kernel wakelock.'%s' TSC: %lu\n", wakelock.name.c_str(), wakelock.tsc);
-    const auto write = [&](std::uint64_t tsc, std::uint16_t type) {
-        return writeKernelWakelockSampleNonGeneric(tsc, wakelock.name, wakelock.pid, wakelock.tid,
-                                                   wakelock.expires, type, wakelock.storeId);
-    };
-    if (write(wakelock.lockTsc, wakelock.lockType) != 0)
-        return VYRTA_FAIL("Failed to write lock state for wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
-                          wakelock.lockTsc);
-    // A lock with a timeout ends by itself.
-    if (wakelock.unlockType == WAKE_LOCK_TIMEOUT) return 0;
-    if (write(wakelock.tsc, wakelock.unlockType) != 0)
-        return VYRTA_FAIL("Failed to write unlock state for wakelock '%s' TSC: %lu\n", wakelock.name.c_str(),
-                          wakelock.tsc);
-    return 0;
-}
-
-int VyrtaWriter::writeUserWakelock_i(const Wakelock& wakelock) {
-    VYRTA_DEBUG("Processing user wakelock.'%s' TSC: %lu\n", wakelock.name.c_str(), wakelock.tsc);
-    const auto write = [&](std::uint64_t tsc, std::uint16_t type) {
-        return writeUserWakelockSampleNonGeneric(tsc, wakelock.name, wakelock.uid, wakelock.pid, wakelock.tid,
-                                                 0, type, wakelock.flag, wakelock.storeId);
-    };
-    if (write(wakelock.lockTsc, wakelock.lockType) != 0)
-        return VYRTA_FAIL("Failed to write lock state for user wakelock '%s' TSC: %lu\n",
-                          wakelock.name.c_str(), wakelock.lockTsc);
-    if (write(wakelock.tsc, wakelock.unlockType) != 0)
-        return VYRTA_FAIL("Failed to write unlock state for user wakelock '%s' TSC: %lu\n",
-                          wakelock.name.c_str(), wakelock.tsc);
     return 0;
 }
 

@@ -7,6 +7,16 @@
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/utilities.h"
 
+namespace {
+
+int closeHeader(VyrtaWriter& writer) {
+    if (writer.flushStoredStates() != 0) return VYRTA_FAIL("Failed to flush stored states.\n");
+    if (writer.writeMagicRecord() != 0) return VYRTA_FAIL("Failed to write magic record.\n");
+    return 0;
+}
+
+}  // namespace
+
 VyrtaWriter::VyrtaWriter()
     : WriterPlugin("f245366a-c403-478b-aae5-649269da17c7"),
       m_impl(std::make_unique<VyrtaWriterImpl>(".pwr")),
@@ -17,9 +27,11 @@ VyrtaWriter::VyrtaWriter()
       m_powerTabGroupId(UNWRITTEN_GROUP),
       m_legacyFormat(pwr::check_env("PW_ENABLE_LEGACY_VYRTA")),
       m_isTextTooLong(false),
-      m_isVerbose(false),
-      m_messageNumber(0),
-      m_inventedAttribute(nullptr) {
+      m_definitions(*this),
+      m_values(m_shortcuts, m_legacyFormat, m_definitions),
+      m_handleAttributes(m_shortcuts, m_values, m_definitions),
+      m_metrics(m_metricNames),
+      m_builder(m_shortcuts, m_values, m_handleAttributes, m_definitions) {
     std::set<pwr::TableClass> tableClasses;
     for (int tableClass = 3; tableClass <= 9; ++tableClass)
         tableClasses.insert(static_cast<pwr::TableClass>(tableClass));
@@ -55,15 +67,9 @@ std::int32_t VyrtaWriter::fini() {
         m_impl->m_valid = false;
         return m_impl->fini();
     }
-    if (guardMemory(VYRTA_OPTION_NAME, 1, [&] { return closeHeader_i(); }) != 0) {
+    if (guardMemory(VYRTA_OPTION_NAME, 1, [&] { return closeHeader(*this); }) != 0) {
         m_impl->m_valid = false;
         return 1;
     }
     return guardMemory(VYRTA_OPTION_NAME, 1, [&] { return m_impl->fini(); });
-}
-
-int VyrtaWriter::closeHeader_i() {
-    if (flushStoredStates() != 0) return VYRTA_FAIL("Failed to flush stored states.\n");
-    if (writeMagicRecord() != 0) return VYRTA_FAIL("Failed to write magic record.\n");
-    return 0;
 }

@@ -7,8 +7,14 @@
 #include <unordered_map>
 #include <vector>
 
+#include "import/handle_attributes.h"
+#include "import/sample_builder.h"
 #include "import/sample_cache.h"
+#include "import/sample_elements.h"
+#include "import/shortcuts.h"
+#include "import/values.h"
 #include "import/vyrta_collection_info.h"
+#include "import/vyrta_definitions.h"
 #include "import/vyrta_process.h"
 #include "import/vyrta_thread.h"
 #include "import/vyrta_writer_impl.h"
@@ -42,6 +48,10 @@ int getCoreThreadCount(int package, int core);
 // The sources: vyrtawriter_plugin.cpp (the run), vyrta_records.cpp (framing), vyrta_header.cpp (header
 // block), vyrta_metadata.cpp and vyrta_id_metadata.cpp (definitions), vyrta_samples.cpp and
 // vyrta_attributes.cpp (samples), vyrta_processes.cpp, vyrta_wakelocks.cpp.
+//
+// A sample comes about without the writer: SampleElements takes a message's elements, SampleBuilder makes
+// attributes of them by way of Values and HandleAttributes. What the attributes refer to they ask of
+// VyrtaDefinitions, which calls the writer's operations.
 class VyrtaWriter : public WriterPlugin {
 public:
     using StaticIterator = pwr::AttributeValueManager::const_iterator;
@@ -189,10 +199,14 @@ public:
     // Add a number or a range as a string, units in parentheses behind it.
     template <typename T>
     int processValueAsString(T value, const pwr::Quantity* quantity, ZT2AttributeList* list,
-                             std::string* stringOut);
+                             std::string* stringOut) {
+        return m_values.addAsText(value, quantity, list, stringOut);
+    }
     template <typename T>
     int processRangeAsString(T lower, T upper, const pwr::Quantity* quantity, ZT2AttributeList* list,
-                             std::string* stringOut);
+                             std::string* stringOut) {
+        return m_values.addRangeAsText(lower, upper, quantity, list, stringOut);
+    }
 
     // --- Processes and threads -----------------------------------------------------------------------------
 
@@ -250,111 +264,16 @@ public:
     static constexpr std::uint64_t UNWRITTEN_GROUP = 0xDEADBEEF;
 
 private:
-    struct Wakelock;
-
-    // The run.
-    void readThreads_i(const pwr::SystemMetadata& metadata);
-    void readCollectionInfo_i(const pwr::SystemMetadata& metadata);
-    int writeHeader_i();
-    int closeHeader_i();
-
-    // Framing.
-    std::string storeName_i(unsigned long storeId) const;
     VyrtaBackingStoreManager* getStore_i(unsigned long storeId);
-    std::uint16_t formatVersion_i() const;
-    std::uint64_t encodeReal_i(double value) const;
-    int writeHeaderRecord_i(const std::vector<char>& record);
-
-    // Adds an attribute without a look at the log when nothing is to be logged.
-    int add_i(std::uint32_t type, std::uint64_t value, ZT2AttributeList* list) {
-        if (m_isVerbose || list == nullptr || list->count >= vyrta::MAXIMUM_ATTRIBUTE_COUNT)
-            return addAttributeToRecord(type, value, list);
-        list->types[list->count] = type;
-        list->values[list->count] = value;
-        ++list->count;
-        return 0;
-    }
-    int addRun_i(const AttributeRun& run, ZT2AttributeList* list) {
-        for (const auto& [type, value] : run)
-            if (add_i(type, value, list) != 0) return 1;
-        return 0;
-    }
-
-    // Metadata.
-    static unsigned long drawId_i(const char* name);
-    int writeGroup_i(const char* kind, const std::string& longName, const std::string& shortName,
-                     unsigned long metricId, unsigned long id, long parentId);
-    int writeSharedGroup_i(const char* kind, const std::string& longName, const std::string& shortName,
-                           unsigned long metricId, std::uint64_t& id, long parentId);
-
-    bool isDefined_i(const pwr::EntityHandle& entity) const;
-    int defineQuantity_i(const pwr::Quantity& quantity, double multiplier, long rateId, bool hasRate);
-
-    // Samples.
     void reportReason_i(const pwr::Metric& metric) const;
-    MetricCache& findMetric_i(const pwr::Metric& metric);
-    int collectElements_i(const pwr::Metric& metric, MetricCache& cache, unsigned short& metricClass);
-    int checkElement_i(const pwr::Metric& metric, const pwr::DataElement& element, EntityDataElement& kept,
-                       unsigned short& metricClass);
-    int takeHandle_i(const pwr::Data& value, EntityDataElement& kept);
-    const pwr::DataDescriptor* createDescriptor_i(const pwr::Metric& metric, const pwr::Data& value);
-    void group_i(MetricCache& cache, const pwr::EntityHandle* entity, std::uint32_t place);
-    std::uint64_t startTsc_i() const;
-    int checkEntityTsc_i(EntityCache& entity, std::uint64_t tsc, const std::string& key);
-    int addEntity_i(const pwr::Metric& metric, const EntityGroup& group, unsigned long tsc);
-    int addElement_i(const pwr::Metric& metric, MetricCache& cache, const EntityDataElement& element,
-                     unsigned long tsc, unsigned long previousTsc);
-    int defineState_i(const EntityDataElement& element, StateCache& state, unsigned long tsc);
-    int addState_i(const StateCache& state, unsigned long duration, unsigned long tsc);
-    int addAttributes_i(const EntityDataElement& element, StateCache& state, bool allAsString,
-                        unsigned long tsc);
-    int addKnownInfos_i(const pwr::AttributeValueManager* manager, KnownAttributes& known);
-    int addKnownData_i(const pwr::AttributeValueManager* manager, KnownAttributes& known, bool allAsString);
-    bool canRepeat_i(const KnownAttributes& known) const;
-    void remember_i(KnownAttributes& known, std::uint32_t first) const;
-    int findAttribute_i(unsigned long id, const pwr::Attribute*& attribute);
 
-    // Values.
-    int addReal_i(double value, ZT2AttributeList* list);
-    int addRealRange_i(const std::pair<double, double>& range, ZT2AttributeList* list);
-    int addQuantity_i(const pwr::Quantity* quantity, ZT2AttributeList* list);
-    int addValue_i(const pwr::Data* data, ZT2AttributeList* list);
-    int addText_i(const pwr::Data* data, const pwr::Quantity* quantity, ZT2AttributeList* list,
-                  std::string* stringOut);
-    int putText_i(const std::string& text, ZT2AttributeList* list, std::string* stringOut);
-    int addProcess_i(const pwr::DataHandle* handle, ZT2AttributeList* list);
-    int addThread_i(const pwr::DataHandle* handle, ZT2AttributeList* list);
-    int addNameValue_i(const pwr::Attribute* attribute, const pwr::DataHandle* handle,
-                       ZT2AttributeList* list);
-    int defineNameValue_i(const pwr::Attribute& attribute, const pwr::NameValuePair& pair);
-
-    // Processes and threads.
-    std::uint64_t stopTsc_i() const;
-    int writeEndRecords_i();
-    std::uint64_t threadEnd_i(const pwr::Thread* thread) const;
-
-    // Wakelocks.
-    int readWakelockAttribute_i(Wakelock& wakelock, const pwr::Attribute* attribute, const pwr::Data& value);
-    int readWakelockPair_i(Wakelock& wakelock, const pwr::Attribute* attribute, const pwr::Data& value);
-    int readWakelockThread_i(Wakelock& wakelock, const pwr::Data& value);
-    int readWakelockProcess_i(Wakelock& wakelock, const pwr::Data& value);
-    int writeKernelWakelock_i(const Wakelock& wakelock);
-    int writeUserWakelock_i(const Wakelock& wakelock);
-
-    std::unordered_map<const pwr::Thread*, std::uint64_t> m_threadEnds;  // those that their processes tell
     bool m_isTextTooLong;                                                // of the current message
-    bool m_isVerbose;  // debug lines show: nothing is taken from the caches below, so that all steps log
-    std::uint64_t m_messageNumber;
-    KeyCache<MetricCache> m_metricCache;                     // by metric
-    KeyCache<const pwr::Process*> m_processCache;            // by handle; those that are defined
-    KeyCache<const pwr::Thread*> m_threadCache;              // by handle; those that are defined
-    KeyCache<const pwr::NameValuePair*> m_pairCache;         // by handle; those that are defined
-    KeyCache<const pwr::DataDescriptor*> m_descriptorCache;  // by handle of type 9: what it is cast to
-    KeyCache<const pwr::Attribute*> m_attributeCache;        // by attribute id
-    const pwr::Attribute* m_inventedAttribute;               // made for the current message's string, or null
-    StateCache m_inventedState;                              // that of the current message's string
-    std::unique_ptr<ZT2AttributeList> m_list;                // reused by all samples
-    std::vector<GroupedElement> m_elements;                  // of the current message
-    std::vector<EntityGroup> m_groups;                       // by first appearance
-    std::string m_text;                                      // scratch
+    std::unordered_map<const pwr::Thread*, std::uint64_t> m_threadEnds;  // those that their processes tell
+    vyrta::Shortcuts m_shortcuts;
+    vyrta::VyrtaDefinitions m_definitions;
+    vyrta::Values m_values;
+    vyrta::HandleAttributes m_handleAttributes;
+    vyrta::MetricCaches m_metrics;
+    vyrta::SampleElements m_elements;  // of the current message
+    vyrta::SampleBuilder m_builder;
 };
