@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "host/model/value.h"
 #include "pwr/utilities.h"
 #include "tests/import/vyrta_fixture.h"
 
@@ -9,6 +10,34 @@ namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
+
+constexpr char OVERFLOW_LINE[] = "Maximum attribute count '2048' exceeded.\n";
+
+// Warnings from texts that a "|" parts.
+std::string linesOf(const std::string& texts) {
+    std::string lines;
+    for (std::size_t at = 0; at <= texts.size();) {
+        const std::size_t end = std::min(texts.find('|', at), texts.size());
+        lines += "WARNING: VyrtaWriterPlugin:    " + texts.substr(at, end - at);
+        at = end + 1;
+    }
+    return lines;
+}
+
+template <typename T>
+host::model::Value valueOf(const T& content) {
+    host::model::Value value;
+    if constexpr (std::is_same_v<T, long>) value.setInt(content);
+    if constexpr (std::is_same_v<T, unsigned long>) value.setUInt(content);
+    if constexpr (std::is_same_v<T, double>) value.setReal(content);
+    if constexpr (std::is_same_v<T, std::pair<long, long>>) value.setIntRange(content.first, content.second);
+    if constexpr (std::is_same_v<T, std::pair<unsigned long, unsigned long>>)
+        value.setUIntRange(content.first, content.second);
+    if constexpr (std::is_same_v<T, std::pair<double, double>>)
+        value.setRealRange(content.first, content.second);
+    if constexpr (std::is_same_v<T, const pwr::DataHandle*>) value.setHandle(content);
+    return value;
+}
 
 class VyrtaRecords : public VyrtaTest {};
 
@@ -59,25 +88,212 @@ TEST_F(VyrtaRecords, ReachNoBlockThatIsVoid) {
     EXPECT_EQ(m_writer.m_impl->findBackingStore(7), nullptr);
 }
 
-// A sample of 16 attributes per element overflows with enough elements, and the metric is void.
+// Elements of four and of five attributes fill the list up to the place at which it is to overflow; what
+// comes then is told, and voids the metric.
 TEST_F(VyrtaRecords, OverflowOfASampleVoidsItsMetric) {
-    std::string stream = R"({"def":"descriptor","id":1,"name":"C0"}
-{"def":"metric","id":9,"name":"Wide","type":"SAMPLED_DELTA"})";
-    std::string elements;
-    for (int i = 0; i < 410; ++i) {
-        const std::string id = std::to_string(100 + i);
-        stream += "\n{\"def\":\"entity\",\"id\":" + id + ",\"name\":\"e" + id + "\"}";
-        elements += (i != 0 ? "," : "") + ("{\"e\":" + id) + R"(,"d":1,"v":{"u":1}})";
-    }
-    feed(stream);
+    feed(R"({"def":"entity","id":1,"name":"One"}
+{"def":"entity","id":2,"name":"Two"}
+{"def":"descriptor","id":3,"name":"C0"})");
     sendSystem();
-    // 1 + 409 * 5 fit, the 410th entity does not.
-    feed(R"({"msg":"metric","metric":9,"t":200,"data":[)" + elements + "]}");
-    feed(R"({"msg":"metric","metric":9,"t":300,"data":[)" + elements + "]}");
-    EXPECT_THAT(m_runner.m_statuses, testing::SizeIs(2));
-    EXPECT_THAT(m_runner.m_infoLog.text(), HasSubstr("Maximum attribute count '2048' exceeded.\n"
-                                                     "WARNING: VyrtaWriterPlugin:    Unable to add 'C0' "));
-    EXPECT_FALSE(m_writer.m_impl->findBackingStore(9)->m_valid);
+    const struct {
+        int elements;  // of four attributes, behind those of metric and entity
+        int ranges;    // of five
+        const char* last;
+        const char* lost;  // null: nothing
+    } cases[] = {
+        {509, 2, R"({"e":2,"d":3,"v":{"u":1}})", "Unable to add 'Two' entity to the record. TSC: 200\n"},
+        {509, 2, R"({"e":1,"d":3,"v":{"u":1}})", "Unable to add 'C0' field to the record. TSC: 200\n"},
+        {510, 1, R"({"e":1,"d":3,"v":{"u":1}})", "Unable to add 'C0' duration to the record. TSC: 200\n"},
+        {511, 0, R"({"e":1,"d":3,"v":{"u":1}})", "Unable to add 'C0' state color to the record. TSC: 200\n"},
+        {507, 3, R"({"e":1,"d":3,"v":{"u":1}})",
+         "Unable to add unsigned integer value '1' to the record.\n"
+         "WARNING: VyrtaWriterPlugin:    Unable to add 'C0' data to the record. TSC: 200\n"},
+        {508, 2, R"({"e":1,"d":3,"v":{"u":1}})", nullptr},
+    };
+    int id = 10;
+    for (const auto& [elements, ranges, last, lost] : cases) {
+        const std::string metric = std::to_string(++id);
+        std::string data;
+        for (int i = 0; i < elements; ++i) data += R"({"e":1,"d":3,"v":{"u":1}},)";
+        for (int i = 0; i < ranges; ++i) data += R"({"e":1,"d":3,"v":{"u":[1,2]}},)";
+        m_runner.m_infoLog.m_lines.clear();
+        m_runner.m_statuses.clear();
+        feed(R"({"def":"metric","id":)" + metric + R"(,"name":"Wide","type":"SAMPLED_DELTA"})");
+        feed(R"({"msg":"metric","metric":)" + metric + R"(,"t":200,"data":[)" + data + last + "]}");
+        EXPECT_EQ(m_writer.m_impl->findBackingStore(std::stoul(metric))->m_valid, lost == nullptr) << last;
+        EXPECT_EQ(m_runner.m_statuses.size(), lost != nullptr ? 1U : 0U);
+        EXPECT_EQ(m_runner.m_infoLog.text(),
+                  lost == nullptr
+                      ? ""
+                      : "WARNING: VyrtaWriterPlugin:    Maximum attribute count '2048' exceeded.\n"
+                        "WARNING: VyrtaWriterPlugin:    " +
+                            std::string(lost));
+    }
+}
+
+// The same for each kind of attribute, with a list that is full or has one place.
+TEST_F(VyrtaRecords, OverflowIsToldForEachKindOfAttribute) {
+    feed(R"({"def":"attribute","id":1,"name":"process","type":3}
+{"def":"attribute","id":2,"name":"thread","type":4}
+{"def":"attribute","id":3,"name":"label","type":5}
+{"def":"process","id":4,"pid":7,"path":"p"}
+{"def":"thread","id":5,"pid":7,"tid":8}
+{"def":"pair","id":6,"info":"i"})");
+    sendSystem();
+    m_writer.m_legacyFormat = true;  // which needs no note
+    const auto handle = [](unsigned long id) {
+        const pwr::DataHandle* found = nullptr;
+        EXPECT_EQ(pwr::DataHandle::get(id, found), 0);
+        return found;
+    };
+    const struct {
+        host::model::Value value;
+        std::uint32_t count;
+        unsigned long attribute;  // 0: the value alone
+        bool asString;
+        const char* lost;
+    } cases[] = {
+        {valueOf(-5L), 2048, 0, false, "Unable to add integer value '-5' to the record.\n"},
+        {valueOf(5UL), 2048, 0, false, "Unable to add unsigned integer value '5' to the record.\n"},
+        {valueOf(0.5), 2048, 0, false, "Unable to add real value '0.500000' to the record.\n"},
+        {valueOf(std::pair(-1L, 2L)), 2048, 0, false,
+         "Unable to add lower bound integer value '-1' to the record.\n"},
+        {valueOf(std::pair(-1L, 2L)), 2047, 0, false,
+         "Unable to add upper bound integer value '2' to the record.\n"},
+        {valueOf(std::pair(1UL, 2UL)), 2048, 0, false,
+         "Unable to add lower bound unsigned integer value '1' to the record.\n"},
+        {valueOf(std::pair(1UL, 2UL)), 2047, 0, false,
+         "Unable to add upper bound unsigned integer value '2' to the record.\n"},
+        {valueOf(std::pair(0.5, 1.5)), 2048, 0, false,
+         "Unable to add lower bound real value '0.500000' to the record.\n"},
+        {valueOf(std::pair(0.5, 1.5)), 2047, 0, false,
+         "Unable to add upper bound real value '1.500000' to the record.\n"},
+        {valueOf(-5L), 2048, 0, true,
+         "Unable to add string value '-5' to the record.\n|Unable to process string value '-5'.\n"
+         "|Unable to process value attribute as string'.\n"},
+        {valueOf(std::pair(0.5, 1.5)), 2048, 0, true,
+         "Unable to add string value '0.5-1.5' to the record.\n|Unable to process string value '0.5-1.5'.\n"
+         "|Unable to process value range attribute as string'.\n"},
+        {valueOf(handle(4)), 2048, 1, false, "Unable to add thread attribute to the record.\n"},
+        {valueOf(handle(5)), 2048, 2, false, "Unable to add thread attribute to the record.\n"},
+        {valueOf(handle(6)), 2048, 3, false, "Unable to add nameid value to the record.\n"},
+    };
+    for (const auto& [value, count, attribute, asString, lost] : cases) {
+        ZT2AttributeList list{};
+        for (const bool isFull : {false, true}) {
+            list.count = isFull ? count : count - 2;
+            m_runner.m_infoLog.m_lines.clear();
+            int status = 0;
+            if (attribute == 0)
+                status = m_writer.processData(&value, nullptr, &list, asString, nullptr);
+            else
+                status = m_writer.processInfoAttributesHelper(
+                    dynamic_cast<const pwr::Attribute*>(handle(attribute)), &value, &list);
+            EXPECT_EQ(status, isFull ? 1 : 0) << lost;
+            EXPECT_EQ(m_runner.m_infoLog.text(),
+                      isFull ? linesOf(std::string(OVERFLOW_LINE) + "|" + lost) : "");
+        }
+    }
+}
+
+// The block of the header takes no more records, so nothing can be defined: every step says what it lacks.
+TEST_F(VyrtaRecords, NothingIsDefinedInAHeaderThatIsVoid) {
+    feed(R"({"def":"attribute","id":1,"name":"process","type":3}
+{"def":"attribute","id":2,"name":"thread","type":4}
+{"def":"attribute","id":3,"name":"label","type":5}
+{"def":"process","id":4,"pid":7,"path":"p"}
+{"def":"thread","id":5,"pid":7,"tid":8}
+{"def":"pair","id":6,"info":"i"}
+{"def":"entity","id":10,"name":"Core"}
+{"def":"entity","id":11,"name":"locker","attributes":[[1,{"h":4}]]}
+{"def":"entity","id":12,"name":"locking thread","attributes":[[2,{"h":5}]]}
+{"def":"descriptor","id":20,"name":"C0"}
+{"def":"descriptor","id":21,"name":"with process","attributes":[[1,{"h":4}]]}
+{"def":"descriptor","id":22,"name":"with thread","attributes":[[2,{"h":5}]]}
+{"def":"descriptor","id":23,"name":"with pair","attributes":[[3,{"h":6}]]}
+{"def":"metric","id":30,"name":"Lock","type":"TRACED_VALUE_TRANSITION","class":14})");
+    for (int id = 40; id < 60; ++id)
+        feed(R"({"def":"metric","id":)" + std::to_string(id) + R"(,"name":"M","type":"SAMPLED_VALUE"})");
+    sendSystem();
+    auto lost = [this, metric = 39](const char* element, int id = 0) mutable {
+        m_runner.m_infoLog.m_lines.clear();
+        feed(R"({"msg":"metric","metric":)" + std::to_string(id != 0 ? id : ++metric) +
+             R"(,"t":200,"data":[)" + element + "]}");
+        return m_runner.m_infoLog.text();
+    };
+    // A good sample for everything that would come first otherwise.
+    EXPECT_EQ(lost(R"({"e":10,"d":20,"v":{"u":1}})"), "");
+    m_writer.m_impl->findBackingStore(HEADER)->m_valid = false;
+    const auto tabGroup =
+        "Failed to write tab group metadata 'M:41'.\n|Failed to process 'M' metric metadata.\n";
+    EXPECT_EQ(lost(R"({"e":10,"d":20,"v":{"u":1}})"), linesOf(tabGroup));
+    const char* const process = "Unable to write process record.\n|Failed to handle process information. \n";
+    const char* const thread = "Unable to write process record.\n|Failed to handle thread information. \n";
+    const char* const info =
+        "|Failed to process info attribute\n|Unable to add '%' data static field info attributes "
+        "to the record. TSC: 201\n";
+    const auto elementOf = [](int descriptor) {
+        return R"({"e":10,"d":)" + std::to_string(descriptor) + R"(,"v":{"u":1}})";
+    };
+    const struct {
+        std::string element;
+        std::string lost;
+        const char* state;
+    } cases[] = {
+        {elementOf(21), std::string(process) + info, "with process"},
+        {elementOf(22), std::string(thread) + info, "with thread"},
+        {elementOf(23),
+         "Failed to write info type metadata for 'nameid_attribute'.\n|Invalid info type. Failed to process "
+         "info "
+         "attribute.\n" +
+             std::string(info),
+         "with pair"},
+        {R"({"e":10,"d":20,"v":{"s":"text"}})",
+         "Failed to write info type metadata for 'nameid_attribute'.\n|Unable to process string value "
+         "'text'.\n|"
+         "Unable to add 'C0' data to the record. TSC: 201\n",
+         ""},
+    };
+    for (const auto& [element, what, state] : cases) {
+        // The states are known, so that their records are not what fails.
+        if (*state != '\0') m_writer.m_states[state] = m_writer.m_stateColors[state] = 1;
+        m_writer.m_impl->findBackingStore(40)->m_valid = true;
+        m_runner.m_infoLog.m_lines.clear();
+        m_writer.m_previousTsc.begin()->second = 100;
+        feed(R"({"msg":"metric","metric":40,"t":201,"data":[)" + element + "]}");
+        std::string expected = what;
+        if (const auto at = expected.find('%'); at != std::string::npos) expected.replace(at, 1, state);
+        EXPECT_EQ(m_runner.m_infoLog.text(), linesOf(expected)) << element;
+    }
+    for (const auto& [element, what] :
+         {std::pair(R"({"e":11,"dur":1})",
+                    "Unable to write process record.\n|Failed to handle process information. TSC: 200\n"),
+          std::pair(R"({"e":12,"dur":1})",
+                    "Unable to write process record.\n|Failed to handle thread information. TSC: 200\n")})
+        EXPECT_EQ(lost(element, 30), linesOf(what));
+    EXPECT_EQ(m_writer.fini(), 1);
+}
+
+// What was entered before the header became void is ended in vain, and that is told.
+TEST_F(VyrtaRecords, EndRecordsThatFailFailTheRun) {
+    for (const bool isThread : {false, true}) {
+        VyrtaWriter writer;
+        host::model::Process process(4, "p");
+        host::model::Thread thread(5, "t");
+        m_runner.m_infoLog.m_lines.clear();
+        writer.m_systemStoreId = HEADER;
+        EXPECT_EQ(
+            isThread ? writer.handleThreadInfo(&thread, true) : writer.handleProcessInfo(&process, true), 0);
+        writer.m_impl->findBackingStore(HEADER)->m_valid = false;
+        EXPECT_EQ(writer.fini(), 1);
+        EXPECT_FALSE(writer.m_impl->m_valid);
+        EXPECT_EQ(
+            m_runner.m_infoLog.text(),
+            linesOf(isThread ? "Unable to write process record.\n|Unable to re-handle thread.\n|Failed to "
+                               "flush stored states.\n"
+                             : "Unable to write process record.\n|Unable to re-handle process.\n|Failed to "
+                               "flush stored states.\n"));
+    }
 }
 
 // The same where the attributes of a descriptor are known from a sample before: every step says what it lost.

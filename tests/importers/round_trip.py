@@ -33,7 +33,9 @@ EXCEPTIONS = {
     ("continuous-flush/stream.jsonl", "vyrta"): VOID,
     ("json-rates/stream.jsonl", "vyrta"): VOID,
     ("json-states/stream.jsonl", "vyrta"): VOID,
+    ("pwr-limits/stream.jsonl", "vyrta"): VOID,
     ("pwr-void/stream.jsonl", "vyrta"): VOID,
+    ("pwr-wakelocks/stream.jsonl", "vyrta"): VOID,
     ("pwr-processes/stream.jsonl", "vyrta"): "a thread that a sample names before its start, when another one had its tid",
 }
 
