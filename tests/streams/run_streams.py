@@ -6,7 +6,8 @@ A scenario is a folder with
              --quiet is added
   env        optional: NAME=VALUE lines
   expected/  what must be there afterwards: every file that the commands made, with the same bytes,
-             and "@output": for each command its exit status, standard output and standard error
+             and "@output": for each command its exit status, standard output and standard error, in which
+             the number of the process stands as PID in the names of temporary files
 All other files of the folder are inputs and lie in the working directory when the commands run.
 
 usage: run_streams.py PWRHOST SCENARIO... [--update]
@@ -16,11 +17,14 @@ The environment's TEST_WRAPPER is a command that pwrhost is run by, such as "env
 import difflib
 import os
 import pathlib
+import re
 import shlex
 import shutil
 import subprocess
 import sys
 import tempfile
+
+SPOOL = re.compile(rb"\./_\d+_")  # temporary files are named after the process
 
 
 def run_commands(pwrhost, scenario, work):
@@ -40,7 +44,7 @@ def run_commands(pwrhost, scenario, work):
                               capture_output=True, timeout=300)
         report += f"$ pwrhost {line}\nexit {done.returncode}\n".encode()
         report += b"".join(b"out: " + l + b"\n" for l in done.stdout.splitlines())
-        report += b"".join(b"err: " + l + b"\n" for l in done.stderr.splitlines())
+        report += b"".join(b"err: " + SPOOL.sub(b"./_PID_", l) + b"\n" for l in done.stderr.splitlines())
     return report
 
 
