@@ -211,6 +211,11 @@ void PwrHeader::finish() {
     pair_i(begun, m_threadEnds);
     for (const Process& process : processes) m_byPid[process.pid].push_back(&process);
     for (const Process& thread : threads) m_byTid[thread.tid].push_back(&thread);
+    m_places.resize(places);
+    for (const auto& [kind, table] : infos)
+        for (const auto& [id, info] : table) m_places[info.place] = {kind, id, &info, nullptr};
+    for (const std::vector<Process>* const runners : {&processes, &threads})
+        for (const Process& runner : *runners) m_places[runner.place].runner = &runner;
 }
 
 const PwrHeader::Process* PwrHeader::findRunner_i(const Runners& runners, std::uint64_t id,

@@ -37,6 +37,14 @@ struct PwrHeader {
         std::string key() const;
     };
 
+    // What a record that a sample has caused defines. Either has an info or a runner.
+    struct Place {
+        std::string_view kind;  // of an info
+        Id id = 0;
+        const Info* info = nullptr;
+        const Process* runner = nullptr;
+    };
+
     SystemDescription system;
     // By info type, such as "entity", and id.
     std::map<std::string, std::unordered_map<Id, Info>, std::less<>> infos;
@@ -54,6 +62,14 @@ struct PwrHeader {
     void finish();
 
     const Info* find(std::string_view kind, std::uint64_t id) const;
+
+    // What stands at a place, and the process or thread there; null if there is none. After finish.
+    const Place* placeAt(std::size_t place) const {
+        return place < m_places.size() ? &m_places[place] : nullptr;
+    }
+    const Process* runnerAt(std::size_t place) const {
+        return place < m_places.size() ? m_places[place].runner : nullptr;
+    }
 
     // Of those that have had this id, the one that had begun last at a time, or else the first; null if there
     // was none. After finish.
@@ -78,6 +94,7 @@ private:
 
     std::uint16_t m_osCode = 0;
     Runners m_byPid, m_byTid;
+    std::vector<Place> m_places;
     std::vector<Process> m_threadEnds;
     std::vector<Id> m_ids;  // of handles that the collector has given
 };

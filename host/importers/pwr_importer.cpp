@@ -39,7 +39,7 @@ bool PwrImporter::read(Input& part, Damage& damage) {
     m_content = std::make_unique<SeekableContent>(part.seekableFile());
     const bool isWhole = index_i(part, damage);
     m_header.finish();
-    deliver_i(part);
+    deliver_i(part, isWhole);
     return isWhole;
 }
 
@@ -152,147 +152,109 @@ std::optional<PwrImporter::Item> PwrImporter::peek_i(Block& block) const {
     return item;
 }
 
-// Calls `visit` with the place of a thing behind those of the things that it refers to as its parents.
-void PwrImporter::visitFamily_i(std::string_view kind, std::uint64_t id, auto visit) const {
-    // Families do not go round in circles in a sound file.
-    constexpr int MOST_GENERATIONS = 64;
-    std::size_t places[MOST_GENERATIONS];
-    int count = 0;
-    for (const PwrHeader::Info* info = m_header.find(kind, id); info != nullptr && count < MOST_GENERATIONS;
-         info = info->parent != NO_ID ? m_header.find(kind, info->parent) : nullptr)
-        places[count++] = info->place;
-    while (count > 0) visit(places[--count]);
-}
-
-// Calls `visit` with the places of the process and the thread that held a wakelock.
-template <typename Visit>
-void PwrImporter::visitRunners_i(const Wakelock& wakelock, Visit visit) const {
-    if (const auto* process = m_header.findProcess(wakelock.pid, wakelock.lockTime)) visit(process->place);
-    if (const auto* thread = m_header.findThread(wakelock.tid, wakelock.time)) visit(thread->place);
-}
-
-// Calls `visit` with the places of all header records that a sample needs, in the order in which it makes
-// them if they are not there yet.
-template <typename Visit>
-void PwrImporter::visitNeeds_i(const Block& block, const Item& item, Visit visit) const {
-    if (item.wakelock) return visitRunners_i(*item.wakelock, visit);
-    const auto info = [&](std::string_view kind, std::uint64_t id) {
-        if (const PwrHeader::Info* const found = m_header.find(kind, id)) visit(found->place);
-    };
-    if (!block.isBegun) {
-        info("tab_group", block.metric.tabGroup);
-        info("timeline_group", block.metric.timelineGroup);
-        visitFamily_i("quantity", block.metric.quantity, visit);
-    }
-    for (const PwrLines::Attribute& attribute : PwrLines::attributesOf(*item.sample)) {
-        switch (attribute.type) {
-            case ATTRIBUTE_KIND_ENTITY:
-                visitFamily_i("entity", attribute.value, visit);
-                break;
-            case ATTRIBUTE_KIND_FIELD:
-                info("field", attribute.value);
-                break;
-            case ATTRIBUTE_KIND_COLOR:
-                info("color", attribute.value);
-                break;
-            case ATTRIBUTE_KIND_INFO:
-                info("nameid_attribute", attribute.value);
-                break;
-            case ATTRIBUTE_KIND_PROCESS:
-                if (const auto* process = m_header.findProcess(attribute.value, item.time))
-                    visit(process->place);
-                break;
-            case ATTRIBUTE_KIND_THREAD:
-                if (const auto* thread = m_header.findThread(attribute.value, item.time))
-                    visit(thread->place);
-                break;
-            case ATTRIBUTE_KIND_QUANTITY:
-                visitFamily_i("quantity", attribute.value, visit);
-                break;
-            default:
-                break;
-        }
-    }
-}
-
-// The place of the first record that would not come in its turn; NO_PLACE if the sample's time has come.
-std::size_t PwrImporter::firstBefore_i(const Block& block, const Item& item) const {
-    std::size_t first = PwrHeader::NO_PLACE;
-    std::size_t next = m_nextPlace;
-    visitNeeds_i(block, item, [&](std::size_t place) {
-        if (m_isUsed[place] || place < next || first != PwrHeader::NO_PLACE) return;
-        if (place != next) first = place;
-        do ++next;
-        while (next < m_isUsed.size() && m_isUsed[next]);
-    });
-    return first;
-}
-
-void PwrImporter::markNeeds_i(const Block& block, const Item& item) {
-    visitNeeds_i(block, item, [this](std::size_t place) { m_isUsed[place] = true; });
-    while (m_nextPlace < m_isUsed.size() && m_isUsed[m_nextPlace]) ++m_nextPlace;
-}
-
-// Takes the earliest of the blocks' next samples, but none that would make a record of the header before its
-// turn.
-void PwrImporter::deliver_i(Input& part) {
+void PwrImporter::writeSystem_i() {
     SystemDescription& system = m_header.system;
     system.stop = std::max(m_lastTime, system.start);
     if (system.tscMHz > 0)
         system.durationSec =
             static_cast<double>(system.stop - system.start) / static_cast<double>(system.tscMHz) / 1e6;
     writeSystem(system, m_target.lines);
-    m_isUsed.assign(m_header.places, false);
-    PwrLines lines(m_header, m_target.lines, m_wakelocks + PwrWakelockLines::OWN_IDS);
-    PwrWakelockLines wakelocks(lines, m_target.lines);
-    lines.setEntityAttributes(&m_entityAttributes);
-    for (const Block& block : m_blocks)
-        if (block.metric.metricClass == METRIC_CLASS_TRACED_FINITE_SET_COUNTER)
-            lines.setTimeQuantity(block.metric.quantity);
+}
 
+// The blocks on their way to lines.
+struct PwrImporter::Delivery {
     using Entry = std::pair<std::uint64_t, std::size_t>;  // time and block
-    std::priority_queue<Entry, std::vector<Entry>, std::greater<>> ready;
-    std::vector<std::pair<std::size_t, Entry>> waiting;  // by the place that they wait for
-    bool isForced = false;
-    const auto push = [&](std::size_t block) {
-        if (const auto item = peek_i(m_blocks[block])) ready.emplace(item->time, block);
-    };
-    for (std::size_t i = 0; i < m_blocks.size(); ++i) push(i);
-    while ((!ready.empty() || !waiting.empty()) && m_target.lines.isOpen() && !part.isStopped()) {
-        if (ready.empty()) {
-            // Records that no sample makes are of samples which are not in the file.
-            const auto next = std::min_element(waiting.begin(), waiting.end());
-            isForced = true;
-            m_nextPlace = next->first;
-            ready.push(next->second);
-            waiting.erase(next);
-        }
-        const Entry entry = ready.top();
-        ready.pop();
-        Block& block = m_blocks[entry.second];
-        const auto item = peek_i(block);
-        const std::size_t before = firstBefore_i(block, *item);
-        if (before != PwrHeader::NO_PLACE && !isForced) {
-            waiting.emplace_back(before, entry);
-            continue;
-        }
-        const std::size_t placeBefore = isForced ? PwrHeader::NO_PLACE : m_nextPlace;
-        isForced = false;
-        if (m_nextPlace < m_isUsed.size()) markNeeds_i(block, *item);
-        if (item->wakelock) {
-            if (!block.isBegun) wakelocks.metric(block.metric.id, item->wakelock->isUsers);
-            wakelocks.wakelock(block.metric.id, *item->wakelock);
-        } else {
-            if (!block.isBegun) lines.metric(block.metric);
-            lines.sample(block.metric, *item->sample);
-        }
-        block.isBegun = true;
-        block.content.skip(item->size);
-        push(entry.second);
-        if (m_nextPlace == placeBefore) continue;
-        for (const auto& [place, blocked] : waiting) ready.push(blocked);
+
+    explicit Delivery(PwrImporter& importer)
+        : order(importer.m_header),
+          lines(importer.m_header, order.early(), importer.m_target.lines,
+                importer.m_wakelocks + PwrWakelockLines::OWN_IDS),
+          wakelocks(lines, importer.m_target.lines) {}
+
+    void letAllTry() {
+        for (const auto& [place, entry] : waiting) ready.push(entry);
         waiting.clear();
     }
+
+    PwrOrder order;
+    PwrLines lines;
+    PwrWakelockLines wakelocks;
+    std::priority_queue<Entry, std::vector<Entry>, std::greater<>> ready;
+    std::vector<std::pair<std::size_t, Entry>> waiting;  // by the place that they wait for
+    bool isForced = false;                               // the next one is taken though its time has not come
+    std::uint64_t time = 0;                              // of the last one
+};
+
+// Takes the earliest of the blocks' next samples, but none that would make a record of the header before its
+// turn.
+void PwrImporter::deliver_i(Input& part, bool isWhole) {
+    writeSystem_i();
+    Delivery delivery(*this);
+    delivery.time = m_header.system.start;
+    delivery.lines.setEntityAttributes(&m_entityAttributes);
+    for (const Block& block : m_blocks)
+        if (block.metric.metricClass == METRIC_CLASS_TRACED_FINITE_SET_COUNTER)
+            delivery.lines.setTimeQuantity(block.metric.quantity);
+    for (std::size_t i = 0; i < m_blocks.size(); ++i) push_i(delivery, i);
+    while (m_target.lines.isOpen() && !part.isStopped()) {
+        if (delivery.ready.empty() && !unblock_i(delivery, isWhole)) break;
+        deliverNext_i(delivery);
+    }
+}
+
+void PwrImporter::push_i(Delivery& delivery, std::size_t block) {
+    if (const auto item = peek_i(m_blocks[block])) delivery.ready.emplace(item->time, block);
+}
+
+// Finds something to go on with where all blocks wait. False if there is nothing more.
+bool PwrImporter::unblock_i(Delivery& delivery, bool isWhole) {
+    // What is missing from a file that was cut may stand behind the cut.
+    const auto isKnown = [this](std::uint32_t id) {
+        return std::any_of(m_blocks.begin(), m_blocks.end(),
+                           [id](const Block& block) { return block.metric.id == id; });
+    };
+    while (isWhole && delivery.ready.empty()) {
+        const auto metric = delivery.order.takeVoidMetric(isKnown);
+        if (!metric) break;
+        delivery.lines.voidMetric(metric->id, metric->timeline->name, metric->quantity, delivery.time);
+        delivery.letAllTry();
+    }
+    if (!delivery.ready.empty()) return true;
+    if (delivery.waiting.empty()) return false;
+    // Records that no sample makes are of samples which are not in the file.
+    const auto next = std::min_element(delivery.waiting.begin(), delivery.waiting.end());
+    delivery.isForced = true;
+    delivery.order.skipTo(next->first);
+    delivery.ready.push(next->second);
+    delivery.waiting.erase(next);
+    return true;
+}
+
+void PwrImporter::deliverNext_i(Delivery& delivery) {
+    const Delivery::Entry entry = delivery.ready.top();
+    delivery.ready.pop();
+    Block& block = m_blocks[entry.second];
+    const auto item = peek_i(block);
+    const std::size_t before = delivery.order.firstBefore(block.metric, !block.isBegun, *item);
+    if (before != PwrHeader::NO_PLACE && !delivery.isForced) {
+        delivery.waiting.emplace_back(before, entry);
+        return;
+    }
+    const std::size_t placeBefore = delivery.isForced ? PwrHeader::NO_PLACE : delivery.order.next();
+    delivery.isForced = false;
+    delivery.time = item->time;
+    delivery.order.mark(block.metric, !block.isBegun, *item);
+    if (item->wakelock) {
+        if (!block.isBegun) delivery.wakelocks.metric(block.metric.id, item->wakelock->isUsers);
+        delivery.wakelocks.wakelock(block.metric.id, *item->wakelock);
+    } else {
+        if (!block.isBegun) delivery.lines.metric(block.metric);
+        delivery.lines.sample(block.metric, *item->sample);
+    }
+    block.isBegun = true;
+    block.content.skip(item->size);
+    push_i(delivery, entry.second);
+    if (delivery.order.next() != placeBefore) delivery.letAllTry();
 }
 
 }  // namespace host::importers

@@ -12,6 +12,7 @@
 #include "host/importers/input_kinds.h"
 #include "host/importers/pwr_header.h"
 #include "host/importers/pwr_lines.h"
+#include "host/importers/pwr_order.h"
 #include "host/importers/pwr_wakelocks.h"
 #include "host/importers/seekable_content.h"
 
@@ -36,13 +37,8 @@ private:
         bool isOfWakelocks = false;
         bool isBegun = false;
     };
-    // What a block has next: a sample or a wakelock.
-    struct Item {
-        std::uint64_t time = 0;
-        std::size_t size = 0;
-        std::optional<inspect::PwrRecord> sample;
-        std::optional<Wakelock> wakelock;
-    };
+    using Item = PwrOrder::Item;
+    struct Delivery;
     // The block that is being indexed.
     struct OpenBlock {
         PwrLines::MetricRecord metric;
@@ -57,15 +53,12 @@ private:
     void indexSample_i(const inspect::PwrRecord& record);
     void indexWakelock_i(const inspect::PwrRecord& record);
     void closeBlock_i(std::uint64_t end);
-    void deliver_i(Input& part);
+    void writeSystem_i();
+    void deliver_i(Input& part, bool isWhole);
+    void push_i(Delivery& delivery, std::size_t block);
+    bool unblock_i(Delivery& delivery, bool isWhole);
+    void deliverNext_i(Delivery& delivery);
     std::optional<Item> peek_i(Block& block) const;
-    std::size_t firstBefore_i(const Block& block, const Item& item) const;
-    void markNeeds_i(const Block& block, const Item& item);
-    template <typename Visit>
-    void visitNeeds_i(const Block& block, const Item& item, Visit visit) const;
-    template <typename Visit>
-    void visitRunners_i(const Wakelock& wakelock, Visit visit) const;
-    void visitFamily_i(std::string_view kind, std::uint64_t id, auto visit) const;
 
     ImportTarget m_target;
     PwrHeader m_header;
@@ -77,8 +70,6 @@ private:
     std::uint64_t m_lastTime = 0;
     std::uint32_t m_wakelocks = 0;  // their records
     std::unordered_map<std::uint64_t, std::vector<PwrLines::Attribute>> m_entityAttributes;
-    std::vector<bool> m_isUsed;  // places of the header
-    std::size_t m_nextPlace = 0;
 };
 
 }  // namespace host::importers

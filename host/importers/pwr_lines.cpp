@@ -66,8 +66,9 @@ std::string quoted(const std::string& text) {
 
 }  // namespace
 
-PwrLines::PwrLines(const PwrHeader& header, emit::Output& output, std::uint32_t others)
-    : m_header(header), m_output(output), m_line(output) {
+PwrLines::PwrLines(const PwrHeader& header, const std::vector<const PwrHeader::Process*>& early,
+                   emit::Output& output, std::uint32_t others)
+    : m_header(header), m_early(early), m_output(output), m_line(output) {
     m_firstMeasured = header.findFreeIds(RESERVED_IDS + static_cast<Id>(header.places) + others);
     m_firstSlot = m_firstMeasured + MEASURED_IDS;
     m_nextId = m_firstMeasured + RESERVED_IDS;
@@ -102,6 +103,14 @@ bool PwrLines::isInfo(const Attribute& attribute) {
            attribute.type == ATTRIBUTE_KIND_INFO;
 }
 
+void PwrLines::Element::measureValue() {
+    if (measured.empty()) {
+        measured.push_back({ATTRIBUTE_KIND_QUANTITY, NO_ID});
+        measured.insert(measured.end(), value.begin(), value.end());
+    }
+    value.clear();
+}
+
 std::vector<PwrLines::Element> PwrLines::elementsOf_i(const std::vector<Attribute>& attributes) {
     std::vector<Element> elements;
     std::uint64_t entity = 0;
@@ -122,6 +131,7 @@ std::vector<PwrLines::Element> PwrLines::elementsOf_i(const std::vector<Attribut
             if (attribute.type == ATTRIBUTE_KIND_DURATION) {
                 element.duration = attribute.value;
             } else if (isInfo(attribute)) {
+                if (!element.value.empty()) element.measureValue();
                 element.infos.push_back(attribute);
             } else if (attribute.type == ATTRIBUTE_KIND_QUANTITY) {
                 element.measured.push_back(attribute);
@@ -129,6 +139,8 @@ std::vector<PwrLines::Element> PwrLines::elementsOf_i(const std::vector<Attribut
                 if (isLowerBound(element.measured.back().type) && i + 1 < attributes.size())
                     element.measured.push_back(attributes[++i]);
             } else if (attribute.type != ATTRIBUTE_KIND_COLOR) {
+                if (!element.value.empty() && !isLowerBound(element.value.back().type))
+                    element.measureValue();
                 element.value.push_back(attribute);
             }
         }
@@ -214,12 +226,29 @@ PwrLines::Id PwrLines::runner_i(const PwrHeader::Process& runner, bool isThread)
     return known->second;
 }
 
+void PwrLines::voidMetric(Id id, const std::string& name, Id quantity, std::uint64_t time) {
+    const bool isTime = quantity == m_timeQuantity || quantity == HOST_TIME_QUANTITY;
+    if (!isTime && quantity != 0) quantity_i(quantity);
+    // Of a traced metric a sample has one element, so that a writer refuses one without.
+    emit::JsonLine line("def", "metric");
+    line.member("id", id).member("name", name);
+    line.member("type", unsigned{isTime ? METRIC_TRANSITION : METRIC_EVENT});
+    if (!isTime && m_quantities.contains(quantity)) line.member("quantity", quantity);
+    line.writeTo(m_output);
+    m_line.begin(id, time);
+    m_line.end();
+}
+
 std::uint32_t PwrLines::process(std::uint64_t pid, std::uint64_t time) {
+    for (const PwrHeader::Process* const runner : m_early)
+        if (runner->tid == 0 && runner->pid == pid) return runner_i(*runner, false);
     const PwrHeader::Process* const found = m_header.findProcess(pid, time);
     return found != nullptr ? runner_i(*found, false) : 0;
 }
 
 std::uint32_t PwrLines::thread(std::uint64_t tid, std::uint64_t time) {
+    for (const PwrHeader::Process* const runner : m_early)
+        if (runner->tid != 0 && runner->tid == tid) return runner_i(*runner, true);
     const PwrHeader::Process* const found = m_header.findThread(tid, time);
     return found != nullptr ? runner_i(*found, true) : 0;
 }
@@ -288,7 +317,9 @@ std::string PwrLines::infos_i(const Element& element, std::size_t count, std::ui
     std::string pairs;
     if (!element.measured.empty()) {
         const std::vector<Attribute> number(element.measured.begin() + 1, element.measured.end());
-        const std::string value = numberOf_i(number, m_isTruncated);
+        const bool isText = !number.empty() && number.front().type == ATTRIBUTE_KIND_INFO;
+        const std::string value =
+            isText ? "{\"s\":" + quoted(textOf_i(number.front())) + "}" : numberOf_i(number, m_isTruncated);
         pairs = "[" + std::to_string(measuredSlot_i(element.measured.front().value)) + "," + value + "]";
     }
     for (std::size_t i = 0; i < count; ++i)

@@ -26,8 +26,10 @@ public:
         std::string name;
     };
 
-    // `header` must outlive this object. `others` more ids can be drawn.
-    PwrLines(const PwrHeader& header, emit::Output& output, std::uint32_t others);
+    // `header` must outlive this object, and so must `early`: what a sample refers to though it had not begun
+    // by then. `others` more ids can be drawn.
+    PwrLines(const PwrHeader& header, const std::vector<const PwrHeader::Process*>& early,
+             emit::Output& output, std::uint32_t others);
 
     static MetricRecord metricOf(const inspect::PwrRecord& record);
     static std::vector<Attribute> attributesOf(const inspect::PwrRecord& sample);
@@ -44,6 +46,10 @@ public:
     void setTimeQuantity(std::uint64_t id) { m_timeQuantity = id; }
 
     void metric(const MetricRecord& metric);
+
+    // Defines a metric of which the file has no sample, and delivers one without elements: that leaves the
+    // metric void for a writer again.
+    void voidMetric(std::uint32_t id, const std::string& name, std::uint32_t quantity, std::uint64_t time);
     void sample(const MetricRecord& metric, const inspect::PwrRecord& sample);
 
     // Ids of the process and the thread that had a number at a time, which are defined if they are not yet;
@@ -63,9 +69,12 @@ private:
         std::uint64_t field = 0;
         std::uint64_t duration = 0;
         std::vector<Attribute> infos;     // the collector's things, then texts
-        std::vector<Attribute> measured;  // a number with the quantity in front of it
+        std::vector<Attribute> measured;  // a number or a text with the quantity in front of it
         std::vector<Attribute> value;     // a number, or the ends of a range
         bool endsInInfo = false;
+
+        // Takes what seemed to be the value for a measured number without a quantity.
+        void measureValue();
     };
 
     static std::vector<Element> elementsOf_i(const std::vector<Attribute>& attributes);
@@ -85,6 +94,7 @@ private:
     static std::string numberOf_i(const std::vector<Attribute>& attributes, bool isTruncated);
 
     const PwrHeader& m_header;
+    const std::vector<const PwrHeader::Process*>& m_early;
     emit::Output& m_output;
     SampleLine m_line;
     const std::unordered_map<std::uint64_t, std::vector<Attribute>>* m_entityAttributes = nullptr;

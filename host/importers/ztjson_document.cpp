@@ -392,6 +392,10 @@ void ZtjsonDocument::define_i(Category& category) {
             name.ends_with(series.name) ? name.resize(name.size() - series.name.size())
                                         : name.push_back('\0');
         }
+        // The writer enters the state of a number too, where others of the category have states.
+        const std::vector<Id>& states = m_metrics[metric - 1].states;
+        if (m_metrics[metric - 1].type == METRIC_VALUE && !series.hasStates && !states.empty())
+            series.descriptor = states.front();
         series.entity = entity_i(name, occurrence);
     }
 }
@@ -494,7 +498,8 @@ void ZtjsonDocument::value_i(const Category& category, const Series& series, con
             m_line.element(series.entity, isOwnTime ? 0 : state, duration);
             // A value that is neither a time nor a number was a handle that tells nothing.
             if (isOwnTime) return m_line.text(name);
-            return value.number == 0 ? m_line.handle(series.entity) : m_line.real(value.number);
+            return value.number == 0 && !std::signbit(value.number) ? m_line.handle(series.entity)
+                                                                    : m_line.real(value.number);
         case METRIC_TRANSITION:
         case METRIC_EVENT:
             m_line.element(series.entity, 0, duration);
