@@ -8,6 +8,14 @@ std::string elementHead(Id entity, Id descriptor) {
     return "{\"e\":" + std::to_string(entity) + ",\"d\":" + std::to_string(descriptor) + ",\"dur\":";
 }
 
+void beginMetric(std::string& line, Id metric, std::uint64_t ticks) {
+    line.assign("{\"msg\":\"metric\",\"metric\":");
+    base::appendNumber(line, metric);
+    line.append(",\"t\":");
+    base::appendNumber(line, ticks);
+    line.append(",\"data\":[");
+}
+
 void MetricLine::begin(Id metric, std::uint64_t ticks) {
     m_metric = metric;
     m_ticks = ticks;
@@ -15,11 +23,7 @@ void MetricLine::begin(Id metric, std::uint64_t ticks) {
 }
 
 void MetricLine::head_i() {
-    m_text.assign("{\"msg\":\"metric\",\"metric\":");
-    base::appendNumber(m_text, m_metric);
-    m_text.append(",\"t\":");
-    base::appendNumber(m_text, m_ticks);
-    m_text.append(",\"data\":[");
+    beginMetric(m_text, m_metric, m_ticks);
     m_attributes = 1;
     m_empty = true;
 }

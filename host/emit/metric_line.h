@@ -15,6 +15,9 @@ namespace host::emit {
 // An element's part that never changes: its entity and descriptor.
 std::string elementHead(Id entity, Id descriptor);
 
+// Replaces `line` by the begin of a metric's message, up to its elements.
+void beginMetric(std::string& line, Id metric, std::uint64_t ticks);
+
 class MetricLine {
 public:
     explicit MetricLine(const Context& context)

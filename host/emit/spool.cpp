@@ -1,27 +1,13 @@
 #include "host/emit/spool.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
+#include "host/base/unnamed_file.h"
+
 namespace host::emit {
-
-namespace {
-
-base::Descriptor makeUnnamedFile() {
-    base::Descriptor file(::open(".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-    if (file.isOpen()) return file;
-    // File systems without unnamed files: one that loses its name at once.
-    char name[] = "./.pwrhost_XXXXXX";
-    file = base::Descriptor(::mkostemp(name, O_CLOEXEC));
-    if (file.isOpen()) ::unlink(name);
-    return file;
-}
-
-}  // namespace
 
 bool Spool::fail_i(const char* what) {
     m_error = std::string(what) + ": " + std::strerror(errno);
@@ -37,7 +23,7 @@ bool Spool::append(std::string_view line) {
 
 bool Spool::spill_i() {
     if (!m_file.isOpen()) {
-        m_file = makeUnnamedFile();
+        m_file = base::makeUnnamedFile();
         if (!m_file.isOpen()) return fail_i("Unable to make a temporary file in the working directory");
     }
     std::size_t done = 0;

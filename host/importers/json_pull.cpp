@@ -188,6 +188,10 @@ std::uint64_t JsonPull::whole() {
     return value;
 }
 
+std::string JsonPull::scalar() {
+    return isText() ? text() : std::string(word_i());
+}
+
 bool JsonPull::truth() {
     const std::string_view word = word_i();
     if (!failed() && word != "true" && word != "false") fail("neither true nor false");

@@ -38,6 +38,7 @@ public:
     std::string text();
     double number();
     std::uint64_t whole();
+    std::string scalar();  // a text, or a number as it stands
     bool truth();
 
     // Skips a value of any form.

@@ -83,7 +83,7 @@ void PwrImporter::indexRecord_i(const PwrRecord& record) {
         case PwrKind::Metric:
             closeBlock_i(record.offset);
             m_open = std::make_unique<OpenBlock>();
-            m_open->metric = PwrLines::metricOf(record);
+            m_open->metric = metricOf(record);
             m_open->begin = record.offset + record.bytes.size();
             return;
         case PwrKind::Sample:
@@ -99,12 +99,12 @@ void PwrImporter::indexRecord_i(const PwrRecord& record) {
 
 void PwrImporter::indexSample_i(const PwrRecord& record) {
     m_lastTime = std::max(m_lastTime, timeOf(record));
-    const auto attributes = PwrLines::attributesOf(record);
+    const auto attributes = attributesOf(record);
     for (std::size_t i = 0; i + 1 < attributes.size(); ++i) {
-        if (attributes[i].type != ATTRIBUTE_KIND_ENTITY || !PwrLines::isInfo(attributes[i + 1])) continue;
+        if (attributes[i].type != ATTRIBUTE_KIND_ENTITY || !isInfo(attributes[i + 1])) continue;
         auto& known = m_entityAttributes[attributes[i].value];
         if (known.empty())
-            for (std::size_t j = i + 1; j < attributes.size() && PwrLines::isInfo(attributes[j]); ++j)
+            for (std::size_t j = i + 1; j < attributes.size() && isInfo(attributes[j]); ++j)
                 known.push_back(attributes[j]);
     }
 }

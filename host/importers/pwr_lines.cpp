@@ -51,11 +51,6 @@ std::uint8_t typeOf(std::uint32_t metricClass) {
     }
 }
 
-bool isLowerBound(std::uint32_t type) {
-    return type == ATTRIBUTE_KIND_INT_LOWER_BOUND || type == ATTRIBUTE_KIND_UINT_LOWER_BOUND ||
-           type == ATTRIBUTE_KIND_REAL_LOWER_BOUND;
-}
-
 std::string quoted(const std::string& text) {
     const std::string clean = base::toUtf8(text);
     rapidjson::StringBuffer buffer;
@@ -72,80 +67,6 @@ PwrLines::PwrLines(const PwrHeader& header, const std::vector<const PwrHeader::P
     m_firstMeasured = header.findFreeIds(RESERVED_IDS + static_cast<Id>(header.places) + others);
     m_firstSlot = m_firstMeasured + MEASURED_IDS;
     m_nextId = m_firstMeasured + RESERVED_IDS;
-}
-
-PwrLines::MetricRecord PwrLines::metricOf(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(20);
-    MetricRecord metric;
-    metric.metricClass = fields.get<std::uint32_t>();
-    metric.id = fields.get<std::uint32_t>();
-    metric.quantity = fields.get<std::uint32_t>();
-    metric.tabGroup = fields.get<std::uint32_t>();
-    metric.timelineGroup = fields.get<std::uint32_t>();
-    const std::size_t length = fields.get<std::uint16_t>();
-    fields.get<std::uint16_t>();
-    metric.name = fields.getBytes(length);
-    return metric;
-}
-
-std::vector<PwrLines::Attribute> PwrLines::attributesOf(const PwrRecord& sample) {
-    ByteReader fields = sample.fieldsFrom(20);
-    std::vector<Attribute> attributes(fields.get<std::uint16_t>());
-    for (Attribute& attribute : attributes) {
-        attribute.type = fields.get<std::uint32_t>();
-        attribute.value = fields.get<std::uint64_t>();
-    }
-    return attributes;
-}
-
-bool PwrLines::isInfo(const Attribute& attribute) {
-    return attribute.type == ATTRIBUTE_KIND_PROCESS || attribute.type == ATTRIBUTE_KIND_THREAD ||
-           attribute.type == ATTRIBUTE_KIND_INFO;
-}
-
-void PwrLines::Element::measureValue() {
-    if (measured.empty()) {
-        measured.push_back({ATTRIBUTE_KIND_QUANTITY, NO_ID});
-        measured.insert(measured.end(), value.begin(), value.end());
-    }
-    value.clear();
-}
-
-std::vector<PwrLines::Element> PwrLines::elementsOf_i(const std::vector<Attribute>& attributes) {
-    std::vector<Element> elements;
-    std::uint64_t entity = 0;
-    bool isInElement = false;
-    for (std::size_t i = 0; i < attributes.size(); ++i) {
-        const Attribute& attribute = attributes[i];
-        if (attribute.type == ATTRIBUTE_KIND_ENTITY) {
-            entity = attribute.value;
-            isInElement = false;
-        } else if (attribute.type == ATTRIBUTE_KIND_FIELD) {
-            Element& element = elements.emplace_back();
-            element.entity = entity;
-            element.field = attribute.value;
-            isInElement = true;
-        } else if (isInElement) {
-            Element& element = elements.back();
-            element.endsInInfo = isInfo(attribute);
-            if (attribute.type == ATTRIBUTE_KIND_DURATION) {
-                element.duration = attribute.value;
-            } else if (isInfo(attribute)) {
-                if (!element.value.empty()) element.measureValue();
-                element.infos.push_back(attribute);
-            } else if (attribute.type == ATTRIBUTE_KIND_QUANTITY) {
-                element.measured.push_back(attribute);
-                if (i + 1 < attributes.size()) element.measured.push_back(attributes[++i]);
-                if (isLowerBound(element.measured.back().type) && i + 1 < attributes.size())
-                    element.measured.push_back(attributes[++i]);
-            } else if (attribute.type != ATTRIBUTE_KIND_COLOR) {
-                if (!element.value.empty() && !isLowerBound(element.value.back().type))
-                    element.measureValue();
-                element.value.push_back(attribute);
-            }
-        }
-    }
-    return elements;
 }
 
 void PwrLines::quantity_i(std::uint64_t id) {
@@ -256,10 +177,22 @@ std::uint32_t PwrLines::thread(std::uint64_t tid, std::uint64_t time) {
 void PwrLines::pair_i(std::uint64_t id) {
     if (!m_pairs.insert(id).second) return;
     const PwrHeader::Info* const info = m_header.find("nameid_attribute", id);
+    const PwrHeader::Info unknown;
+    const PwrHeader::Info& pair = info != nullptr ? *info : unknown;
+    definePair_i(static_cast<Id>(id), pair.name, pair.description, pair.value);
+}
+
+void PwrLines::definePair_i(Id id, const std::string& name, const std::string& description,
+                            std::uint32_t value) {
     emit::JsonLine line("def", "pair");
-    line.member("id", id).member("info", info != nullptr ? info->name : std::string());
-    if (info != nullptr) line.member("desc", info->description).member("value", info->value);
+    line.member("id", id).member("info", name).member("desc", description).member("value", value);
     line.writeTo(m_output);
+}
+
+PwrLines::Id PwrLines::pair(const std::string& name, std::uint32_t value) {
+    const Id id = newId();
+    definePair_i(id, name, std::string(), value);
+    return id;
 }
 
 PwrLines::Id PwrLines::slot_i(std::size_t place, int type) {
@@ -369,7 +302,7 @@ bool PwrLines::isTextValue_i(const MetricRecord& metric, const Element& element)
 void PwrLines::sample(const MetricRecord& metric, const PwrRecord& sample) {
     const auto time = sample.fieldsFrom(4).get<std::uint64_t>();
     m_isTruncated = sample.fieldsFrom(18).get<std::uint16_t>() == VERSION_TRUNCATED_REALS;
-    const std::vector<Element> elements = elementsOf_i(attributesOf(sample));
+    const std::vector<Element> elements = elementsOf(attributesOf(sample));
     for (const Element& element : elements) entity_i(element.entity, time);
     m_line.begin(metric.id, time);
     for (const Element& element : elements) element_i(metric, element, time);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/emit/output.h"
+#include "host/importers/pwr_elements.h"
 #include "host/importers/pwr_header.h"
 #include "host/importers/sample_line.h"
 #include "host/inspect/pwr_record.h"
@@ -17,25 +18,13 @@ namespace host::importers {
 // Makes lines of the samples of an import trace. Definitions are written where a sample first needs them.
 class PwrLines {
 public:
-    struct Attribute {
-        std::uint32_t type = 0;
-        std::uint64_t value = 0;
-    };
-    struct MetricRecord {
-        std::uint32_t id = 0, metricClass = 0, quantity = 0, tabGroup = 0, timelineGroup = 0;
-        std::string name;
-    };
+    using Attribute = PwrAttribute;
+    using MetricRecord = PwrMetricRecord;
 
     // `header` must outlive this object, and so must `early`: what a sample refers to though it had not begun
     // by then. `others` more ids can be drawn.
     PwrLines(const PwrHeader& header, const std::vector<const PwrHeader::Process*>& early,
              emit::Output& output, std::uint32_t others);
-
-    static MetricRecord metricOf(const inspect::PwrRecord& record);
-    static std::vector<Attribute> attributesOf(const inspect::PwrRecord& sample);
-
-    // True for an attribute of the collector's things, which entities and elements have.
-    static bool isInfo(const Attribute& attribute);
 
     // The attributes of entities, by the entity's id. Must outlive this object.
     void setEntityAttributes(const std::unordered_map<std::uint64_t, std::vector<Attribute>>* attributes) {
@@ -57,32 +46,23 @@ public:
     std::uint32_t process(std::uint64_t pid, std::uint64_t time);
     std::uint32_t thread(std::uint64_t tid, std::uint64_t time);
 
+    // Defines a pair. Returns its id.
+    std::uint32_t pair(const std::string& name, std::uint32_t value);
+
     // An id that nothing has.
     std::uint32_t newId() { return m_nextId++; }
 
 private:
     using Id = std::uint32_t;
 
-    // One state of an entity in a sample.
-    struct Element {
-        std::uint64_t entity = 0;
-        std::uint64_t field = 0;
-        std::uint64_t duration = 0;
-        std::vector<Attribute> infos;     // the collector's things, then texts
-        std::vector<Attribute> measured;  // a number or a text with the quantity in front of it
-        std::vector<Attribute> value;     // a number, or the ends of a range
-        bool endsInInfo = false;
+    using Element = PwrElement;
 
-        // Takes what seemed to be the value for a measured number without a quantity.
-        void measureValue();
-    };
-
-    static std::vector<Element> elementsOf_i(const std::vector<Attribute>& attributes);
     void entity_i(std::uint64_t id, std::uint64_t time);
     Id field_i(std::uint64_t id);
     void quantity_i(std::uint64_t id);
     Id runner_i(const PwrHeader::Process& runner, bool isThread);
     void pair_i(std::uint64_t id);
+    void definePair_i(Id id, const std::string& name, const std::string& description, std::uint32_t value);
     Id slot_i(std::size_t place, int type);
     Id measuredSlot_i(std::uint64_t quantity);
     bool isText_i(const Attribute& info) const;

@@ -133,7 +133,7 @@ void PwrOrder::visitNeeds_i(const PwrLines::MetricRecord& metric, bool isFirst, 
         group("timeline_group", metric.timelineGroup);
         visitFamily_i("quantity", metric.quantity, visit);
     }
-    const auto attributes = PwrLines::attributesOf(*item.sample);
+    const auto attributes = attributesOf(*item.sample);
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         if (attributes[i].type != ATTRIBUTE_KIND_FIELD) {
             visitAttribute_i(attributes[i], item.time, visit);

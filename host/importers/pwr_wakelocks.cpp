@@ -93,27 +93,18 @@ void PwrWakelockLines::metric(std::uint32_t id, bool isUsers) {
 }
 
 PwrWakelockLines::Id PwrWakelockLines::attribute_i(const char* name, int type) {
-    const auto [known, isNew] = m_attributes.try_emplace(name, 0);
-    if (!isNew) return known->second;
-    known->second = m_lines.newId();
-    emit::JsonLine("def", "attribute")
-        .member("id", known->second)
-        .member("name", name)
-        .member("type", type)
-        .writeTo(m_output);
-    return known->second;
+    Id& id = m_attributes[name];
+    if (id != 0) return id;
+    id = m_lines.newId();
+    emit::JsonLine line("def", "attribute");
+    line.member("id", id).member("name", name).member("type", type).writeTo(m_output);
+    return id;
 }
 
 PwrWakelockLines::Id PwrWakelockLines::pair_i(const std::string& name, std::uint32_t value) {
-    const auto [known, isNew] = m_pairs.try_emplace({name, value}, 0);
-    if (!isNew) return known->second;
-    known->second = m_lines.newId();
-    emit::JsonLine("def", "pair")
-        .member("id", known->second)
-        .member("info", name)
-        .member("value", value)
-        .writeTo(m_output);
-    return known->second;
+    Id& id = m_pairs[{name, value}];
+    if (id == 0) id = m_lines.pair(name, value);
+    return id;
 }
 
 // The attributes by which an entity says who held it, as the stream writes them.

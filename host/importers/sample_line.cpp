@@ -4,15 +4,13 @@
 #include <rapidjson/writer.h>
 
 #include "host/base/utf8.h"
+#include "host/emit/metric_line.h"
 
 namespace host::importers {
 
 void SampleLine::begin(std::uint32_t metric, std::uint64_t ticks) {
     end();
-    m_text.assign("{\"msg\":\"metric\",\"metric\":");
-    base::appendNumber(m_text, metric);
-    member_i(",\"t\":", ticks);
-    m_text.append(",\"data\":[");
+    emit::beginMetric(m_text, metric, ticks);
     m_count = 0;
     m_isOpen = true;
 }

@@ -9,6 +9,7 @@
 #include "host/base/text.h"
 #include "host/base/utf8.h"
 #include "host/emit/output.h"
+#include "host/importers/metric_types.h"
 
 namespace host::importers {
 
@@ -50,7 +51,31 @@ public:
         m_text.append("}}");
     }
     void handle(std::uint64_t id) { value_i('h', id); }
+
+    // What something has grown by: as a whole number, if it is one.
+    template <typename Real>
+    void increase(Real value) {
+        if (value >= 0 && !std::signbit(value) && value < Real(0x1p63) && value == std::trunc(value))
+            return number(static_cast<std::uint64_t>(value));
+        real(value);
+    }
     void text(std::string_view text);
+
+    // A number of a result, by the type of its metric. `residency` writes one that is a time in a state. What
+    // another state was is not in such a result, but for the descriptor of an element that has one.
+    template <typename Real, typename Residency>
+    void typed(std::uint8_t type, Real value, std::uint32_t descriptor, Residency residency) {
+        switch (type) {
+            case METRIC_RESIDENCY:
+                return residency(value);
+            case METRIC_DELTA:
+                return increase(value);
+            case METRIC_VALUE:
+                return real(value);
+            default:
+                return descriptor != 0 ? handle(descriptor) : none();
+        }
+    }
 
     // A range, of one of the kinds 'i', 'u' and 'r'.
     template <typename Number>

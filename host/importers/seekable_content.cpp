@@ -1,12 +1,12 @@
 #include "host/importers/seekable_content.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
+
+#include "host/base/unnamed_file.h"
 
 namespace host::importers {
 
@@ -14,16 +14,6 @@ namespace {
 
 constexpr std::size_t PIECE = std::size_t{1} << 20;
 constexpr std::size_t WINDOW = std::size_t{1} << 15;
-
-base::Descriptor makeUnnamedFile() {
-    base::Descriptor file(::open(".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-    if (file.isOpen()) return file;
-    // File systems without unnamed files: one that loses its name at once.
-    char name[] = "./.pwrhost_XXXXXX";
-    file = base::Descriptor(::mkostemp(name, O_CLOEXEC));
-    if (file.isOpen()) ::unlink(name);
-    return file;
-}
 
 }  // namespace
 
@@ -34,7 +24,7 @@ bool SeekableContent::add(std::string_view bytes) {
 }
 
 bool SeekableContent::flush_i() {
-    if (!m_copy.isOpen()) m_copy = makeUnnamedFile();
+    if (!m_copy.isOpen()) m_copy = base::makeUnnamedFile();
     std::size_t done = 0;
     while (m_copy.isOpen() && done < m_pending.size()) {
         const ssize_t n = ::pwrite(m_copy.get(), m_pending.data() + done, m_pending.size() - done,

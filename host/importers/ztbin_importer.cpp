@@ -211,31 +211,13 @@ bool ZtbinImporter::part_i(Index index, bool hasEmptyState, Id& id) {
 void ZtbinImporter::define_i(Descriptor& descriptor, bool hasEmptyState) {
     const std::string& state = m_strings[descriptor.state].text;
     const bool hasAttribute = hasEmptyState || !state.empty();
-    if (hasAttribute && m_stateAttribute == 0) {
-        m_stateAttribute = m_nextHandle++;
-        emit::JsonLine line("def", "attribute");
-        line.member("id", m_stateAttribute).member("name", "State").member("type", 1).writeTo(m_target.lines);
-    }
-    descriptor.id = m_nextHandle++;
-    emit::JsonLine line("def", "descriptor");
-    line.member("id", descriptor.id).member("name", m_strings[descriptor.name].text);
-    if (hasAttribute) {
-        line.key("attributes").beginList().beginList().value(m_stateAttribute);
-        line.beginObject().member("s", state).endObject().endList().endList();
-    }
-    line.writeTo(m_target.lines);
+    descriptor.id = m_handles.descriptor(m_strings[descriptor.name].text, hasAttribute ? &state : nullptr);
 }
 
 bool ZtbinImporter::entity_i(Index name, Id& id) {
     if (text_i(name) == nullptr) return false;
     String& string = m_strings[name];
-    if (string.entity == 0) {
-        string.entity = m_nextHandle++;
-        emit::JsonLine("def", "entity")
-            .member("id", string.entity)
-            .member("name", string.text)
-            .writeTo(m_target.lines);
-    }
+    if (string.entity == 0) string.entity = m_handles.entity(string.text);
     id = string.entity;
     return true;
 }
@@ -247,13 +229,9 @@ bool ZtbinImporter::quantity_i(std::string_view payload, Id& id) {
     const std::string* const units =
         name != nullptr ? text_i(at<Index>(payload, bin::METRIC_UNITS)) : nullptr;
     if (units == nullptr) return false;
-    const auto [known, isNew] =
-        m_quantities.try_emplace(*name + '\0' + *units, static_cast<Id>(m_quantities.size() + 1));
+    const auto [known, isNew] = m_quantities.try_emplace(*name + '\0' + *units, 0);
+    if (isNew) known->second = m_handles.quantity({*name, *units, 0, 0, 1});
     id = known->second;
-    if (!isNew) return true;
-    emit::JsonLine line("def", "quantity");
-    line.member("id", id).member("kind", 0).member("name", *name).member("units", *units);
-    line.member("title", units->empty() ? *name : *name + " (" + *units + ")").writeTo(m_target.lines);
     return true;
 }
 
@@ -343,7 +321,8 @@ bool ZtbinImporter::data_i(std::string_view payload) {
         return false;
     }
     m_line.element(entity, descriptor, ticks_i(at<float>(payload, bin::DATA_DURATION)));
-    value_i(*m_metric, at<float>(payload, bin::DATA_VALUE), descriptor);
+    m_line.typed(m_metric->type, at<float>(payload, bin::DATA_VALUE), descriptor,
+                 [this](float value) { residency_i(value); });
     return true;
 }
 
@@ -353,22 +332,6 @@ std::uint64_t ZtbinImporter::ticks_i(float microseconds) {
     m_lastDuration = microseconds;
     m_lastTicks = m_clock.ticksOf(static_cast<double>(microseconds));
     return m_lastTicks;
-}
-
-void ZtbinImporter::value_i(const Metric& metric, float value, Id descriptor) {
-    switch (metric.type) {
-        case METRIC_RESIDENCY:
-            return residency_i(value);
-        case METRIC_DELTA:
-            if (value >= 0.0F && !std::signbit(value) && value < 0x1p63F && value == std::trunc(value))
-                return m_line.number(static_cast<std::uint64_t>(value));
-            return m_line.real(value);
-        case METRIC_VALUE:
-            return m_line.real(value);
-        default:
-            // What the state was is not in the file, but for the descriptor of an element that has one.
-            return descriptor != 0 ? m_line.handle(descriptor) : m_line.none();
-    }
 }
 
 // Ticks, as many as come out as the same number of microseconds again.

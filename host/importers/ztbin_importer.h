@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/importers/handle_lines.h"
 #include "host/importers/importer.h"
 #include "host/importers/input_kinds.h"
 #include "host/importers/sample_line.h"
@@ -24,7 +25,8 @@ std::unique_ptr<Importer> makeZtbinImporter(const ImportTarget& target);
 // Makes lines of the records as they come: memory holds the tables of the run and one message.
 class ZtbinImporter : public Importer {
 public:
-    explicit ZtbinImporter(const ImportTarget& target) : m_target(target), m_line(target.lines) {}
+    explicit ZtbinImporter(const ImportTarget& target)
+        : m_target(target), m_line(target.lines), m_handles(target.lines) {}
 
     bool read(Input& part, Damage& damage) override;
 
@@ -67,11 +69,11 @@ private:
     void define_i(Descriptor& descriptor, bool hasEmptyState);
     bool quantity_i(std::string_view payload, Id& id);
     std::uint64_t ticks_i(float microseconds);
-    void value_i(const Metric& metric, float value, Id descriptor);
     void residency_i(float value);
 
     ImportTarget m_target;
     SampleLine m_line;
+    HandleLines m_handles;
     std::string m_fault;
 
     // The tables of the run, by index.
@@ -80,8 +82,6 @@ private:
     std::unordered_map<std::uint32_t, Metric> m_metrics;
     std::unordered_map<std::string, Id> m_quantities;      // by name and units
     std::unordered_map<std::string, Index> m_namedStates;  // descriptors by name
-    Id m_nextHandle = 1;
-    Id m_stateAttribute = 0;
 
     bool m_hasSystem = false;  // of the run
     bool m_hasPartSystem = false;

@@ -1,44 +1,17 @@
 #include "host/importers/ztjson_document.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <utility>
 
 #include "host/emit/json_line.h"
 #include "host/importers/metric_types.h"
 #include "host/importers/state_order.h"
+#include "host/importers/ztjson_system.h"
 
 namespace host::importers {
 
 namespace {
-
-// Three numbers with dots between.
-SystemDescription::Version versionOf(const std::string& text) {
-    SystemDescription::Version version;
-    unsigned numbers[3] = {};
-    const char* at = text.data();
-    const char* const end = at + text.size();
-    for (unsigned& number : numbers) {
-        at = std::from_chars(at, end, number).ptr;
-        if (at != end) ++at;
-    }
-    version.major = static_cast<std::uint16_t>(numbers[0]);
-    version.minor = static_cast<std::uint8_t>(numbers[1]);
-    version.update = static_cast<std::uint8_t>(numbers[2]);
-    return version;
-}
-
-// Each word stands behind a blank.
-std::vector<std::string> wordsOf(const std::string& text) {
-    std::vector<std::string> words;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find(' ', at + 1), text.size());
-        words.push_back(text.substr(at + 1, end - at - 1));
-        at = end;
-    }
-    return words;
-}
 
 // Whether values of the type are told by state, or as one number; both in a sampled value.
 bool canHaveStates(std::uint8_t type) {
@@ -82,165 +55,18 @@ void ZtjsonDocument::readMember_i(JsonPull& json, const std::string& key) {
     json.enterObject();
     Category category;
     while (m_target.lines.isOpen() && json.nextKey(category.name)) {
-        readCategory_i(json, category);
+        category.read(json);
         if (!category.series.empty()) category_i(category);
         category = Category();
     }
 }
 
 void ZtjsonDocument::readSystem_i(JsonPull& json) {
-    std::map<std::string, std::string> texts;
-    std::map<std::string, double> numbers;
+    SystemMembers members;
     std::string group;
-    std::string key;
     json.enterObject();
-    while (json.nextKey(group)) {
-        json.enterObject();
-        while (json.nextKey(key)) {
-            if (json.isText())
-                texts[key] = json.text();
-            else if (key == "Collection Start Timestamp")
-                m_system.start = json.whole();
-            else if (key == "Collection Stop Timestamp")
-                m_system.stop = json.whole();
-            else
-                numbers[key] = json.number();
-        }
-    }
-    const auto count = [&](const char* name) {
-        return static_cast<std::uint32_t>(std::clamp(numbers[name], 0.0, 1048576.0));
-    };
-    const auto real = [&](const char* name) { return static_cast<float>(numbers[name]); };
-    m_system.platformId = static_cast<std::uint32_t>(std::clamp(numbers["Platform ID"], 0.0, 4294967295.0));
-    m_system.platform = texts["Platform Name"];
-    m_system.codeName = texts["CPU Name"];
-    m_system.nativeModel = texts["CPU Native Name"];
-    m_system.pchNames = texts["PCH Name"];
-    m_system.host = texts["Host Name"];
-    m_system.packageCount = count("Num Packages");
-    m_system.moduleCount = count("Num Modules");
-    m_system.coreCount = count("Num Cores");
-    m_system.threadCount = count("Num Threads");
-    m_system.hfmMHz = real("HFM Frequency MHz");
-    m_system.lfmMHz = real("LFM Frequency MHz");
-    m_system.cpuMHz = real("CPU Frequency MHz");
-    m_system.busMHz = real("Bus Frequency MHz");
-    m_system.osName = texts["OS Name"];
-    m_system.osType = texts["OS Type"];
-    m_system.osVersion = texts["OS Version"];
-    m_system.product = versionOf(texts["Zentrace Version"]);
-    m_system.driver = versionOf(texts["Zentrace Driver Version"]);
-    m_system.durationSec = numbers["Collection Duration"];
-    m_system.command = wordsOf(texts["Collection Command Line"]);
-}
-
-void ZtjsonDocument::readCategory_i(JsonPull& json, Category& category) {
-    std::string key;
-    json.enterObject();
-    while (json.nextKey(key)) {
-        if (key == "metaData") {
-            readDescription_i(json, category);
-        } else if (key == "data") {
-            json.enterObject();
-            std::string name;
-            while (json.nextKey(name)) {
-                category.series.emplace_back();
-                category.series.back().key = category.series.back().name = name;
-                readSeries_i(json, category.series.back());
-                if (category.series.back().points.empty()) category.series.pop_back();
-            }
-        } else {
-            json.skip();
-        }
-    }
-}
-
-void ZtjsonDocument::readDescription_i(JsonPull& json, Category& category) {
-    std::string key;
-    json.enterObject();
-    while (json.nextKey(key)) {
-        if (key == "type") {
-            category.type = json.text();
-        } else if (key == "states") {
-            json.enterList();
-            std::unordered_map<std::string, std::size_t> occurrences;
-            while (json.nextItem()) {
-                category.states.push_back(json.text());
-                // Names that differ behind a zero byte show as one.
-                category.states.back().append(occurrences[category.states.back()]++, '\0');
-            }
-        } else if (key == "altUnits") {
-            json.enterList();
-            while (json.nextItem()) {
-                Unit& unit = category.units.emplace_back();
-                json.enterObject();
-                while (json.nextKey(key)) {
-                    if (key == "name")
-                        unit.name = json.text();
-                    else if (key == "unit")
-                        unit.units = json.text();
-                    else if (key == "conversion")
-                        unit.conversion = json.number();
-                    else if (key == "isCalculatedRate")
-                        unit.isCalculated = json.truth();
-                    else
-                        json.skip();
-                }
-            }
-        } else {
-            json.skip();
-        }
-    }
-}
-
-void ZtjsonDocument::readSeries_i(JsonPull& json, Series& series) {
-    std::string key;
-    json.enterObject();
-    while (json.nextKey(key)) {
-        if (key == "friendlyName") {
-            series.name = json.text();
-        } else if (key == "points") {
-            json.enterList();
-            while (json.nextItem()) readPoint_i(json, series);
-        } else {
-            json.skip();
-        }
-    }
-}
-
-// A point counts when it has been read as a whole.
-void ZtjsonDocument::readPoint_i(JsonPull& json, Series& series) {
-    Point point;
-    const std::size_t first = series.values.size();
-    point.firstValue = static_cast<std::uint32_t>(first);
-    bool hasStates = false;
-    std::string key;
-    json.enterObject();
-    while (json.nextKey(key)) {
-        if (key == "x") {
-            point.begin = json.whole();
-        } else if (key == "x1") {
-            point.end = json.whole();
-        } else if (key == "y" && json.isObject()) {
-            hasStates = true;
-            json.enterObject();
-            while (json.nextKey(key)) {
-                std::uint32_t state = 0;
-                std::from_chars(key.data(), key.data() + key.size(), state);
-                series.values.push_back({state, json.number()});
-            }
-        } else if (key == "y" || key == "y1") {
-            series.values.push_back({0, json.number()});
-        } else {
-            json.skip();
-        }
-    }
-    if (json.failed() || series.values.size() == first) {
-        series.values.resize(first);
-        return;
-    }
-    if (series.points.empty()) series.hasStates = hasStates;
-    series.points.push_back(point);
+    while (json.nextKey(group)) readSystemMembers(json, members);
+    m_system = describeSystem(members);
 }
 
 // The frequency of the clock is the one that the header's times tell, if the times of the first category are
@@ -284,53 +110,28 @@ void ZtjsonDocument::category_i(Category& category) {
 
 ZtjsonDocument::Id ZtjsonDocument::entity_i(const std::string& name, std::size_t occurrence) {
     std::vector<Id>& known = m_entities[name];
-    while (known.size() <= occurrence) {
-        known.push_back(spread(m_entityCount++));
-        emit::JsonLine line("def", "entity");
-        line.member("id", known.back()).member("name", name).writeTo(m_target.lines);
-    }
+    while (known.size() <= occurrence) known.push_back(m_handles.entity(spread(m_entityCount++), name));
     return known[occurrence];
 }
 
 ZtjsonDocument::Id ZtjsonDocument::descriptor_i(const std::string& name, bool hasState) {
     const auto found = m_descriptors.find({name, hasState});
     if (found != m_descriptors.end()) return found->second;
-    if (hasState && m_attribute == 0) {
-        m_attribute = m_nextHandle++;
-        emit::JsonLine line("def", "attribute");
-        line.member("id", m_attribute).member("name", "State").member("type", 1).writeTo(m_target.lines);
-    }
-    const Id id = m_nextHandle++;
-    emit::JsonLine line("def", "descriptor");
-    line.member("id", id).member("name", name);
-    if (hasState) {
-        line.key("attributes").beginList().beginList().value(m_attribute);
-        line.beginObject().member("s", name).endObject().endList().endList();
-    }
-    line.writeTo(m_target.lines);
+    const Id id = m_handles.descriptor(name, hasState ? &name : nullptr);
     return m_descriptors.try_emplace({name, hasState}, id).first->second;
 }
 
 ZtjsonDocument::Id ZtjsonDocument::defineQuantity_i(const Category& category) {
+    constexpr unsigned INSTANTANEOUS = 9;
     if (category.units.empty()) return 0;
-    const auto define = [this](const Unit& unit, const Unit* rate) {
-        constexpr int INSTANTANEOUS = 9;
-        const Id id = m_nextQuantity++;
-        emit::JsonLine line("def", "quantity");
-        line.member("id", id).member("kind", unit.isCalculated ? INSTANTANEOUS : 0);
-        line.member("name", unit.name).member("units", unit.units);
-        line.member("title", unit.units.empty() ? unit.name : unit.name + " (" + unit.units + ")");
-        if (rate != nullptr) line.key("rate").beginList().value(id - 1).value(rate->conversion).endList();
-        line.writeTo(m_target.lines);
-        return id;
-    };
-    const Unit* const rate = category.units.size() > 1 ? &category.units[1] : nullptr;
-    if (rate != nullptr) {
-        Unit plain = *rate;
-        plain.isCalculated = false;
-        define(plain, nullptr);
+    const Category::Unit& shown = category.units.front();
+    HandleLines::Quantity quantity{shown.name, shown.units, shown.isCalculated ? INSTANTANEOUS : 0, 0, 1};
+    if (category.units.size() > 1) {
+        const Category::Unit& rate = category.units[1];
+        quantity.rate = m_handles.quantity({rate.name, rate.units, 0, 0, 1});
+        quantity.factor = rate.conversion;
     }
-    return define(category.units.front(), rate);
+    return m_handles.quantity(quantity);
 }
 
 // Metrics of one name that differ behind a zero byte show as one name.
@@ -444,8 +245,8 @@ void ZtjsonDocument::numbers_i(const Series& series, std::size_t first, std::siz
     const double low = stored_i(series.values[first].number, metric, duration);
     if (last - first > 1)
         m_line.range('r', low, stored_i(series.values[first + 1].number, metric, duration));
-    else if (metric.type == METRIC_DELTA && isWhole(low))
-        m_line.number(static_cast<std::uint64_t>(low));
+    else if (metric.type == METRIC_DELTA)
+        m_line.increase(low);
     else
         m_line.real(low);
 }

@@ -6,11 +6,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/importers/handle_lines.h"
 #include "host/importers/importer.h"
 #include "host/importers/json_pull.h"
 #include "host/importers/sample_line.h"
 #include "host/importers/system_line.h"
 #include "host/importers/tick_clock.h"
+#include "host/importers/ztjson_category.h"
 
 namespace host::importers {
 
@@ -18,7 +20,8 @@ namespace host::importers {
 // category stand series by series there; memory holds one category, to put them into the order of time.
 class ZtjsonDocument {
 public:
-    explicit ZtjsonDocument(const ImportTarget& target) : m_target(target), m_line(target.lines) {}
+    explicit ZtjsonDocument(const ImportTarget& target)
+        : m_target(target), m_line(target.lines), m_handles(target.lines) {}
 
     // Reads the document, of whose object the first key has been read. What is wrong shows in `json`; the
     // points before it are delivered.
@@ -27,43 +30,10 @@ public:
 private:
     using Id = std::uint32_t;
 
-    struct Value {
-        std::uint32_t state = 0;  // its number, in a series with states
-        double number = 0;
-    };
-    struct Point {
-        std::uint64_t begin = 0;  // microseconds after the start
-        std::uint64_t end = 0;
-        std::uint32_t firstValue = 0;  // of those of its series
-    };
-    struct Series {
-        std::string key, name;
-        bool hasStates = false;
-        std::vector<Point> points;
-        std::vector<Value> values;
-
-        // In the making of messages.
-        Id metric = 0;
-        Id entity = 0;
-        Id descriptor = 0;  // of deltas
-        std::size_t next = 0;
-
-        bool isLeft() const { return next < points.size(); }
-        std::size_t valueEnd(std::size_t point) const {
-            return point + 1 < points.size() ? points[point + 1].firstValue : values.size();
-        }
-    };
-    struct Unit {
-        std::string name, units;
-        double conversion = 1;
-        bool isCalculated = false;
-    };
-    struct Category {
-        std::string name, type;
-        std::vector<std::string> states;
-        std::vector<Unit> units;
-        std::vector<Series> series;
-    };
+    using Category = ZtjsonCategory;
+    using Series = ZtjsonCategory::Series;
+    using Point = ZtjsonCategory::Point;
+    using Value = ZtjsonCategory::Value;
     struct Metric {
         std::uint8_t type = 0;
         bool isInstant = false;
@@ -74,11 +44,6 @@ private:
 
     void readSystem_i(JsonPull& json);
     void readMember_i(JsonPull& json, const std::string& key);
-    void readCategory_i(JsonPull& json, Category& category);
-    void readDescription_i(JsonPull& json, Category& category);
-    void readSeries_i(JsonPull& json, Series& series);
-    void readPoint_i(JsonPull& json, Series& series);
-
     void writeSystem_i(const Category* first);
     bool suits_i(const TickClock& clock, const Category& category) const;
     void category_i(Category& category);
@@ -99,6 +64,7 @@ private:
 
     ImportTarget m_target;
     SampleLine m_line;
+    HandleLines m_handles;  // entities have ids beyond those that it gives
     SystemDescription m_system;
     TickClock m_clock;
     bool m_hasSystem = false;                                     // it has been written
@@ -106,10 +72,7 @@ private:
     std::unordered_map<std::string, std::vector<Id>> m_entities;  // by name
     std::map<std::pair<std::string, bool>, Id> m_descriptors;     // by name and whether there is an attribute
     std::vector<Metric> m_metrics;                                // by id - 1
-    Id m_nextHandle = 1;                                          // of those that are no entities
     Id m_entityCount = 0;
-    Id m_nextQuantity = 1;
-    Id m_attribute = 0;
     std::uint64_t m_inexact = 0;  // times that do not come out again
 };
 

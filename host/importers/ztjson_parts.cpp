@@ -15,20 +15,6 @@ namespace {
 constexpr std::size_t MOST_ELEMENTS = 65536;
 constexpr const char* NO_DESCRIPTOR = "N/A";
 
-template <typename Number>
-Number numberOf(const std::map<std::string, std::string>& texts, const char* key) {
-    Number number{};
-    const auto found = texts.find(key);
-    if (found != texts.end())
-        std::from_chars(found->second.data(), found->second.data() + found->second.size(), number);
-    return number;
-}
-
-std::string textOf(const std::map<std::string, std::string>& texts, const char* key) {
-    const auto found = texts.find(key);
-    return found != texts.end() ? found->second : std::string();
-}
-
 // Calls `read` for each value of a member that is a list if it has more than one.
 template <typename Read>
 void readOneOrMore(JsonPull& json, Read read) {
@@ -102,22 +88,16 @@ std::string ZtjsonParts::runOf_i(const Entry& system) {
            '\n' + textOf(system.system, "Host Name");
 }
 
-void ZtjsonParts::readTexts_i(JsonPull& json, std::map<std::string, std::string>& texts) {
-    std::string key;
-    json.enterObject();
-    while (json.nextKey(key)) texts[key] = json.text();
-}
-
 void ZtjsonParts::readPair_i(JsonPull& json, Entry& entry) {
     Pair pair;
-    std::map<std::string, std::string> descriptor;
+    SystemMembers descriptor;
     std::string key;
     json.enterObject();
     while (json.nextKey(key)) {
         if (key == "Entity")
             pair.entity = json.text();
         else if (key == "Descriptor")
-            readTexts_i(json, descriptor);
+            readSystemMembers(json, descriptor);
         else
             json.skip();
     }
@@ -127,7 +107,7 @@ void ZtjsonParts::readPair_i(JsonPull& json, Entry& entry) {
 }
 
 void ZtjsonParts::readEntry_i(JsonPull& json, Entry& entry) {
-    std::map<std::string, std::string> quantity;
+    SystemMembers quantity;
     std::string key;
     json.enterObject();
     while (json.nextKey(key)) {
@@ -140,14 +120,14 @@ void ZtjsonParts::readEntry_i(JsonPull& json, Entry& entry) {
         } else if (key == "Type") {
             entry.type = json.text();
         } else if (key == "Quantity") {
-            readTexts_i(json, quantity);
+            readSystemMembers(json, quantity);
         } else if (key == "States") {
             readOneOrMore(json, [&] { entry.states.push_back(json.text()); });
         } else if (key == "Entity-Descriptor-Combinations") {
             readOneOrMore(json, [&] { readPair_i(json, entry); });
         } else if (key == "Platform" || key == "OS" || key == "Zentrace") {
             entry.isSystem = true;
-            readTexts_i(json, entry.system);
+            readSystemMembers(json, entry.system);
         } else {
             json.skip();
         }
@@ -193,29 +173,8 @@ void ZtjsonParts::writeEntry_i(const Entry& entry) {
 }
 
 void ZtjsonParts::system_i(const Entry& entry) {
-    const auto& texts = entry.system;
-    SystemDescription system;
-    system.stop = numberOf<std::uint64_t>(texts, "Collection Stop Timestamp");
-    system.durationSec = numberOf<double>(texts, "Collection Duration");
+    SystemDescription system = describeSystem(entry.system);
     if (m_hasSystem) return writeStop(system.stop, system.durationSec, m_target.lines);
-    system.platformId = numberOf<std::uint32_t>(texts, "Platform ID");
-    system.platform = textOf(texts, "Plaform Name");
-    system.codeName = textOf(texts, "CPU Name");
-    system.nativeModel = textOf(texts, "CPU Native Name");
-    system.pchNames = textOf(texts, "PCH Name");
-    system.host = textOf(texts, "Host Name");
-    system.packageCount = numberOf<std::uint32_t>(texts, "Num Packages");
-    system.moduleCount = numberOf<std::uint32_t>(texts, "Num Modules");
-    system.coreCount = numberOf<std::uint32_t>(texts, "Num Cores");
-    system.threadCount = numberOf<std::uint32_t>(texts, "Num Threads");
-    system.hfmMHz = numberOf<float>(texts, "HFM Frequency MHz");
-    system.lfmMHz = numberOf<float>(texts, "LFM Frequency MHz");
-    system.cpuMHz = numberOf<float>(texts, "CPU Frequency MHz");
-    system.busMHz = numberOf<float>(texts, "Bus Frequency MHz");
-    system.osName = textOf(texts, "OS Name");
-    system.osType = textOf(texts, "OS Type");
-    system.osVersion = textOf(texts, "OS Version");
-    system.start = numberOf<std::uint64_t>(texts, "Collection Start Timestamp");
     m_clock = TickClock::fromSpan(system.start, system.stop, system.durationSec);
     m_system = std::move(system);
 }
@@ -286,46 +245,25 @@ void ZtjsonParts::openRun_i() {
 }
 
 ZtjsonParts::Id ZtjsonParts::entityOf_i(const std::string& name) {
-    const auto [known, isNew] = m_entities.try_emplace(name, m_nextHandle);
-    if (isNew)
-        emit::JsonLine("def", "entity")
-            .member("id", m_nextHandle++)
-            .member("name", name)
-            .writeTo(m_target.lines);
+    const auto [known, isNew] = m_entities.try_emplace(name, 0);
+    if (isNew) known->second = m_handles.entity(name);
     return known->second;
 }
 
 ZtjsonParts::Id ZtjsonParts::descriptorOf_i(const std::string& name, const std::string& state,
                                             bool hasState) {
-    const auto found = m_descriptors.find({name, {hasState, state}});
-    if (found != m_descriptors.end()) return found->second;
-    if (hasState && m_attribute == 0) {
-        m_attribute = m_nextHandle++;
-        emit::JsonLine line("def", "attribute");
-        line.member("id", m_attribute).member("name", "State").member("type", 1).writeTo(m_target.lines);
-    }
-    const Id id = m_nextHandle++;
-    emit::JsonLine line("def", "descriptor");
-    line.member("id", id).member("name", name);
-    if (hasState) {
-        line.key("attributes").beginList().beginList().value(m_attribute);
-        line.beginObject().member("s", state).endObject().endList().endList();
-    }
-    line.writeTo(m_target.lines);
-    m_states.try_emplace(name, id);
-    return m_descriptors.try_emplace({name, {hasState, state}}, id).first->second;
+    const auto [known, isNew] = m_descriptors.try_emplace({name, {hasState, state}}, 0);
+    if (!isNew) return known->second;
+    known->second = m_handles.descriptor(name, hasState ? &state : nullptr);
+    m_states.try_emplace(name, known->second);
+    return known->second;
 }
 
 ZtjsonParts::Id ZtjsonParts::quantityOf_i(const Entry& entry) {
     if (entry.quantity.empty() && entry.units.empty()) return 0;
-    const auto next = static_cast<Id>(m_quantities.size() + 1);
-    const auto [known, isNew] = m_quantities.try_emplace({entry.quantity, entry.units}, next);
-    if (!isNew) return known->second;
-    emit::JsonLine line("def", "quantity");
-    line.member("id", next).member("kind", 0).member("name", entry.quantity).member("units", entry.units);
-    const std::string units = entry.units.empty() ? std::string() : " (" + entry.units + ")";
-    line.member("title", entry.quantity + units).writeTo(m_target.lines);
-    return next;
+    const auto [known, isNew] = m_quantities.try_emplace({entry.quantity, entry.units}, 0);
+    if (isNew) known->second = m_handles.quantity({entry.quantity, entry.units, 0, 0, 1});
+    return known->second;
 }
 
 void ZtjsonParts::metric_i(const Entry& entry) {
@@ -407,22 +345,7 @@ void ZtjsonParts::record_i(const Record& record) {
     m_metric = id;
     m_time = record.time;
     m_line.element(entity, descriptor, m_clock.ticksOf(record.duration));
-    value_i(metric.type, record.value, descriptor);
-}
-
-void ZtjsonParts::value_i(std::uint8_t type, double value, Id descriptor) {
-    switch (type) {
-        case METRIC_RESIDENCY:
-            return residency_i(value);
-        case METRIC_DELTA:
-            if (value >= 0 && !std::signbit(value) && value < 0x1p53 && value == std::trunc(value))
-                return m_line.number(static_cast<std::uint64_t>(value));
-            return m_line.real(value);
-        case METRIC_VALUE:
-            return m_line.real(value);
-        default:
-            return descriptor != 0 ? m_line.handle(descriptor) : m_line.none();
-    }
+    m_line.typed(metric.type, record.value, descriptor, [this](double value) { residency_i(value); });
 }
 
 // Ticks, as many as come out as the same number of microseconds again, if there is such a number.

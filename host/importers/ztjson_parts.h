@@ -10,11 +10,13 @@
 #include <variant>
 #include <vector>
 
+#include "host/importers/handle_lines.h"
 #include "host/importers/importer.h"
 #include "host/importers/json_pull.h"
 #include "host/importers/sample_line.h"
 #include "host/importers/system_line.h"
 #include "host/importers/tick_clock.h"
+#include "host/importers/ztjson_system.h"
 
 namespace host::importers {
 
@@ -22,7 +24,8 @@ namespace host::importers {
 // what the files say of each metric and one message.
 class ZtjsonParts {
 public:
-    explicit ZtjsonParts(const ImportTarget& target) : m_target(target), m_line(target.lines) {}
+    explicit ZtjsonParts(const ImportTarget& target)
+        : m_target(target), m_line(target.lines), m_handles(target.lines) {}
 
     // Reads a part, of whose object the first key has been read. What is wrong shows in `json`.
     void read(JsonPull& json, std::string key);
@@ -45,7 +48,7 @@ private:
         std::int64_t id = 0;
         std::vector<std::string> states;
         std::vector<Pair> pairs;
-        std::map<std::string, std::string> system;  // by the members' own names
+        SystemMembers system;
         bool isSystem = false;
     };
     struct Part {
@@ -68,7 +71,6 @@ private:
     using Waiting = std::variant<Entry, Record, std::monostate>;
 
     static void readEntry_i(JsonPull& json, Entry& entry);
-    static void readTexts_i(JsonPull& json, std::map<std::string, std::string>& texts);
     static void readPair_i(JsonPull& json, Entry& entry);
     static Record readRecord_i(JsonPull& json);
     static std::string runOf_i(const Entry& system);
@@ -84,7 +86,6 @@ private:
     void metric_i(const Entry& entry);
     void take_i(JsonPull& json, Record record);
     void record_i(const Record& record);
-    void value_i(std::uint8_t type, double value, Id descriptor);
     void residency_i(double value);
     void findPart_i(Metric& metric, const Record& record, Id& entity, Id& descriptor);
 
@@ -94,13 +95,12 @@ private:
 
     ImportTarget m_target;
     SampleLine m_line;
+    HandleLines m_handles;
     std::map<std::uint32_t, Metric> m_metrics;
     std::unordered_map<std::string, Id> m_entities;                                    // by name
     std::map<std::pair<std::string, std::pair<bool, std::string>>, Id> m_descriptors;  // by name and state
     std::unordered_map<std::string, Id> m_states;                                      // descriptors by name
     std::map<std::pair<std::string, std::string>, Id> m_quantities;                    // by name and units
-    Id m_nextHandle = 1;
-    Id m_attribute = 0;
     std::optional<SystemDescription> m_system;                // as long as it has not been written
     std::vector<Waiting> m_waiting;                           // for that
     std::size_t m_waitingTimes = 0;                           // times in states among them

@@ -42,7 +42,9 @@ ALLOWED_FILES = {
     "host/importers/state_order.cpp": {"json/state_sort.h"},
     "host/importers/pwr_header.cpp": {"import/record_format.h"},
     "host/importers/pwr_lines.cpp": {"import/record_format.h"},
+    "host/importers/pwr_elements.cpp": {"import/record_format.h"},
     "host/importers/pwr_importer.cpp": {"import/record_format.h"},
+    "host/importers/pwr_order.cpp": {"import/record_format.h"},
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<((?:\w+/)+\w+\.h)>)', re.M)
 
