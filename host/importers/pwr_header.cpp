@@ -235,4 +235,16 @@ const PwrHeader::Info* PwrHeader::find(std::string_view kind, std::uint64_t id) 
     return found != table->second.end() ? &found->second : nullptr;
 }
 
+bool PwrHeader::isNamedBy(std::uint64_t field, const std::vector<PwrAttribute>& attributes) const {
+    const auto isText = [](const PwrAttribute& attribute) {
+        return attribute.type == vyrta::ATTRIBUTE_KIND_INFO && attribute.value >= FIRST_WRITER_ID;
+    };
+    if (attributes.empty() || !isText(attributes.back())) return false;
+    if (field >= FIRST_WRITER_ID) return true;
+    const Info* const state = find("field", field);
+    const Info* const text = find("nameid_attribute", attributes.back().value);
+    return state != nullptr && text != nullptr && state->name == (text->name.empty() ? "NA" : text->name) &&
+           std::count_if(attributes.begin(), attributes.end(), isText) == 1;
+}
+
 }  // namespace host::importers

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/importers/pwr_elements.h"
 #include "host/importers/system_line.h"
 #include "host/inspect/pwr_record.h"
 
@@ -62,6 +63,10 @@ struct PwrHeader {
     void finish();
 
     const Info* find(std::string_view kind, std::uint64_t id) const;
+
+    // Whether a text that stands last among attributes names the state, as it does where a traced value was a
+    // text: that is the only one, and the state has no other name.
+    bool isNamedBy(std::uint64_t field, const std::vector<PwrAttribute>& attributes) const;
 
     // What stands at a place, and the process or thread there; null if there is none. After finish.
     const Place* placeAt(std::size_t place) const {

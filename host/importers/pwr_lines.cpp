@@ -293,10 +293,9 @@ bool PwrLines::isTextValue_i(const MetricRecord& metric, const Element& element)
     if (!element.value.empty() || !element.endsInInfo || !isText_i(element.infos.back())) return false;
     const std::uint8_t type = typeOf(metric.metricClass);
     if (type != METRIC_TRANSITION && type != METRIC_EVENT) return type != METRIC_RESIDENCY;
-    if (element.field >= FIRST_WRITER_ID) return true;
-    const PwrHeader::Info* const field = m_header.find("field", element.field);
-    const std::string text = textOf_i(element.infos.back());
-    return field != nullptr && field->name == (text.empty() ? "NA" : text);
+    std::vector<Attribute> attributes = element.measured;
+    attributes.insert(attributes.end(), element.infos.begin(), element.infos.end());
+    return m_header.isNamedBy(element.field, attributes);
 }
 
 void PwrLines::sample(const MetricRecord& metric, const PwrRecord& sample) {

@@ -80,13 +80,9 @@ bool PwrOrder::isStateOfText_i(const PwrLines::MetricRecord& metric,
     if (metric.metricClass != METRIC_CLASS_TRACED_FINITE_SET_COUNTER &&
         metric.metricClass != METRIC_CLASS_TRACED_EVENT)
         return false;
-    const PwrLines::Attribute& last = attributes.back();  // a traced sample has one element
-    if (last.type != ATTRIBUTE_KIND_INFO || last.value < FIRST_WRITER_ID) return false;
-    if (attributes[field].value >= FIRST_WRITER_ID) return true;
-    const PwrHeader::Info* const state = m_header.find("field", attributes[field].value);
-    const PwrHeader::Info* const text = m_header.find("nameid_attribute", last.value);
-    if (state == nullptr || text == nullptr) return false;
-    return state->name == (text->name.empty() ? "NA" : text->name);
+    // A traced sample has one element.
+    const auto begin = attributes.begin() + static_cast<std::ptrdiff_t>(field) + 1;
+    return m_header.isNamedBy(attributes[field].value, {begin, attributes.end()});
 }
 
 template <typename Visit>
