@@ -1,4 +1,4 @@
-// Measures pwrhost itself: how fast it reads a stream, and what recording costs the machine.
+// Measures pwrhost itself: how fast it reads a stream and results, and what recording costs the machine.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -67,18 +67,20 @@ std::uint64_t writeStream(std::FILE* file, std::uint64_t elements) {
     };
     for (int i = 1; i <= ENTITIES; ++i)
         count(std::fprintf(file, "{\"def\":\"entity\",\"id\":%d,\"name\":\"CPU %d\"}\n", i, i));
-    count(std::fprintf(file, "{\"def\":\"descriptor\",\"id\":100,\"name\":\"C6\"}\n"));
+    count(std::fprintf(file,
+                       "{\"def\":\"descriptor\",\"id\":100,\"name\":\"C6\"}\n"
+                       "{\"def\":\"attribute\",\"id\":101,\"name\":\"Cause\",\"type\":1}\n"));
     count(
         std::fprintf(file,
                      "{\"def\":\"metric\",\"id\":10,\"name\":\"Residency\",\"type\":\"SAMPLED_RESIDENCY\"}\n"
-                     "{\"msg\":\"system\",\"id\":1,\"tscMHz\":2400}\n"));
+                     "{\"msg\":\"system\",\"id\":1,\"tscMHz\":2400,\"cpuMHz\":2400,\"start\":1000}\n"));
     for (std::uint64_t i = 0; i < elements / ENTITIES; ++i) {
         count(std::fprintf(file, "{\"msg\":\"metric\",\"metric\":10,\"t\":%llu,\"data\":[",
                            static_cast<unsigned long long>(12638346702891 + i * 240000000)));
         for (int entity = 1; entity <= ENTITIES; ++entity)
             count(std::fprintf(file,
                                "%s{ \"e\": %d, \"d\": 100, \"dur\": %llu, \"v\": { \"u\": %llu }, "
-                               "\"info\": [ [ 100, { \"i\": -%d } ] ] }",
+                               "\"info\": [ [ 101, { \"i\": -%d } ] ] }",
                                entity == 1 ? "" : ",", entity, 240000000ULL + i % 1000,
                                static_cast<unsigned long long>(i * 7919 % 240000000), entity));
         count(std::fprintf(file, "]}\n"));
@@ -105,6 +107,36 @@ void benchReader(const std::string& pwrhost, std::uint64_t elements, unsigned ro
     std::printf(
         "stream reader, %.0f MB with %llu elements: %.0f MB/s of CPU time (%.0f to %.0f), peak %.1f MiB\n",
         bytes / 1e6, static_cast<unsigned long long>(elements), rate.median, rate.min, rate.max, peak);
+}
+
+// Reads results of each kind back, and tells what making the stream of them and reading that costs.
+void benchResults(const std::string& pwrhost, std::uint64_t elements, unsigned rounds) {
+    char folder[] = "/tmp/host-bench-XXXXXX";
+    if (mkdtemp(folder) == nullptr) fail("cannot make a working folder");
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder);
+    std::FILE* const file = std::fopen("run.ndjson", "w");
+    if (file == nullptr) fail("cannot make a stream");
+    writeStream(file, elements);
+    std::fclose(file);
+    runProgram({pwrhost, "replay", "--quiet", "--no-progress", "--log-level", "0", "-w", "bin,json,vyrta",
+                "-o", "run", "run.ndjson"});
+    for (const char* result : {"run.ztbin", "run.ztjson", "run.pwr"}) {
+        std::vector<double> rates;
+        double peak = 0;
+        for (unsigned i = 0; i < rounds; ++i) {
+            const Usage used =
+                runProgram({pwrhost, "replay", "--quiet", "--no-progress", "-w", "none", result});
+            rates.push_back(static_cast<double>(elements) / 1e6 / used.cpuSeconds);
+            peak = used.peakMiB;
+        }
+        const bench::Spread rate = bench::spreadOf(rates);
+        std::printf(
+            "%s read back: %.2f million elements per second of CPU time (%.2f to %.2f), peak %.1f MiB\n",
+            result, rate.median, rate.min, rate.max, peak);
+    }
+    std::filesystem::current_path(before);
+    std::filesystem::remove_all(folder);
 }
 
 void benchPipe(const std::string& pwrhost, std::uint64_t elements) {
@@ -144,7 +176,8 @@ int main(int argc, char** argv) {
     unsigned rounds = 5;
     double seconds = 5;
     CLI::App app(
-        "Measures pwrhost: reading a stream from a file and from a pipe, and recording this machine.");
+        "Measures pwrhost: reading a stream from a file and from a pipe, reading results, and recording this "
+        "machine.");
     app.add_option("--pwrhost", pwrhost, "the program")->capture_default_str();
     app.add_option("--elements", elements, "elements of the stream in a file")->capture_default_str();
     app.add_option("--pipe-elements", pipeElements, "elements of the stream in a pipe")
@@ -153,6 +186,7 @@ int main(int argc, char** argv) {
     app.add_option("--seconds", seconds, "length of a collection")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     benchReader(pwrhost, elements, rounds);
+    benchResults(pwrhost, elements, rounds);
     benchPipe(pwrhost, pipeElements);
     benchRecorder(pwrhost, seconds);
     return 0;

@@ -26,6 +26,7 @@ Work::Work(const WorkSize& size) : m_size(size), m_rate(2), m_count(1), m_temper
     m_metadata.m_cpuFrequency = 2400.0f;
     m_metadata.m_busFrequency = 100.0f;
     m_metadata.m_collectionStart = 1000;
+    m_metadata.m_collectionTime = 1700000000000000000;  // some results have no times without it, or are none
     m_metadata.m_platformName = "bench";
     m_rate.m_kind = static_cast<pwr::QuantityType>(2);
     m_rate.m_name = "Rate";
