@@ -95,6 +95,30 @@ class RecordCommand(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertEqual(done.stderr.count("energy counters may not be read"), 1, done.stderr)
 
+    def test_a_file_of_the_package_that_may_not_be_read_is_told(self):
+        tree = self.work / "tree"
+        (tree / "sys/kernel/debug/pmc_core").mkdir(parents=True)
+        (tree / "sys/kernel/debug/pmc_core/ltr_show").write_text("XHCI LTR: Snoop(ns): 1")
+        (tree / "sys/kernel/debug/pmc_core/ltr_show").chmod(0)
+        self.work.chmod(0o777)
+        record = lambda: pwrhost(self.work, "record", "--root", "tree", "--seconds", "0.1", user=UNPRIVILEGED).stderr
+        want = "Latency Tolerance: sys/kernel/debug/pmc_core/ltr_show may not be read: run as root"
+        self.assertEqual(record().count(want), 1)
+        (tree / "sys/kernel/debug").chmod(0)  # as it is: only the driver tells what is inside
+        self.assertNotIn("may not be read", record())
+        (tree / "sys/bus/platform/drivers/intel_pmc_core").mkdir(parents=True)
+        self.assertEqual([record().count(what) for what in (want, "may not be read")], [1, 3])
+
+    @unittest.skipUnless(os.access("/dev/cpu_dma_latency", os.W_OK), "no limit of latencies can be asked for")
+    def test_a_limit_that_a_program_asks_for_is_seen(self):
+        rows = []
+        for limit in (35, 17):
+            with open("/dev/cpu_dma_latency", "wb", buffering=0) as file:
+                file.write(limit.to_bytes(4, sys.byteorder))
+                pwrhost(self.work, "record", "--sources", "awake", "--seconds", "0.1")
+            rows += re.findall(r"System *, Wakeup Latency \(usec\) *, (\d+) *, (\d+)", (self.work / "run.csv").read_text())
+        self.assertEqual(rows, [("35", "35"), ("17", "17")])
+
     def test_an_order_of_the_user_holds(self):
         (self.work / "order").write_text('{"features": ["memory"], "metrics": {"memory": ["Available Memory"]}}')
         done = pwrhost(self.work, "record", "--root", TREE, "--seconds", "0.1", "--order", "order")

@@ -45,6 +45,7 @@ SourcePtr makeGpuRc6Source(SourceContext& context);
 SourcePtr makeGpuEngineSource(SourceContext& context);
 SourcePtr makeRuntimePowerSource(SourceContext& context);
 SourcePtr makeWakeupSource(SourceContext& context);
+SourcePtr makeAwakeSource(SourceContext& context);
 SourcePtr makeOwnSource(SourceContext& context);
 
 }  // namespace host::record
