@@ -339,6 +339,10 @@ class Traces(unittest.TestCase):
         self.assertEqual({"Avg_MHz": "MHz", "Busy%": "%", "CPU%c1": "%", "CPU%c6": "%", "CoreTmp": "C", "IRQ": "",
                           "Pkg%pc2": "%", "PkgWatt": "W", "Cor_J": "J"},
                          {each["name"]: units[each["quantity"]] for each in stream.metrics.values()})
+        untimed = self.replay(["CPU PkgWatt Time_Of_Day_Seconds", "- 1 -1", "0 2 1700000000", "1 3 -", "- 4 1", "0 5 1700000001"],
+                              want_status=1)
+        self.assertEqual([("Package0", 1700000000e6, 2), ("Package0", 1700000000e6, 3), ("Package0", 1700000001e6, 5)],
+                         [(row[0], row[1], row[3]) for row in untimed.over_time("PkgWatt")])
         timed = self.replay(["Time_Of_Day_Seconds Avg_MHz PkgWatt", "1700000000.5 5 6", "1700000001.5 5 7"])
         self.assertEqual([("System", 1700000000.5e6, 5e6, 6), ("System", 1700000001.5e6, 1e6, 7)],
                          timed.over_time("PkgWatt"))

@@ -76,8 +76,7 @@ std::unique_ptr<Importer> makeTurbostatImporter(const ImportTarget& target) {
 }
 
 TurbostatImporter::Of TurbostatImporter::ofColumn_i(std::string_view name) {
-    if (isAnyOf(name,
-                {"CPU", "Core", "Package", "Die", "Node", "APIC", "X2APIC", "usec", "Time_Of_Day_Seconds"}))
+    if (isAnyOf(name, {"CPU", "Core", "Package", "Die", "Node", "APIC", "X2APIC", "Time_Of_Day_Seconds"}))
         return Of::Key;
     if (isAnyOf(name, {"CoreTmp", "CoreThr", "CPU%c3", "CPU%c4", "CPU%c5", "CPU%c6", "CPU%c7"}) ||
         name.starts_with("Mod%"))
@@ -100,14 +99,19 @@ std::string TurbostatImporter::entity_i(const Row& row, Of of) const {
     return "CPU" + std::string(row.cpu);
 }
 
-// A sample begins where a row comes that the one before had already, the first one being that of the system.
-bool TurbostatImporter::beginSample_i(const Row& row) {
-    constexpr double LATEST = 9.2e9;  // seconds since 1970 that nanoseconds can hold
+// A sample begins where a row comes that the one before had already, the first one being that of the system,
+// and behind a row that could not begin one.
+bool TurbostatImporter::placeRow_i(const Row& row) {
     const std::string key = entity_i(row, Of::Cpu);
     const bool isNew = m_seen.empty() || key == "System" || m_seen.count(key) > 0;
     if (isNew) m_seen.clear();
+    if (isNew && !beginSample_i(row)) return false;
     m_seen.insert(key);
-    if (!isNew) return true;
+    return true;
+}
+
+bool TurbostatImporter::beginSample_i(const Row& row) {
+    constexpr double LATEST = 9.2e9;  // seconds since 1970 that nanoseconds can hold
     if (row.time < 0 || row.time > LATEST) return false;
     const auto interval = static_cast<std::uint64_t>(std::llround(m_target.intervalSec * 1e9));
     std::uint64_t stamp = (m_builder.samples() + 1) * interval;
@@ -132,7 +136,7 @@ bool TurbostatImporter::row_i() {
         if (!cell.empty() && cell != "-" && !readReal(cell, values[i])) return false;
         if (name == "Time_Of_Day_Seconds") row.time = values[i];
     }
-    if (!beginSample_i(row)) return false;
+    if (!placeRow_i(row)) return false;
     for (std::size_t i = 0; i < m_cells.size(); ++i)
         if (m_columns[i].of != Of::Key)
             m_builder.add(m_columns[i].name, m_columns[i].units, entity_i(row, m_columns[i].of), values[i]);

@@ -43,6 +43,7 @@ private:
     void header_i();
     bool line_i(std::string_view line);
     bool row_i();
+    bool placeRow_i(const Row& row);
     bool beginSample_i(const Row& row);
     std::string entity_i(const Row& row, Of of) const;
 
@@ -53,7 +54,6 @@ private:
     std::set<std::string> m_seen;           // rows of the sample
     std::uint64_t m_stamp = 0;
     bool m_hasTime = false;
-    bool m_isBegun = false;
     std::uint64_t m_lines = 0, m_mapped = 0, m_malformed = 0, m_other = 0;
 };
 
