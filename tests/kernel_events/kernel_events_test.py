@@ -3,6 +3,7 @@
 import gzip
 import json
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -34,22 +35,28 @@ def waking(usec, waker, woken, cpu, event="sched_waking"):
 IDLE, A, B = ("swapper/0", 0), ("a b=c", 100), ("b", 200)
 
 
+TIME_AND_EVENT = re.compile(r"\] .*?(\d+\.\d+): +(?:\w+:)?(\w+): ")
+
+
 def times_of_threads(text):
     """Milliseconds by pid, out of the switches of a trace whose pids are used once and whose names hold no blanks."""
-    running, times = {}, {}
+    running, times, now = {}, {}, 0
     for each in text.splitlines():
-        if "sched_switch: " not in each:
+        if each.startswith("#"):
+            continue
+        stamp, event = TIME_AND_EVENT.search(each).groups()
+        now = round(float(stamp) * 1e6)
+        if event != "sched_switch":
             continue
         fields = dict(part.split("=", 1) for part in each.split() if "=" in part and part != "==>")
-        cpu, now = each.split("[")[1][:3], round(float(each.split("sched_switch")[0].split()[-1][:-1]) * 1e6)
+        cpu = each.split("[")[1][:3]
         pid, since = running.get(cpu, (None, 0))
         if pid == fields["prev_pid"] != "0":
             times[pid] = times.get(pid, 0) + now - since
         running[cpu] = fields["next_pid"], now
-    last = round(float(text.splitlines()[-1].split("] ")[1].split()[1][:-1]) * 1e6)
     for pid, since in running.values():
         if pid != "0":
-            times[pid] = times.get(pid, 0) + last - since
+            times[pid] = times.get(pid, 0) + now - since
     return {pid: usec / 1000 for pid, usec in times.items() if usec > 0}
 
 
@@ -377,7 +384,7 @@ class Traces(unittest.TestCase):
                 found = {}
                 for each in text.decode().splitlines():
                     if not each.startswith("#"):
-                        event = each.split(": ")[1]
+                        event = TIME_AND_EVENT.search(each)[2]
                         found[event] = found.get(event, 0) + 1
                 self.assertEqual(found, {row[0]: int(row[1]) for row in stream.rows("Trace Events Summary: Counts")})
                 rows = stream.rows("Processes Summary: Counts")
