@@ -10,6 +10,7 @@
 
 #include "host/cli/preset.h"
 #include "host/importers/input_kinds.h"
+#include "host/record/trace/trace_sets.h"
 
 namespace host::cli {
 
@@ -38,6 +39,13 @@ std::string inputKinds() {
     std::string names;
     for (const importers::InputKind& kind : importers::inputKinds())
         names += (names.empty() ? "" : " ") + std::string(kind.name);
+    return names;
+}
+
+std::string traceSets() {
+    std::string names;
+    for (const record::TraceSet& set : record::traceSets())
+        names += (names.empty() ? "" : " ") + std::string(set.name);
     return names;
 }
 
@@ -112,6 +120,9 @@ void describeValue(const CLI::Option& option, const std::string& command, Word& 
     } else if (option.check_lname("sources")) {
         word.m_values = Values::List;
         word.m_words = SOURCES;
+    } else if (option.check_lname("trace")) {
+        word.m_values = Values::List;
+        word.m_words = traceSets();
     } else if (type == "KIND") {
         word.m_values = Values::Words;
         word.m_words = inputKinds();
@@ -204,7 +215,8 @@ std::string zshAction(const Word& word) {
         case Values::Words:
             return "(" + word.m_words + ")";
         case Values::List:
-            return word.m_words == SOURCES ? "_pwrhost_sources" : "_pwrhost_writers";
+            if (word.m_words == WRITERS) return "_pwrhost_writers";
+            return word.m_words == SOURCES ? "_pwrhost_sources" : "_pwrhost_trace_sets";
         case Values::Files:
             return word.m_words.empty() ? "_files" : "_files -g \"*.(" + barred(word.m_words) + ")(-.)\"";
         case Values::Folders:
@@ -296,6 +308,8 @@ _pwrhost_writers() { _values -s , writer )" +
            std::string(WRITERS) + R"( }
 _pwrhost_sources() { _values -s , source )" +
            SOURCES + R"( }
+_pwrhost_trace_sets() { _values -s , set )" +
+           traceSets() + R"( }
 _pwrhost() {
     local state
     local -a commands=()" +

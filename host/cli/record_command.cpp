@@ -36,6 +36,7 @@ struct Words {
     std::string top = "20";
     std::string rotate;
     std::string prom;
+    std::string trace;
     std::vector<std::string> intervals;
     std::vector<std::string> metrics;
     std::vector<std::string> excluded;
@@ -86,6 +87,13 @@ bool readRotation(const std::string& text, record::RecordOptions& options) {
     return true;
 }
 
+bool readTrace(const Words& words, record::TraceOptions& trace) {
+    if (words.trace.empty())
+        return !trace.isSummary || refuse("--trace-summary", "there is no --trace that it could be of");
+    const std::string why = trace.setSets(words.trace);
+    return why.empty() || refuse("--trace", why);
+}
+
 // What is said in words, as values. False after a complaint.
 bool readWords(const Words& words, record::RecordOptions& options) {
     if (!readSeconds("--seconds", words.seconds, true, options.seconds) ||
@@ -102,7 +110,7 @@ bool readWords(const Words& words, record::RecordOptions& options) {
         base::complain(why);
         return false;
     }
-    return true;
+    return readTrace(words, options.trace);
 }
 
 // What cannot be said together with a command.
@@ -219,6 +227,22 @@ void addChoices(CLI::App& command, Words& words) {
         ->capture_default_str();
 }
 
+void addTrace(CLI::App& command, Words& words, record::TraceOptions& trace) {
+    command
+        .add_option(
+            "--trace", words.trace,
+            "Trace sets of kernel events: idle, freq, wakeups, procs, sources, marks; with commas between")
+        ->type_name("LIST");
+    command.add_flag("--trace-summary", trace.isSummary,
+                     "Keep the tables of the trace, not its events over time");
+    command
+        .add_option("--trace-buffer", trace.bufferKib,
+                    "Memory for events of each CPU that wait to be read, in KiB")
+        ->type_name("KIB")
+        ->check(CLI::Range(std::uint64_t{4}, std::uint64_t{1} << 20))
+        ->capture_default_str();
+}
+
 }  // namespace
 
 void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std::string>& words) {
@@ -243,6 +267,7 @@ void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std:
                      "Time between two deliveries of a continuous run, in seconds [1]")
         ->type_name("S");
     addChoices(*command, options->m_words);
+    addTrace(*command, options->m_words, recording.trace);
     command
         ->add_option("--rotate", options->m_words.rotate,
                      "Begin new results, NAME.0001 and on, after a time or so many bytes of stream: 1h, 100M")

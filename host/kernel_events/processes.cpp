@@ -82,7 +82,7 @@ void Processes::leave_i(Cpu& cpu, std::uint32_t number, std::uint64_t stamp, std
     }
     Life& life = m_lives[cpu.life];
     life.time += time;
-    if (time == 0) return;
+    if (time == 0 || !m_timeline.wants(Series::Process)) return;
     defineHandles_i(life, process);
     if (!cpu.hasRow) cpu.row = m_timeline.cpu(Series::Process, number);
     cpu.hasRow = true;

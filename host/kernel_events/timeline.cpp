@@ -1,6 +1,7 @@
 #include "host/kernel_events/timeline.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "host/emit/json_line.h"
 
@@ -52,37 +53,57 @@ const SeriesInfo& infoOf(Series series) {
 
 }  // namespace
 
-Timeline::Timeline(const emit::Context& context, const NamePool& names)
-    : m_context(context), m_names(names), m_line(context) {
+Timeline::Timeline(const emit::Context& context, const NamePool& names,
+                   std::optional<Surroundings> surroundings)
+    : m_context(context), m_names(names), m_surroundings(std::move(surroundings)), m_line(context) {
     m_context.define.time();
+    for (std::size_t series = 0; series < SERIES; ++series)
+        m_metrics[series].isWanted = m_context.wants(INFO[series].name);
 }
 
-Timeline::Row Timeline::add_i(Series series, emit::Id entity) {
+void Timeline::begin_i(Series series) {
+    constexpr emit::Id UNWANTED = 0x70000000;
     Metric& metric = m_metrics[static_cast<std::size_t>(series)];
-    if (metric.id == 0) {
-        m_used.push_back(series);
-        metric.id = static_cast<emit::Id>(m_used.size());
-        metric.descriptor = m_context.define.descriptor(infoOf(series).what);
+    if (!metric.isWanted) {
+        metric.id = UNWANTED + static_cast<emit::Id>(series);
+        return;
     }
+    m_used.push_back(series);
+    metric.id = static_cast<emit::Id>(m_used.size());
+    metric.descriptor = m_context.define.descriptor(infoOf(series).what);
+    if (m_surroundings && std::string_view(infoOf(series).of) == "CPU")
+        for (const std::uint32_t cpu : m_surroundings->cpus) metric.entities.push_back(cpuEntity_i(cpu));
+}
+
+Timeline::Row Timeline::add_i(Series series, auto makeEntity) {
+    Metric& metric = m_metrics[static_cast<std::size_t>(series)];
+    const bool isNew = metric.id == 0;
+    if (isNew) begin_i(series);
+    m_rows.push_back({.series = series, .head = {}, .value = {}});
+    if (!metric.isWanted) return m_rows.size() - 1;
+    const emit::Id entity = makeEntity();
     if (std::find(metric.entities.begin(), metric.entities.end(), entity) == metric.entities.end())
         metric.entities.push_back(entity);
-    m_rows.push_back({.series = series, .head = emit::elementHead(entity, metric.descriptor), .value = {}});
+    m_rows.back().head = emit::elementHead(entity, metric.descriptor);
+    if (isNew && m_surroundings) metric.id = define_i(series);
     return m_rows.size() - 1;
 }
 
 Timeline::Row Timeline::find_i(Series series, std::uint64_t key, auto makeEntity) {
     auto& keys = m_keys[static_cast<std::size_t>(series)];
     if (const auto known = keys.find(key); known != keys.end()) return known->second;
-    return keys[key] = add_i(series, makeEntity());
+    return keys[key] = add_i(series, makeEntity);
 }
 
 emit::Id Timeline::cpuEntity_i(std::uint32_t number) {
+    if (m_surroundings) return m_surroundings->cpuEntity(number);
     if (m_cpus.size() <= number) m_cpus.resize(number + 1);
     if (m_cpus[number] == 0) m_cpus[number] = m_context.define.entity("CPU" + std::to_string(number));
     return m_cpus[number];
 }
 
 emit::Id Timeline::systemEntity_i() {
+    if (m_surroundings) return m_surroundings->system;
     if (m_system == 0) m_system = m_context.define.entity("System");
     return m_system;
 }
@@ -123,6 +144,12 @@ void Timeline::leave(Row row, std::uint64_t stamp) {
 void Timeline::sample(Row row, std::uint64_t stamp, std::uint64_t duration, std::string_view value,
                       std::string_view info) {
     const Line& line = m_rows[row];
+    if (!m_metrics[static_cast<std::size_t>(line.series)].isWanted) return;
+    if (m_surroundings) {
+        const std::uint64_t begin = m_surroundings->ticks(stamp - duration);
+        stamp = m_surroundings->ticks(stamp);
+        duration = stamp - begin;
+    }
     m_tail.clear();
     if (!info.empty()) m_tail.append(",\"info\":[").append(info).push_back(']');
     m_tail.append(",\"v\":").append(value).push_back('}');
@@ -132,27 +159,31 @@ void Timeline::sample(Row row, std::uint64_t stamp, std::uint64_t duration, std:
 }
 
 void Timeline::endOf(emit::Id handle, std::uint64_t stamp) {
-    emit::JsonLine("msg", "end").member("id", handle).member("tsc", stamp).writeTo(m_context.output);
+    const std::uint64_t ticks = m_surroundings ? m_surroundings->ticks(stamp) : stamp;
+    emit::JsonLine("msg", "end").member("id", handle).member("tsc", ticks).writeTo(m_context.output);
 }
 
 void Timeline::finish(std::uint64_t stop) {
     for (Row row = 0; row < m_rows.size(); ++row) leave(row, stop);
+    if (m_surroundings) return;
+    for (const Series series : m_used) define_i(series);
+}
+
+emit::Id Timeline::define_i(Series series) {
     emit::Definitions& define = m_context.define;
-    for (const Series series : m_used) {
-        const SeriesInfo& info = infoOf(series);
-        const Metric& used = m_metrics[static_cast<std::size_t>(series)];
-        emit::MetricDefinition metric{.name = info.name, .group = info.group};
-        metric.type = info.type;
-        metric.tableClass = info.tableClass;
-        metric.quantity = info.kind == QuantityKind::Time
-                              ? define.time()
-                              : define.quantity({info.kind, info.quantity, info.units});
-        metric.value = define.handle(info.what);
-        metric.entity = define.handle(info.of);
-        metric.entities = used.entities;
-        for (const emit::Id entity : used.entities) metric.descriptors.emplace_back(entity, used.descriptor);
-        define.metric(metric);
-    }
+    const SeriesInfo& info = infoOf(series);
+    const Metric& used = m_metrics[static_cast<std::size_t>(series)];
+    emit::MetricDefinition metric{.name = info.name, .group = info.group};
+    metric.type = info.type;
+    metric.tableClass = info.tableClass;
+    metric.quantity = info.kind == QuantityKind::Time
+                          ? define.time()
+                          : define.quantity({info.kind, info.quantity, info.units});
+    metric.value = define.handle(info.what);
+    metric.entity = define.handle(info.of);
+    metric.entities = used.entities;
+    for (const emit::Id entity : used.entities) metric.descriptors.emplace_back(entity, used.descriptor);
+    return define.metric(metric);
 }
 
 }  // namespace host::kernel_events

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -29,16 +31,26 @@ enum class Series : std::uint8_t {
 };
 constexpr std::size_t SERIES = 10;
 
-// Writes samples as they end. What they refer to is defined at first use; the metrics themselves, which name
-// their entities, at the end. So definitions and samples go to outputs of their own, of which the first one
-// must be delivered first.
+// A recording that the timeline is part of, and that goes on.
+struct Surroundings {
+    std::vector<std::uint32_t> cpus;
+    std::function<emit::Id(std::uint32_t)> cpuEntity;   // that the recording has already
+    emit::Id system = 0;                                // the same
+    std::function<std::uint64_t(std::uint64_t)> ticks;  // of a stamp, by the clock of the recording
+};
+
+// Writes samples as they end, of the metrics that the context wants. What they refer to is defined at first
+// use; the metrics themselves, which name their entities, at the end. So definitions and samples go to
+// outputs of their own, of which the first one must be delivered first. With surroundings, metrics are
+// defined at first use, too, and name the entities that are known by then.
 class Timeline {
 public:
     // An entity's row of a metric.
     using Row = std::size_t;
 
     // The output of `context` takes the samples, the one of its definitions the definitions.
-    Timeline(const emit::Context& context, const NamePool& names);
+    Timeline(const emit::Context& context, const NamePool& names,
+             std::optional<Surroundings> surroundings = std::nullopt);
 
     Row cpu(Series series, std::uint32_t number);
     Row named(Series series, NameId name);
@@ -69,8 +81,10 @@ public:
     // Ends what has a value at the last stamp of the trace and defines the metrics.
     void finish(std::uint64_t stop);
 
-    // The metric of a series; 0 if nothing was reported of it.
+    // The metric of a series; 0 if there is nothing to be reported of it. One that is not wanted has an id
+    // that no other has.
     emit::Id metric(Series series) const { return m_metrics[static_cast<std::size_t>(series)].id; }
+    bool wants(Series series) const { return m_metrics[static_cast<std::size_t>(series)].isWanted; }
     std::size_t metricCount() const { return m_used.size(); }
 
     emit::Definitions& define() { return m_context.define; }
@@ -78,6 +92,7 @@ public:
 private:
     struct Metric {
         emit::Id id = 0;
+        bool isWanted = true;
         emit::Id descriptor = 0;
         std::vector<emit::Id> entities;
     };
@@ -89,13 +104,16 @@ private:
         std::string value;
     };
 
-    Row add_i(Series series, emit::Id entity);
+    Row add_i(Series series, auto makeEntity);
+    void begin_i(Series series);
+    emit::Id define_i(Series series);
     Row find_i(Series series, std::uint64_t key, auto makeEntity);
     emit::Id cpuEntity_i(std::uint32_t number);
     emit::Id systemEntity_i();
 
     const emit::Context& m_context;
     const NamePool& m_names;
+    const std::optional<Surroundings> m_surroundings;
     emit::MetricLine m_line;
     Metric m_metrics[SERIES];
     std::vector<Series> m_used;  // by metric id, from 1 on

@@ -73,6 +73,7 @@ void Collector::rotate_i() {
     m_part->finish(now);
     endPart_i();
     m_part = std::move(next);
+    m_clock.wakeOn(m_part->wakeDescriptor());
     if (m_options.continuous) m_part->goLive(sink_i(), now + ticks_i(m_options.rotateSec));
     m_nextFlush = now + ticks_i(m_options.flushEverySec);
 }
@@ -84,6 +85,7 @@ bool Collector::begin_i() {
     m_clock.takeSuspendedTicks();
     m_start = m_clock.ticks();
     m_part->baseline(m_start);
+    m_clock.wakeOn(m_part->wakeDescriptor());
     if (m_onStart && !m_onStart()) return false;
     if (m_options.tee) m_part->tee(m_options.tee, m_start + wanted);
     if (m_options.continuous) m_part->goLive(sink_i(), m_start + wanted);
@@ -97,7 +99,9 @@ void Collector::collect_i(Progress& progress) {
     bool isInterrupted = false;
     while (m_part->isOpen() && m_part->lastSample() < end && !isInterrupted) {
         isInterrupted = !m_clock.waitUntil(std::min(m_part->due(), end));
-        if (!isInterrupted) wake_i(end);
+        const bool isEarly = m_clock.ticks() < std::min(m_part->due(), end);
+        if (isEarly && !isInterrupted) m_part->drain();
+        if (!isInterrupted && !isEarly) wake_i(end);
         if (m_parts != nullptr) m_parts->reap();
         if (m_parts != nullptr && isPartFull_i() && m_part->lastSample() < end) rotate_i();
         progress.update(seconds_i(m_part->lastSample() - m_start), m_part->samples());

@@ -8,6 +8,7 @@
 
 #include "host/base/text.h"
 #include "host/emit/json_line.h"
+#include "host/record/trace/trace_source.h"
 
 namespace host::record {
 
@@ -20,6 +21,9 @@ constexpr std::array<unsigned, 3> VERSION{1, 0, 0};
 
 // So many does a record of the import format hold.
 constexpr std::size_t MOST_ATTRIBUTES = 2048;
+
+// Rings of the trace are emptied at least this often.
+constexpr double MOST_TRACE_MS = 1000.0;
 
 std::string localTime(std::int64_t wallNanoseconds) {
     const std::time_t seconds = wallNanoseconds / 1'000'000'000;
@@ -94,19 +98,39 @@ void Part::prepare() {
 void Part::addSources_i() {
     std::vector<std::string> wanted;
     std::set<std::string> present;
+    SourcePtr trace = makeTrace_i();
     for (const SourceInfo& info : sourceTable()) {
         if (!m_options.selection.wants(info)) continue;
+        // The trace tells the same, and when it was.
+        if (trace && m_options.trace.has(WAKEUP_SOURCES) && std::string_view(info.name) == "wakeup") continue;
         if (std::find(wanted.begin(), wanted.end(), info.name) == wanted.end())
             wanted.emplace_back(info.name);
         SourcePtr source = info.make(*m_context);
         if (!source->prepare()) continue;
         present.insert(info.name);
-        const double usec = m_options.selection.intervalMs(info, m_options.intervalMs) * 1000.0;
-        const double ticks = std::clamp(usec * m_clock.ticksPerUsec(), 1.0, 1e18);
-        m_sources.push_back({std::move(source), static_cast<std::uint64_t>(std::llround(ticks))});
+        const double intervalMs = m_options.selection.intervalMs(info, m_options.intervalMs);
+        m_sources.push_back({std::move(source), ticks_i(intervalMs)});
     }
+    if (trace)
+        m_sources.push_back({std::move(trace), ticks_i(std::min(m_options.intervalMs, MOST_TRACE_MS))});
     for (const std::string& name : wanted)
         if (present.count(name) == 0) m_absent.push_back(name);
+}
+
+// Null if none is wanted, or there is none to be had.
+SourcePtr Part::makeTrace_i() {
+    if (!m_options.trace.isWanted()) return nullptr;
+    if (!m_root.isThisMachine()) {
+        m_tell("trace: kernel events are those of the running machine, not of --root");
+        return nullptr;
+    }
+    SourcePtr trace = makeTraceSource(*m_context, m_options.trace, [this] { return m_clock.ticks(); });
+    return trace->prepare() ? std::move(trace) : nullptr;
+}
+
+std::uint64_t Part::ticks_i(double milliseconds) const {
+    const double ticks = milliseconds * 1000.0 * m_clock.ticksPerUsec();
+    return static_cast<std::uint64_t>(std::llround(std::clamp(ticks, 1.0, 1e18)));
 }
 
 void Part::baseline(std::uint64_t ticks) {
@@ -166,6 +190,16 @@ bool Part::sample(std::uint64_t ticks, bool all) {
         active.due += (passed + 1) * active.interval;
     }
     return isLate;
+}
+
+int Part::wakeDescriptor() const {
+    for (const Active& active : m_sources)
+        if (const int descriptor = active.source->wakeDescriptor(); descriptor >= 0) return descriptor;
+    return -1;
+}
+
+void Part::drain() {
+    for (Active& active : m_sources) active.source->drain();
 }
 
 void Part::restart(std::uint64_t ticks) {

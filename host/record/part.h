@@ -50,6 +50,11 @@ public:
     // one holds what they would have. Returns whether one came so late.
     bool sample(std::uint64_t ticks, bool all = false);
 
+    // A descriptor that becomes readable when drain is to be called before the next sample is due; -1: there
+    // is none.
+    int wakeDescriptor() const;
+    void drain();
+
     // Begins anew after the machine has slept.
     void restart(std::uint64_t ticks);
 
@@ -87,6 +92,8 @@ private:
     };
 
     void addSources_i();
+    SourcePtr makeTrace_i();
+    std::uint64_t ticks_i(double milliseconds) const;
     void writeSystem_i(emit::Output& output, std::uint64_t stop);
     void writeStop_i(emit::Output& output, std::uint64_t stop);
     void writeReport_i();

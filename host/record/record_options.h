@@ -7,6 +7,7 @@
 
 #include "host/emit/line_sink.h"
 #include "host/record/selection.h"
+#include "host/record/trace/trace_sets.h"
 
 namespace host::record {
 
@@ -14,6 +15,7 @@ struct RecordOptions {
     double seconds = 5.0;              // length of the collection; 0: until SIGINT or SIGTERM
     double intervalMs = 100.0;         // time between two samples
     Selection selection;               // what is recorded, and how often
+    TraceOptions trace;                // kernel events beside the samples
     std::size_t top = 20;              // of many alike so many are in a sample; 0: all
     bool continuous = false;           // deliver while collecting, not after it
     double flushEverySec = 1.0;        // continuous runs: time between two flushes

@@ -51,6 +51,11 @@ public:
     // Delivers what happened since the last call.
     virtual void sample(std::uint64_t ticks) = 0;
 
+    // A descriptor that becomes readable when the source has so much to deliver that it can't wait for the
+    // next sample: then drain is called. -1: there is none.
+    virtual int wakeDescriptor() const { return -1; }
+    virtual void drain() {}
+
     // As baseline, after the machine has slept: what the counters did meanwhile is nobody's.
     virtual void restart(std::uint64_t ticks) { baseline(ticks); }
 

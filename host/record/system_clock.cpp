@@ -1,5 +1,7 @@
 #include "host/record/system_clock.h"
 
+#include <poll.h>
+#include <sys/signalfd.h>
 #include <time.h>
 #include <x86intrin.h>
 
@@ -112,14 +114,30 @@ bool SystemClock::waitUntil(std::uint64_t ticks) {
         const auto wait = static_cast<std::int64_t>(std::min(left, 3600.0 * 1e9));
         const timespec timeout{wait / NANOSECONDS, wait % NANOSECONDS};
         siginfo_t signal{};
-        const int number = sigtimedwait(&m_ending, &signal, &timeout);
+        bool isReadable = false;
+        const int number = takeSignal_i(signal, timeout, isReadable);
         if (number > 0 && m_command != nullptr)
             m_isCommandOver = m_command->take(signal);
         else if (number > 0)
             m_signal = number;
-        if (number < 0 && wait == 0) return true;
+        if (number < 0 && (wait == 0 || isReadable)) return true;
     }
     return false;
+}
+
+void SystemClock::wakeOn(int descriptor) {
+    m_wakeOn = descriptor;
+    if (descriptor >= 0 && !m_signals.isOpen())
+        m_signals = base::Descriptor(::signalfd(-1, &m_ending, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+// As sigtimedwait; a wait that something to be read has ended returns -1 like one whose time is over.
+int SystemClock::takeSignal_i(siginfo_t& signal, const timespec& timeout, bool& isReadable) const {
+    if (m_wakeOn < 0) return sigtimedwait(&m_ending, &signal, &timeout);
+    constexpr timespec NONE{0, 0};
+    pollfd files[] = {{m_signals.get(), POLLIN, 0}, {m_wakeOn, POLLIN, 0}};
+    isReadable = ::ppoll(files, 2, &timeout, nullptr) > 0 && files[1].revents != 0;
+    return sigtimedwait(&m_ending, &signal, &NONE);
 }
 
 std::string SystemClock::interruption() const {

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <optional>
 
+#include "host/base/descriptor.h"
 #include "host/record/clock.h"
 #include "host/record/command.h"
 #include "host/record/sample_file.h"
@@ -26,12 +27,14 @@ public:
     double ticksPerUsec() const override { return m_ticksPerUsec; }
     std::int64_t wallNanoseconds() override;
     bool waitUntil(std::uint64_t ticks) override;
+    void wakeOn(int descriptor) override;
     std::string interruption() const override;
     std::uint64_t takeSuspendedTicks() override;
     std::uint64_t cpuUsec() override;
 
 private:
     SuspendWatch::Reading read_i() const;
+    int takeSignal_i(siginfo_t& signal, const timespec& timeout, bool& isReadable) const;
 
     double m_ticksPerUsec = 0.0;
     Command* const m_command;
@@ -41,6 +44,8 @@ private:
     sigset_t m_ending;    // the signals that end the collection
     sigset_t m_previous;  // the mask to go back to
     int m_signal = 0;     // the one that came
+    int m_wakeOn = -1;
+    base::Descriptor m_signals;  // readable when one has come; while there is a descriptor to wake on
 };
 
 }  // namespace host::record

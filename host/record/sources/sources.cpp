@@ -199,8 +199,9 @@ const std::vector<SourceInfo>& sourceTable() {
 
 const std::vector<std::string>& defaultFeatureOrder() {
     static const std::vector<std::string> order{
-        "command",   "power",   "thermal", "frequency", "idle",     "cpu",  "gpu",     "device", "kernel",
-        "interrupt", "process", "cgroup",  "memory",    "pressure", "disk", "network", "wakeup", "recorder"};
+        "command", "power",   "thermal", "frequency", "idle",     "wakeups", "processes", "cpu",
+        "gpu",     "device",  "kernel",  "interrupt", "process",  "cgroup",  "memory",    "pressure",
+        "disk",    "network", "wakeup",  "suspend",   "recorder", "trace"};
     return order;
 }
 
