@@ -4,6 +4,7 @@
 
 #include "host/importers/kernel/ftrace_importer.h"
 #include "host/importers/kernel/sadf_importer.h"
+#include "host/importers/kernel/tracedat_importer.h"
 #include "host/importers/kernel/turbostat_importer.h"
 #include "host/importers/pwr_importer.h"
 #include "host/importers/ztbin_importer.h"
@@ -48,6 +49,8 @@ constexpr InputKind KINDS[] = {
      "docs/inputs.md)"},
     {"ftrace", ".txt", "A kernel trace in text, as the kernel, reports of recordings and profiles show it",
      sniffFtrace, makeFtraceImporter, nullptr, nullptr},
+    {"tracedat", ".dat", "A kernel trace as trace-cmd records it, of versions 6 and 7", sniffTracedat,
+     makeTracedatImporter, nullptr, nullptr},
     {"turbostat", ".txt", "The table that turbostat prints", sniffTurbostat, makeTurbostatImporter, nullptr,
      nullptr},
     {"sadf", ".json", "What sadf -j prints", sniffSadf, makeSadfImporter, nullptr, nullptr},

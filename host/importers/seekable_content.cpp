@@ -23,6 +23,11 @@ bool SeekableContent::add(std::string_view bytes) {
     return m_pending.size() < PIECE || flush_i();
 }
 
+int SeekableContent::descriptor() {
+    if (m_file >= 0) return m_file;
+    return flush_i() ? m_copy.get() : -1;
+}
+
 bool SeekableContent::flush_i() {
     if (!m_copy.isOpen()) m_copy = base::makeUnnamedFile();
     std::size_t done = 0;

@@ -21,6 +21,12 @@ public:
     // Reads up to `size` bytes from `offset` on. Returns how many.
     std::size_t read(std::uint64_t offset, char* to, std::size_t size) const;
 
+    // Whether what is read has to be added.
+    bool isCopy() const { return m_file < 0; }
+
+    // The file with all of it, which stays this object's; -1 if there is none.
+    int descriptor();
+
     const std::string& error() const { return m_error; }
 
 private:

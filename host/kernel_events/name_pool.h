@@ -21,6 +21,7 @@ public:
     NamePool& operator=(const NamePool&) = delete;
 
     NameId get(std::string_view text);
+    std::size_t size() const { return m_names.size(); }
     const std::string& text(NameId name) const { return m_names[name].text; }
 
     // The text as a value of the stream: {"s":"..."}.

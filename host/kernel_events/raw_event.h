@@ -39,6 +39,11 @@ public:
     // Whether an event of this name means something here.
     static bool isKnown(std::string_view event);
 
+    // Whether the name of such an event is a text elsewhere in the kernel, that a field points at.
+    bool pointsAtText() const {
+        return m_nameIs == NameIs::Pointer && m_name->form == RawField::Form::Number;
+    }
+
     // Fills all of `event` but stamp, place, CPU and names of the thread in which it was traced. `functions`
     // and `texts` name what fields point at. False if the bytes are none of such an event.
     bool read(std::span<const char> bytes, NamePool& names, AddressNames& functions, AddressNames& texts,

@@ -102,6 +102,7 @@ bool RawField::read(std::span<const char> bytes, std::string_view& text) const {
         from = static_cast<std::size_t>(place & 0xFFFF) + (form == Form::FollowingText ? offset + size : 0);
         length = static_cast<std::size_t>(place >> 16 & 0xFFFF);
     }
+    if (form == Form::Text && size == 0 && offset <= bytes.size()) length = bytes.size() - offset;
     if (from > bytes.size() || bytes.size() - from < length) return false;
     text = untilZero({bytes.data() + from, length});
     return true;

@@ -14,7 +14,7 @@ namespace host::kernel_events {
 struct RawField {
     enum class Form : std::uint8_t {
         Number,
-        Text,          // an array of characters that ends at its first zero byte
+        Text,          // an array of characters that ends at its first zero byte, or with the event
         MovedText,     // a number: offset (low half) and size (high half) of a text in the event
         FollowingText  // the same, its offset counted from behind the number
     };

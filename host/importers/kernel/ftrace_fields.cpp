@@ -208,7 +208,7 @@ FieldsResult readTimer(std::string_view text, NamePool& names, Event& event) {
     const std::size_t at = valueAt(text, "function=");
     if (at == NOWHERE) return BAD;
     const std::string_view function = text.substr(at);
-    event.name = names.get(function.substr(0, function.find(' ')));
+    event.name = names.get(function.substr(0, function.find_first_of(" /+")));  // "NAME/0x0" in reports
     return READ;
 }
 

@@ -1,0 +1,162 @@
+#include "host/importers/kernel/tracedat_importer.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "host/base/descriptor.h"
+#include "host/importers/kernel/tracedat_reader.h"
+#include "host/importers/seekable_content.h"
+
+namespace host::importers {
+
+namespace {
+
+using kernel_events::Event;
+using kernel_events::Kind;
+
+constexpr std::uint64_t MOST_TOLD = 10;  // malformed records
+constexpr std::size_t NO_PLACE = ~std::size_t{0};
+
+// The process that reads the file, and the pipe that it sends into.
+class ReadingProcess {
+public:
+    // False, with errno set, if there can't be one.
+    bool start(int file) {
+        constexpr int PIPE_BYTES = 1 << 20;
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+        m_pipe = base::Descriptor(ends[0]);
+        base::Descriptor sending(ends[1]);
+        ::fcntl(ends[1], F_SETPIPE_SZ, PIPE_BYTES);
+        m_pid = ::fork();
+        if (m_pid != 0) return m_pid > 0;
+        m_pipe = base::Descriptor();
+        // The libraries say what they think of a file on standard error.
+        const base::Descriptor nowhere(::open("/dev/null", O_RDWR | O_CLOEXEC));
+        ::dup2(nowhere.get(), STDOUT_FILENO);
+        ::dup2(nowhere.get(), STDERR_FILENO);
+        for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGXCPU}) std::signal(signal, SIG_DFL);
+        readTracedat("/proc/self/fd/" + std::to_string(file), sending.get());
+        ::_exit(0);
+    }
+
+    int pipe() const { return m_pipe.get(); }
+
+    // Ends it if it has not. Returns the signal that killed it, 0 if it ended by itself.
+    int end() {
+        int status = 0;
+        m_pipe = base::Descriptor();
+        while (::waitpid(m_pid, &status, 0) < 0 && errno == EINTR) {
+        }
+        return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    }
+
+private:
+    base::Descriptor m_pipe;
+    pid_t m_pid = -1;
+};
+
+}  // namespace
+
+Sniff sniffTracedat(std::string_view head, bool isWhole) {
+    constexpr std::string_view MAGIC("\x17\x08\x44tracing", 10);
+    if (head.starts_with(MAGIC)) return Sniff::Yes;
+    return MAGIC.starts_with(head) && !isWhole ? Sniff::NeedsMore : Sniff::No;
+}
+
+std::unique_ptr<Importer> makeTracedatImporter(const ImportTarget& target) {
+    return std::make_unique<TracedatImporter>(target);
+}
+
+bool TracedatImporter::read(Input& part, Damage& damage) {
+    m_name = part.name();
+    m_count = 0;
+    SeekableContent content(part.seekableFile());
+    while (content.isCopy() && !part.isStopped()) {
+        const std::string_view bytes = part.content().peek(1);
+        if (bytes.empty()) break;
+        if (!content.add(bytes)) return damage = {part.content().offset(), content.error()}, false;
+        part.content().skip(bytes.size());
+    }
+    const int file = content.descriptor();
+    ReadingProcess process;
+    if (file < 0 || !process.start(file)) {
+        damage.what = std::string("no process can be started to read it: ") + std::strerror(errno);
+        return false;
+    }
+    bool isWhole = receive_i(part, process.pipe(), damage);
+    const int signal = process.end();
+    if (signal != 0 && signal != SIGPIPE && damage.what.empty() && !part.isStopped()) {
+        damage.what = std::string("libtracecmd can't read on from here (SIG") + sigabbrev_np(signal) + ")";
+        isWhole = false;
+    }
+    m_target.tell(m_name + ": " + m_builder.tally().text("records"));
+    return isWhole || part.isStopped();
+}
+
+bool TracedatImporter::receive_i(Input& part, int pipe, Damage& damage) {
+    TracedatReceiver receiver(pipe, m_builder.names());
+    TracedatHead head{};
+    bool isCut = false;
+    bool isEnded = false;
+    while (!isEnded && !part.isStopped() && receiver.next(head)) {
+        if (head.frame == TracedatFrame::Cpus)
+            m_builder.tally().expectCpus(std::min(head.count, kernel_events::MOST_CPUS));
+        isCut = isCut || head.frame == TracedatFrame::Cut;
+        isEnded = head.frame == TracedatFrame::End || head.frame == TracedatFrame::Failure;
+        if (head.frame != TracedatFrame::Records) continue;
+        for (const TracedatRecord& record : receiver.records()) record_i(record);
+        damage.offset = receiver.records().back().offset;
+    }
+    if (isEnded && head.frame == TracedatFrame::Failure) damage.what = receiver.text();
+    if (isCut && damage.what.empty()) {
+        damage = {part.fileSize(), "the file ends before the trace does"};
+        return false;
+    }
+    return isEnded && damage.what.empty();
+}
+
+std::size_t TracedatImporter::placeOf_i(kernel_events::NameId name) {
+    if (m_places.size() <= name) m_places.resize(name + 1, NO_PLACE);
+    if (m_places[name] == NO_PLACE) m_places[name] = m_builder.tally().place(m_builder.names().text(name));
+    return m_places[name];
+}
+
+void TracedatImporter::record_i(const TracedatRecord& record) {
+    kernel_events::Tally& tally = m_builder.tally();
+    Event event = record.event;
+    if (record.result == TracedatResult::Loss) {
+        event.kind = Kind::Loss;
+        tally.lose(event.cpu, static_cast<std::uint64_t>(event.a));
+        return m_builder.add(event);
+    }
+    ++tally.lines;
+    ++m_count;
+    if (record.result == TracedatResult::Bad) {
+        if (++tally.malformed > MOST_TOLD) return;
+        const std::string& name = m_builder.names().text(record.name);
+        return m_target.tell(m_name + ":" + std::to_string(m_count) + ": " +
+                             (name.empty() ? "no event" : name + ": its fields cannot be read"));
+    }
+    tally.see(event.stamp, event.cpu);
+    if (record.result == TracedatResult::Unknown) return tally.countUnknown(placeOf_i(record.name));
+    tally.countMapped(placeOf_i(record.name));
+    if (record.result == TracedatResult::ClockSync)
+        m_builder.setWallClock(event.stamp, static_cast<std::uint64_t>(event.a) * 1'000'000);
+    else
+        m_builder.add(event);
+}
+
+void TracedatImporter::finish() {
+    if (m_builder.tally().events() == 0) m_target.note("not a single event is in it");
+    if (m_builder.tally().events() == 0 || m_builder.tally().malformed > 0) m_target.fail();
+    m_builder.finish();
+}
+
+}  // namespace host::importers

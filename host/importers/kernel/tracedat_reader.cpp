@@ -1,0 +1,275 @@
+#include "host/importers/kernel/tracedat_reader.h"
+
+#include "host/importers/kernel/tracedat_frames.h"
+
+#ifdef PWR_TRACEDAT
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+// trace-cmd.h includes this header, which is not C++, and needs nothing of it.
+#define _TRACE_FS_H
+#include <trace-cmd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "host/base/descriptor.h"
+#include "host/importers/kernel/ftrace_fields.h"
+#include "host/kernel_events/raw_event.h"
+
+namespace host::importers {
+
+namespace {
+
+using kernel_events::Event;
+using kernel_events::NameId;
+using kernel_events::RawEventReader;
+using kernel_events::RawField;
+
+// A damaged file can lead to no end; one that goes on is given more time.
+void allowSeconds(rlim_t seconds) {
+    rusage used{};
+    ::getrusage(RUSAGE_SELF, &used);
+    const rlimit limit{static_cast<rlim_t>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) + seconds,
+                       RLIM_INFINITY};
+    ::setrlimit(RLIMIT_CPU, &limit);
+}
+
+RawField::Form formOf(const tep_format_field& field) {
+    if ((field.flags & TEP_FIELD_IS_DYNAMIC) != 0)
+        return (field.flags & TEP_FIELD_IS_RELATIVE) != 0 ? RawField::Form::FollowingText
+                                                          : RawField::Form::MovedText;
+    const bool isText = (field.flags & TEP_FIELD_IS_ARRAY) != 0 && (field.flags & TEP_FIELD_IS_STRING) != 0;
+    return isText ? RawField::Form::Text : RawField::Form::Number;
+}
+
+void addFields(const tep_format_field* field, kernel_events::RawFormat& format) {
+    for (; field != nullptr; field = field->next)
+        format.fields.push_back({field->name, formOf(*field), static_cast<std::size_t>(field->offset),
+                                 static_cast<std::size_t>(field->size),
+                                 (field->flags & TEP_FIELD_IS_SIGNED) != 0});
+}
+
+// The records of a CPU in one of the file's buffers, of which the next one is at hand.
+struct Stretch {
+    tracecmd_input* buffer;
+    int cpu;
+    tep_record* next;
+};
+
+class TracedatReader {
+public:
+    explicit TracedatReader(int pipe) : m_sender(pipe) {}
+
+    void read(const std::string& path) {
+        tracecmd_set_loglevel(TEP_LOG_NONE);
+        tep_set_loglevel(TEP_LOG_NONE);
+        allowSeconds(SECONDS);
+        if (!open_i(path)) return m_sender.fail("libtracecmd can't read this file");
+        m_tep = tracecmd_get_tep(m_file);
+        m_isNative = tep_is_file_bigendian(m_tep) == tep_is_local_bigendian(m_tep);
+        m_sender.send(TracedatFrame::Cpus, static_cast<std::uint32_t>(std::max(tep_get_cpus(m_tep), 0)));
+        addStretches_i(m_file);
+        for (int i = 0; i < tracecmd_buffer_instances(m_file); ++i)
+            if (tracecmd_input* const buffer = tracecmd_buffer_instance_handle(m_file, i))
+                addStretches_i(buffer);
+        while (Stretch* const stretch = earliest_i()) take_i(*stretch);
+        m_sender.flush();
+        m_sender.send(TracedatFrame::End, 0);
+    }
+
+private:
+    static constexpr rlim_t SECONDS = 20;
+    static constexpr std::size_t OFTEN = 65536;  // records
+
+    // What is known of the events of a number.
+    struct Known {
+        NameId name = 0;
+        tep_event* event = nullptr;
+        std::optional<RawEventReader> raw;
+        std::optional<RawField> mark;  // what programs have written
+        FieldsReader text = nullptr;
+    };
+
+    // A file that ends too early is not opened; one with nothing but zeros behind its end is.
+    bool open_i(const std::string& path) {
+        m_file = tracecmd_open(path.c_str(), TRACECMD_FL_LOAD_NO_PLUGINS);
+        if (m_file != nullptr) return true;
+        const base::Descriptor copy = extendedCopy_i(path);
+        if (!copy.isOpen()) return false;
+        const std::string again = "/proc/self/fd/" + std::to_string(copy.get());
+        m_file = tracecmd_open(again.c_str(), TRACECMD_FL_LOAD_NO_PLUGINS);
+        if (m_file != nullptr) m_sender.send(TracedatFrame::Cut, 0);
+        return m_file != nullptr;
+    }
+
+    static base::Descriptor extendedCopy_i(const std::string& path) {
+        constexpr off_t MUCH = off_t{1} << 40;
+        const base::Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        base::Descriptor copy(::open(".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+        if (!file.isOpen() || !copy.isOpen()) return base::Descriptor();
+        std::vector<char> piece(std::size_t{1} << 20);
+        for (;;) {
+            const ssize_t count = ::read(file.get(), piece.data(), piece.size());
+            if (count <= 0) break;
+            if (::write(copy.get(), piece.data(), static_cast<std::size_t>(count)) != count)
+                return base::Descriptor();
+        }
+        const off_t end = ::lseek(copy.get(), 0, SEEK_END);
+        return ::ftruncate(copy.get(), end + MUCH) == 0 ? std::move(copy) : base::Descriptor();
+    }
+
+    void addStretches_i(tracecmd_input* buffer) {
+        const int cpus = tep_get_cpus(tracecmd_get_tep(buffer));
+        for (int cpu = 0; cpu < cpus; ++cpu)
+            if (tep_record* const first = tracecmd_read_data(buffer, cpu))
+                m_stretches.push_back({buffer, cpu, first});
+    }
+
+    // Of equal stamps that of the lowest CPU comes first.
+    Stretch* earliest_i() {
+        Stretch* earliest = nullptr;
+        for (Stretch& stretch : m_stretches)
+            if (stretch.next != nullptr && (earliest == nullptr || stretch.next->ts < earliest->next->ts))
+                earliest = &stretch;
+        return earliest;
+    }
+
+    void take_i(Stretch& stretch) {
+        tep_record* const record = stretch.next;
+        TracedatRecord sent;
+        sent.event.stamp = record->ts;
+        sent.event.cpu = static_cast<std::uint32_t>(record->cpu);
+        sent.offset = record->offset;
+        if (record->missed_events != 0) {
+            TracedatRecord loss = sent;
+            loss.result = TracedatResult::Loss;
+            loss.event.a = std::max(record->missed_events, 1LL);  // below 0: it is not known how many
+            m_sender.add(loss);
+        }
+        readRecord_i(*record, sent);
+        m_sender.add(sent);
+        if (++m_count % OFTEN == 0) allowSeconds(SECONDS);
+        stretch.next = tracecmd_read_data(stretch.buffer, stretch.cpu);
+        tracecmd_free_record(record);
+    }
+
+    void readRecord_i(tep_record& record, TracedatRecord& sent) {
+        const Known& known = known_i(tep_data_type(m_tep, &record));
+        const std::span<const char> bytes(static_cast<const char*>(record.data),
+                                          static_cast<std::size_t>(std::max(record.size, 0)));
+        Event& event = sent.event;
+        sent.name = known.name;
+        if (known.event == nullptr || event.cpu >= kernel_events::MOST_CPUS) {
+            sent.result = TracedatResult::Bad;
+            return;
+        }
+        FieldsResult result = FieldsResult::NotUsed;
+        std::string_view mark;
+        if (known.raw)
+            result = known.raw->read(bytes, m_sender.names(), m_functions, m_functions, event)
+                         ? FieldsResult::Read
+                         : FieldsResult::Bad;
+        else if (known.mark && known.mark->read(bytes, mark))
+            result = known.text(mark.substr(0, mark.find('\n')), m_sender.names(), event);
+        else if (known.text != nullptr)
+            result = known.text(textOf_i(known, record), m_sender.names(), event);
+        sent.result = result == FieldsResult::Bad         ? TracedatResult::Bad
+                      : result == FieldsResult::NotUsed   ? TracedatResult::Unknown
+                      : result == FieldsResult::ClockSync ? TracedatResult::ClockSync
+                                                          : TracedatResult::Mapped;
+        if (!known.raw) event.pid = tep_data_pid(m_tep, &record);
+        event.comm = comm_i(event.pid);
+    }
+
+    const Known& known_i(int number) {
+        const auto [found, isNew] = m_known.try_emplace(number);
+        Known& known = found->second;
+        if (!isNew) return known;
+        known.event = tep_find_event(m_tep, number);
+        if (known.event == nullptr) return known;
+        const std::string_view name = known.event->name;
+        known.name = m_sender.names().get(name);
+        known.text = fieldsReader(name);
+        if (!m_isNative) return known;
+        kernel_events::RawFormat format{std::string(name), static_cast<std::uint64_t>(number), {}};
+        addFields(known.event->format.common_fields, format);
+        addFields(known.event->format.fields, format);
+        std::string missing;
+        known.raw = RawEventReader::make(format, missing);
+        // Texts that a field points at are known to the library alone.
+        if (known.raw && known.raw->pointsAtText()) known.raw.reset();
+        if (name != "print") return known;
+        if (const RawField* const text = format.find("buf")) {
+            known.mark = *text;
+            known.text = fieldsReader("tracing_mark_write");
+        }
+        return known;
+    }
+
+    std::string_view textOf_i(const Known& known, tep_record& record) {
+        trace_seq_reset(&m_text);
+        tep_print_event(known.event->tep, &m_text, &record, "%s", TEP_PRINT_INFO);
+        trace_seq_terminate(&m_text);
+        return {m_text.buffer, m_text.len};
+    }
+
+    // The last name that is known of a thread.
+    NameId comm_i(std::int64_t pid) {
+        const auto [found, isNew] = m_comms.try_emplace(pid, 0);
+        if (isNew) {
+            const char* const comm = tep_data_comm_from_pid(m_tep, static_cast<int>(pid));
+            found->second = m_sender.names().get(comm != nullptr ? comm : "<...>");
+        }
+        return found->second;
+    }
+
+    std::string functionAt_i(std::uint64_t address) {
+        const char* const name = tep_find_function(m_tep, address);
+        return name != nullptr ? name : "";
+    }
+
+    TracedatSender m_sender;
+    tracecmd_input* m_file = nullptr;  // lives as long as the process
+    tep_handle* m_tep = nullptr;
+    bool m_isNative = true;
+    std::vector<Stretch> m_stretches;
+    std::unordered_map<int, Known> m_known;
+    std::unordered_map<std::int64_t, NameId> m_comms;
+    kernel_events::AddressNames m_functions{m_sender.names(),
+                                            [this](std::uint64_t at) { return functionAt_i(at); }};
+    trace_seq m_text = [] {
+        trace_seq text;
+        trace_seq_init(&text);
+        return text;
+    }();
+    std::size_t m_count = 0;
+};
+
+}  // namespace
+
+void readTracedat(const std::string& path, int pipe) {
+    TracedatReader(pipe).read(path);
+}
+
+}  // namespace host::importers
+
+#else
+
+namespace host::importers {
+
+void readTracedat(const std::string&, int pipe) {
+    TracedatSender(pipe).fail("this pwrhost was built without libtracecmd, which reads trace.dat");
+}
+
+}  // namespace host::importers
+
+#endif
