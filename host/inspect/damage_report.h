@@ -13,9 +13,9 @@ public:
     // `err` belongs to the caller.
     DamageReport(const std::string& file, std::ostream& err) : m_file(file), m_err(err) {}
 
-    // Reports `what` at the byte `offset` of the file.
+    // Reports `what` at the byte `offset` of the file, whose number is printed alike in every locale.
     void add(std::uint64_t offset, std::string_view what) {
-        m_err << m_file << ": offset " << offset << ": " << what << '\n';
+        m_err << m_file << ": offset " << std::to_string(offset) << ": " << what << '\n';
         ++m_count;
     }
 

@@ -78,7 +78,11 @@ def main():
         parser, records = load_parser(description, folder)
         found = list(records([parser.from_file(file) for file in files]))
 
-    shown = subprocess.run([pwrhost, "show", *files], capture_output=True, timeout=120, check=True)
+    shown = subprocess.run([pwrhost, "show", *files], capture_output=True, timeout=120)
+    # A definition that had no room has no record, which show tells; all else would be damage.
+    faults = [line for line in shown.stderr.decode().splitlines() if not line.endswith("is not defined")]
+    if faults or shown.returncode > 1:
+        sys.exit(f"show: status {shown.returncode}: {faults}")
     decoded = [json.loads(line) for line in shown.stdout.splitlines()]
     for record in decoded:
         record.pop("file", None)

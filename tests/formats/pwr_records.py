@@ -69,7 +69,9 @@ class File:
         if kind == "kernel":
             fields["expires"] = p.expires
         else:
-            fields.update(flag=camel(p.flag.name), uid=p.uid, package=self.name("package", p.uid))
+            # A flag without a name shows as its number.
+            flag = camel(p.flag.name) if hasattr(p.flag, "name") else p.flag
+            fields.update(flag=flag, uid=p.uid, package=self.name("package", p.uid))
         return {**fields, "name": text_of(p.name.text)}
 
     def collection_info(self, p):
