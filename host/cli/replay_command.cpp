@@ -58,10 +58,11 @@ void import(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feed
     for (const auto& part : inputs.inputs()) {
         input = part.get();
         importers::Damage damage;
-        const bool isGood = importer->read(*part, damage) && output.isOpen();
+        const std::string& error = part->content().error();  // of reading or of the compression
+        const bool isGood = importer->read(*part, damage) && output.isOpen() && error.empty();
         if (!output.isOpen()) damage.what = feeder.lineError();
-        if (!part->content().error().empty()) damage.what = part->content().error();
-        if (!isGood) report(part->name(), damage);
+        if (!error.empty()) tell(part->name() + ": " + error);
+        if (!isGood && error.empty()) report(part->name(), damage);
         if (!isGood) feeder.fail();
         if (!isGood || part->isStopped()) break;
         bytesBefore += part->content().bytesRead();

@@ -92,8 +92,9 @@ bool import(importers::Input& input, const importers::InputKind& kind, stream::S
     if (output.isOpen()) importer->finish();
     if (isGood) return true;
     if (!output.isOpen()) damage.what = reader.error();
-    if (!input.content().error().empty()) damage.what = input.content().error();
-    error = input.name() + ": offset " + std::to_string(damage.offset) + ": " + damage.what;
+    const std::string& readError = input.content().error();
+    error = input.name() + ": " +
+            (readError.empty() ? "offset " + std::to_string(damage.offset) + ": " + damage.what : readError);
     return false;
 }
 

@@ -132,7 +132,8 @@ bool ZtbinImporter::isBehindOthers_i() const {
 
 const std::string* ZtbinImporter::text_i(Index index) {
     if (index != 0 && (m_strings[index].isDefined || isBehindOthers_i())) return &m_strings[index].text;
-    fail_i("string " + std::to_string(index) + " is not defined");
+    fail_i("string " + std::to_string(index) + " is not defined" +
+           (m_strings[1].isDefined ? "" : ", as the first part of the run is missing"));
     return nullptr;
 }
 

@@ -102,6 +102,24 @@ class Inputs(unittest.TestCase):
                 samples = json.loads(self.run_host("info", "--json", "cut")[1])["samples"]
                 self.assertGreater(samples, 0)
 
+    def test_compression_that_is_damaged(self):
+        whole = self.inputs()["ztbin"].read_bytes()
+        packed = gzip.compress(whole)
+        half = len(whole) // 2
+        samples = self.info_of(self.inputs()["ztbin"])[0]["samples"]
+        cases = {"two members": (gzip.compress(whole[:half]) + gzip.compress(whole[half:]), 0, ""),
+                 "something behind": (packed + b"else", 1, r"unnamed: offset \d+: gzip: "),
+                 "cut": (packed[:-20], 1, f"unnamed: offset {len(packed) - 20}: ")}
+        for case, (data, wanted, message) in cases.items():
+            with self.subTest(case=case):
+                (self.work / "unnamed").write_bytes(data)
+                for command in (("replay", "--quiet", "-w", "none"), ("info",)):
+                    status, _, err = self.run_host(*command, "unnamed")
+                    self.assertEqual(wanted, status)
+                    self.assertRegex(err, "^" + message)
+                if case != "cut":
+                    self.assertIn(f" {samples} samples", self.run_host("info", "unnamed")[1])
+
     def test_no_cut_and_no_flipped_byte_is_worse_than_an_error(self):
         for kind in ("ztbin", "ztjson", "pwr", "part"):
             whole = self.inputs()[kind].read_bytes()
