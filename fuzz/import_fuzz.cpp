@@ -11,6 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (kind.make == nullptr) continue;
         import(kind, bytes);
         if (kind.place == nullptr) continue;
+        import(kind, bytes, [](const std::string&){}, true);
         Bytes again(bytes);
         importers::Input part("name", again);
         kind.place(part);

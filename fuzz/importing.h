@@ -45,10 +45,12 @@ class Nothing : public stream::MessageSink {
 };
 
 // Takes the bytes twice, as two parts of one run. Whatever lines come out must be JSON that the stream's
-// reader can parse. `tell` gets what the importer tells the user.
+// reader can parse. `tell` gets what the importer tells the user. `isPartAlone`: as a part without those
+// before it.
 inline void import(
     const importers::InputKind& kind, std::string_view bytes,
-    const std::function<void(const std::string&)>& tell = [](const std::string&) {}) {
+    const std::function<void(const std::string&)>& tell = [](const std::string&) {},
+    bool isPartAlone = false) {
     model::Registry::reset();
     Nothing nothing;
     stream::StreamReader reader(nothing);
@@ -61,7 +63,9 @@ inline void import(
                      line.data());
         std::abort();
     });
-    const auto importer = kind.make({output, [](const std::string&) {}, tell});
+    importers::ImportTarget target{output, [](const std::string&) {}, tell};
+    target.isPartAlone = isPartAlone;
+    const auto importer = kind.make(target);
     for (int part = 0; part < 2 && output.isOpen(); ++part) {
         Bytes source(bytes);
         importers::Input input("name", source);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "host/importers/pwr_header.h"
@@ -49,12 +50,12 @@ public:
     // Gives up all records in front of a place.
     void skipTo(std::size_t place) { m_next = place; }
 
-    // Takes the records of a void metric that stand next; nothing if there is none. `isKnown` tells whether a
-    // metric of an id has samples.
+    // Takes the records of a void metric that stand next; nothing if there is none, or if it was taken
+    // before. `isKnown` tells whether a metric of an id has samples.
     template <typename IsKnown>
     std::optional<VoidMetric> takeVoidMetric(IsKnown isKnown) {
         const auto metric = voidMetricAt_i(m_next);
-        if (!metric || isKnown(metric->id)) return std::nullopt;
+        if (!metric || isKnown(metric->id) || !m_void.insert(metric->id).second) return std::nullopt;
         takeGroups_i(metric->id);
         return metric;
     }
@@ -79,6 +80,7 @@ private:
     std::size_t m_simulated = 0;  // `m_next` while an item is looked at
     bool m_isEarlyTried = false;
     std::vector<const PwrHeader::Process*> m_early;
+    std::unordered_set<std::uint32_t> m_void;  // metrics that were taken
 };
 
 }  // namespace host::importers

@@ -132,11 +132,13 @@ class Stream:
 
     def define_metrics(self):
         self.metrics = []
-        for i in range(self.r.randrange(1, 6)):
+        ids = [self.new_id() for _ in range(self.r.randrange(1, 6))]
+        if self.chance(0.3):
+            self.r.shuffle(ids)
+        for i, metric_id in enumerate(ids):
             kind = self.r.choice([0, 1, 2, 3, 4] if self.is_plain else [0, 1, 2, 3, 4, 5, 200])
             name = self.r.choice(["Metric", "Power of", "Core C-State", "Temperature", "Ü, ", "Wakeups"]) + f" {i}"
-            # Ids ascend: a table of a result has the metrics in their order.
-            metric = {"id": self.new_id(), "name": name, "kind": kind, "form": self.r.choice(["u", "i", "r", "range", "h", "s", "any"]),
+            metric = {"id": metric_id, "name": name, "kind": kind, "form": self.r.choice(["u", "i", "r", "range", "h", "s", "any"]),
                       "own": self.chance(0.3)}
             # What deltas say of an empty state comes too late for who reads a binary trace as it comes.
             if kind == 0 and not self.named:
