@@ -1,6 +1,9 @@
 #include "host/cli/replay_inputs.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <set>
 #include <tuple>
 #include <utility>
 
@@ -57,6 +60,19 @@ bool ReplayInputs::recognise_i(importers::Input& input) {
     return true;
 }
 
+// Returns true after a complaint about a file that is given twice.
+bool ReplayInputs::isAnyTwice_i() const {
+    std::set<std::pair<dev_t, ino_t>> files;
+    for (const auto& input : m_inputs) {
+        struct stat status {};
+        if (::stat(input->name().c_str(), &status) != 0) continue;
+        if (files.emplace(status.st_dev, status.st_ino).second) continue;
+        base::complain(input->name() + " is given twice");
+        return true;
+    }
+    return false;
+}
+
 bool ReplayInputs::sort_i() {
     if (m_kind->make == nullptr) return true;  // streams go on from one to the next, as they are given
     if (m_kind->place == nullptr) {
@@ -64,6 +80,7 @@ bool ReplayInputs::sort_i() {
                        std::to_string(m_inputs.size()));
         return false;
     }
+    if (isAnyTwice_i()) return false;
     std::vector<std::pair<importers::PartKey, std::unique_ptr<importers::Input>>> parts;
     for (auto& input : m_inputs) {
         if (input->fileSize() == 0) {

@@ -29,6 +29,7 @@ public:
 
 private:
     bool recognise_i(importers::Input& input);
+    bool isAnyTwice_i() const;
     bool sort_i();
 
     const base::StopSignal* m_stop = nullptr;

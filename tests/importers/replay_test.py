@@ -138,7 +138,8 @@ class Inputs(unittest.TestCase):
         for part in parts:
             self.assertEqual(part.read_bytes(), (self.work / part.name.replace("part", "again")).read_bytes())
         for others, cause in [([self.made / "run.ztbin"], "is of another run than"),
-                              ([self.made / "run.ztjson"], "the inputs of one replay are parts of one run")]:
+                              ([self.made / "run.ztjson"], "the inputs of one replay are parts of one run"),
+                              ([parts[0]], "is given twice")]:
             status, _, err = self.run_host("replay", "-w", "none", parts[0], *others)
             self.assertEqual(1, status)
             self.assertIn(cause, err)
