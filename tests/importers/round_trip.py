@@ -31,6 +31,7 @@ EXCEPTIONS = {
     ("bin-kinds/stream.ndjson", "vyrta"): VOID,
     ("bin-small/stream.ndjson", "vyrta"): VOID,
     ("continuous-flush/stream.jsonl", "vyrta"): VOID,
+    ("json-precision/stream.jsonl", "vyrta"): VOID,
     ("json-rates/stream.jsonl", "vyrta"): VOID,
     ("pwr-limits/stream.jsonl", "vyrta"): VOID,
     ("pwr-void/stream.jsonl", "vyrta"): VOID,

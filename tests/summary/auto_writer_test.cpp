@@ -77,6 +77,20 @@ TEST_F(AutoWriterTest, ChoosesKeyColumnsByTitle) {
          "ACPI D-State Summary: Residency (Percentage and Time)_A_1_B_2_C_3_D_4_E,",
          "5,"},
         {"ACPI F-State Summary: Residency (Percentage and Time)", {"A", "B", "C"}, {"1", "2", "3"}, "", ""},
+        // Of two rules that fit, the first holds; what is to be ignored is, whatever else fits.
+        {"P Summary: Total Summary: Average Rate and Total",
+         {"K", "R", "T"},
+         {"k", "1", "2"},
+         "P Summary: Total Summary: Average Rate and Total_K_k_R,P Summary: Total Summary: Average Rate and "
+         "Total_K_k_T,",
+         "1,2,"},
+        {"Summary: Total, ACPI F-State Summary: Residency (Percentage and Time)",
+         {"A", "B", "C", "D", "E", "F"},
+         {"1", "2", "3", "4", "5", "6"},
+         "Summary: Total, ACPI F-State Summary: Residency (Percentage and Time)_A_1_B_2_C_3_D_4_E,Summary: "
+         "Total, "
+         "ACPI F-State Summary: Residency (Percentage and Time)_A_1_B_2_C_3_D_4_F,",
+         "5,6,"},
         {"P Summary: Counts Summary: Total", {"K", "A"}, {"k", "1"}, "", ""},
         {"Summary: Entry Counts", {"K", "A"}, {"k", "1"}, "", ""},
         {"P Summary: Total Samples Received", {"K", "A"}, {"k", "1"}, "", ""},
