@@ -66,7 +66,7 @@ endfunction()
 # OBJECT libraries must be named one by one: objects are not passed on through other targets.
 function(pwr_add_test name)
     cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES" ${ARGN})
-    add_executable(${name} ${TEST_SOURCES})
+    add_executable(${name} ${TEST_SOURCES} $<$<BOOL:${PWR_COVERAGE}>:${PROJECT_SOURCE_DIR}/tests/support/coverage_exit.cpp>)
     target_link_libraries(${name} PRIVATE pwr_common ${TEST_LIBRARIES} GTest::gmock GTest::gtest_main)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/tests/work/${name})
