@@ -1,12 +1,17 @@
 #include "bench/floors.h"
 
+#include <fcntl.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
+#include "bench/measure.h"
 #include "plugins/packing.h"
 
 namespace bench {
@@ -93,6 +98,56 @@ std::size_t jsonPoints(const PlainElements& elements) {
     }
     writer.EndArray();
     return buffer.GetSize();
+}
+
+namespace {
+
+constexpr std::size_t TRANSFER_SIZE = std::size_t{1} << 20;
+
+// Files of one run, each removed as soon as it is open.
+std::vector<int> openFiles(std::size_t count) {
+    std::vector<int> files;
+    for (std::size_t i = 0; i < count; ++i) {
+        files.push_back(open("transfer", O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600));
+        if (files.back() < 0 || unlink("transfer") != 0) std::_Exit(1);
+    }
+    return files;
+}
+
+template <typename Call>
+void transfer(Call call, int file, std::vector<char>& buffer, std::size_t bytes) {
+    while (bytes > 0) {
+        const std::size_t size = std::min(bytes, buffer.size());
+        if (call(file, buffer.data(), size) != static_cast<ssize_t>(size)) std::_Exit(1);
+        bytes -= size;
+    }
+}
+
+double transferOnce(std::size_t spooled, std::size_t spools, std::size_t result) {
+    std::vector<char> buffer(TRANSFER_SIZE, 'x');
+    const std::vector<int> files = openFiles(spools + 1);
+    const std::size_t share = spools != 0 ? spooled / spools : 0;
+    const double start = cpuNs();
+    for (std::size_t i = 0; i < spools; ++i) transfer(write, files[i], buffer, share);
+    for (std::size_t i = 0; i < spools; ++i) {
+        if (lseek(files[i], 0, SEEK_SET) != 0) std::_Exit(1);
+        transfer(read, files[i], buffer, share);
+    }
+    transfer(write, files[spools], buffer, result);
+    const double ns = cpuNs() - start;
+    for (const int file : files) close(file);
+    return ns;
+}
+
+}  // namespace
+
+double transfers(double spooled, double spools, double result) {
+    const auto run = [&] {
+        return transferOnce(static_cast<std::size_t>(spooled), static_cast<std::size_t>(spools),
+                            static_cast<std::size_t>(result));
+    };
+    run();
+    return run();
 }
 
 }  // namespace bench

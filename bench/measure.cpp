@@ -1,6 +1,7 @@
 #include "bench/measure.h"
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,7 +33,9 @@ fs::path makeFolder() {
 double filesIn(const fs::path& folder) {
     double bytes = 0;
     for (const auto& entry : fs::recursive_directory_iterator(folder))
-        if (entry.is_regular_file()) bytes += static_cast<double>(entry.file_size());
+        // Files whose names start like this are spools of writers that are not destroyed yet.
+        if (entry.is_regular_file() && !entry.path().filename().string().starts_with('_'))
+            bytes += static_cast<double>(entry.file_size());
     return bytes;
 }
 
@@ -77,6 +80,30 @@ double cpuNs() {
     timespec now{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+}
+
+double bytesWritten() {
+    std::ifstream counters("/proc/self/io");
+    std::string key;
+    double bytes = 0;
+    while (counters >> key >> bytes)
+        if (key == "wchar:") return bytes;
+    return 0;
+}
+
+std::size_t openSpools() {
+    const std::string folder = fs::current_path().string() + "/";
+    std::size_t spools = 0;
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        const std::string target = fs::read_symlink(entry.path(), error).string();
+        struct stat status {};
+        const bool isSpool = !error && target.starts_with(folder) &&
+                             stat(entry.path().c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+                             status.st_size > 0;
+        if (isSpool) ++spools;
+    }
+    return spools;
 }
 
 Cost measureInChild(const std::string& name, const std::function<void(Cost&)>& work) {

@@ -14,6 +14,8 @@ struct Cost {
     double finiNs = 0;     // from there to the end
     double bytes = 0;      // of the result files
     double peakBytes = 0;  // memory above what the process had at the start of the run
+    double written = 0;    // bytes that were written to files of any kind
+    double spools = 0;     // files with data that were open before the last step
     double totalNs() const { return ingestNs + finiNs; }
 };
 
@@ -27,6 +29,12 @@ Spread spreadOf(std::vector<double> figures);
 
 // CPU time of this process so far, in nanoseconds.
 double cpuNs();
+
+// What this process has written so far, in bytes, to any file.
+double bytesWritten();
+
+// How many files with data the process has open in its working directory.
+std::size_t openSpools();
 
 // Runs `work` in a forked child whose working directory is a fresh folder in memory-backed storage, which is
 // removed afterwards. `work` fills the times; bytes are the sizes of the files that it leaves, and peakBytes

@@ -179,12 +179,15 @@ bool Work::deliver(WriterPlugin& writer) {
 
 void runWriter(WriterPlugin& writer, Work& work, Cost& cost) {
     if (writer.init("run", false) != 0) std::_Exit(1);
+    const double before = bytesWritten();
     const double start = cpuNs();
     const bool delivered = work.deliver(writer);
+    cost.ingestNs = cpuNs() - start;
+    cost.spools = static_cast<double>(openSpools());
     const double delivery = cpuNs();
     const bool finished = writer.fini() == 0;
-    cost.ingestNs = delivery - start;
     cost.finiNs = cpuNs() - delivery;
+    cost.written = bytesWritten() - before;
     if (!delivered || !finished) std::_Exit(1);
 }
 

@@ -66,6 +66,12 @@ struct Sample {
     Cost reading;  // nothing for a part, which reads no elements
     Cost floors[2];
 
+    double transfersNs = 0;  // nothing for a part
+
+    // Of what the path has written, that which is not its result. Paths that keep all in memory spool
+    // nothing.
+    double spooled() const { return path.spools > 0 ? std::max(0.0, path.written - path.bytes) : 0; }
+
     double netNs() const { return path.totalNs() - reading.totalNs(); }
     double floorNs() const { return (floors[0].ingestNs + floors[1].ingestNs) / 2; }
 };
@@ -95,6 +101,7 @@ private:
     void reportFloor_i(const std::string& name) const;
     void reportReading_i() const;
     void reportRow_i(const Row& row) const;
+    void reportTransfers_i(const Row& row) const;
     static Spread ratioOf_i(const Row& row);
 
     const Options& m_options;
@@ -125,6 +132,10 @@ Sample Bench::measure_i(const Budget& budget) {
         });
         sample.path = bench::measureInChild(
             budget.name, [&](Cost& cost) { bench::runWriter(m_library.writer(budget.name), m_work, cost); });
+        const Cost transfers = bench::measureInChild("L", [&](Cost& cost) {
+            cost.ingestNs = bench::transfers(sample.spooled(), sample.path.spools, sample.path.bytes);
+        });
+        sample.transfersNs = transfers.ingestNs;
     }
     sample.floors[1] = measureFloor_i(budget.floor);
     return sample;
@@ -192,6 +203,22 @@ void Bench::reportRow_i(const Row& row) const {
                 ratio.max, row.budget.atMost, row.budget.aim);
 }
 
+void Bench::reportTransfers_i(const Row& row) const {
+    if (PARTS.count(row.budget.name) != 0) return;
+    std::vector<double> transfers;
+    std::vector<double> spooled;
+    std::vector<double> ratios;
+    for (const Sample& sample : row.samples) {
+        transfers.push_back(sample.transfersNs);
+        spooled.push_back(sample.spooled());
+        ratios.push_back(sample.netNs() / sample.transfersNs);
+    }
+    const Spread ratio = bench::spreadOf(ratios);
+    std::printf("%-13s %8.1f %8.1f %8.0f   %.2f x L (%.2f to %.2f)\n", row.budget.name,
+                spreadOf_i(transfers).median, spreadOf_i(spooled).median, row.samples.front().path.spools,
+                ratio.median, ratio.min, ratio.max);
+}
+
 void Bench::report() const {
     std::printf("%zu elements in %zu messages, %u rounds, CPU time (user and system) in ns per element\n",
                 m_work.elements(), m_work.messages(), m_options.rounds);
@@ -200,6 +227,9 @@ void Bench::report() const {
     std::printf("%-13s %8s %8s %8s %10s   ratio to the floor, reading subtracted\n", "", "ingest", "fini",
                 "bytes", "peak MiB");
     for (const Row& row : m_rows) reportRow_i(row);
+    std::printf("%-13s %8s %8s %8s   ratio to L, which writes and reads the same bytes, reading subtracted\n",
+                "", "L", "spooled", "spools");
+    for (const Row& row : m_rows) reportTransfers_i(row);
     for (const Row& row : m_rows) {
         const Spread ratio = ratioOf_i(row);
         std::printf("ratio,%s,%.3f,%.3f,%.3f,%.2f,%.2f\n", row.budget.name, ratio.median, ratio.min,
