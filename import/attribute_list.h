@@ -2,16 +2,16 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <utility>
-#include <vector>
 
 #include "import/shortcuts.h"
 #include "import/zt2_attribute_list.h"
 
 namespace vyrta {
 
-// A run of attributes: type and value.
-using AttributeRun = std::vector<std::pair<std::uint32_t, std::uint64_t>>;
+// An attribute: type and value.
+using SampleAttribute = std::pair<std::uint32_t, std::uint64_t>;
 
 // The name of an attribute type for debug lines; empty before createAttributeMap.
 const char* attributeName(std::uint32_t type);
@@ -23,11 +23,20 @@ inline bool hasRoomFor(std::size_t count, const ZT2AttributeList* list) {
     return list != nullptr && list->count + count <= MAXIMUM_ATTRIBUTE_COUNT;
 }
 
-// Appends an attribute for which there is room, and tells nobody.
+// Appends attributes for which there is room, and tells nobody.
+inline void putAttributes(std::span<const SampleAttribute> attributes, ZT2AttributeList& list) {
+    std::uint32_t at = list.count;
+    for (const auto& [type, value] : attributes) {
+        list.types[at] = type;
+        list.values[at] = value;
+        ++at;
+    }
+    list.count = at;
+}
+
 inline void putAttribute(std::uint32_t type, std::uint64_t value, ZT2AttributeList& list) {
-    list.types[list.count] = type;
-    list.values[list.count] = value;
-    ++list.count;
+    const SampleAttribute attribute(type, value);
+    putAttributes({&attribute, 1}, list);
 }
 
 // appendAttribute, without a look at the log where there is nothing to be logged.

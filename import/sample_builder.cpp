@@ -4,8 +4,7 @@
 
 namespace vyrta {
 
-const ZT2AttributeList* SampleBuilder::build(const pwr::Metric& metric, MetricCache& cache,
-                                             const SampleElements& elements) {
+const ZT2AttributeList* SampleBuilder::build(const pwr::Metric& metric, const SampleElements& elements) {
     const std::uint64_t tsc = metric.getData().timestamp;
     if (m_list == nullptr) m_list = std::make_unique<ZT2AttributeList>();
     m_list->count = 0;
@@ -14,8 +13,7 @@ const ZT2AttributeList* SampleBuilder::build(const pwr::Metric& metric, MetricCa
     for (const EntityGroup& group : elements.groups()) {
         if (addEntity_i(metric, group, tsc) != 0) return nullptr;
         for (std::uint32_t at = group.first; at != LAST_ELEMENT; at = elements.at(at).next) {
-            const EntityDataElement& element = elements.at(at).kept;
-            if (addElement_i(metric, cache, element, tsc, *group.cache->previousTsc) != 0) return nullptr;
+            if (addElement_i(metric, elements.at(at), tsc, *group.cache->previousTsc) != 0) return nullptr;
         }
     }
     return m_list.get();
@@ -42,12 +40,12 @@ int SampleBuilder::addEntity_i(const pwr::Metric& metric, const EntityGroup& gro
     return 0;
 }
 
-int SampleBuilder::addElement_i(const pwr::Metric& metric, MetricCache& cache,
-                                const EntityDataElement& element, std::uint64_t tsc,
+int SampleBuilder::addElement_i(const pwr::Metric& metric, const GroupedElement& grouped, std::uint64_t tsc,
                                 std::uint64_t previousTsc) {
+    const EntityDataElement& element = grouped.kept;
     if (element.descriptor == nullptr)
         return VYRTA_FAIL("Malformed data element for metric %s. TSC: %lu", metric.m_name.c_str(), tsc);
-    StateCache& state = stateOf_i(cache, *element.descriptor);
+    StateCache& state = *grouped.state;
     if (!m_shortcuts.allow(state.isDefined) && defineState_i(*element.descriptor, state, tsc) != 0) return 1;
 
     const std::uint64_t duration = element.duration != 0 ? element.duration : tsc - previousTsc;
@@ -57,13 +55,6 @@ int SampleBuilder::addElement_i(const pwr::Metric& metric, MetricCache& cache,
     if (m_values.add(element.value, *m_list) != 0)
         return VYRTA_FAIL("Unable to add '%s' data to the record. TSC: %lu\n", state.name.c_str(), tsc);
     return 0;
-}
-
-StateCache& SampleBuilder::stateOf_i(MetricCache& cache, const pwr::DataDescriptor& descriptor) {
-    if (m_inventedAttribute == nullptr) return cache.states[&descriptor];
-    // An invented descriptor occurs once, so that nothing is to be remembered of it.
-    m_inventedState = StateCache();
-    return m_inventedState;
 }
 
 // Names a descriptor's state, and defines it and its colour.
@@ -90,17 +81,18 @@ int SampleBuilder::defineState_i(const pwr::DataDescriptor& descriptor, StateCac
 int SampleBuilder::addState_i(const StateCache& state, std::uint64_t duration, std::uint64_t tsc) {
     ZT2AttributeList* const list = m_list.get();
     if (m_shortcuts.allow(hasRoomFor(3, list))) {
-        putAttribute(ATTRIBUTE_KIND_FIELD, state.id, *list);
-        putAttribute(ATTRIBUTE_KIND_DURATION, duration, *list);
-        putAttribute(ATTRIBUTE_KIND_COLOR, state.colorId, *list);
+        const SampleAttribute attributes[] = {{ATTRIBUTE_KIND_FIELD, state.id},
+                                              {ATTRIBUTE_KIND_DURATION, duration},
+                                              {ATTRIBUTE_KIND_COLOR, state.colorId}};
+        putAttributes(attributes, *list);
         return 0;
     }
     const char* const name = state.name.c_str();
-    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_FIELD, state.id, list) != 0)
+    if (appendAttribute(ATTRIBUTE_KIND_FIELD, state.id, list) != 0)
         return VYRTA_FAIL("Unable to add '%s' field to the record. TSC: %lu\n", name, tsc);
-    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_DURATION, duration, list) != 0)
+    if (appendAttribute(ATTRIBUTE_KIND_DURATION, duration, list) != 0)
         return VYRTA_FAIL("Unable to add '%s' duration to the record. TSC: %lu\n", name, tsc);
-    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_COLOR, state.colorId, list) != 0)
+    if (appendAttribute(ATTRIBUTE_KIND_COLOR, state.colorId, list) != 0)
         return VYRTA_FAIL("Unable to add '%s' state color to the record. TSC: %lu\n", name, tsc);
     return 0;
 }
@@ -146,7 +138,7 @@ int SampleBuilder::addData_i(const pwr::AttributeValueManager* manager, KnownAtt
 
 bool SampleBuilder::repeat_i(const KnownAttributes& known) {
     if (!m_shortcuts.allow(known.known && hasRoomFor(known.attributes.size(), m_list.get()))) return false;
-    for (const auto& [type, value] : known.attributes) putAttribute(type, value, *m_list);
+    putAttributes(known.attributes, *m_list);
     return true;
 }
 

@@ -45,16 +45,14 @@ public:
                   SampleDefinitions& definitions)
         : m_shortcuts(shortcuts), m_values(values), m_attributes(attributes), m_definitions(definitions) {}
 
-    // Builds the sample of a message's elements. `cache` is what is known of the metric. Returns the
-    // attributes, which hold until the next call, or null after a line in the log.
-    const ZT2AttributeList* build(const pwr::Metric& metric, MetricCache& cache,
-                                  const SampleElements& elements);
+    // Builds the sample of a message's elements. Returns the attributes, which hold until the next call, or
+    // null after a line in the log.
+    const ZT2AttributeList* build(const pwr::Metric& metric, const SampleElements& elements);
 
 private:
     int addEntity_i(const pwr::Metric& metric, const EntityGroup& group, std::uint64_t tsc);
-    int addElement_i(const pwr::Metric& metric, MetricCache& cache, const EntityDataElement& element,
-                     std::uint64_t tsc, std::uint64_t previousTsc);
-    StateCache& stateOf_i(MetricCache& cache, const pwr::DataDescriptor& descriptor);
+    int addElement_i(const pwr::Metric& metric, const GroupedElement& grouped, std::uint64_t tsc,
+                     std::uint64_t previousTsc);
     int defineState_i(const pwr::DataDescriptor& descriptor, StateCache& state, std::uint64_t tsc);
     int addState_i(const StateCache& state, std::uint64_t duration, std::uint64_t tsc);
     int addAttributes_i(const EntityDataElement& element, StateCache& state, bool allAsString,
@@ -70,7 +68,6 @@ private:
     SampleDefinitions& m_definitions;
     std::unique_ptr<ZT2AttributeList> m_list;             // reused by all samples
     const pwr::Attribute* m_inventedAttribute = nullptr;  // of the current message
-    StateCache m_inventedState;                           // that of the current message's text
 };
 
 }  // namespace vyrta

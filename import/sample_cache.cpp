@@ -20,8 +20,8 @@ MetricCache& MetricCaches::find(const pwr::Metric& metric) {
                            cache.name == metric.m_name;
     if (isCurrent) return cache;
     cache.entities.clear();
-    cache.expected.clear();
     cache.states.clear();
+    cache.places.clear();
     cache.isFilled = false;  // until all of it is known
     cache.id = metric.m_id;
     cache.name = metric.m_name;

@@ -9,6 +9,7 @@
 
 #include "import/attribute_list.h"
 #include "import/key_cache.h"
+#include "plugins/sample_places.h"
 #include "pwr/metric.h"
 
 namespace vyrta {
@@ -16,7 +17,7 @@ namespace vyrta {
 // The attributes that a handle contributes, once all ids in them are defined.
 struct KnownAttributes {
     bool known = false;
-    AttributeRun attributes;
+    std::vector<SampleAttribute> attributes;
 };
 
 // An entity within one metric.
@@ -45,10 +46,10 @@ struct StateCache {
     KnownAttributes data;
 };
 
-// An entity that a metric's samples name at a certain place among their entities.
-struct ExpectedEntity {
-    const pwr::EntityHandle* entity;
-    EntityCache* cache;
+// What is remembered of an element.
+struct KnownElement {
+    EntityCache* entity = nullptr;
+    StateCache* state = nullptr;  // null without a descriptor
 };
 
 // A metric. Valid while the host's object says the same as when it was filled.
@@ -61,17 +62,8 @@ struct MetricCache {
     bool isRefused = false;  // a debug metric
     bool isDefined = false;  // its metadata is written
     KeyCache<EntityCache> entities;
-    std::vector<ExpectedEntity> expected;  // those of the samples so far, in order
     KeyCache<StateCache> states;
-
-    // What is remembered of the entity that is the one at `place` in a sample.
-    EntityCache& entityAt(std::size_t place, const pwr::EntityHandle* entity) {
-        if (place < expected.size() && expected[place].entity == entity) return *expected[place].cache;
-        EntityCache& known = entities[entity];
-        if (place >= expected.size()) expected.resize(place + 1);
-        expected[place] = {entity, &known};
-        return known;
-    }
+    std::vector<SamplePlace<KnownElement>> places;  // of the samples so far
 };
 
 // The metrics of a run.

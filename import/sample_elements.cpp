@@ -12,6 +12,7 @@ int SampleElements::collect(const pwr::Metric& metric, MetricCache& cache, std::
     m_elements.resize(elements.size());
     m_groups.clear();
     m_inventedAttribute = nullptr;
+    if (cache.places.size() < elements.size()) cache.places.resize(elements.size());
     for (std::uint32_t i = 0; i < elements.size(); ++i) {
         prefetchAfter(elements, i);
         const pwr::DataElement& element = *elements[i];
@@ -19,7 +20,11 @@ int SampleElements::collect(const pwr::Metric& metric, MetricCache& cache, std::
         kept = {element.getDescriptor(), element.getValue(), element.getDuration(),
                 element.getAdditionalInfo()};
         if (check_i(metric, element, kept, metricClass) != 0) return 1;
-        group_i(cache, element.getEntity(), i);
+        const pwr::EntityHandle* const entity = element.getEntity();
+        SamplePlace<KnownElement>& place = cache.places[i];
+        if (!place.isOf(entity, kept.descriptor)) find_i(cache, entity, kept.descriptor, place);
+        m_elements[i].state = place.target.state;
+        group_i(entity, *place.target.entity, i);
     }
     return 0;
 }
@@ -73,17 +78,24 @@ const pwr::DataDescriptor* SampleElements::inventState_i(const pwr::Metric& metr
     return pwr::DataDescriptor::create(builder);
 }
 
-// Appends the element at `place` to those of its entity, in order of the entities' first appearance.
-void SampleElements::group_i(MetricCache& cache, const pwr::EntityHandle* entity, std::uint32_t place) {
-    m_elements[place].next = LAST_ELEMENT;
-    if (!m_groups.empty() && m_groups.back().entity == entity) {
-        // The states of one entity mostly come together.
-        EntityGroup& group = m_groups.back();
-        m_elements[group.last].next = place;
-        group.last = place;
-        return;
+// Finds what is remembered of an entity and a descriptor that were not at this place of the sample before.
+void SampleElements::find_i(MetricCache& cache, const pwr::EntityHandle* entity,
+                            const pwr::DataDescriptor* descriptor, SamplePlace<KnownElement>& place) {
+    EntityCache* const known = place.entity == entity ? place.target.entity : &cache.entities[entity];
+    StateCache* state = nullptr;
+    if (m_inventedAttribute != nullptr) {
+        // An invented descriptor occurs once, so that nothing is to be remembered of it.
+        m_inventedState = StateCache();
+        state = &m_inventedState;
+    } else if (descriptor != nullptr) {
+        state = &cache.states[descriptor];
     }
-    EntityCache& known = cache.entityAt(m_groups.size(), entity);
+    place = {entity, descriptor, {known, state}};
+}
+
+// Appends the element at `place` to those of its entity, in order of the entities' first appearance.
+void SampleElements::group_i(const pwr::EntityHandle* entity, EntityCache& known, std::uint32_t place) {
+    m_elements[place].next = LAST_ELEMENT;
     if (known.message == m_messageNumber) {
         EntityGroup& group = m_groups[known.group];
         m_elements[group.last].next = place;

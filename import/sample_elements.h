@@ -17,6 +17,7 @@ inline constexpr std::uint32_t LAST_ELEMENT = 0xFFFFFFFF;
 // An element of the current message, and the place of the next one of its entity.
 struct GroupedElement {
     EntityDataElement kept;
+    StateCache* state;  // null without a descriptor
     std::uint32_t next;
 };
 
@@ -51,12 +52,15 @@ private:
                 std::uint16_t& metricClass);
     int takeHandle_i(const pwr::Data& value, EntityDataElement& kept);
     const pwr::DataDescriptor* inventState_i(const pwr::Metric& metric, const pwr::Data& value);
-    void group_i(MetricCache& cache, const pwr::EntityHandle* entity, std::uint32_t place);
+    void find_i(MetricCache& cache, const pwr::EntityHandle* entity, const pwr::DataDescriptor* descriptor,
+                SamplePlace<KnownElement>& place);
+    void group_i(const pwr::EntityHandle* entity, EntityCache& known, std::uint32_t place);
 
     std::uint64_t m_messageNumber = 0;
     std::vector<GroupedElement> m_elements;
     std::vector<EntityGroup> m_groups;
     const pwr::Attribute* m_inventedAttribute = nullptr;
+    StateCache m_inventedState;                          // its state
     KeyCache<const pwr::DataDescriptor*> m_descriptors;  // by handle of type 9: what it is cast to
 };
 

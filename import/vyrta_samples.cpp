@@ -69,7 +69,7 @@ int VyrtaWriter::handleMetricMessage(const pwr::Metric& metric) {
             "'%s'\n",
             metric.m_name.c_str());
 
-    const ZT2AttributeList* const list = m_builder.build(metric, cache, m_elements);
+    const ZT2AttributeList* const list = m_builder.build(metric, m_elements);
     if (list == nullptr) return 1;
     const std::uint64_t tsc = metric.getData().timestamp;
     if (writeZT2Record(tsc, metric.m_id, list) != 0)
