@@ -49,7 +49,6 @@ private:
     struct MetricTable {
         BackingStoreWrapper* store = nullptr;
         ColumnMap* columns = nullptr;
-        std::vector<SamplePlace<std::uint16_t>> places;  // the columns of the elements, by position
     };
 
     std::int32_t printTables_i();
@@ -71,6 +70,7 @@ private:
 
     std::vector<std::unique_ptr<BackingStoreWrapper>> m_tables;  // the stores, in order of first appearance
     std::deque<MetricTable> m_metricTables;
-    FlatMap<std::uint64_t, MetricTable*> m_tableOf;  // by metric id
+    FlatMap<std::uint64_t, MetricTable*> m_tableOf;       // by metric id
+    SamplePlaces<std::uint64_t, std::uint16_t> m_places;  // columns, by metric id
     std::string m_cell;
 };
