@@ -177,7 +177,7 @@ class Traces(unittest.TestCase):
                           "Out of order": 1, "Silent CPUs": 2}, stream.items())
         self.assertEqual([["cpu_idle", "2", "mapped"], ["kfree", "2", "unknown"]],
                          stream.rows("Trace Events Summary: Counts"))
-        self.assertIn("Silent CPUs: CPU2 CPU3", stream.texts)
+        self.assertEqual(["Silent CPUs: CPU2 CPU3", "Lost on CPU1: 20 events"], stream.texts)
         self.assertEqual((3000, 9000), (stream.system["start"], stream.system["stop"]))
         self.replay(["# tracer: nop"], want_status=1)
 

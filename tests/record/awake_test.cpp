@@ -34,7 +34,8 @@ TEST_F(Awake, packageFilesHaveTheirValuesAtBothEnds) {
     const std::string tolerance =
         "SOUTHPORT_A                      LTR: RAW: 0x0                Non-Snoop(ns): 0                "
         "Snoop(ns): 0               \n";
-    record({{CORE + "package_cstate_show", "Package C2 : 100\nPackage C8 : 0xfffffffffffffff0\n"},
+    record({{CORE + "package_cstate_show",
+             "Package C2 : 100\nPackage C3 : 9\nPackage C8 : 0xfffffffffffffff0\n"},
             {CORE + "ltr_show",
              tolerance + "XHCI\tLTR: RAW: 0x8c548c54\tNon-Snoop(ns): 7\tSnoop(ns): 1048576\tLTR_IGNORE: 0\n"},
             {CORE + "substate_requirements",
@@ -42,14 +43,15 @@ TEST_F(Awake, packageFilesHaveTheirValuesAtBothEnds) {
              "               USB2PLL_OFF_STS |  Required |  Required |       Yes |\n"
              "                  FUSE_OFF_STS |           |  Required |           |\n"
              "                   NOT_ASKED   |           |           |       Yes |\n"}},
-           {{CORE + "package_cstate_show", "Package C2 : 350\nPackage C8 : 0x10\nPackage C10 : 5\n"},
+           {{CORE + "package_cstate_show",
+             "Package C2 : 350\nPackage C3 : 8\nPackage C8 : 0x10\nPackage C10 : 5\n"},
             {CORE + "ltr_show", tolerance + "ME\tLTR: RAW: 0x1\tNon-Snoop(ns): 0\tSnoop(ns): 9\n"},
             {CORE + "substate_requirements",
              "                       Element |    S0i2.0 |    S0i3.0 |    Status | Live Status |\n"
              "               USB2PLL_OFF_STS |  Required |  Required |           |        Yes |\n"}});
     EXPECT_THAT(m_run.rows("Package C-State Counters Summary: Counts"),
-                ElementsAre("Package C2, 100, 350, 250", "Package C8, 0xfffffffffffffff0, 0x10, 32",
-                            "Package C10, -, 5, -"));
+                ElementsAre("Package C2, 100, 350, 250", "Package C3, 9, 8, -",
+                            "Package C8, 0xfffffffffffffff0, 0x10, 32", "Package C10, -, 5, -"));
     EXPECT_THAT(m_run.rows("Latency Tolerance Summary: Latencies"),
                 ElementsAre("XHCI, 7, -, 1048576, -", "ME, -, 0, -, 9"));
     EXPECT_THAT(

@@ -32,7 +32,8 @@ struct Table {
     std::vector<AwakeRow> end{};
 };
 
-// How much a counter has risen, in the decimal or hexadecimal form of its texts.
+// How much a counter has risen, perhaps beyond its largest number, in the decimal or hexadecimal form of its
+// texts. One that fell was set back.
 std::string riseOf(const std::string& start, const std::string& end) {
     const auto number = [](std::string_view text) {
         const bool isHex = text.starts_with("0x");
@@ -41,7 +42,9 @@ std::string riseOf(const std::string& start, const std::string& end) {
         std::from_chars(text.data(), text.data() + text.size(), value, isHex ? 16 : 10);
         return value;
     };
-    return start == NOT_THERE || end == NOT_THERE ? NOT_THERE : std::to_string(number(end) - number(start));
+    if (start == NOT_THERE || end == NOT_THERE) return NOT_THERE;
+    const std::uint64_t rise = number(end) - number(start);
+    return rise < std::uint64_t{1} << 63 ? std::to_string(rise) : NOT_THERE;
 }
 
 class AwakeSource : public Source {
