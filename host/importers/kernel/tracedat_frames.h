@@ -31,7 +31,6 @@ enum class TracedatFrame : std::uint32_t {
     Names,    // so many texts, each behind its length, a number of 32 bits
     Records,  // so many records
     Cpus,     // the trace is of so many CPUs
-    Cut,      // the file ends before the trace does; what is there follows
     Failure,  // a text of that length: why nothing follows any more
     End
 };

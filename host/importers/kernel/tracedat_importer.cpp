@@ -1,6 +1,7 @@
 #include "host/importers/kernel/tracedat_importer.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <utility>
 
 #include "host/base/descriptor.h"
 #include "host/importers/kernel/tracedat_reader.h"
@@ -21,13 +23,14 @@ using kernel_events::Event;
 using kernel_events::Kind;
 
 constexpr std::uint64_t MOST_TOLD = 10;  // malformed records
+constexpr std::uint64_t NO_END = ~std::uint64_t{0};
 constexpr std::size_t NO_PLACE = ~std::size_t{0};
 
 // The process that reads the file, and the pipe that it sends into.
 class ReadingProcess {
 public:
     // False, with errno set, if there can't be one.
-    bool start(int file) {
+    bool start(int file, std::uint64_t end) {
         constexpr int PIPE_BYTES = 1 << 20;
         int ends[2];
         if (::pipe2(ends, O_CLOEXEC) != 0) return false;
@@ -42,7 +45,7 @@ public:
         ::dup2(nowhere.get(), STDOUT_FILENO);
         ::dup2(nowhere.get(), STDERR_FILENO);
         for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGXCPU}) std::signal(signal, SIG_DFL);
-        readTracedat("/proc/self/fd/" + std::to_string(file), sending.get());
+        readTracedat("/proc/self/fd/" + std::to_string(file), end, sending.get());
         ::_exit(0);
     }
 
@@ -61,6 +64,27 @@ private:
     base::Descriptor m_pipe;
     pid_t m_pid = -1;
 };
+
+std::uint64_t sizeOf(int file) {
+    struct stat status {};
+    return ::fstat(file, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+// A file that ends too early is not read. One of version 6, which has its tables in front, is read with
+// nothing but zeros behind its end. Not open if it is another one, or there can't be one.
+base::Descriptor extendedCopy(int file) {
+    constexpr off_t MUCH = off_t{1} << 40;
+    constexpr off_t VERSION = 10;
+    char version = 0;
+    if (::pread(file, &version, 1, VERSION) != 1 || version != '6') return base::Descriptor();
+    SeekableContent copy(-1);
+    std::vector<char> piece(std::size_t{1} << 20);
+    off_t at = 0;
+    for (ssize_t count = 0; (count = ::pread(file, piece.data(), piece.size(), at)) > 0; at += count)
+        if (!copy.add({piece.data(), static_cast<std::size_t>(count)})) return base::Descriptor();
+    base::Descriptor longer(::fcntl(copy.descriptor(), F_DUPFD_CLOEXEC, 0));
+    return ::ftruncate(longer.get(), at + MUCH) == 0 ? std::move(longer) : base::Descriptor();
+}
 
 }  // namespace
 
@@ -85,41 +109,44 @@ bool TracedatImporter::read(Input& part, Damage& damage) {
         part.content().skip(bytes.size());
     }
     const int file = content.descriptor();
-    ReadingProcess process;
-    if (file < 0 || !process.start(file)) {
-        damage.what = std::string("no process can be started to read it: ") + std::strerror(errno);
-        return false;
-    }
-    bool isWhole = receive_i(part, process.pipe(), damage);
-    const int signal = process.end();
-    if (signal != 0 && signal != SIGPIPE && damage.what.empty() && !part.isStopped()) {
-        damage.what = std::string("libtracecmd can't read on from here (SIG") + sigabbrev_np(signal) + ")";
-        isWhole = false;
+    bool isWhole = read_i(part, file, NO_END, damage);
+    const bool isUnread = !isWhole && m_count == 0 && !part.isStopped();
+    if (const base::Descriptor longer = isUnread ? extendedCopy(file) : base::Descriptor(); longer.isOpen()) {
+        read_i(part, longer.get(), sizeOf(file), damage);
+        if (m_count > 0) damage = {sizeOf(file), "the file ends before the trace does"};
     }
     m_target.tell(m_name + ": " + m_builder.tally().text("records"));
     return isWhole || part.isStopped();
 }
 
+bool TracedatImporter::read_i(Input& part, int file, std::uint64_t end, Damage& damage) {
+    ReadingProcess process;
+    damage = {};
+    if (file < 0 || !process.start(file, end)) {
+        damage.what = std::string("no process can be started to read it: ") + std::strerror(errno);
+        return false;
+    }
+    const bool isWhole = receive_i(part, process.pipe(), damage);
+    const int signal = process.end();
+    if (!isWhole && damage.what.empty())
+        damage.what = std::string("libtracecmd can't read on from here") +
+                      (signal != 0 ? std::string(" (SIG") + sigabbrev_np(signal) + ")" : "");
+    return isWhole;
+}
+
 bool TracedatImporter::receive_i(Input& part, int pipe, Damage& damage) {
     TracedatReceiver receiver(pipe, m_builder.names());
     TracedatHead head{};
-    bool isCut = false;
-    bool isEnded = false;
-    while (!isEnded && !part.isStopped() && receiver.next(head)) {
+    while (!part.isStopped() && receiver.next(head)) {
+        if (head.frame == TracedatFrame::End) return true;
+        if (head.frame == TracedatFrame::Failure) return damage.what = receiver.text(), false;
         if (head.frame == TracedatFrame::Cpus)
             m_builder.tally().expectCpus(std::min(head.count, kernel_events::MOST_CPUS));
-        isCut = isCut || head.frame == TracedatFrame::Cut;
-        isEnded = head.frame == TracedatFrame::End || head.frame == TracedatFrame::Failure;
         if (head.frame != TracedatFrame::Records) continue;
         for (const TracedatRecord& record : receiver.records()) record_i(record);
         damage.offset = receiver.records().back().offset;
     }
-    if (isEnded && head.frame == TracedatFrame::Failure) damage.what = receiver.text();
-    if (isCut && damage.what.empty()) {
-        damage = {part.fileSize(), "the file ends before the trace does"};
-        return false;
-    }
-    return isEnded && damage.what.empty();
+    return false;
 }
 
 std::size_t TracedatImporter::placeOf_i(kernel_events::NameId name) {

@@ -25,6 +25,7 @@ public:
     void finish() override;
 
 private:
+    bool read_i(Input& part, int file, std::uint64_t end, Damage& damage);
     bool receive_i(Input& part, int pipe, Damage& damage);
     void record_i(const TracedatRecord& record);
     std::size_t placeOf_i(kernel_events::NameId name);

@@ -21,7 +21,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/base/descriptor.h"
 #include "host/importers/kernel/ftrace_fields.h"
 #include "host/kernel_events/raw_event.h"
 
@@ -67,7 +66,7 @@ struct Stretch {
 
 class TracedatReader {
 public:
-    explicit TracedatReader(int pipe) : m_sender(pipe) {}
+    TracedatReader(std::uint64_t end, int pipe) : m_end(end), m_sender(pipe) {}
 
     void read(const std::string& path) {
         tracecmd_set_loglevel(TEP_LOG_NONE);
@@ -87,7 +86,7 @@ public:
     }
 
 private:
-    static constexpr rlim_t SECONDS = 20;
+    static constexpr rlim_t SECONDS = 10;
     static constexpr std::size_t OFTEN = 65536;  // records
 
     // What is known of the events of a number.
@@ -99,39 +98,22 @@ private:
         FieldsReader text = nullptr;
     };
 
-    // A file that ends too early is not opened; one with nothing but zeros behind its end is.
     bool open_i(const std::string& path) {
         m_file = tracecmd_open(path.c_str(), TRACECMD_FL_LOAD_NO_PLUGINS);
-        if (m_file != nullptr) return true;
-        const base::Descriptor copy = extendedCopy_i(path);
-        if (!copy.isOpen()) return false;
-        const std::string again = "/proc/self/fd/" + std::to_string(copy.get());
-        m_file = tracecmd_open(again.c_str(), TRACECMD_FL_LOAD_NO_PLUGINS);
-        if (m_file != nullptr) m_sender.send(TracedatFrame::Cut, 0);
         return m_file != nullptr;
-    }
-
-    static base::Descriptor extendedCopy_i(const std::string& path) {
-        constexpr off_t MUCH = off_t{1} << 40;
-        const base::Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        base::Descriptor copy(::open(".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-        if (!file.isOpen() || !copy.isOpen()) return base::Descriptor();
-        std::vector<char> piece(std::size_t{1} << 20);
-        for (;;) {
-            const ssize_t count = ::read(file.get(), piece.data(), piece.size());
-            if (count <= 0) break;
-            if (::write(copy.get(), piece.data(), static_cast<std::size_t>(count)) != count)
-                return base::Descriptor();
-        }
-        const off_t end = ::lseek(copy.get(), 0, SEEK_END);
-        return ::ftruncate(copy.get(), end + MUCH) == 0 ? std::move(copy) : base::Descriptor();
     }
 
     void addStretches_i(tracecmd_input* buffer) {
         const int cpus = tep_get_cpus(tracecmd_get_tep(buffer));
-        for (int cpu = 0; cpu < cpus; ++cpu)
-            if (tep_record* const first = tracecmd_read_data(buffer, cpu))
-                m_stretches.push_back({buffer, cpu, first});
+        for (int cpu = 0; cpu < cpus; ++cpu) m_stretches.push_back({buffer, cpu, next_i(buffer, cpu)});
+    }
+
+    tep_record* next_i(tracecmd_input* buffer, int cpu) const {
+        tep_record* const record = tracecmd_read_data(buffer, cpu);
+        if (record == nullptr || record->offset + static_cast<std::uint64_t>(record->record_size) <= m_end)
+            return record;
+        tracecmd_free_record(record);
+        return nullptr;
     }
 
     // Of equal stamps that of the lowest CPU comes first.
@@ -158,7 +140,7 @@ private:
         readRecord_i(*record, sent);
         m_sender.add(sent);
         if (++m_count % OFTEN == 0) allowSeconds(SECONDS);
-        stretch.next = tracecmd_read_data(stretch.buffer, stretch.cpu);
+        stretch.next = next_i(stretch.buffer, stretch.cpu);
         tracecmd_free_record(record);
     }
 
@@ -237,6 +219,7 @@ private:
         return name != nullptr ? name : "";
     }
 
+    const std::uint64_t m_end;
     TracedatSender m_sender;
     tracecmd_input* m_file = nullptr;  // lives as long as the process
     tep_handle* m_tep = nullptr;
@@ -256,8 +239,8 @@ private:
 
 }  // namespace
 
-void readTracedat(const std::string& path, int pipe) {
-    TracedatReader(pipe).read(path);
+void readTracedat(const std::string& path, std::uint64_t end, int pipe) {
+    TracedatReader(end, pipe).read(path);
 }
 
 }  // namespace host::importers
@@ -266,7 +249,7 @@ void readTracedat(const std::string& path, int pipe) {
 
 namespace host::importers {
 
-void readTracedat(const std::string&, int pipe) {
+void readTracedat(const std::string&, std::uint64_t, int pipe) {
     TracedatSender(pipe).fail("this pwrhost was built without libtracecmd, which reads trace.dat");
 }
 
