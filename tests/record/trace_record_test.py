@@ -1,0 +1,173 @@
+#!/usr/bin/env python3
+"""Traces events of the running kernel: trace_record_test.py PWRHOST"""
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PWRHOST = sys.argv[1]
+SKIPPED = 77
+SETS = "idle, freq, wakeups, procs, sources, marks"
+
+
+def record(folder, *words, command=(), prefix=()):
+    return subprocess.run([*prefix, PWRHOST, "record", "-w", "none", "--quiet", "--save", "saved", *words,
+                           *(["--", *command] if command else [])], cwd=folder, capture_output=True, text=True, timeout=120)
+
+
+class Stream:
+    def __init__(self, file):
+        self.messages = [json.loads(line) for line in file.read_text().splitlines()]
+        self.metrics = {m["id"]: m["name"] for m in self.messages if m.get("def") == "metric"}
+        self.entities = {m["id"]: m["name"] for m in self.messages if m.get("def") == "entity"}
+        self.system = next(m for m in self.messages if m.get("msg") == "system")
+
+    def samples(self, metric):
+        """Entity, begin, end, value."""
+        return [(self.entities[e["e"]], m["t"] - e["dur"], m["t"], e["v"]) for m in self.messages
+                if m.get("msg") == "metric" and self.metrics[m["metric"]] == metric for e in m["data"]]
+
+    def rows(self, title):
+        tables = [[m["container"], m["id"]] for m in self.messages if m.get("def") == "table" and m["title"] == title]
+        return [m["cells"] for m in self.messages if m.get("msg") == "row" and m["table"] in tables]
+
+
+class Trace(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.work = pathlib.Path(folder.name)
+
+    def traced(self, *words, **more):
+        done = record(self.work, *words, **more)
+        self.assertEqual(0, done.returncode, done.stderr)
+        return Stream(self.work / "saved"), done.stderr
+
+    def test_intervals_of_processes_follow_each_other_and_lie_in_the_collection(self):
+        stream, _ = self.traced("--trace", "procs,idle", "--seconds", "0.6")
+        last = {}
+        for cpu, begin, end, _ in stream.samples("Process on CPU"):
+            self.assertLess(begin, end)
+            self.assertGreaterEqual(begin, last.get(cpu, stream.system["start"]))
+            self.assertLessEqual(end, stream.system["stop"])
+            last[cpu] = end
+        self.assertTrue(last)
+        length = stream.system["durationSec"] * 1000
+        rows = stream.rows("Processes Summary: Counts")
+        cpus = round(sum(float(row[2]) for row in rows) / length)
+        self.assertAlmostEqual(cpus * length, sum(float(row[2]) for row in rows), delta=0.01 * length)
+        self.assertEqual(os.cpu_count(), cpus)
+        self.assertEqual(1, [row[1] for row in rows].count("pwrhost (this recording)"))
+
+    def test_a_command_is_seen_with_its_switches_and_processes(self):
+        # A process that sleeps so often is switched to so often, or more if others come in between.
+        naps = "import time\nfor i in range(50): time.sleep(0.004)"
+        stream, _ = self.traced("--trace", "procs", command=[sys.executable, "-S", "-c", naps])
+        name = pathlib.Path(sys.executable).resolve().name[:15]
+        rows = [row for row in stream.rows("Processes Summary: Counts") if row[1] in (name, "python3", "python")]
+        self.assertTrue(rows)
+        self.assertTrue(any(50 <= int(row[5]) for row in rows), rows)
+        counts = {row[0]: int(row[1]) for row in stream.rows("Trace Events Summary: Counts")}
+        self.assertGreaterEqual(counts["sched_process_exec"], 1)
+
+    def test_of_a_summary_the_tables_alone_are_kept(self):
+        stream, _ = self.traced("--trace", "procs,wakeups", "--trace-summary", "--seconds", "0.3")
+        self.assertTrue(stream.rows("Processes Summary: Counts"))
+        for metric in ("Process on CPU", "CPU Idle State"):
+            self.assertNotIn(metric, stream.metrics.values())
+        self.assertFalse([m for m in stream.messages if m.get("def") in ("process", "thread") and "sched" in str(m)])
+
+    def test_parts_and_flushes_hold_the_trace_too(self):
+        done = subprocess.run([PWRHOST, "record", "-w", "json,bin", "--continuous", "--flush-every", "0.2", "--trace", "procs",
+                               "--seconds", "0.7", "--quiet", "--save", "saved"], cwd=self.work, capture_output=True, text=True,
+                              timeout=120)
+        self.assertEqual(0, done.returncode, done.stderr)
+        lines = (self.work / "saved").read_text().splitlines()
+        metric = next(json.loads(line)["id"] for line in lines if '"Process on CPU"' in line)
+        flushes = [i for i, line in enumerate(lines) if line == '{"msg":"flush"}']
+        first = next(i for i, line in enumerate(lines) if line.startswith(f'{{"msg":"metric","metric":{metric},'))
+        self.assertLess(first, flushes[-2])
+        replayed = subprocess.run([PWRHOST, "replay", "-w", "none", "saved"], cwd=self.work, capture_output=True, text=True,
+                                  timeout=120)
+        self.assertEqual(0, replayed.returncode, replayed.stderr)
+
+    def test_losses_are_told_with_their_number(self):
+        pings = ("import os\na,b=os.pipe(); c,d=os.pipe()\nos.sched_setaffinity(0,[0])\n"
+                 "if os.fork():\n for i in range(6000): os.write(b,b'x'); os.read(c,1)\n os.wait()\n"
+                 "else:\n for i in range(6000): os.read(a,1); os.write(d,b'x')")
+        stream, err = self.traced("--trace", "wakeups", "--trace-buffer", "4", "--interval", "1000",
+                                  command=[sys.executable, "-S", "-c", pings])
+        total = {row[0]: int(row[1]) for row in stream.rows("Trace Summary: Total")}
+        self.assertGreater(total["Lost"], 0)
+        self.assertGreater(total["Lines"] + total["Lost"], 2 * 6000)
+        self.assertEqual(total["Lost"], int(re.search(r"trace: (\d+) events were lost", err)[1]))
+        self.assertEqual(total["Lines"], total["Mapped"])
+        notes = [m["text"] for m in stream.messages if m.get("msg") == "text" and m["text"].startswith("Lost on ")]
+        self.assertEqual(total["Lost"], sum(int(re.search(r": (\d+) events", note)[1]) for note in notes))
+
+
+class WithoutTrace(unittest.TestCase):
+    """What is asked for and can't be had."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.work = pathlib.Path(folder.name)
+
+    def test_bad_words_are_refused(self):
+        for words, text in (
+                (("--trace", "idle,forks"), f'--trace: unknown set of events "forks"; there are: {SETS}'),
+                (("--trace-summary",), "--trace-summary: there is no --trace that it could be of"),
+                (("--trace", "idle", "--trace-buffer", "0"), "--trace-buffer"),
+                (("--trace", "idle", "--trace-buffer", "many"), "--trace-buffer")):
+            done = record(self.work, *words, "--seconds", "0.1")
+            self.assertEqual(1, done.returncode, done.stderr)
+            self.assertIn(text, done.stderr)
+
+    def test_files_of_another_machine_have_no_events(self):
+        (self.work / "proc").mkdir()
+        (self.work / "proc" / "stat").write_text("cpu  1 1 1 1 1 1 1 1 0 0\ncpu0 1 1 1 1 1 1 1 1 0 0\nctxt 5\n")
+        done = record(self.work, "--trace", "procs", "--seconds", "0.2", "--root", ".")
+        self.assertEqual(0, done.returncode, done.stderr)
+        self.assertIn("trace: kernel events are those of the running machine, not of --root", done.stderr)
+        self.assertIn("Context Switches", Stream(self.work / "saved").metrics.values())
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can become someone who may do nothing")
+    def test_without_permission_the_rest_goes_on(self):
+        os.chmod(self.work, 0o777)
+        done = record(self.work, "--trace", "procs", "--seconds", "0.2", prefix=["setpriv", "--reuid", "65534", "--clear-groups"])
+        self.assertEqual(0, done.returncode, done.stderr)
+        told = [line for line in done.stderr.splitlines() if "trace: " in line]
+        self.assertEqual(1, len(told), done.stderr)
+        self.assertRegex(told[0], r"CAP_SYS_ADMIN is missing|may not be read: run as root")
+        self.assertIn("Context Switches", Stream(self.work / "saved").metrics.values())
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can give capabilities away")
+    def test_one_capability_is_enough_and_is_named_where_it_is_missing(self):
+        mounted = ["unshare", "-m", "sh", "-c", 'mount -t tracefs nodev /sys/kernel/tracing && exec "$@"', "sh"]
+        if subprocess.run([*mounted, "true"], capture_output=True, check=False).returncode != 0:
+            self.skipTest("tracefs can't be mounted")
+        for capabilities, missing in (("-all", "CAP_PERFMON"), ("-all,+perfmon", None)):
+            done = record(self.work, "--trace", "procs", "--seconds", "0.3",
+                          prefix=[*mounted, "setpriv", "--inh-caps", "-all", "--bounding-set", capabilities])
+            self.assertEqual(0, done.returncode, done.stderr)
+            told = [line for line in done.stderr.splitlines() if "trace: " in line and "locked" not in line]
+            self.assertEqual(1 if missing else 0, len(told), done.stderr)
+            if missing:
+                self.assertIn(f"kernel events may not be traced: {missing} is missing", told[0])
+            self.assertEqual(missing is None, "Process on CPU" in Stream(self.work / "saved").metrics.values())
+
+
+if __name__ == "__main__":
+    with tempfile.TemporaryDirectory() as place:
+        probe = record(place, "--trace", "procs", "--seconds", "0.1")
+        if "trace: " in probe.stderr:
+            print("no trace here:", probe.stderr)
+            del Trace
+        if unittest.main(argv=sys.argv[:1], exit=False).result.wasSuccessful():
+            sys.exit(0 if "Trace" in globals() else SKIPPED)
+        sys.exit(1)
