@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "host/stream/vocabulary.h"
+
 namespace host::importers {
 
 // Types of metrics by their number in a stream.
@@ -17,10 +19,8 @@ enum MetricType : std::uint8_t {
 
 // The type of a name such as "SAMPLED_DELTA".
 inline std::uint8_t metricTypeOf(std::string_view name) {
-    constexpr std::string_view NAMES[] = {"SAMPLED_DELTA", "SAMPLED_RESIDENCY", "SAMPLED_VALUE",
-                                          "TRACED_VALUE_TRANSITION", "TRACED_EVENT"};
     std::uint8_t type = 0;
-    while (type < METRIC_UNKNOWN && NAMES[type] != name) ++type;
+    while (type < METRIC_UNKNOWN && stream::METRIC_TYPES[type] != name) ++type;
     return type;
 }
 

@@ -9,6 +9,7 @@
 #include "host/importers/metric_types.h"
 #include "import/record_format.h"
 #include "plugins/packing.h"
+#include "pwr/attribute.h"
 
 namespace host::importers {
 
@@ -17,11 +18,6 @@ using inspect::ByteReader;
 using inspect::PwrRecord;
 
 namespace {
-
-constexpr int TYPE_DATA = 1;
-constexpr int TYPE_PROCESS = 3;
-constexpr int TYPE_THREAD = 4;
-constexpr int TYPE_NAME_VALUE = 5;
 
 // Ids of attributes that elements have: first those of numbers, of which a writer takes the one with the
 // least id for the first, then those of all other places in their order.
@@ -199,7 +195,9 @@ PwrLines::Id PwrLines::slot_i(std::size_t place, int type) {
     const auto at = static_cast<Id>(std::min<std::size_t>(place, PLACES - 1));
     const Id id = m_firstSlot + at * TYPES_PER_PLACE + static_cast<Id>(type);
     if (!m_slots.insert(id).second) return id;
-    const char* const name = type == TYPE_PROCESS ? "Process" : type == TYPE_THREAD ? "Thread" : "Info";
+    const char* const name = type == pwr::ATTRIBUTE_PROCESS  ? "Process"
+                             : type == pwr::ATTRIBUTE_THREAD ? "Thread"
+                                                             : "Info";
     emit::JsonLine("def", "attribute")
         .member("id", id)
         .member("name", name)
@@ -215,7 +213,7 @@ PwrLines::Id PwrLines::measuredSlot_i(std::uint64_t quantity) {
     if (!isNew) return known->second;
     quantity_i(quantity);
     emit::JsonLine line("def", "attribute");
-    line.member("id", next).member("name", "Value").member("type", TYPE_DATA);
+    line.member("id", next).member("name", "Value").member("type", int{pwr::ATTRIBUTE_DATA});
     if (m_quantities.contains(quantity)) line.member("quantity", quantity);
     line.writeTo(m_output);
     return next;
@@ -235,15 +233,16 @@ std::string PwrLines::infoPair_i(const Attribute& info, std::size_t place, std::
     const auto pair = [](Id attribute, const char* kind, const std::string& value) {
         return "[" + std::to_string(attribute) + ",{\"" + kind + "\":" + value + "}]";
     };
-    if (isText_i(info)) return pair(slot_i(place, TYPE_DATA), "s", quoted(textOf_i(info)));
+    if (isText_i(info)) return pair(slot_i(place, pwr::ATTRIBUTE_DATA), "s", quoted(textOf_i(info)));
     if (info.type == ATTRIBUTE_KIND_INFO) {
         pair_i(info.value);
-        return pair(slot_i(place, TYPE_NAME_VALUE), "h", std::to_string(info.value));
+        return pair(slot_i(place, pwr::ATTRIBUTE_NAME_VALUE), "h", std::to_string(info.value));
     }
     const bool isThread = info.type == ATTRIBUTE_KIND_THREAD;
     const Id runner = isThread ? thread(info.value, time) : process(info.value, time);
-    if (runner == 0) return pair(slot_i(place, TYPE_DATA), "u", std::to_string(info.value));
-    return pair(slot_i(place, isThread ? TYPE_THREAD : TYPE_PROCESS), "h", std::to_string(runner));
+    if (runner == 0) return pair(slot_i(place, pwr::ATTRIBUTE_DATA), "u", std::to_string(info.value));
+    return pair(slot_i(place, isThread ? pwr::ATTRIBUTE_THREAD : pwr::ATTRIBUTE_PROCESS), "h",
+                std::to_string(runner));
 }
 
 std::string PwrLines::infos_i(const Element& element, std::size_t count, std::uint64_t time) {

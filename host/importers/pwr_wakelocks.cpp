@@ -2,6 +2,8 @@
 
 #include "host/emit/json_line.h"
 #include "host/importers/metric_types.h"
+#include "pwr/attribute.h"
+#include "pwr/metric.h"
 
 namespace host::importers {
 
@@ -10,14 +12,6 @@ using inspect::PwrKind;
 using inspect::PwrRecord;
 
 namespace {
-
-constexpr int TYPE_PROCESS = 3;
-constexpr int TYPE_THREAD = 4;
-constexpr int TYPE_NAME_VALUE = 5;
-
-// As the collector numbers the classes of its metrics.
-constexpr int CLASS_KERNEL = 14;
-constexpr int CLASS_USER = 15;
 
 // Types of lock and unlock records that differ from the ordinary ones.
 constexpr std::uint8_t LOCK_TIMEOUT = 2;
@@ -88,7 +82,8 @@ void PwrWakelockLines::metric(std::uint32_t id, bool isUsers) {
         .member("id", id)
         .member("name", isUsers ? "User Wakelocks" : "Kernel Wakelocks")
         .member("type", int{METRIC_TRANSITION})
-        .member("class", isUsers ? CLASS_USER : CLASS_KERNEL)
+        .member("class",
+                int{isUsers ? pwr::REAL_TABLE_CLASS_USER_WAKELOCK : pwr::REAL_TABLE_CLASS_KERNEL_WAKELOCK})
         .writeTo(m_output);
 }
 
@@ -115,7 +110,7 @@ std::string PwrWakelockLines::attributesOf_i(const Wakelock& wakelock) {
                  ",{\"h\":" + std::to_string(handle) + "}]";
     };
     const auto addNumber = [&](const char* name, const std::string& text, std::uint32_t value) {
-        add(attribute_i(name, TYPE_NAME_VALUE), pair_i(text, value));
+        add(attribute_i(name, pwr::ATTRIBUTE_NAME_VALUE), pair_i(text, value));
     };
     if (wakelock.package) m_packages.try_emplace(wakelock.uid, *wakelock.package);
     if (const auto package = m_packages.find(wakelock.uid); package != m_packages.end())
@@ -128,9 +123,9 @@ std::string PwrWakelockLines::attributesOf_i(const Wakelock& wakelock) {
                                                                    : 0;
     if (mask != 0) addNumber("Wakelock Mask", "mask", mask);
     const Id process = wakelock.pid != 0 ? m_lines.process(wakelock.pid, wakelock.lockTime) : 0;
-    if (process != 0) add(attribute_i("Process", TYPE_PROCESS), process);
+    if (process != 0) add(attribute_i("Process", pwr::ATTRIBUTE_PROCESS), process);
     const Id thread = wakelock.tid != 0 ? m_lines.thread(wakelock.tid, wakelock.time) : 0;
-    if (thread != 0) add(attribute_i("Thread", TYPE_THREAD), thread);
+    if (thread != 0) add(attribute_i("Thread", pwr::ATTRIBUTE_THREAD), thread);
     return pairs;
 }
 
