@@ -14,7 +14,6 @@
 namespace host::importers {
 
 using namespace vyrta;
-using inspect::ByteReader;
 using inspect::PwrRecord;
 
 namespace {
