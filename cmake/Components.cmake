@@ -20,6 +20,9 @@ target_compile_options(pwr_common INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast $<$<BOOL:${PWR_WERROR}>:-Werror>)
 # g++ 12 warns of overlapping copies inside std::string's own code.
 target_compile_options(pwr_common INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+# Newer clangs warn of what its std::stable_sort calls; g++ still tells of what is deprecated in our code.
+target_compile_options(pwr_common INTERFACE
+    $<$<AND:$<CXX_COMPILER_ID:Clang>,$<VERSION_GREATER_EQUAL:$<CXX_COMPILER_VERSION>,17>>:-Wno-deprecated-declarations>)
 # The part of the standard that older clangs leave out unless told.
 target_compile_options(pwr_common INTERFACE $<$<CXX_COMPILER_ID:Clang>:-fsized-deallocation>)
 if(PWR_SANITIZE)
