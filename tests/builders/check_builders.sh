@@ -12,8 +12,10 @@ quietly() {
 }
 
 # A collector that has the project inside its own; all sources of a folder are compiled as one where they can be.
-# consumer OPTION...: lines of its CMakeLists.txt come from standard input.
+# consumer TARGET OPTION...: lines of its CMakeLists.txt come from standard input.
 consumer() {
+    local target=$1
+    shift
     mkdir "$work/project"
     cp "$source/tests/install/consumer.cpp" "$work/project"
     {
@@ -42,16 +44,16 @@ check_names(${CMAKE_SOURCE_DIR})
 CMAKE
     } >"$work/project/CMakeLists.txt"
     quietly cmake -G Ninja -S "$work/project" -B "$work/build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_UNITY_BUILD=ON "$@"
-    quietly cmake --build "$work/build" --target consumer
+    quietly cmake --build "$work/build" --target "$target"
     [ "$("$work/build/consumer" "$(cat "$work/build/library.txt")")" = "$names" ]
 }
 
 case $kind in
     subfolder)
-        consumer -DBUILD_SHARED_LIBS=ON <<<"add_subdirectory($source writers)"
+        consumer all -DBUILD_SHARED_LIBS=ON <<<"add_subdirectory($source writers)"
         ;;
     fetched)
-        consumer -DBUILD_SHARED_LIBS=OFF <<CMAKE
+        consumer consumer -DBUILD_SHARED_LIBS=OFF <<CMAKE
 include(FetchContent)
 FetchContent_Declare(pwr_writers SOURCE_DIR "$source" OVERRIDE_FIND_PACKAGE)
 find_package(pwr_writers REQUIRED)
