@@ -63,7 +63,7 @@ struct MetricCache {
     bool isDefined = false;  // its metadata is written
     KeyCache<EntityCache> entities;
     KeyCache<StateCache> states;
-    std::vector<SamplePlace<KnownElement>> places;  // of the samples so far
+    PlaceList<KnownElement> places;
 };
 
 // The metrics of a run.

@@ -12,7 +12,7 @@ int SampleElements::collect(const pwr::Metric& metric, MetricCache& cache, std::
     m_elements.resize(elements.size());
     m_groups.clear();
     m_inventedAttribute = nullptr;
-    if (cache.places.size() < elements.size()) cache.places.resize(elements.size());
+    SamplePlace<KnownElement>* const places = cache.places.first(elements.size());
     for (std::uint32_t i = 0; i < elements.size(); ++i) {
         prefetchAfter(elements, i);
         const pwr::DataElement& element = *elements[i];
@@ -21,7 +21,7 @@ int SampleElements::collect(const pwr::Metric& metric, MetricCache& cache, std::
                 element.getAdditionalInfo()};
         if (check_i(metric, element, kept, metricClass) != 0) return 1;
         const pwr::EntityHandle* const entity = element.getEntity();
-        SamplePlace<KnownElement>& place = cache.places[i];
+        SamplePlace<KnownElement>& place = places[i];
         if (!place.isOf(entity, kept.descriptor)) find_i(cache, entity, kept.descriptor, place);
         m_elements[i].state = place.target.state;
         group_i(entity, *place.target.entity, i);

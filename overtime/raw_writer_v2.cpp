@@ -143,7 +143,7 @@ RawWriterV2::MetricTable* RawWriterV2::tableOf_i(const pwr::Metric& metric) {
             throw;
         }
     }
-    m_metricTables.push_back({store, &columns});
+    m_metricTables.push_back({store, &columns, {}});
     return m_tableOf[metric.m_id] = &m_metricTables.back();
 }
 
@@ -156,7 +156,7 @@ std::int32_t RawWriterV2::addRow_i(const pwr::Metric& metric) {
     if (table == nullptr) return 1;
     table->store->fetch();
     const pwr::Metric::Sample& sample = metric.getData();
-    SamplePlace<std::uint16_t>* const places = m_places.placesOf(metric.m_id, sample.elements.size());
+    SamplePlace<std::uint16_t>* const places = table->places.first(sample.elements.size());
     m_cell.clear();
     pwr::Data(static_cast<unsigned long>(sample.timestamp)).toFormattedString(m_cell);
     table->store->pushCell(m_cell, TIMESTAMP_COLUMN);

@@ -49,6 +49,7 @@ private:
     struct MetricTable {
         BackingStoreWrapper* store = nullptr;
         ColumnMap* columns = nullptr;
+        PlaceList<std::uint16_t> places;  // the columns of its elements
     };
 
     std::int32_t printTables_i();
@@ -70,7 +71,6 @@ private:
 
     std::vector<std::unique_ptr<BackingStoreWrapper>> m_tables;  // the stores, in order of first appearance
     std::deque<MetricTable> m_metricTables;
-    FlatMap<std::uint64_t, MetricTable*> m_tableOf;       // by metric id
-    SamplePlaces<std::uint64_t, std::uint16_t> m_places;  // columns, by metric id
+    FlatMap<std::uint64_t, MetricTable*> m_tableOf;  // by metric id
     std::string m_cell;
 };

@@ -20,9 +20,25 @@ struct SamplePlace {
     }
 };
 
-// Where the elements of samples go. Samples of one metric mostly name the same entities and descriptors in
+// The places of a metric's samples. Samples of one metric mostly name the same entities and descriptors in
 // the same order, so what was worked out for the sample before is kept by position: in a row of memory that
 // is read from its start to its end, where a look-up by key would go all over it.
+template <typename Target>
+class PlaceList {
+public:
+    // The first of `count` places, which the caller keeps up to date. They hold until the next call.
+    SamplePlace<Target>* first(std::size_t count) {
+        if (m_places.size() < count) m_places.resize(count);
+        return m_places.data();
+    }
+
+    void clear() { m_places.clear(); }
+
+private:
+    std::vector<SamplePlace<Target>> m_places;
+};
+
+// The lists of all metrics, for writers that have nothing else to find by metric.
 //
 // `Key` tells apart what is written of a metric, as in a FlatMap.
 template <typename Key, typename Target>
@@ -30,19 +46,17 @@ class SamplePlaces {
 public:
     using Place = SamplePlace<Target>;
 
-    // The first of `count` places, which the caller keeps up to date. They hold until the next call.
+    // The first of `count` places, as in PlaceList.
     Place* placesOf(const Key& key, std::size_t count) {
         std::uint32_t& number = m_numbers[key];
         if (number == 0) {
-            m_places.emplace_back();
-            number = static_cast<std::uint32_t>(m_places.size());
+            m_lists.emplace_back();
+            number = static_cast<std::uint32_t>(m_lists.size());
         }
-        std::vector<Place>& places = m_places[number - 1];
-        if (places.size() < count) places.resize(count);
-        return places.data();
+        return m_lists[number - 1].first(count);
     }
 
 private:
     FlatMap<Key, std::uint32_t> m_numbers;  // counted from 1
-    std::vector<std::vector<Place>> m_places;
+    std::vector<PlaceList<Target>> m_lists;
 };
