@@ -217,9 +217,10 @@ protected:
     bool m_doTimelineResidencyTicks;  // print residency times as raw ticks
     std::map<std::uint32_t, pwr::TimelineTableType> m_timelineTableTypes;  // by metric id
 
-    bool m_isComplete;   // no table and no row has been lost
-    int m_writeError;    // errno of the first write to the file that failed, or 0
-    std::string m_cell;  // the latest result of calculate_i
+    bool m_isComplete;                           // no table and no row has been lost
+    int m_writeError;                            // errno of the first write to the file that failed, or 0
+    std::string m_cell;                          // the latest result of calculate_i
+    SamplePlaces<TableKey, CellPlace> m_places;  // of sampled metrics, by metric id and table index
 
 private:
     // The latest text of a number, since most texts are asked for many times in a row.
@@ -276,7 +277,7 @@ private:
     FlatMap<std::uint64_t, const pwr::DataDescriptor*> m_stateCache;  // by address of the handle
     std::uint64_t m_messageCount;                                     // sampled messages
     std::optional<overtime::DeclaredPairs> m_declared;                // of the current message, if needed
-    overtime::RowOrder<TableKey, TableInfo, Place> m_order;           // by metric id and table index
+    overtime::RowOrder<TableKey, TableInfo> m_order;                  // by metric id and table index
     pwr::RealFormatter m_realFormatter;                               // two decimals
     LatestText m_timeTexts[2];                                        // by TimeConversion
     LatestText m_durationText;

@@ -69,7 +69,6 @@ private:
     static std::uint16_t columnOf_i(const pwr::DataElement& element, TableInfo& table);
     TableInfo* tracedTable_i(const pwr::Metric& metric, const pwr::DataElement& element);
 
-    SamplePlaces<TableKey, CellPlace> m_places;  // by metric id and table index
     std::string m_basePath;
     std::string m_notes;                                       // the texts so far
     std::map<std::uint64_t, std::string> m_tableGroups;        // by metric id

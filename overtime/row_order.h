@@ -9,8 +9,7 @@
 
 namespace overtime {
 
-// What was worked out for the sampled messages of each kind: the places of their elements, by position, and
-// the tables that got a row from the latest message, in order.
+// The tables that got a row from the latest sampled message of each kind, in order.
 //
 // Many tables do not fit into the processor's cache: each has left it before its next row comes. As the order
 // of the rows is mostly that of the time before, within a message and from message to message, the tables
@@ -18,13 +17,12 @@ namespace overtime {
 // next is.
 //
 // `Key` tells the kinds of messages apart, as in a FlatMap. `Table` has fetch(stage) for the stages 0 to
-// STAGES - 1. `Place` is a cheap value.
-template <typename Key, typename Table, typename Place>
+// STAGES - 1.
+template <typename Key, typename Table>
 class RowOrder {
 public:
-    // Starts a message of `count` elements, and returns the first of their places, which the caller keeps up
-    // to date. Tables are fetched ahead only if it is known that there are many.
-    Place* begin(const Key& key, std::size_t count, bool hasManyTables) {
+    // Starts a message. Tables are fetched ahead only if it is known that there are many.
+    void begin(const Key& key, bool hasManyTables) {
         Sequence* const expected = m_current != nullptr ? m_current->next : nullptr;
         const bool isExpected = expected != nullptr && expected->key == key;
         Sequence* const sequence = isExpected ? expected : sequenceOf(key);
@@ -37,8 +35,6 @@ public:
                 m_ahead[stage] = {m_current, (STAGES - stage) * DISTANCE};
         }
         if (m_fetchesAhead) fetchNextMessages();
-        if (sequence->places.size() < count) sequence->places.resize(count);
-        return sequence->places.data();
     }
 
     // Adds the table of a row that has just been begun.
@@ -67,7 +63,6 @@ private:
 
     struct Sequence {
         Key key;
-        std::vector<Place> places;
         std::vector<Table*> tables;
         Sequence* next = nullptr;  // that of the next message, the time before
     };
@@ -97,7 +92,6 @@ private:
     PREFETCHES void fetchNextMessages() const {
         const Sequence* const next = m_current->next;
         if (next == nullptr) return;
-        prefetch(next->places.data(), 4 * CACHE_LINE);
         prefetch(next->tables.data(), CACHE_LINE);
         if (next->next != nullptr) prefetch(next->next, sizeof(Sequence));
     }

@@ -44,7 +44,8 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
     ++m_messageCount;
     m_declared.reset();
     const TableKey key{metric.m_id, tableIndex};
-    Place* const places = m_order.begin(key, sample.elements.size(), m_tableCache.size() >= MANY_TABLES);
+    Place* const places = m_places.placesOf(key, sample.elements.size());
+    m_order.begin(key, m_tableCache.size() >= MANY_TABLES);
     for (std::size_t i = 0; i < sample.elements.size(); ++i) {
         prefetchAfter(sample.elements, i);
         if (writeSampledElement_i(message, sample.timestamp, *sample.elements[i], places[i]) != 0) return 1;
