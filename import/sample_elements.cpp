@@ -1,8 +1,8 @@
 #include "import/sample_elements.h"
 
-#include "import/record_format.h"
 #include "import/vyrta_log.h"
 #include "plugins/prefetch.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace vyrta {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "import/record_format.h"
+#include "pwr/bin/pwr_records.h"
 
 // One sample under construction: attributes in the order of the record. Whoever makes or reuses a list sets
 // `count` to 0; the arrays need no clearing.

@@ -1,6 +1,6 @@
 #include "host/importers/pwr_elements.h"
 
-#include "import/record_format.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace host::importers {
 

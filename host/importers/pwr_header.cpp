@@ -4,8 +4,8 @@
 #include <cmath>
 #include <tuple>
 
-#include "import/record_format.h"
 #include "plugins/numbers.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace host::importers {
 

@@ -4,8 +4,8 @@
 #include <queue>
 #include <utility>
 
-#include "import/record_format.h"
 #include "plugins/packing.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace host::importers {
 

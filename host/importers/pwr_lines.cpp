@@ -7,9 +7,9 @@
 
 #include "host/emit/json_line.h"
 #include "host/importers/metric_types.h"
-#include "import/record_format.h"
 #include "plugins/packing.h"
 #include "pwr/attribute.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace host::importers {
 

@@ -3,8 +3,8 @@
 #include <iterator>
 
 #include "host/inspect/pwr_fields.h"
-#include "import/record_format.h"
 #include "plugins/packing.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace host::inspect {
 

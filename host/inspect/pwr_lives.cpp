@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "host/inspect/pwr_fields.h"
-#include "import/record_format.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace host::inspect {
 

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "import/record_format.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace host::inspect {
 

@@ -4,7 +4,7 @@
 
 #include "host/inspect/pwr_decoder.h"
 #include "host/inspect/pwr_fields.h"
-#include "import/record_format.h"
+#include "pwr/bin/pwr_records.h"
 
 namespace host::inspect {
 
