@@ -8,11 +8,11 @@
 
 #include "overtime/short_copy.h"
 #include "plugins/packing.h"
+#include "plugins/spooled_text.h"
 
 namespace overtime {
 
-// What precedes each text in the spool: its length, 32 bits of it.
-inline constexpr std::size_t LENGTH_SIZE = sizeof(std::uint32_t);
+using spooled_text::LENGTH_SIZE;
 
 // Writes a text behind its length and returns the place behind it. The caller answers for the room.
 inline char* putRecord(char* out, std::string_view text) {
@@ -22,11 +22,6 @@ inline char* putRecord(char* out, std::string_view text) {
         return out + text.size();
     }
     return packing::putBytes(out, text.data(), text.size());
-}
-
-// The text of the record at `record`. The next record is where it ends.
-inline std::string_view textOf(const char* record) {
-    return {record + LENGTH_SIZE, packing::get<std::uint32_t>(record)};
 }
 
 // The row that is being built, as it will be spooled: one record per column, from the first on. Lies in
@@ -57,8 +52,8 @@ public:
     bool replace(std::size_t column, std::string_view text) {
         if (column > EARLY) return false;
         char* record = m_begin;
-        for (std::size_t i = 0; i < column; ++i) record += LENGTH_SIZE + textOf(record).size();
-        if (textOf(record).size() != text.size()) return false;
+        for (std::size_t i = 0; i < column; ++i) record += LENGTH_SIZE + spooled_text::textAt(record).size();
+        if (spooled_text::textAt(record).size() != text.size()) return false;
         putRecord(record, text);
         return true;
     }

@@ -5,13 +5,12 @@
 #include <string_view>
 
 #include "plugins/log.h"
-#include "plugins/packing.h"
+#include "plugins/spooled_text.h"
 #include "summary/cell_printer.h"
 
 namespace {
 
 constexpr std::size_t FIRST_SIZE = 256;
-constexpr std::size_t LENGTH_SIZE = sizeof(std::uint32_t);
 
 }  // namespace
 
@@ -47,29 +46,22 @@ CellReader::Result CellReader::replay(std::FILE* file, const std::string& path, 
 
 // Prints the cells that lie wholly in the first `count` bytes and returns the place behind them.
 std::size_t CellReader::printWholeCells_i(std::size_t count, CellPrinter& printer) const {
-    const char* const bytes = m_buffer.get();
-    std::size_t position = 0;
-    while (count - position >= LENGTH_SIZE) {
-        const std::size_t length = packing::get<std::uint32_t>(bytes + position);
-        if (count - position - LENGTH_SIZE < length) break;
-        printer.printCell(std::string_view(bytes + position + LENGTH_SIZE, length));
-        position += LENGTH_SIZE + length;
-    }
-    return position;
+    return spooled_text::takeWhole({m_buffer.get(), count},
+                                   [&](std::string_view text) { printer.printCell(text); });
 }
 
 // Goes back to the start of the cell at `position`, of which the `count` bytes in the buffer hold a part.
 CellReader::Result CellReader::stepBack_i(std::FILE* file, std::size_t position, std::size_t count) {
     const long offset = static_cast<long>(position) - static_cast<long>(count);
     const std::size_t held = count - position;
-    if (held < LENGTH_SIZE) {
+    if (held < spooled_text::LENGTH_SIZE) {
         LOG_INFO("Rewinding file a by %d (%d %d)\n", static_cast<int>(offset), static_cast<int>(position),
                  static_cast<int>(count));
     } else {
         LOG_INFO("Rewinding file 2 a by %d (%d %d)\n", static_cast<int>(offset), static_cast<int>(position),
                  static_cast<int>(count));
-        const std::size_t length = packing::get<std::uint32_t>(m_buffer.get() + position);
-        if (LENGTH_SIZE + length > m_size) return readAgain_i(file, offset);
+        const std::size_t length = spooled_text::lengthAt(m_buffer.get() + position);
+        if (spooled_text::LENGTH_SIZE + length > m_size) return readAgain_i(file, offset);
     }
     std::memmove(m_buffer.get(), m_buffer.get() + position, held);
     m_carried = held;
