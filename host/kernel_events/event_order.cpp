@@ -12,28 +12,34 @@ bool isBehind(const Event& one, const Event& other) {
 
 }  // namespace
 
-void EventOrder::add(Event event) {
+void EventOrder::add(const Event& event) {
     if (m_count + m_heap.size() == WINDOW) release_i();
-    event.place = m_place++;
     const bool isInOrder = m_count == 0 || event.stamp >= m_queue[(m_first + m_count - 1) % WINDOW].stamp;
     if (isInOrder) {
-        m_queue[(m_first + m_count++) % WINDOW] = event;
+        Event& last = m_queue[(m_first + m_count++) % WINDOW];
+        last = event;
+        last.place = m_place++;
     } else {
         m_heap.push_back(event);
+        m_heap.back().place = m_place++;
         std::push_heap(m_heap.begin(), m_heap.end(), isBehind);
     }
 }
 
 void EventOrder::release_i() {
     const bool isLate = !m_heap.empty() && (m_count == 0 || isBefore(m_heap.front(), m_queue[m_first]));
-    if (isLate) std::pop_heap(m_heap.begin(), m_heap.end(), isBehind);
-    Event event = isLate ? m_heap.back() : m_queue[m_first];
     if (isLate) {
+        std::pop_heap(m_heap.begin(), m_heap.end(), isBehind);
+        deliver_i(m_heap.back());
         m_heap.pop_back();
     } else {
+        deliver_i(m_queue[m_first]);
         m_first = (m_first + 1) % WINDOW;
         --m_count;
     }
+}
+
+void EventOrder::deliver_i(Event& event) {
     if (event.stamp < m_released) {
         ++m_tooLate;
         event.stamp = m_released;

@@ -18,7 +18,7 @@ public:
     using Sink = std::function<void(const Event&)>;
     explicit EventOrder(Sink sink) : m_sink(std::move(sink)), m_queue(WINDOW) {}
 
-    void add(Event event);
+    void add(const Event& event);
     void finish();
 
     // Events that stood further behind than the window reaches.
@@ -26,6 +26,7 @@ public:
 
 private:
     void release_i();
+    void deliver_i(Event& event);
 
     Sink m_sink;
     std::vector<Event> m_queue;  // a ring of those that came in order

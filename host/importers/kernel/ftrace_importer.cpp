@@ -30,7 +30,8 @@ bool isHead(std::string_view line) {
     std::uint64_t number = 0;
     if (line.starts_with("# tracer:") || isPage(line)) return true;
     if (takePrefix(line, "version = ") || takePrefix(line, "cpus=")) return base::takeUnsigned(line, number);
-    return readFtraceLine(line).has_value();
+    FtraceLine event;
+    return readFtraceLine(line, event);
 }
 
 }  // namespace
@@ -86,15 +87,16 @@ void FtraceImporter::line_i(std::string_view line) {
         ++m_builder.tally().others;
         return;
     }
-    const auto event = readFtraceLine(text);
-    if (!event || event->event.empty()) {
-        if (event && isLossOfProfile_i(*event))
+    FtraceLine event;
+    const bool isEvent = readFtraceLine(text, event);
+    if (!isEvent || event.event.empty()) {
+        if (isEvent && isLossOfProfile_i(event))
             ++m_builder.tally().others;
         else
             malformed_i("no event");
         return;
     }
-    event_i(*event);
+    event_i(event);
 }
 
 // A page holds the trace in a script, and may hold other scripts of that class.

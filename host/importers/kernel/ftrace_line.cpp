@@ -84,6 +84,7 @@ bool takeProcess(std::string_view& text, std::uint32_t& process) {
 // "sh-1234", "sh  1234" and "sh  1200/1234".
 bool readThread(std::string_view text, FtraceLine& line) {
     dropBlanks(text);
+    line.process = 0;
     if (!takeProcess(text, line.process)) return false;
     std::uint32_t pid = 0;
     if (!takeLastNumber(text, pid) || text.empty()) return false;
@@ -157,8 +158,7 @@ bool readRest(std::string_view rest, FtraceLine& line) {
 
 }  // namespace
 
-std::optional<FtraceLine> readFtraceLine(std::string_view text) {
-    FtraceLine line;
+bool readFtraceLine(std::string_view text, FtraceLine& line) {
     // Names of threads may hold brackets too: the first that fits is the CPU's.
     for (std::size_t open = text.find('['); open != NOWHERE; open = text.find('[', open + 1)) {
         const std::size_t close = text.find(']', open);
@@ -167,9 +167,9 @@ std::optional<FtraceLine> readFtraceLine(std::string_view text) {
         if (!readAll(text.substr(open + 1, close - open - 1), line.cpu)) continue;
         if (line.cpu < kernel_events::MOST_CPUS && readThread(text.substr(0, open), line) &&
             readRest(text.substr(close + 1), line))
-            return line;
+            return true;
     }
-    return std::nullopt;
+    return false;
 }
 
 }  // namespace host::importers

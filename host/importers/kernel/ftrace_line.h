@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string_view>
 
 namespace host::importers {
@@ -26,7 +25,8 @@ struct FtraceLine {
 //       swapper     0 [001]  1234.567890:   power:cpu_idle: state=1 cpu_id=1       scripts of profiles
 //       sh  1200/1234 [001]  1234.567890:  1  power:cpu_idle: state=1 cpu_id=1     with processes and periods
 //
-// Returns nothing if it is none: there is no thread, CPU or time.
-std::optional<FtraceLine> readFtraceLine(std::string_view line);
+// Returns false if it is none: there is no thread, CPU or time. `line` is filled where it lies, since a copy
+// right behind its many small parts would wait for all of them.
+bool readFtraceLine(std::string_view text, FtraceLine& line);
 
 }  // namespace host::importers
