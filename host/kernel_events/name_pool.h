@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <string>
@@ -16,11 +18,15 @@ using NameId = std::uint32_t;
 // The texts of a trace, each kept once, so that events are of one size and compare by number.
 class NamePool {
 public:
-    NamePool() { get({}); }
+    NamePool() { find_i({}, TextHash()({})); }
     NamePool(const NamePool&) = delete;
     NamePool& operator=(const NamePool&) = delete;
 
-    NameId get(std::string_view text);
+    NameId get(std::string_view text) {
+        const std::size_t hash = TextHash()(text);
+        const Recent& recent = m_recent[hash % RECENT];
+        return recent.hash == hash && recent.text == text ? recent.id : find_i(text, hash);
+    }
     std::size_t size() const { return m_names.size(); }
     const std::string& text(NameId name) const { return m_names[name].text; }
 
@@ -28,12 +34,22 @@ public:
     const std::string& value(NameId name) const { return m_names[name].value; }
 
 private:
+    // Few texts are looked up again and again: the last one of each remainder of its hash.
+    static constexpr std::size_t RECENT = 256;
+    struct Recent {
+        std::size_t hash = 0;
+        std::string_view text;
+        NameId id = 0;
+    };
     struct Name {
         std::string text;
         std::string value;
     };
+    NameId find_i(std::string_view text, std::size_t hash);
+
     std::deque<Name> m_names;
     std::unordered_map<std::string_view, NameId, TextHash> m_ids;  // of the texts above
+    std::array<Recent, RECENT> m_recent;
 };
 
 }  // namespace host::kernel_events

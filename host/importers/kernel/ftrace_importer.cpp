@@ -175,10 +175,11 @@ void FtraceImporter::tellLoss_i(std::uint32_t cpu, std::uint64_t stamp) {
 }
 
 const FtraceImporter::Known& FtraceImporter::known_i(std::string_view event) {
-    if (const auto known = m_known.find(event); known != m_known.end()) return known->second;
-    kernel_events::NamePool& names = m_builder.names();
-    const std::string& name = names.text(names.get(event));
-    return m_known.emplace(name, Known{fieldsReader(name), m_builder.tally().place(name)}).first->second;
+    const kernel_events::NameId name = m_builder.names().get(event);
+    if (m_known.size() <= name) m_known.resize(name + 1);
+    Known& known = m_known[name];
+    if (!known.isSeen) known = {fieldsReader(event), m_builder.tally().place(event), true};
+    return known;
 }
 
 void FtraceImporter::event_i(const FtraceLine& line) {

@@ -6,7 +6,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "host/importers/importer.h"
@@ -29,8 +28,9 @@ public:
 private:
     // What is known of the events of a name.
     struct Known {
-        FieldsReader read;
-        std::size_t place;  // in the tally
+        FieldsReader read = nullptr;
+        std::size_t place = 0;  // in the tally
+        bool isSeen = false;
     };
 
     // Where in a page lines are read: not in its other parts.
@@ -49,7 +49,7 @@ private:
 
     ImportTarget m_target;
     TraceBuilder m_builder;
-    std::unordered_map<std::string_view, Known, kernel_events::TextHash> m_known;
+    std::vector<Known> m_known;           // by name
     std::vector<std::uint64_t> m_losses;  // by CPU, that have not been told: they stand before the next event
     Page m_page = Page::None;
     std::string m_name;        // of the part
