@@ -324,6 +324,11 @@ class Traces(unittest.TestCase):
         events = [idle(10 * i, EXIT if i % 2 else 1) for i in range(2000)]
         unsorted = events[1::2] + events[::2]
         self.assertEqual(self.replay(events).over_time("CPU Idle State"), self.replay(unsorted).over_time("CPU Idle State"))
+        self.assertNotIn("out of order", self.err)
+        far = [idle(10 * i, 1 + i % 2) for i in range(70000)]
+        items = self.replay(far[-66000:] + far[:-66000]).items()
+        self.assertEqual((70000, 4000), (items["Mapped"], items["Out of order"]))
+        self.assertIn("4000 events stand more than 65536 events out of order", self.err)
 
     def test_table_of_turbostat(self):
         table = ["turbostat version 2022", "CPUID(0): x",
