@@ -1,5 +1,6 @@
 #include "bench/work.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "pwr/pwr.h"
@@ -188,6 +189,8 @@ void runWriter(WriterPlugin& writer, Work& work, Cost& cost) {
     const bool finished = writer.fini() == 0;
     cost.finiNs = cpuNs() - delivery;
     cost.written = bytesWritten() - before;
+    // Some stores go to their files only when they are read back.
+    cost.spools = std::max(cost.spools, static_cast<double>(openSpools()));
     if (!delivered || !finished) std::_Exit(1);
 }
 

@@ -4,8 +4,12 @@
 //   FAULT_KIND    "io" (system calls on files, made by the C library) or "alloc" (memory)
 //   FAULT_AT      which fallible call fails, counted from 1; 0: none
 //   FAULT_EVER    set: that call and all later ones of its kind fail
+//   FAULT_ALSO    another call that fails
+//   FAULT_INTR    set: the call is interrupted by a signal, if it is one that can be, instead of failing
+//   FAULT_SHORT   set: a read or write moves half of its bytes instead of failing
 //   FAULT_KILL    set: instead, the process is killed behind that call
-//   FAULT_REPORT  a file that gets, at exit, "CALLS <n>", "FAILED <call>", "ESCAPED <type>" for an exception
+//   FAULT_REPORT  a file that gets, at exit, "CALLS <n>", "FAILED <call> <path>", the second as "ALSO
+//   <call>", "ESCAPED <type>" for an exception
 //                 that has left the writer library, and "OPEN <path>" for every descriptor that was not open
 //                 at the start
 //
@@ -57,10 +61,14 @@ bool s_io = false;
 bool s_alloc = false;
 bool s_ever = false;
 bool s_kills = false;
+bool s_interrupts = false;
+bool s_cuts = false;
 bool s_counting = false;  // while main runs
 long s_at = 0;
+long s_also = 0;
 long s_calls = 0;
 const Call* s_failed = nullptr;
+const Call* s_alsoFailed = nullptr;
 char s_failedPath[512] = "-";
 const char* s_report = nullptr;
 #ifndef FAULT_INJECTOR_WITHOUT_ALLOC
@@ -77,6 +85,10 @@ bool isRefused(const Call& call) {
     if (s_at == 0 || s_kills) return false;
     if (s_calls == s_at) {
         s_failed = &call;
+        return true;
+    }
+    if (s_calls == s_also) {
+        s_alsoFailed = &call;
         return true;
     }
     return s_ever && s_failed != nullptr && std::strcmp(s_failed->name, call.name) == 0;
@@ -119,19 +131,37 @@ void rememberPath(const Call& call, const greg_t* registers) {
     s_failedPath[length > 0 ? length : 0] = '\0';
 }
 
+// Calls on plain files that may be interrupted.
+bool isInterruptible(const Call& call) {
+    return std::strcmp(call.name, "seek") != 0 && std::strcmp(call.name, "unlink") != 0 &&
+           std::strcmp(call.name, "rename") != 0;
+}
+
+// Of a call that moves more than one byte, half of the bytes.
+greg_t cutCount(const Call& call, greg_t count) {
+    const bool moves = call.number == SYS_read || call.number == SYS_write || call.number == SYS_pread64 ||
+                       call.number == SYS_pwrite64;
+    return moves && count > 1 ? count / 2 : count;
+}
+
 void handleCall(int, siginfo_t*, void* context) {
     greg_t* const registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
     const long number = registers[REG_RAX];
     const Call* call = std::find_if(std::begin(CALLS), std::end(CALLS),
                                     [number](const Call& known) { return known.number == number; });
-    const bool refused =
+    bool refused =
         call != std::end(CALLS) && !isStandardStream(*call, registers[REG_RDI]) && isRefused(*call);
     if (refused && s_calls == s_at) rememberPath(*call, registers);
+    if (refused && s_cuts) {
+        registers[REG_RDX] = cutCount(*call, registers[REG_RDX]);
+        refused = false;
+    }
+    if (refused && s_interrupts && !isInterruptible(*call)) refused = false;
     // A descriptor is released even when close reports an error.
     if (!refused || number == SYS_close)
         registers[REG_RAX] = systemCall(number, registers[REG_RDI], registers[REG_RSI], registers[REG_RDX],
                                         registers[REG_R10], registers[REG_R8], registers[REG_R9]);
-    if (refused) registers[REG_RAX] = -call->error;
+    if (refused) registers[REG_RAX] = s_interrupts ? -EINTR : -call->error;
     if (s_kills && s_calls == s_at) raise(SIGKILL);
 }
 
@@ -208,6 +238,9 @@ __attribute__((constructor)) void arm() {
     s_at = at != nullptr ? std::atol(at) : 0;
     s_ever = std::getenv("FAULT_EVER") != nullptr;
     s_kills = std::getenv("FAULT_KILL") != nullptr;
+    s_interrupts = std::getenv("FAULT_INTR") != nullptr;
+    s_cuts = std::getenv("FAULT_SHORT") != nullptr;
+    if (const char* const also = std::getenv("FAULT_ALSO")) s_also = std::atol(also);
     s_report = std::getenv("FAULT_REPORT");
     for (int i = 0; i < 1024; ++i) s_openAtStart[i] = isOpen(i);
     if (std::strcmp(kind, "alloc") == 0) {
@@ -233,6 +266,7 @@ __attribute__((destructor)) void report() {
     if (file == nullptr) return;
     std::fprintf(file, "CALLS %ld\n", s_calls);
     if (s_failed != nullptr) std::fprintf(file, "FAILED %s %s\n", s_failed->name, s_failedPath);
+    if (s_alsoFailed != nullptr) std::fprintf(file, "ALSO %s\n", s_alsoFailed->name);
     if (s_escaped != nullptr) std::fprintf(file, "ESCAPED %s\n", s_escaped);
     for (int i = 0; i < 1024; ++i) {
         if (s_openAtStart[i] || i == fileno(file) || !isOpen(i)) continue;
