@@ -4,10 +4,10 @@
 
 #ifdef PWR_TRACEDAT
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 // trace-cmd.h includes this header, which is not C++, and needs nothing of it.
 #define _TRACE_FS_H
@@ -18,6 +18,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <vector>
 
@@ -57,6 +58,35 @@ void addFields(const tep_format_field* field, kernel_events::RawFormat& format) 
                                  (field->flags & TEP_FIELD_IS_SIGNED) != 0});
 }
 
+// libtracecmd, in this process alone: it sets the seed of rand() when it is loaded, which writers draw from.
+struct Library {
+    decltype(&::tracecmd_set_loglevel) setLogLevel = nullptr;
+    decltype(&::tracecmd_open) open = nullptr;
+    decltype(&::tracecmd_get_tep) formats = nullptr;
+    decltype(&::tracecmd_buffer_instances) buffers = nullptr;
+    decltype(&::tracecmd_buffer_instance_handle) buffer = nullptr;
+    decltype(&::tracecmd_read_data) read = nullptr;
+    decltype(&::tracecmd_free_record) free = nullptr;
+
+    bool load() {
+        void* const library = ::dlopen("libtracecmd.so.1", RTLD_NOW | RTLD_LOCAL);
+        if (library == nullptr) return false;
+        bool isWhole = true;
+        const auto find = [&](auto& function, const char* name) {
+            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(::dlsym(library, name));
+            isWhole = isWhole && function != nullptr;
+        };
+        find(setLogLevel, "tracecmd_set_loglevel");
+        find(open, "tracecmd_open");
+        find(formats, "tracecmd_get_tep");
+        find(buffers, "tracecmd_buffer_instances");
+        find(buffer, "tracecmd_buffer_instance_handle");
+        find(read, "tracecmd_read_data");
+        find(free, "tracecmd_free_record");
+        return isWhole;
+    }
+};
+
 // The records of a CPU in one of the file's buffers, of which the next one is at hand.
 struct Stretch {
     tracecmd_input* buffer;
@@ -69,17 +99,18 @@ public:
     TracedatReader(std::uint64_t end, int pipe) : m_end(end), m_sender(pipe) {}
 
     void read(const std::string& path) {
-        tracecmd_set_loglevel(TEP_LOG_NONE);
+        if (!m_library.load())
+            return m_sender.fail("libtracecmd.so.1, which reads trace.dat, can't be loaded");
+        m_library.setLogLevel(TEP_LOG_NONE);
         tep_set_loglevel(TEP_LOG_NONE);
         allowSeconds(SECONDS);
         if (!open_i(path)) return m_sender.fail("libtracecmd can't read this file");
-        m_tep = tracecmd_get_tep(m_file);
+        m_tep = m_library.formats(m_file);
         m_isNative = tep_is_file_bigendian(m_tep) == tep_is_local_bigendian(m_tep);
         m_sender.send(TracedatFrame::Cpus, static_cast<std::uint32_t>(std::max(tep_get_cpus(m_tep), 0)));
         addStretches_i(m_file);
-        for (int i = 0; i < tracecmd_buffer_instances(m_file); ++i)
-            if (tracecmd_input* const buffer = tracecmd_buffer_instance_handle(m_file, i))
-                addStretches_i(buffer);
+        for (int i = 0; i < m_library.buffers(m_file); ++i)
+            if (tracecmd_input* const buffer = m_library.buffer(m_file, i)) addStretches_i(buffer);
         while (Stretch* const stretch = earliest_i()) take_i(*stretch);
         m_sender.flush();
         m_sender.send(TracedatFrame::End, 0);
@@ -99,20 +130,20 @@ private:
     };
 
     bool open_i(const std::string& path) {
-        m_file = tracecmd_open(path.c_str(), TRACECMD_FL_LOAD_NO_PLUGINS);
+        m_file = m_library.open(path.c_str(), TRACECMD_FL_LOAD_NO_PLUGINS);
         return m_file != nullptr;
     }
 
     void addStretches_i(tracecmd_input* buffer) {
-        const int cpus = tep_get_cpus(tracecmd_get_tep(buffer));
+        const int cpus = tep_get_cpus(m_library.formats(buffer));
         for (int cpu = 0; cpu < cpus; ++cpu) m_stretches.push_back({buffer, cpu, next_i(buffer, cpu)});
     }
 
     tep_record* next_i(tracecmd_input* buffer, int cpu) const {
-        tep_record* const record = tracecmd_read_data(buffer, cpu);
+        tep_record* const record = m_library.read(buffer, cpu);
         if (record == nullptr || record->offset + static_cast<std::uint64_t>(record->record_size) <= m_end)
             return record;
-        tracecmd_free_record(record);
+        m_library.free(record);
         return nullptr;
     }
 
@@ -141,7 +172,7 @@ private:
         m_sender.add(sent);
         if (++m_count % OFTEN == 0) allowSeconds(SECONDS);
         stretch.next = next_i(stretch.buffer, stretch.cpu);
-        tracecmd_free_record(record);
+        m_library.free(record);
     }
 
     void readRecord_i(tep_record& record, TracedatRecord& sent) {
@@ -220,6 +251,7 @@ private:
     }
 
     const std::uint64_t m_end;
+    Library m_library;
     TracedatSender m_sender;
     tracecmd_input* m_file = nullptr;  // lives as long as the process
     tep_handle* m_tep = nullptr;
