@@ -1,0 +1,137 @@
+#!/usr/bin/env python3
+"""What another program traces in the same seconds, and causes that are known: trace_interop_test.py PWRHOST
+
+The causes need a machine that is idle otherwise; where it is not, they are skipped.
+"""
+import collections
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent))
+from trace_record_test import Stream  # noqa: E402
+
+PWRHOST = sys.argv[1]
+EVENTS = ("power:cpu_idle,irq:irq_handler_entry,timer:hrtimer_expire_entry,timer:timer_expire_entry,"
+          "irq_vectors:local_timer_entry,irq_vectors:reschedule_entry,irq_vectors:call_function_entry,"
+          "irq_vectors:call_function_single_entry,sched:sched_switch,sched:sched_waking,sched:sched_wakeup_new,"
+          "sched:sched_process_exec,sched:sched_process_fork,sched:sched_process_exit")
+TIMER = """import os, time
+os.sched_setaffinity(0, [{cpu}])
+due = time.monotonic()
+for i in range({count}):
+    due += {period}
+    time.sleep(max(0, due - time.monotonic()))
+"""
+WAKER = """import os, time
+ready, wake = os.pipe()
+if os.fork() == 0:
+    open('/proc/self/comm', 'w').write('sleeper')
+    os.sched_setaffinity(0, [{cpu}])
+    for i in range({count}): os.read(ready, 1)
+    os._exit(0)
+open('/proc/self/comm', 'w').write('waker')
+os.sched_setaffinity(0, [{other}])
+due = time.monotonic()
+for i in range({count}):
+    due += {period}
+    time.sleep(max(0, due - time.monotonic()))
+    os.write(wake, b'x')
+os.wait()
+"""
+
+
+def idle_share(seconds):
+    def read():
+        fields = list(map(int, pathlib.Path("/proc/stat").read_text().split("\n")[0].split()[1:9]))
+        return fields[3], sum(fields)
+    before = read()
+    time.sleep(seconds)
+    after = read()
+    return (after[0] - before[0]) / max(1, after[1] - before[1])
+
+
+class OtherEyes(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.work = pathlib.Path(folder.name)
+
+    def record(self, *command):
+        done = subprocess.run([PWRHOST, "record", "--trace", "wakeups,procs", "--sources", "recorder", "-w", "none", "--quiet",
+                               "--save", "saved", "--", *command], cwd=self.work, capture_output=True, text=True, timeout=120)
+        self.assertEqual(0, done.returncode, done.stderr)
+        return Stream(self.work / "saved")
+
+    def test_a_profiler_of_the_same_seconds_sees_the_same_events(self):
+        if shutil.which("perf") is None:
+            self.skipTest("there is no perf")
+        mounted = ["unshare", "-m", "sh", "-c", 'mountpoint -q /sys/kernel/tracing || mount -t tracefs nodev /sys/kernel/tracing; '
+                   'exec "$@"', "sh"]
+        stream = self.record(*mounted, "perf", "record", "-q", "-a", "-m", "4M", "-o", "perf.data", "-e", EVENTS, "sleep", "2")
+        script = subprocess.run([*mounted, "perf", "script", "-i", "perf.data", "--ns", "-F", "comm,pid,tid,cpu,time,event,trace"],
+                                cwd=self.work, capture_output=True, text=True, timeout=120).stdout
+        theirs = collections.Counter(line.split(": ")[1].strip().split(":")[-1] for line in script.splitlines() if ": " in line)
+        ours = {row[0]: int(row[1]) for row in stream.rows("Trace Events Summary: Counts")}
+        self.assertGreater(sum(theirs.values()), 1000)
+        self.assertEqual(0, int(dict(row[:2] for row in stream.rows("Trace Summary: Total"))["Lost"]))
+        # It starts later and ends earlier, and reads and writes files meanwhile.
+        for event, count in theirs.items():
+            self.assertGreaterEqual(ours[event], count, event)
+        (self.work / "script").write_text(script)
+        subprocess.run([PWRHOST, "replay", "-w", "none", "--quiet", "--save", "theirs", "script"], cwd=self.work, check=True,
+                       capture_output=True)
+        within = Stream(self.work / "theirs")
+        ours, theirs = self.times(stream), self.times(within)
+        # A thread can have run on one CPU before and behind that.
+        ends = (stream.system["durationSec"] - within.system["durationSec"]) * 1000
+        more = [ours[pid] - theirs[pid] for pid in theirs if pid != "-"]
+        self.assertGreater(len(more), 5)
+        self.assertGreater(min(more), -0.1)
+        self.assertLess(max(more), ends + 0.1)
+
+    @staticmethod
+    def times(stream):
+        """Milliseconds by pid."""
+        times = collections.Counter()
+        for row in stream.rows("Processes Summary: Counts"):
+            times[row[0]] += float(row[2])
+        return times
+
+    def wakeups(self, program, cpu, **values):
+        """Of that CPU, by kind, cause, process and PID, and the length of the run."""
+        if idle_share(0.5) < 0.7:
+            self.skipTest("the machine is busy")
+        stream = self.record(sys.executable, "-S", "-c", program.format(cpu=cpu, **values))
+        rows = stream.rows("Wakeup Causes Summary: Counts")
+        if not rows:
+            self.skipTest("no CPU's idle is traced here")
+        return [row for row in rows if row[0] == f"CPU{cpu}"]
+
+    def test_a_timer_wakes_as_often_as_it_expires(self):
+        rates = []
+        for cpu in range(os.cpu_count()):
+            rows = self.wakeups(TIMER, cpu, count=300, period=0.01)
+            rates += [int(row[5]) / 3 for row in rows if row[1] == "timer" and row[2] == "hrtimer_wakeup" and "python" in row[3]]
+        self.assertTrue(any(95 <= rate <= 105 for rate in rates), rates)
+
+    def test_who_wakes_a_sleeping_cpu_from_another_one_is_its_first_cause(self):
+        for cpu in range(min(os.cpu_count(), 2)):
+            rows = self.wakeups(WAKER, cpu, other=1 - cpu, count=500, period=0.005)
+            if not rows:
+                continue  # this CPU's idle is not traced
+            first = rows[0]
+            self.assertIn(first[1], ("IPI", "task"), rows[:5])
+            self.assertEqual("waker", first[3], rows[:5])
+            self.assertGreater(int(first[5]), 400)
+
+
+if __name__ == "__main__":
+    if os.geteuid() != 0:
+        sys.exit(77)
+    unittest.main(argv=sys.argv[:1])
