@@ -95,6 +95,24 @@ class Trace(unittest.TestCase):
                                   timeout=120)
         self.assertEqual(0, replayed.returncode, replayed.stderr)
 
+    def test_marks_of_programs_are_copied(self):
+        place = "/sys/kernel/tracing"
+        mounted = ["unshare", "-m", "sh", "-c", f'mountpoint -q {place} || mount -t tracefs nodev {place}; exec "$@"', "sh"]
+        marks = (f"exec > {place}/trace_marker; echo 'B|1|all of it'; for i in 1 2 3; do echo \"C|1|a level|$i\"; "
+                 "echo 'I|1|a point'; echo a text; sleep 0.02; done; echo E")
+        stream, err = self.traced("--trace", "marks", command=[*mounted, "sh", "-c", marks])
+        if "trace: " in err:
+            self.skipTest(err)
+        samples = stream.samples("Trace Marks")
+        names = [value["s"] for _, _, _, value in samples]
+        self.assertEqual((3, 1), (names.count("a point"), names.count("all of it")))
+        begin, end = next((begin, end) for _, begin, end, value in samples if value["s"] == "all of it")
+        self.assertGreater((end - begin) / stream.system["tscMHz"], 60_000)
+        levels = [value["i"] for name, _, _, value in stream.samples("Trace Counters") if name == "a level"]
+        self.assertEqual([1, 2, 3], levels)
+        left = subprocess.run([*mounted, "ls", f"{place}/instances"], capture_output=True, text=True, check=True).stdout
+        self.assertNotIn("pwrhost", left)
+
     def test_losses_are_told_with_their_number(self):
         pings = ("import os\na,b=os.pipe(); c,d=os.pipe()\nos.sched_setaffinity(0,[0])\n"
                  "if os.fork():\n for i in range(6000): os.write(b,b'x'); os.read(c,1)\n os.wait()\n"

@@ -1,8 +1,12 @@
 // What the trace of a recording knows beside the events themselves.
 #include <gmock/gmock.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "host/record/trace/buffer_page.h"
 #include "host/record/trace/idle_state_table.h"
 #include "host/record/trace/kernel_symbols.h"
 #include "host/record/trace/package_energy.h"
@@ -75,6 +79,39 @@ TEST(KernelSymbols, FunctionsAreFoundByTheAddressTheyBeginAt) {
     ASSERT_EQ(2U, texts.size());
     EXPECT_EQ(0xffffffff82000000, texts[0].first);
     EXPECT_EQ("a", texts[1].second);
+}
+
+// Words of 32 bits.
+std::string words(std::initializer_list<std::uint32_t> numbers) {
+    std::string bytes;
+    for (const std::uint32_t number : numbers)
+        bytes.append(reinterpret_cast<const char*>(&number), sizeof number);
+    return bytes;
+}
+
+TEST(BufferPage, RecordsAreTakenApartByTheirLengths) {
+    const auto record = [](std::uint32_t type, std::uint32_t delta) { return type | delta << 5; };
+    const std::string data =
+        words({record(2, 5), 11, 12, record(30, 3), 1, record(0, 1), 7}) + "abc." +
+        words({record(29, 4), 8, 0, record(1, 2), 21, record(31, 9), 2, record(1, 0), 22, record(29, 0), 0});
+    const auto page = [&](std::uint32_t flags, const std::string& behind) {
+        return words({1000, 0, static_cast<std::uint32_t>(data.size()) | flags, 0}) + data + behind;
+    };
+    std::vector<std::pair<std::uint64_t, std::string>> found;
+    const auto take = [&](std::uint64_t stamp, std::span<const char> bytes) {
+        found.emplace_back(stamp, std::string(bytes.begin(), bytes.end()));
+    };
+    EXPECT_EQ(0U, readBufferPage(page(0, ""), take));
+    constexpr std::uint64_t EXTENDED = 1005 + 3 + (1U << 27);
+    EXPECT_THAT(found,
+                ElementsAre(std::pair(1005U, words({11, 12})), std::pair(EXTENDED + 1, "abc"),
+                            std::pair(EXTENDED + 7, words({21})), std::pair(9U + (2U << 27), words({22}))));
+    EXPECT_EQ(1U, readBufferPage(page(1U << 31, ""), take));
+    EXPECT_EQ(77U, readBufferPage(page(3U << 30, words({77, 0})), take));
+    // Whatever a page says, it ends where its bytes do.
+    const std::string whole = page(0, "");
+    for (std::size_t size = 0; size < whole.size(); ++size) readBufferPage({whole.data(), size}, take);
+    readBufferPage(words({0, 0, 0xFFFFF, 0, record(0, 1), 0xFFFFFFF0, 0, 0}), take);
 }
 
 TEST(IdleStateTable, StatesAreThoseOfTheDriverByNumber) {

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <unordered_map>
 
+#include "host/kernel_events/mark_text.h"
+
 namespace host::importers {
 
 namespace {
@@ -266,67 +268,30 @@ FieldsResult readTemperature(std::string_view text, NamePool& names, Event& even
     return READ;
 }
 
-// "|PID|NAME" or, with a number behind it, "|PID|NAME|NUMBER".
-bool readMarked(std::string_view text, NamePool& names, Event& event, bool hasNumber) {
-    std::int64_t process = 0;
-    const std::size_t bar = text.find('|', 1);
-    if (bar == NOWHERE || !readNumber(text.substr(1), process)) return false;
-    std::string_view name = text.substr(bar + 1);
-    if (hasNumber) {
-        const std::size_t last = name.rfind('|');
-        if (last == NOWHERE || !readNumber(name.substr(last + 1), event.a)) return false;
-        name = name.substr(0, last);
+FieldsResult readMarkText(std::string_view text, NamePool& names, Event& event) {
+    switch (kernel_events::readMark(text, names, event)) {
+        case kernel_events::MarkResult::Read:
+            return READ;
+        case kernel_events::MarkResult::NotUsed:
+            return FieldsResult::NotUsed;
+        case kernel_events::MarkResult::ClockSync:
+            return FieldsResult::ClockSync;
+        case kernel_events::MarkResult::Bad:
+            break;
     }
-    event.name = names.get(name);
-    return true;
-}
-
-Kind kindOfMark(char letter) {
-    switch (letter) {
-        case 'B':
-            return Kind::MarkBegin;
-        case 'E':
-            return Kind::MarkEnd;
-        case 'C':
-            return Kind::MarkCounter;
-        case 'I':
-            return Kind::MarkInstant;
-        case 'S':
-            return Kind::MarkAsyncBegin;
-        case 'F':
-            return Kind::MarkAsyncEnd;
-        default:
-            return Kind::None;
-    }
-}
-
-FieldsResult readClockSync(std::string_view text, Event& event) {
-    if (text.find("realtime_ts=") == NOWHERE) return FieldsResult::NotUsed;
-    return numberOf(text, "realtime_ts=", event.a) && event.a > 0 ? FieldsResult::ClockSync : BAD;
-}
-
-// What programs write; texts of another form are theirs.
-FieldsResult readMark(std::string_view text, NamePool& names, Event& event) {
-    if (text.starts_with("trace_event_clock_sync:")) return readClockSync(text.substr(23), event);
-    text = trimmed(text);
-    if (text.empty() || (text.size() > 1 && text[1] != '|')) return FieldsResult::NotUsed;
-    event.kind = kindOfMark(text.front());
-    if (event.kind == Kind::MarkEnd) return READ;
-    if (event.kind == Kind::None || text.size() == 1) return FieldsResult::NotUsed;
-    const bool hasNumber = event.kind != Kind::MarkBegin && event.kind != Kind::MarkInstant;
-    return readMarked(text.substr(1), names, event, hasNumber) ? READ : BAD;
+    return BAD;
 }
 
 // The same in the forms "tracing_mark_write: TEXT", "0x1234: TEXT" and raw "ip=0x1234 buf=TEXT".
 FieldsResult readPrint(std::string_view text, NamePool& names, Event& event) {
     if (text.starts_with("ip=")) {
         const std::size_t buffer = valueAt(text, "buf=");
-        return buffer != NOWHERE ? readMark(text.substr(buffer), names, event) : FieldsResult::NotUsed;
+        return buffer != NOWHERE ? readMarkText(text.substr(buffer), names, event) : FieldsResult::NotUsed;
     }
     const std::size_t colon = text.find(": ");
     const bool hasPlace = colon != NOWHERE && text.substr(0, colon).find_first_of(" |") == NOWHERE &&
                           text.substr(0, colon) != "trace_event_clock_sync";
-    return readMark(hasPlace ? text.substr(colon + 2) : text, names, event);
+    return readMarkText(hasPlace ? text.substr(colon + 2) : text, names, event);
 }
 
 const std::unordered_map<std::string_view, FieldsReader> READERS = {
@@ -353,7 +318,7 @@ const std::unordered_map<std::string_view, FieldsReader> READERS = {
     {"clock_set_rate", readClock},
     {"suspend_resume", readSuspend},
     {"thermal_temperature", readTemperature},
-    {"tracing_mark_write", readMark},
+    {"tracing_mark_write", readMarkText},
     {"print", readPrint},
     {"bprint", readPrint},
 };

@@ -15,6 +15,7 @@
 #include "host/kernel_events/timeline.h"
 #include "host/record/trace/idle_state_table.h"
 #include "host/record/trace/kernel_trace.h"
+#include "host/record/trace/mark_buffer.h"
 #include "host/record/trace/package_energy.h"
 #include "host/record/trace/trace_clock.h"
 
@@ -44,11 +45,15 @@ public:
           m_timeline(withChoice_i(m_emitting, options), m_names, surroundings_i()),
           m_mapper(m_timeline, m_names),
           m_trace(m_names, m_tally),
+          m_marks(m_names, m_tally),
           m_energy(context.root) {}
 
     bool prepare() override {
-        if (!m_trace.open(m_options, m_context.cpus.numbers(), m_context.tell)) return false;
-        for (const unsigned cpu : m_context.cpus.numbers()) {
+        const std::vector<unsigned>& cpus = m_context.cpus.numbers();
+        const bool hasEvents = !m_options.events().empty() && m_trace.open(m_options, cpus, m_context.tell);
+        const bool hasMarks = m_options.has(MARKS) && m_marks.open(cpus, m_options.bufferKib, m_context.tell);
+        if (!hasEvents && !hasMarks) return false;
+        for (const unsigned cpu : cpus) {
             m_mapper.setIdleStates(cpu, readIdleStates(m_context.root, cpu));
             m_tally.expectCpus(cpu + 1);
         }
@@ -98,6 +103,7 @@ public:
         readClocks_i();
         m_stopTicks = ticks;
         const std::uint64_t stop = std::max(m_clock.stamp(ticks), m_start);
+        m_stop = stop;
         m_trace.limit(m_start, stop);
         collect_i();
         m_trace.drainLosses(stop, [this](const Event& event) { m_waiting.push_back(event); });
@@ -106,6 +112,7 @@ public:
         if (m_trace.ownPid()) m_mapper.setRecorder(*m_trace.ownPid());
         m_mapper.finish(stop);
         m_trace.close();
+        m_marks.close();
         tellLosses_i();
     }
 
@@ -156,15 +163,23 @@ private:
 
     // Takes what is in the rings to what waits, which stays in order.
     void collect_i() {
-        const auto byStamp = [](const Event& one, const Event& other) { return one.stamp < other.stamp; };
         for (std::size_t ring = 0; ring < m_trace.rings(); ++ring) {
             const auto old = static_cast<std::ptrdiff_t>(m_waiting.size());
             m_trace.drain(ring, [this](const Event& event) { m_waiting.push_back(event); });
-            const auto begin = m_waiting.begin() + old;
-            if (!std::is_sorted(begin, m_waiting.end(), byStamp))
-                std::stable_sort(begin, m_waiting.end(), byStamp);
-            std::inplace_merge(m_waiting.begin(), begin, m_waiting.end(), byStamp);
+            merge_i(old);
         }
+        const auto old = static_cast<std::ptrdiff_t>(m_waiting.size());
+        m_marks.drain(m_start, m_stop, [this](const Event& event) { m_waiting.push_back(event); });
+        merge_i(old);
+    }
+
+    // Puts what has come behind the first `old` that wait in order with these.
+    void merge_i(std::ptrdiff_t old) {
+        const auto byStamp = [](const Event& one, const Event& other) { return one.stamp < other.stamp; };
+        const auto begin = m_waiting.begin() + old;
+        if (!std::is_sorted(begin, m_waiting.end(), byStamp))
+            std::stable_sort(begin, m_waiting.end(), byStamp);
+        std::inplace_merge(m_waiting.begin(), begin, m_waiting.end(), byStamp);
     }
 
     // Hands on what waits, up to a stamp.
@@ -200,8 +215,8 @@ private:
     }
 
     void tellLosses_i() const {
-        if (m_lost > 0)
-            m_context.tell("trace: " + std::to_string(m_lost) +
+        if (const std::uint64_t lost = m_lost + m_marks.lost(); lost > 0)
+            m_context.tell("trace: " + std::to_string(lost) +
                            " events were lost; a larger --trace-buffer holds more");
         if (m_late > 0)
             m_context.tell("trace: " + std::to_string(m_late) +
@@ -220,8 +235,10 @@ private:
     kernel_events::Timeline m_timeline;
     kernel_events::Mapper m_mapper;
     KernelTrace m_trace;
+    MarkBuffer m_marks;
     PackageEnergy m_energy;
     bool m_isOn = false;
+    std::uint64_t m_stop = NEVER;
     std::uint64_t m_start = 0;     // stamps
     std::uint64_t m_released = 0;  // of the last one that was handed on
     std::vector<Event> m_waiting;  // in order
