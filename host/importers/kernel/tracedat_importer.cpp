@@ -70,13 +70,17 @@ std::uint64_t sizeOf(int file) {
     return ::fstat(file, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
+char versionOf(int file) {
+    constexpr off_t VERSION = 10;
+    char version = 0;
+    return ::pread(file, &version, 1, VERSION) == 1 ? version : '\0';
+}
+
 // A file that ends too early is not read. One of version 6, which has its tables in front, is read with
 // nothing but zeros behind its end. Not open if it is another one, or there can't be one.
 base::Descriptor extendedCopy(int file) {
     constexpr off_t MUCH = off_t{1} << 40;
-    constexpr off_t VERSION = 10;
-    char version = 0;
-    if (::pread(file, &version, 1, VERSION) != 1 || version != '6') return base::Descriptor();
+    if (versionOf(file) != '6') return base::Descriptor();
     SeekableContent copy(-1);
     std::vector<char> piece(std::size_t{1} << 20);
     off_t at = 0;
@@ -115,6 +119,8 @@ bool TracedatImporter::read(Input& part, Damage& damage) {
         read_i(part, longer.get(), sizeOf(file), damage);
         if (m_count > 0) damage = {sizeOf(file), "the file ends before the trace does"};
     }
+    if (!isWhole && m_count == 0 && versionOf(file) == '7')
+        damage.what += "; one of version 7 that is cut has lost what its end tells";
     m_target.tell(m_name + ": " + m_builder.tally().text("records"));
     return isWhole || part.isStopped();
 }
