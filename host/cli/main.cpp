@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <unistd.h>
-#include <cstdlib>
 
 #include <CLI/CLI.hpp>
 #include <csignal>
@@ -40,9 +39,6 @@ bool isUnknownCommand(const CLI::App& program, const std::vector<std::string>& w
 }  // namespace
 
 int main(int argc, char** argv) try {
-    // The library that reads trace.dat seeds the process's random numbers when it is loaded. Writers draw
-    // colours from them, which are to be those of a host that has not seeded.
-    std::srand(1);
     host::base::Inherited::get();
     openStandardStreams();
     // A file that may not grow is to fail like a full disk, for its writer alone.
