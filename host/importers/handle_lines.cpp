@@ -4,23 +4,32 @@
 
 namespace host::importers {
 
+namespace key = emit::key;
+namespace definition = emit::definition;
+
 HandleLines::Id HandleLines::entity(Id id, const std::string& name) {
-    emit::JsonLine("def", "entity").member("id", id).member("name", name).writeTo(m_output);
+    emit::JsonLine(key::DEFINITION, definition::ENTITY)
+        .member(key::ID, id)
+        .member(key::NAME, name)
+        .writeTo(m_output);
     return id;
 }
 
 HandleLines::Id HandleLines::descriptor(const std::string& name, const std::string* state) {
     if (state != nullptr && m_stateAttribute == 0) {
         m_stateAttribute = newId();
-        emit::JsonLine line("def", "attribute");
-        line.member("id", m_stateAttribute).member("name", "State").member("type", 1).writeTo(m_output);
+        emit::JsonLine line(key::DEFINITION, definition::ATTRIBUTE);
+        line.member(key::ID, m_stateAttribute)
+            .member(key::NAME, "State")
+            .member(key::TYPE, 1)
+            .writeTo(m_output);
     }
     const Id id = newId();
-    emit::JsonLine line("def", "descriptor");
-    line.member("id", id).member("name", name);
+    emit::JsonLine line(key::DEFINITION, definition::DESCRIPTOR);
+    line.member(key::ID, id).member(key::NAME, name);
     if (state != nullptr) {
-        line.key("attributes").beginList().beginList().value(m_stateAttribute);
-        line.beginObject().member("s", *state).endObject().endList().endList();
+        line.key(key::ATTRIBUTES).beginList().beginList().value(m_stateAttribute);
+        line.beginObject().member(key::STRING, *state).endObject().endList().endList();
     }
     line.writeTo(m_output);
     return id;
@@ -29,11 +38,11 @@ HandleLines::Id HandleLines::descriptor(const std::string& name, const std::stri
 HandleLines::Id HandleLines::quantity(const Quantity& quantity) {
     const Id id = m_nextQuantity++;
     const std::string units = quantity.units.empty() ? std::string() : " (" + quantity.units + ")";
-    emit::JsonLine line("def", "quantity");
-    line.member("id", id).member("kind", quantity.kind).member("name", quantity.name);
-    line.member("units", quantity.units).member("title", quantity.name + units);
+    emit::JsonLine line(key::DEFINITION, definition::QUANTITY);
+    line.member(key::ID, id).member(key::KIND, quantity.kind).member(key::NAME, quantity.name);
+    line.member(key::UNITS, quantity.units).member(key::TITLE, quantity.name + units);
     if (quantity.rate != 0)
-        line.key("rate").beginList().value(quantity.rate).value(quantity.factor).endList();
+        line.key(key::RATE).beginList().value(quantity.rate).value(quantity.factor).endList();
     line.writeTo(m_output);
     return id;
 }

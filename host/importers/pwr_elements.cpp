@@ -5,7 +5,6 @@
 namespace host::importers {
 
 using namespace vyrta;
-using inspect::ByteReader;
 using inspect::PwrRecord;
 
 bool isLowerBound(std::uint32_t type) {
@@ -14,26 +13,15 @@ bool isLowerBound(std::uint32_t type) {
 }
 
 PwrMetricRecord metricOf(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(20);
-    PwrMetricRecord metric;
-    metric.metricClass = fields.get<std::uint32_t>();
-    metric.id = fields.get<std::uint32_t>();
-    metric.quantity = fields.get<std::uint32_t>();
-    metric.tabGroup = fields.get<std::uint32_t>();
-    metric.timelineGroup = fields.get<std::uint32_t>();
-    const std::size_t length = fields.get<std::uint16_t>();
-    fields.get<std::uint16_t>();
-    metric.name = fields.getBytes(length);
-    return metric;
+    const inspect::PwrMetric metric = readMetric(record);
+    return {metric.id,       metric.metricClass,   metric.quantity,
+            metric.tabGroup, metric.timelineGroup, std::string(metric.name)};
 }
 
-std::vector<PwrAttribute> attributesOf(const PwrRecord& sample) {
-    ByteReader fields = sample.fieldsFrom(20);
-    std::vector<PwrAttribute> attributes(fields.get<std::uint16_t>());
-    for (PwrAttribute& attribute : attributes) {
-        attribute.type = fields.get<std::uint32_t>();
-        attribute.value = fields.get<std::uint64_t>();
-    }
+std::vector<PwrAttribute> attributesOf(const PwrRecord& record) {
+    inspect::PwrSample sample = readSample(record);
+    std::vector<PwrAttribute> attributes(sample.count);
+    for (PwrAttribute& attribute : attributes) attribute = sample.next();
     return attributes;
 }
 

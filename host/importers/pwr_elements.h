@@ -4,15 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "host/inspect/pwr_record.h"
+#include "host/inspect/pwr_fields.h"
 
 namespace host::importers {
 
-// An attribute of a sample.
-struct PwrAttribute {
-    std::uint32_t type = 0;
-    std::uint64_t value = 0;
-};
+using inspect::PwrAttribute;
 
 struct PwrMetricRecord {
     std::uint32_t id = 0, metricClass = 0, quantity = 0, tabGroup = 0, timelineGroup = 0;

@@ -4,13 +4,12 @@
 #include <cmath>
 #include <tuple>
 
+#include "host/inspect/pwr_fields.h"
 #include "plugins/numbers.h"
 #include "pwr/bin/pwr_records.h"
 
 namespace host::importers {
 
-using inspect::ByteReader;
-using inspect::getCountedText;
 using inspect::PwrKind;
 using inspect::PwrRecord;
 
@@ -53,10 +52,10 @@ std::string processorOf(std::uint16_t code, std::uint8_t pointerBits) {
 void PwrHeader::take(const PwrRecord& record) {
     switch (record.kind) {
         case PwrKind::CollectionInfo: {
-            ByteReader fields = record.fieldsFrom(12);
-            system.product.major = fields.get<std::uint16_t>();
-            system.product.minor = static_cast<std::uint8_t>(fields.get<std::uint16_t>());
-            system.product.update = static_cast<std::uint8_t>(fields.get<std::uint32_t>());
+            const inspect::PwrCollectionInfo info = readCollectionInfo(record);
+            system.product.major = info.major;
+            system.product.minor = static_cast<std::uint8_t>(info.minor);
+            system.product.update = static_cast<std::uint8_t>(info.update);
             return;
         }
         case PwrKind::SystemInfo:
@@ -64,15 +63,14 @@ void PwrHeader::take(const PwrRecord& record) {
         case PwrKind::HardwareConfiguration:
             return takeHardware_i(record);
         case PwrKind::HeadMarker: {
-            ByteReader fields = record.fieldsFrom(9);
-            system.start = fields.get<std::uint64_t>();
+            const inspect::PwrHeadMarker marker = readHeadMarker(record);
             constexpr std::uint64_t UNIT = 100;
-            const auto time = fields.get<std::uint64_t>();
-            system.time = time > UINT64_MAX / UNIT ? UINT64_MAX : time * UNIT;
+            system.start = marker.start;
+            system.time = marker.time > UINT64_MAX / UNIT ? UINT64_MAX : marker.time * UNIT;
             return;
         }
         case PwrKind::PowerThreshold: {
-            const auto frequency = static_cast<float>(record.fieldsFrom(62).get<std::uint32_t>());
+            const auto frequency = static_cast<float>(readPowerThreshold(record));
             system.cpuMHz = frequency > 0 ? frequency : 0.5F;
             return;
         }
@@ -88,28 +86,24 @@ void PwrHeader::take(const PwrRecord& record) {
 }
 
 void PwrHeader::takeSystem_i(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(12);
-    m_osCode = fields.get<std::uint16_t>();
-    for (int i = 0; i < 4; ++i)
-        system.osVersion += (i > 0 ? "." : "") + std::to_string(fields.get<std::uint16_t>());
-    system.host = getCountedText(fields);
-    system.platform = getCountedText(fields);
-    system.osName = getCountedText(fields);
+    const inspect::PwrSystemInfo info = readSystemInfo(record);
+    m_osCode = info.osCode;
+    for (const std::uint16_t part : info.osVersion)
+        system.osVersion += (system.osVersion.empty() ? "" : ".") + std::to_string(part);
+    system.host = info.host;
+    system.platform = info.platform;
+    system.osName = info.osName;
 }
 
 void PwrHeader::takeHardware_i(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(12);
-    system.tscMHz = megahertzOf(fields.get<std::uint64_t>());
-    fields.getBytes(16);
-    const auto pointerBits = fields.get<std::uint8_t>();
-    system.osType = processorOf(m_osCode, pointerBits);
-    for (std::uint8_t& part : system.cpu) part = fields.get<std::uint8_t>();
-    for (auto left = fields.get<std::uint32_t>(); left > 0 && !fields.atEnd(); --left) {
-        fields.get<std::uint8_t>();
+    const inspect::PwrHardware hardware = readHardware(record);
+    system.tscMHz = megahertzOf(hardware.tscHz);
+    system.osType = processorOf(m_osCode, hardware.pointerBits);
+    std::copy(hardware.cpu.begin(), hardware.cpu.end(), std::begin(system.cpu));
+    for (const inspect::PwrHardware::Thread& found : hardware.threads) {
         SystemDescription::Thread thread;
-        thread.package = fields.get<std::uint8_t>();
-        thread.core = fields.get<std::uint8_t>();
-        fields.get<std::uint8_t>();
+        thread.package = found.package;
+        thread.core = found.core;
         system.threads.push_back(thread);
     }
 }
@@ -129,45 +123,36 @@ PwrHeader::Id PwrHeader::findFreeIds(Id count) const {
 }
 
 void PwrHeader::takeInfo_i(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(20);
-    const auto typeId = fields.get<std::uint32_t>();
+    const inspect::PwrInfo found = readInfo(record);
+    if (found.typeId == 0 || found.type == "metric_type") return;
     Info info;
-    info.value = fields.get<std::uint32_t>();
-    info.parent = fields.get<std::uint32_t>();
-    const auto id = fields.get<std::uint32_t>();
-    std::size_t lengths[4];
-    for (std::size_t& length : lengths) length = fields.get<std::uint16_t>();
-    info.name = fields.getBytes(lengths[0]);
-    info.shortName = fields.getBytes(lengths[1]);
-    const std::string kind(fields.getBytes(lengths[2]));
-    info.description = fields.getBytes(lengths[3]);
-    if (typeId == 0 || kind == "metric_type") return;
+    info.value = found.value;
+    info.parent = found.parent;
+    info.name = found.name;
+    info.shortName = found.shortName;
+    info.description = found.description;
     info.place = places++;
-    if (kind != "quantity") note_i(id);
-    infos[kind].insert_or_assign(id, std::move(info));
+    if (found.type != "quantity") note_i(found.id);
+    infos[std::string(found.type)].insert_or_assign(found.id, std::move(info));
 }
 
 void PwrHeader::takeProcess_i(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(12);
+    const inspect::PwrProcess found = readProcess(record);
     Process process;
-    process.pid = fields.get<std::uint32_t>();
-    fields.get<std::uint32_t>();
-    process.start = fields.get<std::uint64_t>();
-    fields.getBytes(4);
-    process.path = fields.getBytes(fields.left() - 1);
+    process.pid = found.pid;
+    process.start = found.time;
+    process.path = found.path;
     process.place = places++;
     processes.push_back(std::move(process));
 }
 
 void PwrHeader::takeThread_i(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(4);
-    const auto mark = fields.get<std::uint32_t>();
-    fields.get<std::uint32_t>();
+    const inspect::PwrThread found = readThread(record);
     Process thread;
-    thread.pid = fields.get<std::uint32_t>();
-    thread.tid = fields.get<std::uint32_t>();
-    thread.start = fields.get<std::uint64_t>();
-    if (mark == vyrta::MARK_THREAD_END) {
+    thread.pid = found.pid;
+    thread.tid = found.tid;
+    thread.start = found.time;
+    if (found.mark == vyrta::MARK_THREAD_END) {
         m_threadEnds.push_back(thread);
         return;
     }

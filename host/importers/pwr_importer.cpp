@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t LONGEST_RECORD = 65536 + PROCESS_LENGTH_AT;
 
 std::uint64_t timeOf(const PwrRecord& sample) {
-    return sample.fieldsFrom(4).get<std::uint64_t>();
+    return readSample(sample).time;
 }
 
 }  // namespace
@@ -123,7 +123,7 @@ void PwrImporter::indexWakelock_i(const PwrRecord& record) {
         if (!m_open->package) m_open->package = record.offset;
         return;
     }
-    m_lastTime = std::max(m_lastTime, record.fieldsFrom(12).get<std::uint64_t>());
+    m_lastTime = std::max(m_lastTime, readWakelock(record).time);
     if (m_open->wakelocks && *m_open->wakelocks != record.kind) open(m_open->package.value_or(record.offset));
     m_open->wakelocks = record.kind;
     m_open->package.reset();

@@ -13,6 +13,9 @@
 
 namespace host::importers {
 
+namespace key = emit::key;
+namespace definition = emit::definition;
+
 using namespace vyrta;
 using inspect::PwrRecord;
 
@@ -75,24 +78,26 @@ void PwrLines::quantity_i(std::uint64_t id) {
     double multiplier = 0;
     const char* const digits = info->name.data() + (last != std::string::npos ? last + 1 : info->name.size());
     std::from_chars(digits, info->name.data() + info->name.size(), multiplier);
-    emit::JsonLine line("def", "quantity");
-    line.member("id", id).member("kind", std::min(info->value, 255U)).member("name", info->shortName);
-    line.member("units", units);
-    line.member("title", units.empty() ? info->shortName : info->shortName + " (" + units + ")");
+    emit::JsonLine line(key::DEFINITION, definition::QUANTITY);
+    line.member(key::ID, id)
+        .member(key::KIND, std::min(info->value, 255U))
+        .member(key::NAME, info->shortName);
+    line.member(key::UNITS, units);
+    line.member(key::TITLE, units.empty() ? info->shortName : info->shortName + " (" + units + ")");
     if (info->parent != NO_ID && m_quantities.contains(info->parent))
-        line.key("rate").beginList().value(info->parent).value(multiplier).endList();
-    if (id == m_timeQuantity) line.member("time", true);
+        line.key(key::RATE).beginList().value(info->parent).value(multiplier).endList();
+    if (id == m_timeQuantity) line.member(key::TIME, true);
     line.writeTo(m_output);
 }
 
 void PwrLines::metric(const MetricRecord& metric) {
     const std::uint8_t type = typeOf(metric.metricClass);
     quantity_i(metric.quantity);
-    emit::JsonLine line("def", "metric");
-    line.member("id", metric.id).member("name", metric.name).member("type", unsigned{type});
+    emit::JsonLine line(key::DEFINITION, definition::METRIC);
+    line.member(key::ID, metric.id).member(key::NAME, metric.name).member(key::TYPE, unsigned{type});
     // The quantity of a transition is always that of time.
     if (type != METRIC_TRANSITION && m_quantities.contains(metric.quantity))
-        line.member("quantity", metric.quantity);
+        line.member(key::QUANTITY, metric.quantity);
     line.writeTo(m_output);
 }
 
@@ -106,11 +111,11 @@ void PwrLines::entity_i(std::uint64_t id, std::uint64_t time) {
     if (const auto found = m_entityAttributes->find(id); found != m_entityAttributes->end())
         for (const Attribute& attribute : found->second)
             pairs.push_back(infoPair_i(attribute, pairs.size(), time));
-    emit::JsonLine line("def", "entity");
-    line.member("id", id).member("name", info != nullptr ? info->name : "entity " + std::to_string(id));
-    if (hasParent) line.member("parent", info->parent);
+    emit::JsonLine line(key::DEFINITION, definition::ENTITY);
+    line.member(key::ID, id).member(key::NAME, info != nullptr ? info->name : "entity " + std::to_string(id));
+    if (hasParent) line.member(key::PARENT, info->parent);
     if (!pairs.empty()) {
-        line.key("attributes").beginList();
+        line.key(key::ATTRIBUTES).beginList();
         for (const std::string& pair : pairs) line.raw(pair);
         line.endList();
     }
@@ -123,9 +128,9 @@ PwrLines::Id PwrLines::field_i(std::uint64_t id) {
     if (!isNew) return known->second;
     known->second = id < FIRST_WRITER_ID ? static_cast<Id>(id) : m_nextId++;
     const PwrHeader::Info* const info = m_header.find("field", id);
-    emit::JsonLine line("def", "descriptor");
-    line.member("id", known->second)
-        .member("name", info != nullptr ? info->name : "state " + std::to_string(id));
+    emit::JsonLine line(key::DEFINITION, definition::DESCRIPTOR);
+    line.member(key::ID, known->second)
+        .member(key::NAME, info != nullptr ? info->name : "state " + std::to_string(id));
     line.writeTo(m_output);
     return known->second;
 }
@@ -133,12 +138,12 @@ PwrLines::Id PwrLines::field_i(std::uint64_t id) {
 PwrLines::Id PwrLines::runner_i(const PwrHeader::Process& runner, bool isThread) {
     const auto [known, isNew] = m_runners.try_emplace(&runner, m_nextId);
     if (!isNew) return known->second;
-    emit::JsonLine line("def", isThread ? "thread" : "process");
-    line.member("id", m_nextId++);
-    if (isThread) line.member("tid", runner.tid);
-    line.member("pid", runner.pid);
-    if (!isThread) line.member("path", runner.path);
-    line.member("start", runner.start).member("end", runner.end).writeTo(m_output);
+    emit::JsonLine line(key::DEFINITION, isThread ? definition::THREAD : definition::PROCESS);
+    line.member(key::ID, m_nextId++);
+    if (isThread) line.member(key::TID, runner.tid);
+    line.member(key::PID, runner.pid);
+    if (!isThread) line.member(key::PATH, runner.path);
+    line.member(key::START, runner.start).member(key::END, runner.end).writeTo(m_output);
     return known->second;
 }
 
@@ -146,10 +151,10 @@ void PwrLines::voidMetric(Id id, const std::string& name, Id quantity, std::uint
     const bool isTime = quantity == m_timeQuantity || quantity == HOST_TIME_QUANTITY;
     if (!isTime && quantity != 0) quantity_i(quantity);
     // Of a traced metric a sample has one element, so that a writer refuses one without.
-    emit::JsonLine line("def", "metric");
-    line.member("id", id).member("name", name);
-    line.member("type", unsigned{isTime ? METRIC_TRANSITION : METRIC_EVENT});
-    if (!isTime && m_quantities.contains(quantity)) line.member("quantity", quantity);
+    emit::JsonLine line(key::DEFINITION, definition::METRIC);
+    line.member(key::ID, id).member(key::NAME, name);
+    line.member(key::TYPE, unsigned{isTime ? METRIC_TRANSITION : METRIC_EVENT});
+    if (!isTime && m_quantities.contains(quantity)) line.member(key::QUANTITY, quantity);
     line.writeTo(m_output);
     m_line.begin(id, time);
     m_line.end();
@@ -179,8 +184,11 @@ void PwrLines::pair_i(std::uint64_t id) {
 
 void PwrLines::definePair_i(Id id, const std::string& name, const std::string& description,
                             std::uint32_t value) {
-    emit::JsonLine line("def", "pair");
-    line.member("id", id).member("info", name).member("desc", description).member("value", value);
+    emit::JsonLine line(key::DEFINITION, definition::PAIR);
+    line.member(key::ID, id)
+        .member(key::INFO, name)
+        .member(key::DESCRIPTION, description)
+        .member(key::VALUE, value);
     line.writeTo(m_output);
 }
 
@@ -197,10 +205,10 @@ PwrLines::Id PwrLines::slot_i(std::size_t place, int type) {
     const char* const name = type == pwr::ATTRIBUTE_PROCESS  ? "Process"
                              : type == pwr::ATTRIBUTE_THREAD ? "Thread"
                                                              : "Info";
-    emit::JsonLine("def", "attribute")
-        .member("id", id)
-        .member("name", name)
-        .member("type", type)
+    emit::JsonLine(key::DEFINITION, definition::ATTRIBUTE)
+        .member(key::ID, id)
+        .member(key::NAME, name)
+        .member(key::TYPE, type)
         .writeTo(m_output);
     return id;
 }
@@ -211,9 +219,9 @@ PwrLines::Id PwrLines::measuredSlot_i(std::uint64_t quantity) {
     const auto [known, isNew] = m_measuredSlots.try_emplace(quantity, next);
     if (!isNew) return known->second;
     quantity_i(quantity);
-    emit::JsonLine line("def", "attribute");
-    line.member("id", next).member("name", "Value").member("type", int{pwr::ATTRIBUTE_DATA});
-    if (m_quantities.contains(quantity)) line.member("quantity", quantity);
+    emit::JsonLine line(key::DEFINITION, definition::ATTRIBUTE);
+    line.member(key::ID, next).member(key::NAME, "Value").member(key::TYPE, int{pwr::ATTRIBUTE_DATA});
+    if (m_quantities.contains(quantity)) line.member(key::QUANTITY, quantity);
     line.writeTo(m_output);
     return next;
 }
@@ -297,8 +305,9 @@ bool PwrLines::isTextValue_i(const MetricRecord& metric, const Element& element)
 }
 
 void PwrLines::sample(const MetricRecord& metric, const PwrRecord& sample) {
-    const auto time = sample.fieldsFrom(4).get<std::uint64_t>();
-    m_isTruncated = sample.fieldsFrom(18).get<std::uint16_t>() == VERSION_TRUNCATED_REALS;
+    const inspect::PwrSample fields = readSample(sample);
+    const std::uint64_t time = fields.time;
+    m_isTruncated = fields.version == VERSION_TRUNCATED_REALS;
     const std::vector<Element> elements = elementsOf(attributesOf(sample));
     for (const Element& element : elements) entity_i(element.entity, time);
     m_line.begin(metric.id, time);

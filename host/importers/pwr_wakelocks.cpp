@@ -7,6 +7,9 @@
 
 namespace host::importers {
 
+namespace key = emit::key;
+namespace definition = emit::definition;
+
 using inspect::ByteReader;
 using inspect::PwrKind;
 using inspect::PwrRecord;
@@ -24,26 +27,22 @@ constexpr std::uint8_t ORDINARY_FLAG = 1;
 constexpr std::size_t LONGEST_WAKELOCK = 1024;
 
 void readLock(const PwrRecord& record, Wakelock& wakelock) {
-    ByteReader fields = record.fieldsFrom(4);
-    wakelock.tid = fields.get<std::uint32_t>();
-    wakelock.pid = fields.get<std::uint32_t>();
-    wakelock.lockTime = fields.get<std::uint64_t>();
-    fields.getBytes(4);
-    wakelock.lockType = fields.get<std::uint8_t>();
+    const inspect::PwrWakelock lock = readWakelock(record);
+    wakelock.tid = lock.tid;
+    wakelock.pid = lock.pid;
+    wakelock.lockTime = lock.time;
+    wakelock.lockType = lock.type;
+    wakelock.name = lock.name;
     wakelock.isUsers = record.kind == PwrKind::UserWakelock;
-    if (wakelock.isUsers) {
-        wakelock.flag = fields.get<std::uint8_t>();
-        wakelock.uid = fields.get<std::uint32_t>();
-        fields.getBytes(4);
-    } else {
-        fields.getBytes(8);
-    }
-    wakelock.name = inspect::getCountedText(fields);
+    if (!wakelock.isUsers) return;
+    wakelock.flag = lock.flag;
+    wakelock.uid = lock.uid;
 }
 
 void readUnlock(const PwrRecord& record, Wakelock& wakelock) {
-    wakelock.time = record.fieldsFrom(12).get<std::uint64_t>();
-    wakelock.unlockType = record.fieldsFrom(24).get<std::uint8_t>();
+    const inspect::PwrWakelock unlock = readWakelock(record);
+    wakelock.time = unlock.time;
+    wakelock.unlockType = unlock.type;
 }
 
 }  // namespace
@@ -55,9 +54,9 @@ std::optional<Wakelock> peekWakelock(ContentWindow& block) {
     Wakelock wakelock;
     auto record = inspect::nextPwrRecord(file, fault);
     if (record && record->kind == PwrKind::Package) {
-        ByteReader fields = record->fieldsFrom(16);
-        wakelock.uid = fields.get<std::uint32_t>();
-        wakelock.package = inspect::getCountedText(fields);
+        const inspect::PwrPackage package = readPackage(*record);
+        wakelock.uid = package.uid;
+        wakelock.package = package.name;
         wakelock.size += record->bytes.size();
         record = inspect::nextPwrRecord(file, fault);
     }
@@ -76,13 +75,16 @@ std::optional<Wakelock> peekWakelock(ContentWindow& block) {
 void PwrWakelockLines::metric(std::uint32_t id, bool isUsers) {
     if (m_acquired == 0) {
         m_acquired = m_lines.newId();
-        emit::JsonLine("def", "handle").member("id", m_acquired).member("name", "Acquired").writeTo(m_output);
+        emit::JsonLine(key::DEFINITION, definition::HANDLE)
+            .member(key::ID, m_acquired)
+            .member(key::NAME, "Acquired")
+            .writeTo(m_output);
     }
-    emit::JsonLine("def", "metric")
-        .member("id", id)
-        .member("name", isUsers ? "User Wakelocks" : "Kernel Wakelocks")
-        .member("type", int{METRIC_TRANSITION})
-        .member("class",
+    emit::JsonLine(key::DEFINITION, definition::METRIC)
+        .member(key::ID, id)
+        .member(key::NAME, isUsers ? "User Wakelocks" : "Kernel Wakelocks")
+        .member(key::TYPE, int{METRIC_TRANSITION})
+        .member(key::CLASS,
                 int{isUsers ? pwr::REAL_TABLE_CLASS_USER_WAKELOCK : pwr::REAL_TABLE_CLASS_KERNEL_WAKELOCK})
         .writeTo(m_output);
 }
@@ -91,8 +93,8 @@ PwrWakelockLines::Id PwrWakelockLines::attribute_i(const char* name, int type) {
     Id& id = m_attributes[name];
     if (id != 0) return id;
     id = m_lines.newId();
-    emit::JsonLine line("def", "attribute");
-    line.member("id", id).member("name", name).member("type", type).writeTo(m_output);
+    emit::JsonLine line(key::DEFINITION, definition::ATTRIBUTE);
+    line.member(key::ID, id).member(key::NAME, name).member(key::TYPE, type).writeTo(m_output);
     return id;
 }
 
@@ -135,9 +137,9 @@ PwrWakelockLines::Id PwrWakelockLines::entity_i(const Wakelock& wakelock) {
     Entity& entity = m_entities[{wakelock.name, attributes}];
     if (entity.id == 0 || wakelock.time <= entity.time) {
         entity.id = m_lines.newId();
-        emit::JsonLine line("def", "entity");
-        line.member("id", entity.id).member("name", wakelock.name);
-        if (!attributes.empty()) line.key("attributes").beginList().raw(attributes).endList();
+        emit::JsonLine line(key::DEFINITION, definition::ENTITY);
+        line.member(key::ID, entity.id).member(key::NAME, wakelock.name);
+        if (!attributes.empty()) line.key(key::ATTRIBUTES).beginList().raw(attributes).endList();
         line.writeTo(m_output);
     }
     entity.time = wakelock.time;

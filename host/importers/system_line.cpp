@@ -11,6 +11,9 @@
 
 namespace host::importers {
 
+namespace key = emit::key;
+namespace message = emit::message;
+
 namespace {
 
 // A number that a line can hold: results may hold any bits.
@@ -79,37 +82,41 @@ void addTimes(emit::JsonLine& line, const SystemDescription& system) {
     addReal(line, "lfmMHz", system.lfmMHz);
     addReal(line, "hfmMHz", system.hfmMHz);
     addReal(line, "cpuMHz", system.cpuMHz);
-    line.member("start", system.start).member("stop", system.stop).member("time", system.time);
-    line.member("durationSec", finite(system.durationSec));
+    line.member(key::START, system.start).member(key::STOP, system.stop).member(key::TIME, system.time);
+    line.member(key::DURATION_SEC, finite(system.durationSec));
 }
 
 }  // namespace
 
 void writeSystem(const SystemDescription& system, emit::Output& output) {
-    emit::JsonLine line("msg", "system");
-    line.key("cpu").beginList();
+    emit::JsonLine line(key::MESSAGE, message::SYSTEM);
+    line.key(key::CPU).beginList();
     for (const std::uint8_t part : system.cpu) line.value(unsigned{part});
     line.endList();
     addVersion(line, "product", system.product);
     addVersion(line, "driver", system.driver);
-    line.member("platform", system.platform).member("host", system.host).member("osName", system.osName);
-    line.member("osType", system.osType).member("osVersion", system.osVersion);
-    line.key("topology").beginList();
+    line.member(key::PLATFORM, system.platform)
+        .member(key::HOST, system.host)
+        .member(key::OS_NAME, system.osName);
+    line.member(key::OS_TYPE, system.osType).member(key::OS_VERSION, system.osVersion);
+    line.key(key::TOPOLOGY).beginList();
     if (system.threads.empty())
         addCounted(line, system);
     else
         addThreads(line, system.threads);
     line.endList();
     addTimes(line, system);
-    if (!system.command.empty()) line.list("command", system.command);
-    line.member("platformId", system.platformId).member("codeName", system.codeName);
-    line.member("nativeModel", system.nativeModel).member("pchNames", system.pchNames).writeTo(output);
+    if (!system.command.empty()) line.list(key::COMMAND, system.command);
+    line.member(key::PLATFORM_ID, system.platformId).member(key::CODE_NAME, system.codeName);
+    line.member(key::NATIVE_MODEL, system.nativeModel)
+        .member(key::PCH_NAMES, system.pchNames)
+        .writeTo(output);
 }
 
 void writeStop(std::uint64_t stop, double durationSec, emit::Output& output) {
-    emit::JsonLine("msg", "stop")
-        .member("tsc", stop)
-        .member("durationSec", finite(durationSec))
+    emit::JsonLine(key::MESSAGE, message::STOP)
+        .member(key::TSC, stop)
+        .member(key::DURATION_SEC, finite(durationSec))
         .writeTo(output);
 }
 

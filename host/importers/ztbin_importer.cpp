@@ -13,6 +13,10 @@
 
 namespace host::importers {
 
+namespace key = emit::key;
+namespace definition = emit::definition;
+namespace message = emit::message;
+
 namespace bin = pwr::bin;
 using bin::MsgType;
 
@@ -99,7 +103,8 @@ bool ZtbinImporter::read(Input& part, Damage& damage) {
     m_metric = nullptr;
     if (m_fault.empty() && !m_hasPartSystem && m_target.lines.isOpen() && !part.isStopped())
         m_fault = "the file ends without a SystemMeta record";
-    if (m_hasSystem && m_target.lines.isOpen()) emit::JsonLine("msg", "flush").writeTo(m_target.lines);
+    if (m_hasSystem && m_target.lines.isOpen())
+        emit::JsonLine(key::MESSAGE, message::FLUSH).writeTo(m_target.lines);
     damage = {content.offset(), part.isStopped() ? std::string() : m_fault};
     return damage.what.empty();
 }
@@ -245,14 +250,14 @@ bool ZtbinImporter::metric_i(std::string_view payload) {
     Id quantity = 0;
     if (type == nullptr || !quantity_i(payload, quantity)) return false;
     metric.type = metricTypeOf(*type);
-    emit::JsonLine line("def", "metric");
-    line.member("id", metric.id).member("name", *name).member("group", *group);
-    line.member("type", unsigned{metric.type});
-    if (quantity != 0) line.member("quantity", quantity);
+    emit::JsonLine line(key::DEFINITION, definition::METRIC);
+    line.member(key::ID, metric.id).member(key::NAME, *name).member(key::GROUP, *group);
+    line.member(key::TYPE, unsigned{metric.type});
+    if (quantity != 0) line.member(key::QUANTITY, quantity);
 
     std::size_t place = bin::METRIC_FIXED_LENGTH;
     std::vector<Id> entities;
-    line.key("descriptors").beginList();
+    line.key(key::DESCRIPTORS).beginList();
     for (auto left = at<std::uint16_t>(payload, bin::METRIC_ATTRIBUTE_COUNT); left > 0; --left) {
         const auto part = at<Index>(payload, place + sizeof(Index));
         Id entity = 0;
@@ -264,7 +269,7 @@ bool ZtbinImporter::metric_i(std::string_view payload) {
         if (entities.empty() || entities.back() != entity) entities.push_back(entity);
         place += bin::METRIC_ATTRIBUTE_LENGTH;
     }
-    line.endList().key("legend").beginList();
+    line.endList().key(key::LEGEND).beginList();
     for (; place < payload.size(); place += bin::METRIC_LEGEND_LENGTH) {
         const std::string* const state = text_i(at<Index>(payload, place));
         if (state == nullptr) return false;
@@ -272,7 +277,7 @@ bool ZtbinImporter::metric_i(std::string_view payload) {
         Id descriptor = 0;
         if (known != m_namedStates.end() && !part_i(known->second, false, descriptor)) return false;
         line.beginObject();
-        descriptor != 0 ? line.member("h", descriptor) : line.member("s", *state);
+        descriptor != 0 ? line.member(key::HANDLE, descriptor) : line.member(key::STRING, *state);
         line.endObject();
     }
     line.endList().writeTo(m_target.lines);
@@ -287,10 +292,10 @@ const ZtbinImporter::Metric* ZtbinImporter::metricOf_i(Id id) {
     const auto found = m_metrics.find(id);
     if (found != m_metrics.end()) return &found->second;
     if (!isBehindOthers_i()) return nullptr;
-    emit::JsonLine("def", "metric")
-        .member("id", id)
-        .member("name", std::string())
-        .member("type", unsigned{METRIC_UNKNOWN})
+    emit::JsonLine(key::DEFINITION, definition::METRIC)
+        .member(key::ID, id)
+        .member(key::NAME, std::string())
+        .member(key::TYPE, unsigned{METRIC_UNKNOWN})
         .writeTo(m_target.lines);
     return &m_metrics.try_emplace(id, Metric{id, METRIC_UNKNOWN, 0, {}}).first->second;
 }

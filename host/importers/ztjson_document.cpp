@@ -11,6 +11,9 @@
 
 namespace host::importers {
 
+namespace key = emit::key;
+namespace definition = emit::definition;
+
 namespace {
 
 // Whether values of the type are told by state, or as one number; both in a sampled value.
@@ -147,12 +150,12 @@ ZtjsonDocument::Id ZtjsonDocument::defineMetric_i(const Category& category, std:
     metric.conversion = showsRate ? category.units.back().conversion : 1.0;
     for (const std::string& state : category.states) metric.states.push_back(descriptor_i(state, true));
 
-    emit::JsonLine line("def", "metric");
-    line.member("id", id).member("name", category.name).member("type", unsigned{type});
-    if (quantity != 0) line.member("quantity", quantity);
-    line.key("legend").beginList();
+    emit::JsonLine line(key::DEFINITION, definition::METRIC);
+    line.member(key::ID, id).member(key::NAME, category.name).member(key::TYPE, unsigned{type});
+    if (quantity != 0) line.member(key::QUANTITY, quantity);
+    line.key(key::LEGEND).beginList();
     for (const std::size_t state : orderOfStates(category.states))
-        line.beginObject().member("h", metric.states[state]).endObject();
+        line.beginObject().member(key::HANDLE, metric.states[state]).endObject();
     line.endList().writeTo(m_target.lines);
     return id;
 }

@@ -10,6 +10,10 @@
 
 namespace host::importers {
 
+namespace key = emit::key;
+namespace definition = emit::definition;
+namespace message = emit::message;
+
 namespace {
 
 constexpr std::size_t MOST_ELEMENTS = 65536;
@@ -54,7 +58,8 @@ void ZtjsonParts::finish() {
 void ZtjsonParts::endPart_i() {
     m_line.end();
     m_metric = 0;
-    if (m_hasSystem && m_target.lines.isOpen()) emit::JsonLine("msg", "flush").writeTo(m_target.lines);
+    if (m_hasSystem && m_target.lines.isOpen())
+        emit::JsonLine(key::MESSAGE, message::FLUSH).writeTo(m_target.lines);
 }
 
 // Parts follow each other by the end of the collection as it was known when they were written, and by their
@@ -281,18 +286,18 @@ void ZtjsonParts::metric_i(const Entry& entry) {
     }
     if (metric.type == METRIC_DELTA && parts.empty()) metric.entity = entityOf_i(entry.name);
     if (metric.type == METRIC_DELTA && !parts.empty()) metric.entity = parts.front().entity;
-    emit::JsonLine line("def", "metric");
-    line.member("id", id).member("name", entry.name).member("group", entry.group);
-    line.member("type", unsigned{metric.type});
-    if (quantity != 0) line.member("quantity", quantity);
-    line.key("legend").beginList();
+    emit::JsonLine line(key::DEFINITION, definition::METRIC);
+    line.member(key::ID, id).member(key::NAME, entry.name).member(key::GROUP, entry.group);
+    line.member(key::TYPE, unsigned{metric.type});
+    if (quantity != 0) line.member(key::QUANTITY, quantity);
+    line.key(key::LEGEND).beginList();
     for (const std::string& state : entry.states) {
         const auto known = m_states.find(state);
         line.beginObject();
-        known != m_states.end() ? line.member("h", known->second) : line.member("s", state);
+        known != m_states.end() ? line.member(key::HANDLE, known->second) : line.member(key::STRING, state);
         line.endObject();
     }
-    line.endList().key("descriptors").beginList();
+    line.endList().key(key::DESCRIPTORS).beginList();
     for (const Part& part : parts) {
         line.beginList().value(part.entity);
         (part.descriptor != 0 ? line.value(part.descriptor) : line.null()).endList();

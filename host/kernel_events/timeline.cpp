@@ -7,6 +7,9 @@
 
 namespace host::kernel_events {
 
+namespace key = emit::key;
+namespace message = emit::message;
+
 namespace {
 
 using emit::MetricType;
@@ -160,7 +163,10 @@ void Timeline::sample(Row row, std::uint64_t stamp, std::uint64_t duration, std:
 
 void Timeline::endOf(emit::Id handle, std::uint64_t stamp) {
     const std::uint64_t ticks = m_surroundings ? m_surroundings->ticks(stamp) : stamp;
-    emit::JsonLine("msg", "end").member("id", handle).member("tsc", ticks).writeTo(m_context.output);
+    emit::JsonLine(key::MESSAGE, message::END)
+        .member(key::ID, handle)
+        .member(key::TSC, ticks)
+        .writeTo(m_context.output);
 }
 
 void Timeline::finish(std::uint64_t stop) {
