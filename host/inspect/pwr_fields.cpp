@@ -1,24 +1,13 @@
 #include "host/inspect/pwr_fields.h"
 
+#include "pwr/bin/pwr_records.h"
+
 namespace host::inspect {
 
-namespace {
-
-// Where the fields begin, after heads, lengths, types and what is the same in every record.
-constexpr std::size_t UNTIMED_FIELDS = 12;
-constexpr std::size_t MARKER_FIELDS = 9;
-constexpr std::size_t THRESHOLD_FREQUENCY = 62;
-constexpr std::size_t TIME = 4;
-constexpr std::size_t VERSION = 18;
-constexpr std::size_t PROCESS_FIELDS = 12;
-constexpr std::size_t THREAD_FIELDS = 4;
-constexpr std::size_t WAKELOCK_FIELDS = 4;
-constexpr std::size_t PACKAGE_FIELDS = 16;
-
-}  // namespace
+using namespace vyrta;
 
 PwrCollectionInfo readCollectionInfo(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(UNTIMED_FIELDS);
+    ByteReader fields = record.fieldsFrom(UNTIMED_FIELDS_AT);
     PwrCollectionInfo info{};
     info.major = fields.get<std::uint16_t>();
     info.minor = fields.get<std::uint16_t>();
@@ -29,7 +18,7 @@ PwrCollectionInfo readCollectionInfo(const PwrRecord& record) {
 }
 
 PwrSystemInfo readSystemInfo(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(UNTIMED_FIELDS);
+    ByteReader fields = record.fieldsFrom(UNTIMED_FIELDS_AT);
     PwrSystemInfo info{};
     info.osCode = fields.get<std::uint16_t>();
     for (std::uint16_t& part : info.osVersion) part = fields.get<std::uint16_t>();
@@ -40,7 +29,7 @@ PwrSystemInfo readSystemInfo(const PwrRecord& record) {
 }
 
 PwrHardware readHardware(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(UNTIMED_FIELDS);
+    ByteReader fields = record.fieldsFrom(UNTIMED_FIELDS_AT);
     PwrHardware hardware{};
     hardware.tscHz = fields.get<std::uint64_t>();
     hardware.cpuHz = fields.get<std::uint64_t>();
@@ -58,17 +47,17 @@ PwrHardware readHardware(const PwrRecord& record) {
 }
 
 PwrHeadMarker readHeadMarker(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(MARKER_FIELDS);
+    ByteReader fields = record.fieldsFrom(HEAD_MARKER_FIELDS_AT);
     const auto start = fields.get<std::uint64_t>();
     return {start, fields.get<std::uint64_t>()};
 }
 
 std::uint32_t readPowerThreshold(const PwrRecord& record) {
-    return record.fieldsFrom(THRESHOLD_FREQUENCY).get<std::uint32_t>();
+    return record.fieldsFrom(POWER_THRESHOLD_MHZ_AT).get<std::uint32_t>();
 }
 
 PwrInfo readInfo(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(VERSION);
+    ByteReader fields = record.fieldsFrom(VERSION_AT);
     PwrInfo info{};
     info.version = fields.get<std::uint16_t>();
     info.typeId = fields.get<std::uint32_t>();
@@ -85,7 +74,7 @@ PwrInfo readInfo(const PwrRecord& record) {
 }
 
 PwrMetric readMetric(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(VERSION);
+    ByteReader fields = record.fieldsFrom(VERSION_AT);
     PwrMetric metric{};
     metric.version = fields.get<std::uint16_t>();
     metric.metricClass = fields.get<std::uint32_t>();
@@ -101,14 +90,14 @@ PwrMetric readMetric(const PwrRecord& record) {
 }
 
 PwrSample readSample(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(VERSION);
+    ByteReader fields = record.fieldsFrom(VERSION_AT);
     const auto version = fields.get<std::uint16_t>();
     const auto count = fields.get<std::uint16_t>();
-    return {record.fieldsFrom(TIME).get<std::uint64_t>(), version, count, fields};
+    return {record.fieldsFrom(TIME_AT).get<std::uint64_t>(), version, count, fields};
 }
 
 PwrProcess readProcess(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(PROCESS_FIELDS);
+    ByteReader fields = record.fieldsFrom(PROCESS_FIELDS_AT);
     PwrProcess process{};
     process.pid = fields.get<std::uint32_t>();
     fields.get<std::uint32_t>();
@@ -119,7 +108,7 @@ PwrProcess readProcess(const PwrRecord& record) {
 }
 
 PwrThread readThread(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(THREAD_FIELDS);
+    ByteReader fields = record.fieldsFrom(THREAD_FIELDS_AT);
     PwrThread thread{};
     thread.mark = fields.get<std::uint32_t>();
     fields.get<std::uint32_t>();
@@ -130,7 +119,7 @@ PwrThread readThread(const PwrRecord& record) {
 }
 
 PwrWakelock readWakelock(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(WAKELOCK_FIELDS);
+    ByteReader fields = record.fieldsFrom(WAKELOCK_FIELDS_AT);
     PwrWakelock wakelock{};
     wakelock.tid = fields.get<std::uint32_t>();
     wakelock.pid = fields.get<std::uint32_t>();
@@ -149,9 +138,9 @@ PwrWakelock readWakelock(const PwrRecord& record) {
 }
 
 PwrPackage readPackage(const PwrRecord& record) {
-    ByteReader fields = record.fieldsFrom(PACKAGE_FIELDS);
+    ByteReader fields = record.fieldsFrom(PACKAGE_FIELDS_AT);
     const auto uid = fields.get<std::uint32_t>();
-    return {record.fieldsFrom(TIME).get<std::uint64_t>(), uid, getCountedText(fields)};
+    return {record.fieldsFrom(TIME_AT).get<std::uint64_t>(), uid, getCountedText(fields)};
 }
 
 }  // namespace host::inspect

@@ -17,19 +17,19 @@ struct KindInfo {
 
 constexpr KindInfo KINDS[] = {
     {"Magic", MAGIC_SIZE},
-    {"CollectionInfo", 29},
-    {"SystemInfo", 34},
-    {"HardwareConfiguration", 44},
+    {"CollectionInfo", COLLECTION_INFO_SIZE},
+    {"SystemInfo", SYSTEM_INFO_SIZE},
+    {"HardwareConfiguration", HARDWARE_SIZE},
     {"HeadMarker", HEAD_MARKER_SIZE},
     {"PowerThreshold", POWER_THRESHOLD_SIZE},
     {"Info", METADATA_HEAD_SIZE + 1},
     {"Metric", METADATA_HEAD_SIZE + 1},
     {"Sample", SAMPLE_HEAD_SIZE},
-    {"Process", 33},
+    {"Process", PROCESS_SIZE},
     {"Thread", THREAD_SIZE},
-    {"KernelWakelock", 36},
-    {"UserWakelock", 37},
-    {"Package", 23},
+    {"KernelWakelock", KERNEL_WAKELOCK_SIZE},
+    {"UserWakelock", USER_WAKELOCK_SIZE},
+    {"Package", PACKAGE_SIZE},
 };
 
 const KindInfo& infoOf(PwrKind kind) {
@@ -120,7 +120,7 @@ std::optional<PwrKind> kindOf(std::uint32_t head, std::string_view bytes) {
 
 // The size of four counted texts, their length fields included; none is shorter than its NUL.
 std::size_t systemTextsSize(std::string_view bytes) {
-    std::size_t at = 22;
+    std::size_t at = SYSTEM_TEXTS_AT;
     for (int i = 0; i < 4; ++i) at += sizeof(std::uint16_t) + fieldAt<std::uint16_t>(bytes, at);
     return at;
 }
@@ -129,27 +129,32 @@ std::size_t systemTextsSize(std::string_view bytes) {
 std::size_t expectedSize(PwrKind kind, std::string_view bytes) {
     const std::size_t fixed = infoOf(kind).fixedSize;
     const auto length = [bytes](std::size_t at) -> std::size_t { return fieldAt<std::uint16_t>(bytes, at); };
+    const auto lengths = [&length](std::size_t at, std::size_t count) {
+        std::size_t sum = 0;
+        for (; count > 0; --count, at += sizeof(std::uint16_t)) sum += length(at);
+        return sum;
+    };
     switch (kind) {
         case PwrKind::CollectionInfo:
-            return fixed + fieldAt<std::uint8_t>(bytes, 28);
+            return fixed + fieldAt<std::uint8_t>(bytes, COLLECTION_NAME_LENGTH_AT);
         case PwrKind::SystemInfo:
             return systemTextsSize(bytes);
         case PwrKind::HardwareConfiguration:
-            return fixed + std::size_t{4} * fieldAt<std::uint32_t>(bytes, 40);
+            return fixed + std::size_t{4} * fieldAt<std::uint32_t>(bytes, HARDWARE_THREAD_COUNT_AT);
         case PwrKind::Info:
-            return fixed + length(36) + length(38) + length(40) + length(42);
+            return fixed + lengths(INFO_LENGTHS_AT, 4);
         case PwrKind::Metric:
-            return fixed + length(40) + length(42);
+            return fixed + lengths(METRIC_LENGTHS_AT, 2);
         case PwrKind::Sample:
-            return fixed + ATTRIBUTE_SIZE * length(20);
+            return fixed + ATTRIBUTE_SIZE * length(SAMPLE_COUNT_AT);
         case PwrKind::Process:
             return bytes.size();
         case PwrKind::KernelWakelock:
-            return fixed - 1 + length(33);
+            return fixed - 1 + length(KERNEL_WAKELOCK_NAME_AT);
         case PwrKind::UserWakelock:
-            return fixed - 1 + length(34);
+            return fixed - 1 + length(USER_WAKELOCK_NAME_AT);
         case PwrKind::Package:
-            return fixed - 1 + length(20);
+            return fixed - 1 + length(PACKAGE_NAME_AT);
         default:
             return fixed;
     }

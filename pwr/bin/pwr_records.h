@@ -28,6 +28,37 @@ inline constexpr std::size_t HEAD_MARKER_SIZE = 4 + 4 + 1 + 8 + 8;
 inline constexpr std::size_t THREAD_SIZE = 4 + 4 + 4 + 4 + 4 + 8;
 inline constexpr std::size_t POWER_THRESHOLD_SIZE = 4 + 2 + 2 + 4 + 2 + 48 + 4;
 
+// Sizes of the other records without the texts and lists at their ends, but with the NUL of a single text.
+inline constexpr std::size_t COLLECTION_INFO_SIZE = 29;
+inline constexpr std::size_t SYSTEM_INFO_SIZE = 34;
+inline constexpr std::size_t HARDWARE_SIZE = 44;
+inline constexpr std::size_t PROCESS_SIZE = 33;
+inline constexpr std::size_t KERNEL_WAKELOCK_SIZE = 36;
+inline constexpr std::size_t USER_WAKELOCK_SIZE = 37;
+inline constexpr std::size_t PACKAGE_SIZE = 23;
+
+// Places of the first field of a record's own.
+inline constexpr std::size_t UNTIMED_FIELDS_AT = 12;
+inline constexpr std::size_t HEAD_MARKER_FIELDS_AT = 9;
+inline constexpr std::size_t POWER_THRESHOLD_MHZ_AT = 62;
+inline constexpr std::size_t TIME_AT = 4;  // of timed records
+inline constexpr std::size_t VERSION_AT = 18;
+inline constexpr std::size_t PROCESS_FIELDS_AT = 12;
+inline constexpr std::size_t THREAD_FIELDS_AT = 4;
+inline constexpr std::size_t WAKELOCK_FIELDS_AT = 4;
+inline constexpr std::size_t PACKAGE_FIELDS_AT = 16;
+
+// Places of lengths and counts: u16 each, but a u8 for the collection's name and a u32 for threads.
+inline constexpr std::size_t COLLECTION_NAME_LENGTH_AT = 28;
+inline constexpr std::size_t SYSTEM_TEXTS_AT = 22;  // four texts, each with its length in front
+inline constexpr std::size_t HARDWARE_THREAD_COUNT_AT = 40;
+inline constexpr std::size_t INFO_LENGTHS_AT = 36;    // four
+inline constexpr std::size_t METRIC_LENGTHS_AT = 40;  // two
+inline constexpr std::size_t SAMPLE_COUNT_AT = 20;
+inline constexpr std::size_t KERNEL_WAKELOCK_NAME_AT = 33;
+inline constexpr std::size_t USER_WAKELOCK_NAME_AT = 34;
+inline constexpr std::size_t PACKAGE_NAME_AT = 20;
+
 // Untimed record types.
 inline constexpr std::uint16_t TYPE_HARDWARE_CONFIGURATION = 18;
 inline constexpr std::uint16_t TYPE_COLLECTION_INFO = 44;
