@@ -9,6 +9,7 @@
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -147,6 +148,11 @@ TEST_F(TempFileManagerTest, TellsHowItStepsBack) {
     EXPECT_EQ(flush(manager), 0);
     EXPECT_THAT(m_infos.m_lines, ElementsAre("INFO: Rewinding file a by -2 (254 256)\n",
                                              "INFO: Rewinding file 2 a by -250 (6 256)\n"));
+    m_infos.m_lines.clear();
+    TempFileManager full(1);
+    push(full, {std::string(252, 'x'), "behind the first buffer"}, 1);
+    EXPECT_EQ(flush(full), 0);
+    EXPECT_THAT(m_infos.m_lines, IsEmpty());
 }
 
 TEST_F(TempFileManagerTest, LosesATableWithoutAFile) {
