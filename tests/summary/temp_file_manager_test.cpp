@@ -9,7 +9,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
