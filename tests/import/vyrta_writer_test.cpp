@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "host/model/value.h"
+#include "plugins/writer_plugin_capability.h"
 #include "pwr/utilities.h"
 #include "tests/import/vyrta_fixture.h"
 
@@ -40,6 +41,17 @@ host::model::Value valueOf(const T& content) {
 }
 
 class VyrtaRecords : public VyrtaTest {};
+
+TEST_F(VyrtaRecords, AreMadeForTheTablesOverTime) {
+    ASSERT_EQ(m_writer.m_capabilities.size(), 1U);
+    const auto& capability = dynamic_cast<const pwr::WriterPluginCapability&>(*m_writer.m_capabilities[0]);
+    std::set<int> classes(capability.m_tableClasses.begin(), capability.m_tableClasses.end());
+    EXPECT_THAT(classes, testing::ElementsAre(3, 4, 5, 6, 7, 8, 9));
+    EXPECT_EQ(m_writer.m_id, "f245366a-c403-478b-aae5-649269da17c7");
+    EXPECT_EQ(capability.m_name, "vyrta");
+    EXPECT_EQ(capability.m_extension, ".pwr");
+    EXPECT_EQ(capability.m_flags, 0);
+}
 
 TEST_F(VyrtaRecords, FrameSamplesByteForByte) {
     ZT2AttributeList list;

@@ -2,8 +2,11 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
+#include "summary/cell_printer.h"
+#include "summary/cell_reader.h"
 #include "tests/summary/summary_fixture.h"
 
 namespace {
@@ -152,6 +155,18 @@ TEST_F(TempFileManagerTest, TellsHowItStepsBack) {
     push(full, {std::string(252, 'x'), "behind the first buffer"}, 1);
     EXPECT_EQ(flush(full), 0);
     EXPECT_THAT(m_infos.m_lines, IsEmpty());
+}
+
+// A folder can be opened, and not be read.
+TEST_F(TempFileManagerTest, TellsWhyAFileCannotBeRead) {
+    m_environment.m_logLevel = 2;
+    const FilePtr folder = openFile(".", "rb");
+    ASSERT_NE(folder, nullptr);
+    CellReader reader;
+    CellPrinter printer(stdout, false, {1}, ",");
+    EXPECT_EQ(reader.replay(folder.get(), "folder", printer), CellReader::Result::Incomplete);
+    EXPECT_EQ(reader.error(), EISDIR);
+    EXPECT_THAT(m_infos.m_lines, ElementsAre("WARNING: Error reading file folder: 21\n"));
 }
 
 TEST_F(TempFileManagerTest, LosesATableWithoutAFile) {
