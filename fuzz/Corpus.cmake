@@ -4,7 +4,8 @@ function(pwr_fuzz_corpus name folder)
     set(seeds_of_pwr ${CMAKE_SOURCE_DIR}/tests/streams/*/expected/*.pwr)
     set(seeds_of_ztbin ${CMAKE_SOURCE_DIR}/tests/streams/*/expected/*.ztbin)
     set(seeds_of_import ${CMAKE_SOURCE_DIR}/tests/streams/*/expected/*.pwr
-        ${CMAKE_SOURCE_DIR}/tests/streams/*/expected/*.ztbin ${CMAKE_SOURCE_DIR}/tests/streams/*/expected/*.ztjson)
+        ${CMAKE_SOURCE_DIR}/tests/streams/*/expected/*.ztbin ${CMAKE_SOURCE_DIR}/tests/streams/*/expected/*.ztjson
+        ${CMAKE_SOURCE_DIR}/tests/traces/recorded-7-zstd.dat)
     set(seeds_of_stream_reader ${CMAKE_SOURCE_DIR}/samples/*.ndjson ${CMAKE_SOURCE_DIR}/tests/faults/*.ndjson)
     file(GLOB seeds CONFIGURE_DEPENDS ${seeds_of_${name}} ${CMAKE_SOURCE_DIR}/fuzz/corpus/${name}/*)
     foreach(seed ${seeds})

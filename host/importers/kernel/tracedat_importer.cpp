@@ -113,16 +113,17 @@ bool TracedatImporter::read(Input& part, Damage& damage) {
         part.content().skip(bytes.size());
     }
     const int file = content.descriptor();
-    bool isWhole = read_i(part, file, NO_END, damage);
-    const bool isUnread = !isWhole && m_count == 0 && !part.isStopped();
+    const bool isWhole = read_i(part, file, NO_END, damage);
+    const bool isUnread = !isWhole && m_count == 0;
     if (const base::Descriptor longer = isUnread ? extendedCopy(file) : base::Descriptor(); longer.isOpen()) {
-        read_i(part, longer.get(), sizeOf(file), damage);
+        Damage ofLonger;
+        read_i(part, longer.get(), sizeOf(file), ofLonger);
         if (m_count > 0) damage = {sizeOf(file), "the file ends before the trace does"};
     }
-    if (!isWhole && m_count == 0 && versionOf(file) == '7')
+    if (isUnread && versionOf(file) == '7')
         damage.what += "; one of version 7 that is cut has lost what its end tells";
     m_target.tell(m_name + ": " + m_builder.tally().text("records"));
-    return isWhole || part.isStopped();
+    return isWhole;
 }
 
 bool TracedatImporter::read_i(Input& part, int file, std::uint64_t end, Damage& damage) {
@@ -132,7 +133,7 @@ bool TracedatImporter::read_i(Input& part, int file, std::uint64_t end, Damage& 
         damage.what = std::string("no process can be started to read it: ") + std::strerror(errno);
         return false;
     }
-    const bool isWhole = receive_i(part, process.pipe(), damage);
+    const bool isWhole = receive_i(part, process.pipe(), damage) || part.isStopped();
     const int signal = process.end();
     if (!isWhole && damage.what.empty())
         damage.what = std::string("libtracecmd can't read on from here") +
