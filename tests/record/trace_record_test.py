@@ -97,7 +97,7 @@ class Trace(unittest.TestCase):
 
     def test_marks_of_programs_are_copied(self):
         place = "/sys/kernel/tracing"
-        mounted = ["unshare", "-m", "sh", "-c", f'mountpoint -q {place} || mount -t tracefs nodev {place}; exec "$@"', "sh"]
+        mounted = ["unshare", "-m", "sh", "-c", f'mountpoint -q {place} || mount -t tracefs nodev {place} || exit 99; exec "$@"', "sh"]
         marks = (f"exec > {place}/trace_marker; echo 'B|1|all of it'; for i in 1 2 3; do echo \"C|1|a level|$i\"; "
                  "echo 'I|1|a point'; echo a text; sleep 0.02; done; echo E")
         stream, err = self.traced("--trace", "marks", command=[*mounted, "sh", "-c", marks])
@@ -112,6 +112,25 @@ class Trace(unittest.TestCase):
         self.assertEqual([1, 2, 3], levels)
         left = subprocess.run([*mounted, "ls", f"{place}/instances"], capture_output=True, text=True, check=True).stdout
         self.assertNotIn("pwrhost", left)
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can show another kernel's events")
+    def test_events_that_a_kernel_lacks_are_told_and_the_others_traced(self):
+        place = "/sys/kernel/tracing"
+        prefix = ["unshare", "-m", "sh", "-c", (
+            f"mountpoint -q {place} || mount -t tracefs nodev {place} || exit 99; mkdir -p fake/events/sched; "
+            f"cp -r {place}/events/sched/sched_switch fake/events/sched; cp -r {place}/events/sched/sched_process_fork fake/events/sched; "
+            "sed -i s/child_pid/pid_of_child/ fake/events/sched/sched_process_fork/format; "
+            f'mount --bind fake {place} || exit 99; exec "$@"'), "sh"]
+        done = record(self.work, "--trace", "procs", "--seconds", "0.3", prefix=prefix)
+        if done.returncode == 99:
+            self.skipTest("nothing can be mounted")
+        self.assertEqual(0, done.returncode, done.stderr)
+        told = [line.split("trace: ")[1] for line in done.stderr.splitlines() if "trace: " in line]
+        self.assertEqual(["this kernel has no event sched:sched_process_exec",
+                          "sched:sched_process_fork of this kernel has no field child_pid",
+                          "this kernel has no event sched:sched_process_exit"], told)
+        events = [row[0] for row in Stream(self.work / "saved").rows("Trace Events Summary: Counts")]
+        self.assertEqual(["sched_switch"], events)
 
     def test_losses_are_told_with_their_number(self):
         pings = ("import os\na,b=os.pipe(); c,d=os.pipe()\nos.sched_setaffinity(0,[0])\n"
@@ -166,7 +185,8 @@ class WithoutTrace(unittest.TestCase):
 
     @unittest.skipUnless(os.geteuid() == 0, "only root can give capabilities away")
     def test_one_capability_is_enough_and_is_named_where_it_is_missing(self):
-        mounted = ["unshare", "-m", "sh", "-c", 'mount -t tracefs nodev /sys/kernel/tracing && exec "$@"', "sh"]
+        mounted = ["unshare", "-m", "sh", "-c", "mountpoint -q /sys/kernel/tracing || mount -t tracefs nodev /sys/kernel/tracing || exit 99; "
+                   'exec "$@"', "sh"]
         if subprocess.run([*mounted, "true"], capture_output=True, check=False).returncode != 0:
             self.skipTest("tracefs can't be mounted")
         for capabilities, missing in (("-all", "CAP_PERFMON"), ("-all,+perfmon", None)):
