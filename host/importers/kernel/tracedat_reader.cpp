@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 
 // trace-cmd.h includes this header, which is not C++, and needs nothing of it.
@@ -87,11 +88,37 @@ struct Library {
     }
 };
 
+// The library maps as much of the file as it can, and keeps what it has read. What lies behind the record
+// that is read is not looked at again, so the kernel may have it back.
+class ReadMemory {
+public:
+    void take(const tep_record& record) {
+        constexpr std::uintptr_t MUCH = 1 << 20;
+        constexpr std::uintptr_t PAGE = 4096;
+        const auto at = reinterpret_cast<std::uintptr_t>(record.data);
+        // Another piece of the file, or another place for it.
+        if (at - record.offset != m_base || at < m_begin) {
+            m_base = at - record.offset;
+            m_begin = at;
+        }
+        if (at - m_begin < MUCH) return;
+        const std::uintptr_t begin = (m_begin + PAGE - 1) / PAGE * PAGE;
+        const std::uintptr_t end = at / PAGE * PAGE;
+        ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
+        m_begin = end;
+    }
+
+private:
+    std::uintptr_t m_base = 0;   // where the file would begin
+    std::uintptr_t m_begin = 0;  // of what has not been given back
+};
+
 // The records of a CPU in one of the file's buffers, of which the next one is at hand.
 struct Stretch {
     tracecmd_input* buffer;
     int cpu;
     tep_record* next;
+    ReadMemory memory{};
 };
 
 class TracedatReader {
@@ -136,7 +163,8 @@ private:
 
     void addStretches_i(tracecmd_input* buffer) {
         const int cpus = tep_get_cpus(m_library.formats(buffer));
-        for (int cpu = 0; cpu < cpus; ++cpu) m_stretches.push_back({buffer, cpu, next_i(buffer, cpu)});
+        for (int cpu = 0; cpu < cpus; ++cpu)
+            m_stretches.push_back({.buffer = buffer, .cpu = cpu, .next = next_i(buffer, cpu)});
     }
 
     tep_record* next_i(tracecmd_input* buffer, int cpu) const {
@@ -170,6 +198,7 @@ private:
         }
         readRecord_i(*record, sent);
         m_sender.add(sent);
+        stretch.memory.take(*record);
         if (++m_count % OFTEN == 0) allowSeconds(SECONDS);
         stretch.next = next_i(stretch.buffer, stretch.cpu);
         m_library.free(record);
