@@ -93,7 +93,7 @@ struct Library {
 class ReadMemory {
 public:
     void take(const tep_record& record) {
-        constexpr std::uintptr_t MUCH = 1 << 20;
+        constexpr std::uintptr_t MUCH = 1 << 13;
         constexpr std::uintptr_t PAGE = 4096;
         const auto at = reinterpret_cast<std::uintptr_t>(record.data);
         // Another piece of the file, or another place for it.
