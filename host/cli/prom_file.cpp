@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -13,10 +14,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include "host/base/complain.h"
 #include "host/base/exit_status.h"
-#include "host/base/text.h"
+#include "host/cli/prom_text.h"
 #include "host/session/run.h"
 
 namespace host::cli {
@@ -46,8 +48,11 @@ bool replaceFile(const std::string& path, const std::string& text) {
     return false;
 }
 
-// The process that makes the file: replays the lines through the writer into a folder of its own, and turns
-// each result that comes of it into the file.
+// In the exit status of the process of a part: another part follows.
+constexpr int IS_MORE = 0x40;
+
+// The process that makes the file in a part: replays the lines through the writer into a folder of its own,
+// and turns each result that comes of it into the file.
 class Maker {
 public:
     Maker(std::string path, fs::path folder) : m_path(std::move(path)), m_folder(std::move(folder)) {}
@@ -64,7 +69,9 @@ public:
         ::unsetenv("PWR_LABELS");
         if (!run.open(options)) return base::EXIT_ERROR;
         if (!run.begin()) return base::EXIT_ERROR;
-        feed_i(lines, run);
+        const fs::path former = m_folder / "former";
+        m_text.continueFrom(contents(former));
+        const bool isMore = feed_i(lines, run);
         // What the writer says of its results is of no interest: they are gone.
         const base::Descriptor silence(::open("/dev/null", O_WRONLY | O_CLOEXEC));
         const base::Descriptor own(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
@@ -72,22 +79,33 @@ public:
         const int status = run.end();
         ::dup2(own.get(), STDERR_FILENO);
         update_i();
-        return m_isGood ? status : base::EXIT_ERROR;
+        if (isMore) std::ofstream(former, std::ios::binary) << m_text.text();
+        return (m_isGood ? status : int{base::EXIT_ERROR}) | (isMore ? IS_MORE : 0);
     }
 
 private:
-    void feed_i(int lines, session::Run& run) {
+    static std::string contents(const fs::path& path) {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    // Until an empty line ends the part, which nothing follows before this process has ended, or the lines
+    // end. Returns whether it was the former.
+    bool feed_i(int lines, session::Run& run) {
         std::FILE* const stream = ::fdopen(lines, "r");
         char* text = nullptr;
         std::size_t capacity = 0;
         std::uint64_t number = 0;
-        for (ssize_t length; (length = ::getline(&text, &capacity, stream)) > 0;) {
+        bool isMore = false;
+        for (ssize_t length; !isMore && (length = ::getline(&text, &capacity, stream)) > 0;) {
             const std::string_view line(text, static_cast<std::size_t>(length) - 1);
-            run.reader().line(line, ++number);
+            isMore = line.empty();
+            if (!isMore) run.reader().line(line, ++number);
             if (line == R"({"msg":"flush"})") update_i();
         }
         std::free(text);
         std::fclose(stream);
+        return isMore;
     }
 
     void update_i() {
@@ -98,8 +116,7 @@ private:
             return std::pair(a.string().size(), a) < std::pair(b.string().size(), b);
         });
         for (const fs::path& result : results) {
-            std::ifstream file(result, std::ios::binary);
-            m_text.take(std::string{std::istreambuf_iterator<char>(file), {}});
+            m_text.take(contents(result));
             fs::remove(result);
         }
         if (!results.empty() && m_isGood) m_isGood = replaceFile(m_path, m_text.text());
@@ -111,74 +128,30 @@ private:
     bool m_isGood = true;
 };
 
-// Without the labels that a scraper adds itself.
-std::string withoutOrigin(std::string_view series) {
-    std::string plain(series);
-    for (const std::string_view label : {"host=\"", "run=\""}) {
-        const std::size_t brace = plain.find('{');
-        if (brace == std::string::npos || plain.compare(brace + 1, label.size(), label) != 0) continue;
-        std::size_t end = brace + 1 + label.size();
-        while (end < plain.size() && plain[end] != '"') end += plain[end] == '\\' ? 2 : 1;
-        ++end;
-        if (end < plain.size() && plain[end] == ',') ++end;
-        plain.erase(brace + 1, end - brace - 1);
+bool waitFor(pid_t process, int& status) {
+    pid_t ended = -1;
+    while ((ended = ::waitpid(process, &status, 0)) < 0 && errno == EINTR) {
     }
-    if (plain.ends_with("{}")) plain.resize(plain.size() - 2);
-    return plain;
+    return ended == process && WIFEXITED(status);
+}
+
+// Starts a process for each part, one after the other, and writes a byte to `ends` when one that is not the
+// last has ended. Returns 0, or the worst that one ended with.
+int makeParts(const std::string& path, const fs::path& folder, int lines, int ends,
+              const std::vector<std::string>& plugins) {
+    int worst = 0;
+    for (bool isMore = true; isMore;) {
+        const pid_t maker = ::fork();
+        if (maker == 0) ::_exit(Maker(path, folder).work(lines, plugins));
+        int status = 0;
+        if (maker < 0 || !waitFor(maker, status)) return base::EXIT_ERROR;
+        worst = std::max(worst, WEXITSTATUS(status) & ~IS_MORE);
+        isMore = (WEXITSTATUS(status) & IS_MORE) != 0 && ::write(ends, "", 1) == 1;
+    }
+    return worst;
 }
 
 }  // namespace
-
-void PromText::takeType_i(std::string_view line) {
-    const std::size_t blank = line.find(' ');
-    m_current = line.substr(0, blank);
-    const std::string type(line.substr(blank + 1));
-    const auto [family, isNew] = m_families.try_emplace(m_current);
-    m_isNew = isNew;
-    if (!isNew) return;
-    m_names.push_back(m_current);
-    family->second.name = m_current + (type == "counter" ? "_total" : "");
-    family->second.head = "# TYPE " + family->second.name + " " + type + "\n";
-}
-
-void PromText::takeHelp_i(std::string_view line) {
-    Family& family = m_families[m_current];
-    family.head += "# HELP " + family.name + std::string(line.substr(line.find(' '))) + "\n";
-}
-
-// "SERIES VALUE STAMP"; the last one counts.
-void PromText::takeSample_i(std::string_view line) {
-    const std::size_t stamp = line.rfind(' ');
-    const std::size_t value = stamp == std::string_view::npos ? stamp : line.rfind(' ', stamp - 1);
-    if (value == std::string_view::npos || m_current.empty()) return;
-    Family& family = m_families[m_current];
-    std::string series = withoutOrigin(line.substr(0, value));
-    const auto [entry, isNew] = family.values.try_emplace(series);
-    if (isNew) family.series.push_back(std::move(series));
-    entry->second = line.substr(value + 1, stamp - value - 1);
-}
-
-void PromText::take(std::string_view text) {
-    for (std::string_view line; base::takeLine(text, line);) {
-        if (line.starts_with("# TYPE "))
-            takeType_i(line.substr(7));
-        else if (line.starts_with("# HELP ") && m_isNew)
-            takeHelp_i(line.substr(7));
-        else if (!line.starts_with('#'))
-            takeSample_i(line);
-    }
-}
-
-std::string PromText::text() const {
-    std::string all;
-    for (const std::string& name : m_names) {
-        const Family& family = m_families.at(name);
-        all += family.head;
-        for (const std::string& series : family.series)
-            all.append(series).append(1, ' ').append(family.values.at(series)).append(1, '\n');
-    }
-    return all;
-}
 
 bool PromFile::open(const std::string& path, const std::vector<std::string>& plugins) {
     std::error_code error;
@@ -189,46 +162,61 @@ bool PromFile::open(const std::string& path, const std::vector<std::string>& plu
     }
     if (!replaceFile(absolute, "")) return false;
     std::string folder = (fs::temp_directory_path(error) / "pwrhost_XXXXXX").string();
-    int ends[2];
-    if (::mkdtemp(folder.data()) == nullptr || ::pipe2(ends, O_CLOEXEC) != 0) {
+    std::array<int, 2> lines{-1, -1};
+    std::array<int, 2> ends{-1, -1};
+    if (::mkdtemp(folder.data()) == nullptr || ::pipe2(lines.data(), O_CLOEXEC) != 0 ||
+        ::pipe2(ends.data(), O_CLOEXEC) != 0) {
         base::complain("cannot make a folder for temporary files: " + std::string(std::strerror(errno)));
         return false;
     }
+    base::Descriptor read(lines[0]);
+    base::Descriptor written(ends[1]);
+    m_lines = base::Descriptor(lines[1]);
+    m_ends = base::Descriptor(ends[0]);
+    // What an ignored signal leaves behind can't be waited for.
+    std::signal(SIGCHLD, SIG_DFL);
     m_process = ::fork();
     if (m_process == 0) {
-        ::close(ends[1]);
+        m_lines = base::Descriptor();
         // The recording ends it, not what ends the recording.
         for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) std::signal(signal, SIG_IGN);
-        const int status = Maker(absolute, folder).work(ends[0], plugins);
+        const int status = makeParts(absolute, folder, read.get(), written.get(), plugins);
         fs::remove_all(folder, error);
         ::_exit(status);
     }
-    ::close(ends[0]);
-    m_lines = base::Descriptor(ends[1]);
     if (m_process < 0) base::complain("cannot start a process for " + path + ": " + std::strerror(errno));
     return m_process > 0;
 }
 
 bool PromFile::line(std::string_view line) {
-    std::string text(line);
-    text.push_back('\n');
-    std::string_view left = text;
-    while (!left.empty()) {
-        const ssize_t n = ::write(m_lines.get(), left.data(), left.size());
+    const bool isHead = line.starts_with(R"({"msg":"system")");
+    if (isHead && std::exchange(m_hasPart, true) && !endPart_i()) return false;
+    return write_i(std::string(line) + "\n");
+}
+
+bool PromFile::write_i(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t n = ::write(m_lines.get(), text.data(), text.size());
         if (n < 0 && errno != EINTR) return false;
-        if (n > 0) left.remove_prefix(static_cast<std::size_t>(n));
+        if (n > 0) text.remove_prefix(static_cast<std::size_t>(n));
     }
     return true;
+}
+
+bool PromFile::endPart_i() {
+    if (!write_i("\n")) return false;
+    char end = 0;
+    ssize_t n = 0;
+    while ((n = ::read(m_ends.get(), &end, 1)) < 0 && errno == EINTR) {
+    }
+    return n == 1;
 }
 
 bool PromFile::close() {
     m_lines = base::Descriptor();
     if (m_process <= 0) return true;
     int status = 0;
-    while (::waitpid(m_process, &status, 0) < 0 && errno == EINTR) {
-    }
-    m_process = 0;
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return waitFor(std::exchange(m_process, 0), status) && WEXITSTATUS(status) == 0;
 }
 
 }  // namespace host::cli

@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,7 +12,8 @@ namespace host::cli {
 
 // The state of a recording as a file for the textfile collector of a monitoring system: text format 0.0.4,
 // families named as the writer "openmetrics" names them, the last value of each series, counters since the
-// start. A process of its own turns the recording's lines into it, with that writer.
+// start. Processes of its own turn the recording's lines into it, with that writer: one for each part of the
+// recording, as writers keep what they keep per process, and one that starts these.
 class PromFile {
 public:
     PromFile() = default;
@@ -25,39 +25,21 @@ public:
     // complaint, if `path` may not be written or the process can't be started.
     bool open(const std::string& path, const std::vector<std::string>& plugins);
 
-    // Takes a line of the recording; with a flush the file is made anew.
+    // Takes a line of the recording; with a flush the file is made anew. A further "system" message begins
+    // another part, in which counters go on; it waits until the file of the one before is complete.
     bool line(std::string_view line);
 
     // Completes the file, which stays. False, after a complaint, if it could not be written once.
     bool close();
 
 private:
+    bool write_i(std::string_view text);
+    bool endPart_i();
+
     pid_t m_process = 0;
     base::Descriptor m_lines;
-};
-
-// Turns the writer's text into that of the file, over several of its results.
-class PromText {
-public:
-    void take(std::string_view text);
-    std::string text() const;
-
-private:
-    struct Family {
-        std::string name;                           // of its samples
-        std::string head;                           // lines TYPE and HELP
-        std::vector<std::string> series;            // in order of first appearance
-        std::map<std::string, std::string> values;  // by series
-    };
-
-    void takeType_i(std::string_view line);
-    void takeHelp_i(std::string_view line);
-    void takeSample_i(std::string_view line);
-
-    std::vector<std::string> m_names;  // of the families, in order of first appearance
-    std::map<std::string, Family> m_families;
-    std::string m_current;  // name of the family whose lines are being taken
-    bool m_isNew = false;
+    base::Descriptor m_ends;  // of parts: a byte for each
+    bool m_hasPart = false;
 };
 
 }  // namespace host::cli

@@ -135,13 +135,14 @@ bool checkCommand(const RecordCommandOptions& options) {
 }
 
 int runParts(RecordCommandOptions& options, session::Run& run, const emit::LineSink& deliver) {
-    if (!options.m_words.command.empty())
-        return refuse("--rotate", "not together with a command"), base::EXIT_ERROR;
     if (options.m_run.m_output == "-" || options.m_record.save == "-")
         return refuse("--rotate", "parts can't share standard output"), base::EXIT_ERROR;
     const record::Deliverer deliverer{[&](const std::string& suffix) { return run.begin(suffix); }, deliver,
                                       [&] { return run.end(); }, [&] { return run.results(); }};
-    return record::recordInParts(options.m_record, deliverer);
+    if (options.m_words.command.empty()) return record::recordInParts(options.m_record, deliverer);
+    record::Command command(options.m_words.command);
+    options.m_record.seconds = 0;
+    return record::recordInParts(options.m_record, deliverer, &command);
 }
 
 int runCommand(RecordCommandOptions& options, session::Run& run, const emit::LineSink& deliver) {
@@ -163,7 +164,6 @@ int runChecked(RecordCommandOptions& options);
 // Runs with a copy of the lines for the file of a monitoring system.
 int runWithProm(RecordCommandOptions& options) {
     PromFile file;
-    if (options.m_record.isRotated()) return refuse("--prom", "not together with --rotate"), base::EXIT_ERROR;
     std::signal(SIGPIPE, SIG_IGN);
     if (!file.open(options.m_words.prom, options.m_run.m_plugins)) return base::EXIT_ERROR;
     options.m_record.tee = [&file](std::string_view line) { return file.line(line); };

@@ -70,9 +70,11 @@ void Collector::rotate_i() {
     m_own.cpuUsec = m_clock.cpuUsec();
     m_part->sample(now, true);
     next->baseline(now);
+    if (m_options.tee) m_part->flushTee(now);
     m_part->finish(now);
     endPart_i();
     m_part = std::move(next);
+    if (m_options.tee) m_part->tee(m_options.tee, now + ticks_i(m_options.rotateSec));
     m_clock.wakeOn(m_part->wakeDescriptor());
     if (m_options.continuous) m_part->goLive(sink_i(), now + ticks_i(m_options.rotateSec));
     m_nextFlush = now + ticks_i(m_options.flushEverySec);

@@ -36,17 +36,25 @@ RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& s
     return Collector(options, root, clock, sink, tell).run();
 }
 
-int recordInParts(const RecordOptions& options, const Deliverer& deliverer) {
+int recordInParts(const RecordOptions& options, const Deliverer& deliverer, Command* command) {
     const Tell tell = teller(options);
     const Root root(options.root);
     if (!isOpen(root, tell)) return base::EXIT_ERROR;
-    SystemClock clock(root);
+    SystemClock clock(root, command);
     PartProcesses parts(deliverer, options.save, options.keep, tell);
     RecordOptions unsaved = options;  // the parts keep their streams themselves
     unsaved.save.clear();
     Collector collector(unsaved, root, clock, {}, tell);
     collector.rotateThrough(parts);
+    int startStatus = 0;
+    if (command != nullptr) {
+        collector.onStart([&] { return (startStatus = command->start()) == 0; });
+        collector.onReport([command](emit::Report& report) { command->report(report); });
+    }
     const RecordResult result = collector.run();
+    if (startStatus != 0) return startStatus;
+    if (command != nullptr) command->wait();
+    if (command != nullptr && command->status() != 0) return command->status();
     return result == RecordResult::Complete ? parts.status() : base::EXIT_ERROR;
 }
 

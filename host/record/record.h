@@ -23,11 +23,14 @@ enum class RecordResult {
 // call returns.
 RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& sink);
 
-// The same in parts, each delivered in a process of its own. Returns the exit status.
-int recordInParts(const RecordOptions& options, const Deliverer& deliverer);
+// The same in parts, each delivered in a process of its own, for as long as `command` runs if there is one.
+// Returns the exit status: the command's, or why it could not be started, or else, if that is 0, that of the
+// parts.
+int recordInParts(const RecordOptions& options, const Deliverer& deliverer, Command* command = nullptr);
 
-// The same while a command runs: `begin` is called with the command started, and the collection ends with it.
-// If that can't be started nothing is collected, and `commandStatus` says why, as Command::start does.
+// As recordMachine while a command runs: `begin` is called with the command started, and the collection ends
+// with it. If that can't be started nothing is collected, and `commandStatus` says why, as Command::start
+// does.
 RecordResult recordCommand(const RecordOptions& options, Command& command, const std::function<void()>& begin,
                            const emit::LineSink& sink, int& commandStatus);
 

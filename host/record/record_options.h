@@ -26,7 +26,8 @@ struct RecordOptions {
     std::string root = "/";            // where proc, sys and etc are looked for
     std::vector<std::string> command;  // the words of the command line
     std::string order;                 // line of the stream that orders the report; empty: the recorder's own
-    emit::LineSink tee;                // gets all samples as they come, with a flush every flushEverySec
+    emit::LineSink
+        tee;  // gets all samples as they come, of one part after the other, with a flush every flushEverySec
 
     bool isRotated() const { return rotateSec > 0 || rotateBytes > 0; }
 

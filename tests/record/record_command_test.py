@@ -279,6 +279,53 @@ class RecordCommand(unittest.TestCase):
             self.assertEqual(done.returncode, 1)
             self.assertIn(why, done.stderr)
 
+    def test_a_command_runs_on_over_the_parts(self):
+        for more in ((), ("--continuous", "--flush-every", "0.1")):
+            done = pwrhost(self.work, "record", "--root", TREE, "--rotate", "200ms", *more, "--", "sh", "-c",
+                           "sleep 0.7; exit 3")
+            self.assertEqual(done.returncode, 3, done.stderr)
+            *first, last = [(self.work / name).read_text() for name in sorted(contents(self.work))]
+            self.assertGreater(len(first), 1)
+            self.assertRegex(last, r"(?s)Command: sh -c sleep.*Command Summary\n[^\n]*\n[^\n]*\nsh \(\d+\) *, 3 ")
+            self.assertEqual([report for report in first if "Command Summary" in report or "Command:" in report], [])
+            for name in contents(self.work):
+                (self.work / name).unlink()
+        for command, status in (("./nosuch", 127), (".", 126)):
+            done = pwrhost(self.work, "record", "--rotate", "1h", "--save", "s", "--", command)
+            self.assertEqual((done.returncode, contents(self.work)), (status, {}))
+
+    def test_counters_for_a_monitoring_system_go_on_over_the_parts(self):
+        for more in ((), ("--continuous",)):
+            process = subprocess.Popen([PWRHOST, "record", "--preset", "server", "--quiet", "-w", "none", "--interval", "50",
+                                        "--rotate", "250ms", "--seconds", "1.2", "--flush-every", "0.1", "--prom", "f.prom",
+                                        "--save", "s", *more], cwd=self.work, stderr=subprocess.PIPE, text=True)
+            texts = []
+            while process.poll() is None:
+                if (self.work / "f.prom").exists():
+                    texts.append((self.work / "f.prom").read_text())
+                time.sleep(0.01)
+            self.assertEqual((process.returncode, process.communicate()[1]), (0, ""))
+            texts.append((self.work / "f.prom").read_text())
+            seen = [re.search(r"(?m)^context_switches_total\{.*\} (\d+)$", text) for text in texts if text]
+            self.assertEqual(sorted(seen, key=lambda found: int(found[1])), seen)
+            total, free = 0, 0
+            parts = sorted(self.work.glob("s.*"))
+            self.assertGreater(len(parts), 2)
+            for part in parts:
+                lines = [json.loads(line) for line in part.read_text().splitlines()]
+                ids = {line["name"]: line["id"] for line in lines if line.get("def") == "metric"}
+                elements = {name: [e["v"]["u"] for l in lines if l.get("msg") == "metric" and l["metric"] == ids[name]
+                                   for e in l["data"]] for name in ("Context Switches", "Available Memory")}
+                total += sum(elements["Context Switches"])
+                free = elements["Available Memory"][-1]
+            self.assertEqual(int(seen[-1][1]), total)
+            memory = re.search(r"(?m)^available_memory_bytes\{.*\} (\S+)$", texts[-1])
+            self.assertEqual(float(memory[1]), free * 1024)
+            types = re.findall(r"(?m)^# TYPE (\S+)", texts[-1])
+            self.assertEqual(len(types), len(set(types)))
+            for name in contents(self.work):
+                (self.work / name).unlink()
+
     def test_the_page_names_what_the_list_names_and_every_file_that_tells_of_power(self):
         page = (pathlib.Path(TREE).parents[3] / "docs/record.md").read_text()
         done = pwrhost(self.work, "record", "--root", TREE, "--list")
