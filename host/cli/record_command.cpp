@@ -76,15 +76,16 @@ bool readTop(const std::string& text, std::size_t& top) {
 // "1h" or "100M".
 bool readRotation(const std::string& text, record::RecordOptions& options) {
     if (text.empty()) return true;
-    const std::size_t unit = std::string("kMG").find(text.back());
-    if (unit == std::string::npos) return readSeconds("--rotate", text, false, options.rotateSec);
     std::string_view left = text;
     std::uint64_t number = 0;
-    if (!base::takeUnsigned(left, number) || left.size() != 1 || number == 0 || number > 1'000'000'000)
-        return refuse("--rotate",
-                      "neither a length of time nor a number of bytes, as 1h or 100M: \"" + text + "\"");
-    options.rotateBytes = number << (10 * (unit + 1));
-    return true;
+    const std::size_t unit = std::string("kMG").find(text.back());
+    if (unit == std::string::npos)
+        options.rotateSec = base::parseDuration(text).value_or(0.0);
+    else if (base::takeUnsigned(left, number) && left.size() == 1 && number <= 1'000'000'000)
+        options.rotateBytes = number << (10 * (unit + 1));
+    return options.isRotated() ||
+           refuse("--rotate",
+                  "neither a length of time nor a number of bytes, as 1h or 100M: \"" + text + "\"");
 }
 
 bool readTrace(const Words& words, record::TraceOptions& trace) {
@@ -275,7 +276,7 @@ void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std:
     command
         ->add_option("--keep", recording.keep, "Complete parts that stay; older ones of this run are removed")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 20).description(""));
     command->add_option("--save", recording.save, "Keep the message stream in this file")->type_name("FILE");
     command->add_option("--root", recording.root, "Where proc, sys and etc are looked for")
         ->type_name("DIR")

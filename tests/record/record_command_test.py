@@ -202,7 +202,9 @@ class RecordCommand(unittest.TestCase):
             (["true"], "unknown word true"), (["--"], "no command"), (["--sources", "CPU, foo"], 'unknown source "foo"'),
             (["--metrics", "cpu*"], "nothing is left"), (["--exclude", "*"], "nothing is left"),
             (["--interval", "disk=0"], "milliseconds"), (["--interval", "disc=5"], 'unknown source "disc"'),
-            (["--top", "some"], "--top"), (["--seconds", "3 weeks"], "seconds")):
+            (["--top", "some"], "--top"), (["--seconds", "3 weeks"], "seconds"), (["--rotate", "0M"], "neither a length"),
+            (["--rotate", "5X"], "neither a length"), (["--keep", "0"], "not in range 1 to"),
+            (["--rotate", "1h", "--output", "-"], "standard output"), (["--output", "-", "--", "true"], "--output")):
             done = pwrhost(self.work, "record", *words)
             self.assertEqual(done.returncode, 1, words)
             self.assertIn(text, done.stderr)
