@@ -332,9 +332,12 @@ class RecordCommand(unittest.TestCase):
         page = (pathlib.Path(TREE).parents[3] / "docs/record.md").read_text()
         done = pwrhost(self.work, "record", "--root", TREE, "--list")
         rows = [re.split(r" {2,}", line) for line in done.stdout.splitlines()[1:]]
-        sources, ignored = page.split("## Sources")[1].split("## Ignored")
+        sources, proof, ignored = re.split("## Proof|## Ignored", page.split("## Sources")[1])
+        tests = "".join(path.read_text() for path in pathlib.Path(TREE).parents[1].glob("*.cpp"))
         for source, metric, *_ in rows:
             self.assertRegex(sources, rf"(?m)^\| {source} \|[^|\n]*\b{metric}\b")
+            for test in re.search(rf"(?m)^\| {source} \| ([^|]+) \|", proof)[1].split(", "):
+                self.assertRegex(tests, rf"(?m)^TEST(_F)?\({test},")
         globs = [glob for row in rows for glob in row[5].split()] + re.findall("`([^`]+)`", ignored)
         rules = [re.compile(re.escape(g).replace(r"\*\*", ".*").replace(r"\*", "[^/]*") + "$") for g in globs]
         telling = re.compile("power|energy|temp|fan|freq|volt|curr|_uw|_uj|watt|/in[0-9]")
