@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Records this machine under load and compares with what other programs saw of the same seconds.
 
-usage: interop_test.py PWRHOST [SECONDS]
+usage: interop_test.py PWRHOST [SECONDS [ROOT TEST...]]
 """
 import json
 import os
@@ -15,6 +15,7 @@ import unittest
 
 PWRHOST = sys.argv[1]
 SECONDS = int(sys.argv[2]) if len(sys.argv) > 2 else 20
+ROOT = sys.argv[3] if len(sys.argv) > 3 else "/"
 # What the kernel's performance events tell of energy, with the names of the same domains below powercap.
 DOMAINS = {"energy-pkg": r"pkg|package-\d+", "energy-cores": "cores|.*/core", "energy-ram": "ram|.*/dram",
            "energy-gpu": "gpu|.*/uncore", "energy-psys": "psys"}
@@ -27,7 +28,7 @@ SENSORS = {"temp": ("Sensor Temperature", 0, 5), "fan": ("Fan Speed", 0.2, 100),
 def record(folder, seconds):
     """The stream of a recording, while another program watches."""
     return subprocess.Popen([PWRHOST, "record", "-w", "none", "--quiet", "--no-progress", "--seconds", str(seconds),
-                             "--save", "stream"], cwd=folder, stderr=subprocess.PIPE, text=True)
+                             "--save", "stream", "--root", ROOT], cwd=folder, stderr=subprocess.PIPE, text=True)
 
 
 def sums(path):
@@ -147,7 +148,8 @@ class OtherEyes(unittest.TestCase):
             text = upower("-i", path)
             name = re.search(r"native-path: *(\S+)", text)[1].rpartition("/")[2]
             for field, metric, share, least in (("percentage", "Battery Capacity", 0, 2), ("energy", "Battery Energy", 0.05, 1),
-                                                ("voltage", "Battery Voltage", 0.05, 0.2)):
+                                                ("voltage", "Battery Voltage", 0.05, 0.2),
+                                                ("energy-rate", "Battery Power", 0.5, 2)):
                 shown = re.search(rf"(?m)^ *{field}: *([\d.]+)", text)
                 ours = [v for (known, entity, _), v in self.last.items() if (known, entity) == (metric, name)]
                 if shown and ours:  # upower works out the energy of a battery that tells its charge
@@ -155,4 +157,4 @@ class OtherEyes(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=[sys.argv[0], *sys.argv[4:]])
