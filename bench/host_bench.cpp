@@ -109,7 +109,7 @@ void benchReader(const std::string& pwrhost, std::uint64_t elements, unsigned ro
         bytes / 1e6, static_cast<unsigned long long>(elements), rate.median, rate.min, rate.max, peak);
 }
 
-// Reads results of each kind back, and tells what making the stream of them and reading that costs.
+// Reads results of each kind back, and says what making the stream of them and reading that costs.
 void benchResults(const std::string& pwrhost, std::uint64_t elements, unsigned rounds) {
     char folder[] = "/tmp/host-bench-XXXXXX";
     if (mkdtemp(folder) == nullptr) fail("cannot make a working folder");

@@ -15,7 +15,7 @@ struct Cost {
     double bytes = 0;      // of the result files
     double peakBytes = 0;  // memory above what the process had at the start of the run
     double written = 0;    // bytes that were written to files of any kind
-    double spools = 0;     // files with data that were open, behind the last message or at the end
+    double spools = 0;     // files with data that were open, after the last message or at the end
     double totalNs() const { return ingestNs + finiNs; }
 };
 

@@ -34,7 +34,7 @@ public:
     std::int32_t writeMessage(const pwr::SystemMessage& message) override;
 
     // Takes in a sample. Returns 1 if no system message came before, or at the first element whose value
-    // should be a data descriptor and is none; elements before that one are kept, those behind it dropped.
+    // should be a data descriptor and is none; elements before that one are kept, those after it dropped.
     std::int32_t writeMessage(const pwr::Metric& metric) override;
 
 private:

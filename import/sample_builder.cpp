@@ -117,7 +117,7 @@ int SampleBuilder::addAttributes_i(const EntityDataElement& element, StateCache&
 }
 
 // The static walks give the same attributes each time, so the first success is remembered. What does not fit
-// is walked through again, as each step of the walk tells of it.
+// is walked through again, as each step of the walk reports it.
 int SampleBuilder::addInfos_i(const pwr::AttributeValueManager* manager, KnownAttributes& known) {
     if (repeat_i(known)) return 0;
     const std::uint32_t first = m_list->count;

@@ -26,7 +26,7 @@ public:
     // Defines the entity and its parents.
     virtual int defineEntity(const pwr::EntityHandle& entity) = 0;
 
-    // Defines a state. `id` is its descriptor's on entry, and the one to be used after. `isWritten` tells
+    // Defines a state. `id` is its descriptor's on entry, and the one to be used after. `isWritten` gives
     // whether its record is in the file.
     virtual int defineState(const std::string& name, std::uint64_t& id, bool& isWritten) = 0;
 

@@ -4,7 +4,7 @@
 
 namespace vyrta {
 
-// Whether a sample may take what earlier ones have worked out. Debug lines tell of each step of each sample,
+// Whether a sample may take what earlier ones have worked out. Debug lines report each step of each sample,
 // also of steps that change nothing, so that nothing is skipped while they show. A host may change the level
 // at any time; it counts from the next message on, so that the lines of one message are of one kind.
 class Shortcuts {

@@ -35,7 +35,7 @@ public:
     // Adds a value to the list: a number, the bounds of a range, or the id of a text. Null adds nothing.
     int add(const pwr::Data* data, ZT2AttributeList& list);
 
-    // The same, after its quantity if it has one, or with `asString` as a text, units in parentheses behind
+    // The same, after its quantity if it has one, or with `asString` as a text, units in parentheses after
     // it. A text goes to `stringOut` if that is given; only then may the list be null.
     int add(const pwr::Data* data, const pwr::Quantity* quantity, ZT2AttributeList* list, bool asString,
             std::string* stringOut);

@@ -35,5 +35,5 @@ struct VyrtaCollectionInfo {
     std::uint64_t cpuFrequencyMhz = 0;  // MHz, truncated
 };
 
-// Takes what the system message tells.
+// Takes what the system message gives.
 void readCollectionInfo(const pwr::SystemMetadata& metadata, VyrtaCollectionInfo& info);

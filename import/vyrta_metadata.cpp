@@ -59,7 +59,7 @@ int writeSharedGroup(VyrtaWriter& writer, const char* kind, const std::string& l
     return writeGroup(writer, kind, longName, shortName, metricId, id, parentId);
 }
 
-// Defines a quantity behind its rate quantity, if that could be defined.
+// Defines a quantity after its rate quantity, if that could be defined.
 int defineQuantity(VyrtaWriter& writer, const pwr::Quantity& quantity, double multiplier, long rateId,
                    bool hasRate) {
     const unsigned int type = VyrtaWriter::getVyrtaQuantityType(quantity.toQuantity());

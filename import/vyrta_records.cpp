@@ -32,7 +32,7 @@ int VyrtaWriter::writeRecord(unsigned long storeId, const char* buffer, unsigned
     VyrtaBackingStoreManager* const manager = getStore_i(storeId);
     if (manager == nullptr || !manager->m_valid) return 1;
     if (manager->pushBuffer_i(buffer, size) == 0) return 0;
-    // The block can hold a part of the record now, so that nothing behind it could be read.
+    // The block can hold a part of the record now, so that nothing after it could be read.
     manager->m_valid = false;
     return 1;
 }

@@ -42,7 +42,7 @@ std::int32_t VyrtaWriter::writeMessage(const pwr::Metric& metric) {
     return 1;
 }
 
-// Tells why a metric is about to become void, where its user can do something about it.
+// Says why a metric is about to become void, where its user can do something about it.
 void VyrtaWriter::reportReason_i(const pwr::Metric& metric) const {
     const VyrtaBackingStoreManager* const manager = m_impl->findBackingStore(metric.m_id);
     const bool isVoid = !m_impl->m_valid || (manager != nullptr && !manager->m_valid);

@@ -196,7 +196,7 @@ public:
     // use.
     int processStringData(const std::string& text, ZT2AttributeList* list);
 
-    // Add a number or a range as a string, units in parentheses behind it.
+    // Add a number or a range as a string, units in parentheses after it.
     template <typename T>
     int processValueAsString(T value, const pwr::Quantity* quantity, ZT2AttributeList* list,
                              std::string* stringOut) {

@@ -19,7 +19,7 @@ struct DocumentHead {
     const std::string& commandLine;
 };
 
-// Writes the document, without the newline behind it, into `sink`. Categories and series stand in the order
+// Writes the document, without the newline after it, into `sink`. Categories and series stand in the order
 // of first appearance in `series`, whose states are numbered anew in each category.
 void writeDocument(DocumentSink& sink, const DocumentHead& head,
                    const std::vector<std::unique_ptr<Series>>& series);

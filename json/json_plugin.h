@@ -68,7 +68,7 @@ private:
     float m_tickFactor;                           // microseconds per tick
     const pwr::SystemMetadata* m_systemMetadata;  // the host's; null before the system message
     std::uint64_t m_collectionStart;              // TSC ticks
-    std::string m_commandLine;                    // each word behind a blank
+    std::string m_commandLine;                    // each word after a blank
     std::string m_zentraceVersion;
     std::string m_driverVersion;
     std::unordered_map<std::uint64_t, Series*> m_series;  // by series key

@@ -83,7 +83,7 @@ private:
 
     struct Chunk {
         std::unique_ptr<char[]> bytes;
-        const char* end;  // behind the last record; of the last chunk it is m_at instead
+        const char* end;  // after the last record; of the last chunk it is m_at instead
     };
 
     void makeRoom_i();
@@ -91,7 +91,7 @@ private:
     const char* endOf_i(std::size_t chunk) const;
 
     // What each point needs, in one line of the cache.
-    char* m_at = nullptr;   // behind the last record
+    char* m_at = nullptr;   // after the last record
     char* m_end = nullptr;  // of the last chunk
     std::size_t m_size = 0;
     std::uint64_t m_lastEnd = 0;

@@ -31,7 +31,7 @@ struct StringNumberSort {
     }
 };
 
-// By the number behind the first `m_prefixLength` characters; a rest that is no number goes before nothing.
+// By the number after the first `m_prefixLength` characters; a rest that is no number goes before nothing.
 struct StateSort {
     std::size_t m_prefixLength;
 
@@ -50,7 +50,7 @@ void sortNames(std::vector<std::string>& names, Compare compare) {
         std::stable_sort(names.begin(), names.end(), compare);
 }
 
-// The number of characters to sort behind; 0 if the names share none.
+// The number of characters to sort after; 0 if the names share none.
 std::size_t findPrefixLength(const std::vector<std::string>& names) {
     const std::string& first = names.front();
     if (first.size() < 2) return 1;

@@ -24,7 +24,7 @@ public:
     // Adds a word. An empty one does nothing.
     void addWord(const std::string& word);
 
-    // Inserts into `result` every recorded word below this node that starts with `prefix`, each behind
+    // Inserts into `result` every recorded word below this node that starts with `prefix`, each after
     // `soFar`, the text that leads to this node.
     void getWordsStartingWith(const std::string& prefix, std::set<std::string>& result,
                               const std::string& soFar) const;

@@ -20,7 +20,7 @@ std::string nameOf(const pwr::DataHandle* handle);
 // The qualified name, or an empty text for a null handle.
 std::string qualifiedNameOf(const pwr::DataHandle* handle);
 
-// A metric's name and, behind " - ", the qualified name of an entity that has a name.
+// A metric's name and, after " - ", the qualified name of an entity that has a name.
 std::string entityTitle(const pwr::Metric& metric, const pwr::EntityHandle& entity);
 
 // The id of a handle, 0 for a null one.

@@ -14,7 +14,7 @@ namespace overtime {
 
 using spooled_text::LENGTH_SIZE;
 
-// Writes a text behind its length and returns the place behind it. The caller answers for the room.
+// Writes a text after its length and returns the place after it. The caller answers for the room.
 inline char* putRecord(char* out, std::string_view text) {
     out = packing::put(out, static_cast<std::uint32_t>(text.size()));
     if (text.size() <= 2 * STRIDE) {
@@ -28,7 +28,7 @@ inline char* putRecord(char* out, std::string_view text) {
 // memory that is its owner's.
 class PendingRow {
 public:
-    // Room that stays free behind the last record, for the one that ends the row.
+    // Room that stays free after the last record, for the one that ends the row.
     static constexpr std::size_t END_SIZE = LENGTH_SIZE + 1;
 
     // How many columns have a record.

@@ -8,7 +8,7 @@
 #include "overtime/int_writer_v2.h"
 
 // Writes the tables of IntWriterV2 in another arrangement: a sampled metric has one table with its entities
-// as columns, tables are spread over files by the metric's group, and a file of their own tells what the
+// as columns, tables are spread over files by the metric's group, and a file of their own says what the
 // columns of each metric stand for. All files are made by fini:
 //
 //     <output name>_meta_phm.csv     the columns of all metrics

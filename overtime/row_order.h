@@ -13,7 +13,7 @@ namespace overtime {
 //
 // Many tables do not fit into the processor's cache: each has left it before its next row comes. As the order
 // of the rows is mostly that of the time before, within a message and from message to message, the tables
-// next in that order are fetched while the others are written: step by step, as each step tells where the
+// next in that order are fetched while the others are written: step by step, as each step says where the
 // next is.
 //
 // `Key` tells the kinds of messages apart, as in a FlatMap. `Table` has fetch(stage) for the stages 0 to

@@ -6,7 +6,7 @@
 
 namespace overtime {
 
-// How many bytes behind a text may be read or written by a copy in strides.
+// How many bytes after a text may be read or written by a copy in strides.
 inline constexpr std::size_t STRIDE = 16;
 
 // Copies `length` bytes and up to STRIDE more, all of which must be there.

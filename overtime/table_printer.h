@@ -19,7 +19,7 @@ namespace overtime {
 // be asked of the file. The errno of the first write that failed goes to the caller's `writeError`.
 class TablePrinter {
 public:
-    // Cells are copied in strides: this many bytes behind a cell's text must be readable.
+    // Cells are copied in strides: this many bytes after a cell's text must be readable.
     static constexpr std::size_t SLACK = STRIDE;
 
     // The file and the widths stay the caller's. `delimiter` and one blank part the cells of a row;
@@ -35,7 +35,7 @@ public:
     // The titles of all columns, and the end of their line.
     void header(const std::vector<std::string>& titles);
 
-    // The cell of the next column. SLACK bytes behind it must be readable.
+    // The cell of the next column. SLACK bytes after it must be readable.
     void cell(const char* text, std::size_t length) {
         const std::uint64_t width = m_next != m_last ? *m_next++ : 0;
         const std::size_t padding = width > length ? width - length : 0;
@@ -58,7 +58,7 @@ public:
         m_out = out + length;
     }
 
-    // The same for a text that has nothing behind it.
+    // The same for a text that has nothing after it.
     void cellWithoutSlack(std::string_view text);
 
     // Fills the row up with default values and ends it.
@@ -79,12 +79,12 @@ private:
     const std::uint64_t* const m_last;
     const std::uint64_t* m_next;
     const std::size_t m_separatorLength;
-    const std::string m_separator;  // with SLACK bytes behind it, as the next one
+    const std::string m_separator;  // with SLACK bytes after it, as the next one
     const std::size_t m_defaultValueLength;
     const std::string m_defaultValue;
     int& m_writeError;
     std::size_t m_lead = 0;                  // how much of the separator stands in front of the next cell
-    std::string m_padded;                    // a text and the slack behind it
+    std::string m_padded;                    // a text and the slack after it
     const std::unique_ptr<char[]> m_buffer;  // null when memory is short: then nothing is gathered
     char* m_out;
     char* m_end;

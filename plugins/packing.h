@@ -9,7 +9,7 @@
 
 namespace packing {
 
-// Writes `value` at `out` in sizeof(T) bytes, lowest first, and returns the place behind it. The caller
+// Writes `value` at `out` in sizeof(T) bytes, lowest first, and returns the place after it. The caller
 // answers for the room. T is an integer type, an enumeration or a floating-point type.
 template <typename T>
 inline char* put(char* out, T value) {
@@ -19,13 +19,13 @@ inline char* put(char* out, T value) {
     return out + sizeof(T);
 }
 
-// Writes `count` bytes as they are and returns the place behind them.
+// Writes `count` bytes as they are and returns the place after them.
 inline char* putBytes(char* out, const void* bytes, std::size_t count) {
     if (count != 0) std::memcpy(out, bytes, count);
     return out + count;
 }
 
-// Writes `count` zero bytes and returns the place behind them.
+// Writes `count` zero bytes and returns the place after them.
 inline char* putZeros(char* out, std::size_t count) {
     std::memset(out, 0, count);
     return out + count;

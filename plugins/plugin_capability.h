@@ -11,7 +11,7 @@ class Plugin;
 
 namespace pwr {
 
-// Tells the host what a plug-in can do. The host reads the fields directly, so their order is part of the
+// Reports the host what a plug-in can do. The host reads the fields directly, so their order is part of the
 // binary interface.
 class PluginCapability {
 public:

@@ -12,7 +12,7 @@ inline constexpr std::size_t CACHE_LINE = 64;
 #define PREFETCHES [[gnu::always_inline]] inline
 
 PREFETCHES void prefetch(const void* begin, std::size_t size) {
-    // As a number, since there may be no object, or the next one behind it.
+    // As a number, since there may be no object, or the next one after it.
     const auto address = reinterpret_cast<std::uintptr_t>(begin);
     for (std::size_t offset = 0; offset < size; offset += CACHE_LINE)
         // NOLINTNEXTLINE(performance-no-int-to-ptr): the pointer is not followed

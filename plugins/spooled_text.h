@@ -1,4 +1,4 @@
-// Texts in temporary files and stores: each behind its length in bytes, 32 bits in the machine's byte order.
+// Texts in temporary files and stores: each after its length in bytes, 32 bits in the machine's byte order.
 #pragma once
 
 #include <concepts>

@@ -8,7 +8,7 @@
 
 namespace pwr {
 
-// Tells the host which tables a writer wants and what its results are called. Every writer has exactly one.
+// Reports the host which tables a writer wants and what its results are called. Every writer has exactly one.
 class WriterPluginCapability : public PluginCapability {
 public:
     // `extension` is the extension or suffix that the writer appends to the output name; an empty set of

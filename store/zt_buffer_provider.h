@@ -10,11 +10,11 @@ class ZTBufferProvider {
 public:
     virtual ~ZTBufferProvider() = default;
 
-    // Copies up to `count` bytes from the read head on and moves it behind them. Returns the number of bytes,
+    // Copies up to `count` bytes from the read head on and moves it after them. Returns the number of bytes,
     // less than `count` only at the end of the data, or -1.
     virtual std::int64_t read(void* destination, unsigned long count) = 0;
 
-    // Puts `count` bytes at the write head, over what is there, and moves it behind them; the data grows when
+    // Puts `count` bytes at the write head, over what is there, and moves it after them; the data grows when
     // they pass its end. Returns `count`, or -1; the bytes may then have been taken in part.
     virtual std::int64_t write(const void* source, unsigned long count) = 0;
 

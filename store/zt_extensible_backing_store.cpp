@@ -26,7 +26,7 @@ constexpr std::size_t ERROR_TEXT_SIZE = 256;
 constexpr std::uint64_t SMALL_WINDOW = 65536;
 constexpr std::size_t BACKING_STEP = 131072;
 
-// Tells a failure of the temporary file through the stream form of the log, and leaves errno as it is.
+// Reports a failure of the temporary file through the stream form of the log, and leaves errno as it is.
 void report(const char* what) {
     const int reason = errno;
     char text[ERROR_TEXT_SIZE] = "";
@@ -215,7 +215,7 @@ bool ZTExtensibleBackingStore::enlargeBuffer_i(std::uint64_t size) {
     return true;
 }
 
-// Has memory put behind the first `end` bytes of the window, and some more while at it.
+// Has memory put after the first `end` bytes of the window, and some more while at it.
 void ZTExtensibleBackingStore::backUpTo_i(std::uint64_t end) {
     if (end <= m_backed) return;
     const std::uint64_t steps = (end + BACKING_STEP - 1) / BACKING_STEP;
@@ -338,7 +338,7 @@ std::int32_t ZTExtensibleBackingStore::insert(unsigned long position, const void
                                               unsigned long count) {
     if (position > size()) return -1;
     if (count == 0) return 0;
-    // Before the heads leave the window, while the write head still tells what of it is to be kept.
+    // Before the heads leave the window, while the write head still says what of it is to be kept.
     if (!isInWindow(position) && !rewind_i(position)) return -1;
     const MemoryBlock first = makeBlock(count);
     const MemoryBlock second = makeBlock(count);

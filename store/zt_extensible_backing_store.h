@@ -13,7 +13,7 @@ namespace pwr {
 // A byte store that keeps one window of its data in memory and the rest in a temporary file.
 //
 // The window starts with room for one byte and doubles up to a limit; when a write comes to the end of a full
-// window, the window is written to the file and goes on behind it. The file lies in the working directory and
+// window, the window is written to the file and goes on after it. The file lies in the working directory and
 // goes with the store. One thread at a time.
 class ZTExtensibleBackingStore final : public ZTBufferProvider {
 public:

@@ -9,7 +9,7 @@
 #include <vector>
 
 // Lays a table's cells out as lines: each cell left-justified and padded with blanks to its column's width,
-// the delimiter between cells, a newline behind the last one.
+// the delimiter between cells, a newline after the last one.
 //
 // Output is gathered and written in big blocks; after
 // the first failed write to the report nothing more goes there.

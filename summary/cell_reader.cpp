@@ -44,7 +44,7 @@ CellReader::Result CellReader::replay(std::FILE* file, const std::string& path, 
     }
 }
 
-// Prints the cells that lie wholly in the first `count` bytes and returns the place behind them.
+// Prints the cells that lie wholly in the first `count` bytes and returns the place after them.
 std::size_t CellReader::printWholeCells_i(std::size_t count, CellPrinter& printer) const {
     return spooled_text::takeWhole({m_buffer.get(), count},
                                    [&](std::string_view text) { printer.printCell(text); });

@@ -10,7 +10,7 @@
 class CellPrinter;
 
 // Reads temporary column files and prints their cells. One buffer serves all files. What it holds of a cell
-// that goes on behind its end is carried to its front; when a cell does not fit at all, the buffer doubles
+// that goes on after its end is carried to its front; when a cell does not fit at all, the buffer doubles
 // and the cell is read again.
 class CellReader {
 public:

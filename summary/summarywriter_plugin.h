@@ -33,7 +33,7 @@ public:
     std::int32_t writeMessage(const pwr::TableMessage& message) override;
 
     // Appends a line to one of the report's two text sections: a header text, reached through the first
-    // operation by its message type, to the one at the head, any other to the one behind it. Returns 0, or 1
+    // operation by its message type, to the one at the head, any other to the one after it. Returns 0, or 1
     // if the text could not be stored. Throws std::bad_cast on a message whose type does not tell the truth.
     std::int32_t writeMessage(const pwr::TextMessage& message) override;
     std::int32_t writeMessage(const pwr::HeaderTextMessage& message);

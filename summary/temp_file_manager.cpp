@@ -61,7 +61,7 @@ void reportCreationFailure(const std::string& path, int error) {
     }
 }
 
-// Tells of a table that is not whole. `what` is what could not be done to its file.
+// Reports a table that is not whole. `what` is what could not be done to its file.
 void reportLoss(const char* what, const std::string& path, const std::string& title, int error) {
     char text[ERROR_TEXT_SIZE];
     LOG_ERROR("Cannot %s temp output file: %s, table: %s, error: errnum=%d: %s\n", what, path.c_str(),
@@ -85,7 +85,7 @@ void closeAndRemove(TempFile& file) {
 
 // The file is new, so that nobody else has it open.
 FilePtr createFile(const std::string& path) {
-    // Where the name cannot be freed, opening tells why.
+    // Where the name cannot be freed, opening says why.
     temporary_name::vacate(path.c_str());
     return openFile(path, "wb");
 }

@@ -11,13 +11,13 @@
 using NotesMap = std::unordered_map<unsigned int, const pwr::TextNotes*>;
 
 // Print the notes that belong before (or after) a table or a metric container, each with an empty line
-// behind it. Null notes and notes without such a part print nothing.
+// after it. Null notes and notes without such a part print nothing.
 void processPreTableTextNotes(std::FILE* output, NotesMap::const_iterator notes);
 void processPostTableTextNotes(std::FILE* output, NotesMap::const_iterator notes);
 void processPreMetricTextNotes(std::FILE* output, NotesMap::const_iterator notes);
 void processPostMetricTextNotes(std::FILE* output, NotesMap::const_iterator notes);
 
-// Prints the header of a metric container with an empty line behind it.
+// Prints the header of a metric container with an empty line after it.
 void processMetricContainerHeader(std::FILE* output, const std::string& header);
 
 // A table's combined id holds its metric container id in the high and its table id in the low 32 bits, so a

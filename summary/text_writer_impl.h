@@ -46,7 +46,7 @@ public:
     // report that could not be written whole is told by an error line.
     int fini();
 
-    // Return the manager under the combined id, new if there is none yet: `created` tells. The column count
+    // Return the manager under the combined id, new if there is none yet: `created` gives. The column count
     // matters only for a new one. Null if memory is short. The engine owns the managers.
     TempFileManager* getTempFile(unsigned long key, bool& created, int columnCount);
     TempFileManager* getTempMetricInfoFile(unsigned long key, bool& created, int columnCount);

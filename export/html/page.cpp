@@ -94,7 +94,7 @@ void appendHead(ResultFile& page, const PageContent& content) {
             appendHeadLine(page, "Not offered", std::string_view(note).substr(NOT_OFFERED.size()));
 }
 
-// Whether a note tells of losses: it says so, with a number above 0.
+// Whether a note reports losses: it says so, with a number above 0.
 bool isLoss(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
     const bool saysSo = text.find("lost") != std::string::npos || text.find("refused") != std::string::npos;

@@ -152,7 +152,7 @@ bool Exposition::printSeries_i(const std::string& head, const Series& series, Po
     });
 }
 
-// The labels of all series of the family, in braces and with a blank behind. Those of no two are the same.
+// The labels of all series of the family, in braces and with a blank after. Those of no two are the same.
 std::vector<std::string> Exposition::labelsOf_i(const Family& family, const Samples& samples) const {
     std::vector<std::string> labels;
     std::map<std::string_view, std::vector<std::size_t>> places;

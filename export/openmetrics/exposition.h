@@ -27,7 +27,7 @@ private:
     std::vector<std::string> labelsOf_i(const Family& family, const Samples& samples) const;
     std::string labelsOf_i(const Series& series, const Samples& samples) const;
 
-    std::string m_first;  // the labels host and run, with a comma behind each
+    std::string m_first;  // the labels host and run, with a comma after each
     std::string m_last;   // those of the user
     std::string m_line;
 };

@@ -129,7 +129,7 @@ std::uint32_t Samples::stateNumber_i() {
     }
     if (found == m_kind->states.end()) {
         const auto number = static_cast<std::uint32_t>(m_kind->stateTexts.size());
-        m_kind->stateTexts.reserve(number + 1);  // so that nothing fails behind the next line
+        m_kind->stateTexts.reserve(number + 1);  // so that nothing fails after the next line
         found = m_kind->states.emplace(text, number).first;
         m_kind->stateTexts.push_back(&found->first);
     }
@@ -145,7 +145,7 @@ Series& Samples::numberSeries_i(SourcePart part) {
     return m_series[number];
 }
 
-// The seconds in a state; the occurrences are the series behind it.
+// The seconds in a state; the occurrences are the series after it.
 std::size_t Samples::stateSeries_i(SourcePart part) {
     const std::uint32_t* const known = m_seriesNumbers.find(part);
     if (known != nullptr) return *known - 1;

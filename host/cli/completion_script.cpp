@@ -230,7 +230,7 @@ std::string zshAction(const Word& word) {
 std::string zshOption(const Word& option) {
     std::string text;
     for (const std::string& name : option.m_names) {
-        // A long name may have its value behind a sign.
+        // A long name may have its value after a sign.
         const bool isLong = option.m_takesValue && name.starts_with("--");
         text +=
             " \\\n                '*" + name + (isLong ? "=[" : "[") + zshQuoted(option.m_description) + "]";

@@ -5,7 +5,7 @@
 
 namespace host::cli {
 
-// Tells on standard error how far a run has come, a few times a second, in one line that is overwritten and
+// Reports on standard error how far a run has come, a few times a second, in one line that is overwritten and
 // is no wider than the terminal.
 class Progress {
 public:

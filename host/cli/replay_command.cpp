@@ -74,7 +74,7 @@ void import(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feed
     feeder.fail();
 }
 
-// Whatever happens, the run can be ended behind it.
+// Whatever happens, the run can be ended after it.
 void feed(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feeder, double intervalSec) {
     try {
         if (inputs.kind().make != nullptr) return import(inputs, isQuiet, feeder, intervalSec);

@@ -13,7 +13,7 @@ namespace host::cli {
 
 namespace {
 
-// A note such as "12 events were lost" tells of so many losses.
+// A note such as "12 events were lost" reports so many losses.
 std::uint64_t lossesOf(std::string_view note) {
     std::uint64_t count = 0;
     std::string_view text = base::trimmed(note);
@@ -57,7 +57,7 @@ private:
     const pwr::SystemMetadata* m_metadata = nullptr;
 };
 
-// The name without folders and what tells the kind.
+// The name without folders and what gives the kind.
 std::string runOf(const std::string& name) {
     std::string run = name.substr(name.rfind('/') + 1);
     for (const char* extension : {".zst", ".gz"})

@@ -9,7 +9,7 @@ namespace host::emit {
 CounterMetric::CounterMetric(const Context& context, CounterSpec spec)
     : m_context(context),
       m_spec(std::move(spec)),
-      m_wanted(context.wants(m_spec.chapter.name)),
+      m_wanted(context.wants(m_spec.section.name)),
       m_descriptors(context.define),
       m_line(context) {}
 
@@ -28,7 +28,7 @@ void CounterMetric::define() {
     if (!m_wanted) return;
     m_isDefined = true;
     Definitions& define = m_context.define;
-    MetricDefinition metric{.name = m_spec.chapter.name, .group = m_spec.chapter.feature};
+    MetricDefinition metric{.name = m_spec.section.name, .group = m_spec.section.feature};
     metric.type = MetricType::SampledDelta;
     metric.quantity = define.counted(m_spec.quantity, m_spec.rate, m_spec.rateFactor);
     metric.value = define.handle(m_spec.quantity.name);
@@ -37,12 +37,12 @@ void CounterMetric::define() {
         defineHead_i(item);
         metric.announce(item.entity, m_descriptors.get(item.name));
     }
-    m_spec.chapter.metric = define.metric(metric);
+    m_spec.section.metric = define.metric(metric);
 }
 
 void CounterMetric::begin(std::uint64_t ticks) {
     m_ticks = ticks;
-    m_line.begin(m_spec.chapter.metric, ticks);
+    m_line.begin(m_spec.section.metric, ticks);
 }
 
 void CounterMetric::start(std::size_t item, std::uint64_t reading) {
@@ -93,11 +93,11 @@ void CounterMetric::end() {
 
 void CounterMetric::report(Report& report) const {
     if (!m_isDefined) return;
-    report.chapter(m_spec.chapter);
+    report.section(m_spec.section);
     std::vector<std::string> columns = m_spec.keys;
     columns.push_back("Average Rate (" + m_spec.rate.units + ")");
     columns.push_back("Total (" + m_spec.quantity.units + ")");
-    report.table(m_spec.chapter.name + " Summary: Average Rate and Total", columns);
+    report.table(m_spec.section.name + " Summary: Average Rate and Total", columns);
     for (const Item& item : m_items) {
         if (item.observed == 0) continue;
         const double seconds = static_cast<double>(item.observed) / m_context.ticksPerUsec / 1e6;

@@ -11,7 +11,7 @@
 namespace host::emit {
 
 struct CounterSpec {
-    Chapter chapter;  // the metric's id is filled in
+    Section section;  // the metric's id is filled in
     QuantityDefinition quantity;
     QuantityDefinition rate;  // of its change per second
     double rateFactor;
@@ -25,7 +25,7 @@ public:
 
     // Adds a counter and returns its index; one that is added after `define` appears when it has something to
     // tell. `name` tells it apart from the other counters of its entity; `keys` are its cells in the report.
-    // A counter with a `range` goes on from 0 behind it, if the step that this means is possible: at most
+    // A counter with a `range` goes on from 0 after it, if the step that this means is possible: at most
     // `mostPerSecond`, or half the range where that is not known. One that falls otherwise has been set back.
     std::size_t add(Id entity, const std::string& name, std::vector<std::string> keys,
                     std::uint64_t range = 0);

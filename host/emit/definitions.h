@@ -94,7 +94,7 @@ public:
     Id thread(std::uint64_t tid, std::uint64_t pid, std::string_view name, std::uint64_t start);
     Id metric(const MetricDefinition& definition);
 
-    // Notes what summary tables alone will tell of: it is listed like a metric.
+    // Notes what summary tables alone will report: it is listed like a metric.
     void announce(const std::string& name, std::size_t entities) { m_metrics.emplace_back(name, entities); }
 
     // The metrics so far, with the number of entities that each had from the beginning.

@@ -14,16 +14,16 @@ void Report::note(const std::string& text) {
     JsonLine(key::MESSAGE, message::TEXT).member(key::TEXT, text).writeTo(m_output);
 }
 
-void Report::chapter(const Chapter& chapter) {
-    m_container = chapter.metric;
-    m_chapters.emplace_back(chapter.feature, chapter.name);
+void Report::section(const Section& section) {
+    m_container = section.metric;
+    m_chapters.emplace_back(section.feature, section.name);
     JsonLine line(key::MESSAGE, message::CONTAINER);
-    line.member(key::ID, chapter.metric)
-        .member(key::FEATURE, chapter.feature)
-        .member(key::METRIC, chapter.name);
-    line.member(key::HEADER, chapter.name);
-    if (!chapter.note.empty())
-        line.key(key::NOTES).beginObject().key("0").beginList().value(chapter.note).endList().endObject();
+    line.member(key::ID, section.metric)
+        .member(key::FEATURE, section.feature)
+        .member(key::METRIC, section.name);
+    line.member(key::HEADER, section.name);
+    if (!section.note.empty())
+        line.key(key::NOTES).beginObject().key("0").beginList().value(section.note).endList().endObject();
     line.writeTo(m_output);
 }
 

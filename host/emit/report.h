@@ -11,7 +11,7 @@
 namespace host::emit {
 
 // A metric's place in the report.
-struct Chapter {
+struct Section {
     Id metric;
     std::string feature;  // the part of the report that it belongs to
     std::string name;     // the metric's name
@@ -23,18 +23,18 @@ class Report {
 public:
     Report(Output& output, Definitions& definitions) : m_output(output), m_definitions(definitions) {}
 
-    // A line of the head of the report, and one of the notes behind it.
+    // A line of the head of the report, and one of the notes after it.
     void header(const std::string& text);
     void note(const std::string& text);
 
-    // Begins the chapter of a metric, whose tables follow.
-    void chapter(const Chapter& chapter);
+    // Begins the section of a metric, whose tables follow.
+    void section(const Section& section);
 
-    // Begins a table of the chapter, whose rows follow: a text for each column.
+    // Begins a table of the section, whose rows follow: a text for each column.
     void table(const std::string& title, const std::vector<std::string>& columns);
     void row(const std::vector<std::string>& cells);
 
-    // Defines the order in which the report holds the chapters: by feature as in `features`, then as written.
+    // Defines the order in which the report holds the sections: by feature as in `features`, then as written.
     void order(const std::vector<std::string>& features);
 
 private:

@@ -7,12 +7,12 @@
 
 namespace host::emit {
 
-ResidencyMetric::ResidencyMetric(const Context& context, Chapter chapter, std::string of, double ticksPerUnit)
+ResidencyMetric::ResidencyMetric(const Context& context, Section section, std::string of, double ticksPerUnit)
     : m_context(context),
-      m_chapter(std::move(chapter)),
+      m_section(std::move(section)),
       m_of(std::move(of)),
       m_ticksPerUnit(ticksPerUnit),
-      m_wanted(context.wants(m_chapter.name)),
+      m_wanted(context.wants(m_section.name)),
       m_line(context) {}
 
 std::size_t ResidencyMetric::state(const std::string& name) {
@@ -39,7 +39,7 @@ void ResidencyMetric::define() {
     if (!m_wanted) return;
     Definitions& define = m_context.define;
     for (const std::string& name : m_states) m_descriptors.push_back(define.descriptor(name));
-    MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
+    MetricDefinition metric{.name = m_section.name, .group = m_section.feature};
     metric.type = MetricType::SampledResidency;
     metric.quantity = define.time();
     metric.legend = m_descriptors;
@@ -52,7 +52,7 @@ void ResidencyMetric::define() {
         for (const std::size_t state : item.states)
             metric.descriptors.emplace_back(item.entity, m_descriptors[state]);
     }
-    m_chapter.metric = define.metric(metric);
+    m_section.metric = define.metric(metric);
 }
 
 void ResidencyMetric::start(std::size_t index, std::span<const std::uint64_t> readings) {
@@ -64,7 +64,7 @@ void ResidencyMetric::start(std::size_t index, std::span<const std::uint64_t> re
 void ResidencyMetric::begin(std::uint64_t ticks) {
     m_previous = m_ticks;
     m_ticks = ticks;
-    m_line.begin(m_chapter.metric, ticks);
+    m_line.begin(m_section.metric, ticks);
 }
 
 void ResidencyMetric::take(std::size_t index, std::span<const std::uint64_t> readings) {
@@ -96,8 +96,8 @@ void ResidencyMetric::report(Report& report) const {
         for (std::size_t i = 0; i < item.states.size(); ++i) row.ticks[item.states[i]] = item.totals[i];
         rows.push_back(std::move(row));
     }
-    report.chapter(m_chapter);
-    writeResidencyTable(report, m_chapter.name, m_of, m_states, rows, m_context.ticksPerUsec);
+    report.section(m_section);
+    writeResidencyTable(report, m_section.name, m_of, m_states, rows, m_context.ticksPerUsec);
 }
 
 }  // namespace host::emit

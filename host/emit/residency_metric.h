@@ -14,7 +14,7 @@ namespace host::emit {
 class ResidencyMetric {
 public:
     // `of` says what an entity is, as "CPU"; readings count `ticksPerUnit` clock ticks each.
-    ResidencyMetric(const Context& context, Chapter chapter, std::string of, double ticksPerUnit);
+    ResidencyMetric(const Context& context, Section section, std::string of, double ticksPerUnit);
 
     // Index of the state of this name, which is new at its first use. Before `define`.
     std::size_t state(const std::string& name);
@@ -52,7 +52,7 @@ private:
     void defineHeads_i(Item& item);
 
     const Context& m_context;
-    Chapter m_chapter;
+    Section m_section;
     std::string m_of;
     double m_ticksPerUnit;
     const bool m_wanted;

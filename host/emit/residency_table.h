@@ -1,4 +1,4 @@
-// The table of the report that tells how long things were in which state.
+// The table of the report that says how long things were in which state.
 #pragma once
 
 #include <cstdint>

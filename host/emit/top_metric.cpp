@@ -17,19 +17,19 @@ constexpr const char* OTHER = "other";
 TopMetric::TopMetric(const Context& context, Spec spec)
     : m_context(context),
       m_spec(std::move(spec)),
-      m_wanted(context.wants(m_spec.chapter.name)),
+      m_wanted(context.wants(m_spec.section.name)),
       m_line(context) {}
 
 void TopMetric::define(const std::vector<Id>& entities) {
     if (!m_wanted) return;
     Definitions& define = m_context.define;
-    MetricDefinition metric{.name = m_spec.chapter.name, .group = m_spec.chapter.feature};
+    MetricDefinition metric{.name = m_spec.section.name, .group = m_spec.section.feature};
     metric.type = MetricType::SampledDelta;
     metric.quantity = define.counted(m_spec.quantity, m_spec.rate, m_spec.rateFactor);
     metric.value = define.handle(m_spec.quantity.name);
     metric.entity = define.handle(m_spec.of);
     metric.entities = entities;
-    m_spec.chapter.metric = define.metric(metric);
+    m_spec.section.metric = define.metric(metric);
 }
 
 void TopMetric::other(Id entity, Id descriptor) {
@@ -42,7 +42,7 @@ void TopMetric::begin(std::uint64_t ticks) {
     m_ticks = ticks;
     m_rest = 0;
     m_chosen.clear();
-    m_line.begin(m_spec.chapter.metric, ticks);
+    m_line.begin(m_spec.section.metric, ticks);
 }
 
 void TopMetric::take(Item& item, std::uint64_t rise) {
@@ -76,10 +76,10 @@ void TopMetric::report(Report& report) const {
     std::stable_sort(rows.begin(), rows.end(),
                      [](const auto& a, const auto& b) { return a.first > b.first; });
     if (rows.size() > MOST_ROWS) rows.resize(MOST_ROWS);
-    report.chapter(m_spec.chapter);
+    report.section(m_spec.section);
     // Under a title that automation leaves out, as the rows are others in every run.
     report.table(
-        m_spec.chapter.name + " Summary: Counts and Average Rates of the Top",
+        m_spec.section.name + " Summary: Counts and Average Rates of the Top",
         {m_spec.of, "Average Rate (" + m_spec.rate.units + ")", "Total (" + m_spec.quantity.units + ")"});
     const double seconds = static_cast<double>(m_observed) / m_context.ticksPerUsec / 1e6;
     for (const auto& [total, name] : rows)

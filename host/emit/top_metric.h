@@ -16,7 +16,7 @@ namespace host::emit {
 class TopMetric {
 public:
     struct Spec {
-        Chapter chapter;  // the metric's id is filled in
+        Section section;  // the metric's id is filled in
         QuantityDefinition quantity;
         QuantityDefinition rate;  // of its change per second
         double rateFactor;

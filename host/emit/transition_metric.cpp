@@ -6,12 +6,12 @@
 
 namespace host::emit {
 
-TransitionMetric::TransitionMetric(const Context& context, Chapter chapter, std::string what, std::string of)
+TransitionMetric::TransitionMetric(const Context& context, Section section, std::string what, std::string of)
     : m_context(context),
-      m_chapter(std::move(chapter)),
+      m_section(std::move(section)),
       m_what(std::move(what)),
       m_of(std::move(of)),
-      m_wanted(context.wants(m_chapter.name)),
+      m_wanted(context.wants(m_section.name)),
       m_line(context) {}
 
 std::size_t TransitionMetric::add(Id entity, const std::string& name) {
@@ -29,7 +29,7 @@ std::size_t TransitionMetric::state_i(std::string_view name) {
 void TransitionMetric::define() {
     if (!m_wanted) return;
     m_isDefined = true;
-    MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
+    MetricDefinition metric{.name = m_section.name, .group = m_section.feature};
     metric.type = MetricType::TracedTransition;
     metric.quantity = m_context.define.time();
     metric.value = m_context.define.handle(m_what);
@@ -37,7 +37,7 @@ void TransitionMetric::define() {
     metric.entity = m_context.define.handle(m_of);
     for (const State& state : m_states) metric.legend.push_back(state.descriptor);
     for (const Item& item : m_items) metric.entities.push_back(item.entity);
-    m_chapter.metric = m_context.define.metric(metric);
+    m_section.metric = m_context.define.metric(metric);
 }
 
 void TransitionMetric::enter(std::size_t index, std::uint64_t ticks, std::optional<std::string_view> name) {
@@ -60,7 +60,7 @@ void TransitionMetric::deliver_i(Item& item, std::uint64_t ticks, std::size_t st
     item.ticks[state] += duration;
     item.observed += duration;
     const Id descriptor = m_states[state].descriptor;
-    m_line.begin(m_chapter.metric, ticks);
+    m_line.begin(m_section.metric, ticks);
     m_line.handle(elementHead(item.entity, descriptor), duration, descriptor);
     m_line.end();
 }
@@ -79,8 +79,8 @@ void TransitionMetric::report(Report& report) const {
         rows.push_back({item.name, item.ticks, item.observed});
         rows.back().ticks.resize(names.size());
     }
-    report.chapter(m_chapter);
-    writeResidencyTable(report, m_chapter.name, m_of, names, rows, m_context.ticksPerUsec);
+    report.section(m_section);
+    writeResidencyTable(report, m_section.name, m_of, names, rows, m_context.ticksPerUsec);
 }
 
 }  // namespace host::emit

@@ -15,7 +15,7 @@ namespace host::emit {
 class TransitionMetric {
 public:
     // `what` is what changes, as "Governor"; `of` says what an entity is, as "CPU".
-    TransitionMetric(const Context& context, Chapter chapter, std::string what, std::string of);
+    TransitionMetric(const Context& context, Section section, std::string what, std::string of);
 
     // Both before `define`. A state that is not known beforehand is defined at its first use.
     std::size_t add(Id entity, const std::string& name);
@@ -57,7 +57,7 @@ private:
     void deliver_i(Item& item, std::uint64_t ticks, std::size_t state, std::uint64_t duration);
 
     const Context& m_context;
-    Chapter m_chapter;
+    Section m_section;
     std::string m_what;
     std::string m_of;
     const bool m_wanted;

@@ -10,7 +10,7 @@ namespace host::emit {
 ValueMetric::ValueMetric(const Context& context, ValueSpec spec)
     : m_context(context),
       m_spec(std::move(spec)),
-      m_wanted(context.wants(m_spec.chapter.name)),
+      m_wanted(context.wants(m_spec.section.name)),
       m_descriptors(context.define),
       m_line(context) {}
 
@@ -28,7 +28,7 @@ void ValueMetric::define() {
     if (!m_wanted) return;
     m_isDefined = true;
     Definitions& define = m_context.define;
-    MetricDefinition metric{.name = m_spec.chapter.name, .group = m_spec.chapter.feature};
+    MetricDefinition metric{.name = m_spec.section.name, .group = m_spec.section.feature};
     metric.type = MetricType::SampledValue;
     metric.quantity = define.quantity(m_spec.quantity);
     metric.value = define.handle(m_spec.what);
@@ -37,13 +37,13 @@ void ValueMetric::define() {
         defineHead_i(item);
         metric.announce(item.entity, m_descriptors.get(item.what));
     }
-    m_spec.chapter.metric = define.metric(metric);
+    m_spec.section.metric = define.metric(metric);
 }
 
 void ValueMetric::begin(std::uint64_t ticks) {
     m_duration = ticks - m_previous;
     m_previous = ticks;
-    m_line.begin(m_spec.chapter.metric, ticks);
+    m_line.begin(m_spec.section.metric, ticks);
 }
 
 void ValueMetric::Item::take(double value) {
@@ -74,8 +74,8 @@ void ValueMetric::end() {
 void ValueMetric::report(Report& report) const {
     if (!m_isDefined) return;
     const std::string units = m_spec.quantity.units.empty() ? "" : " (" + m_spec.quantity.units + ")";
-    report.chapter(m_spec.chapter);
-    report.table(m_spec.chapter.name + " Summary: Average and Range",
+    report.section(m_spec.section);
+    report.table(m_spec.section.name + " Summary: Average and Range",
                  {m_spec.of, "Samples", "Minimum" + units, "Average" + units, "Maximum" + units});
     for (const Item& item : m_items) {
         if (item.count == 0) continue;

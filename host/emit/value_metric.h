@@ -11,7 +11,7 @@
 namespace host::emit {
 
 struct ValueSpec {
-    Chapter chapter;  // the metric's id is filled in
+    Section section;  // the metric's id is filled in
     QuantityDefinition quantity;
     std::string what;  // what is read of each entity, as "Frequency"
     std::string of;    // what an entity is, as "CPU"

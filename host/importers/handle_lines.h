@@ -12,7 +12,7 @@ class HandleLines {
 public:
     using Id = std::uint32_t;
 
-    // A quantity of a result, as far as that tells it.
+    // A quantity of a result, as far as that gives it.
     struct Quantity {
         std::string name, units;
         unsigned kind = 0;

@@ -56,7 +56,7 @@ public:
     // delivered. Returns false and fills `damage` in the second case.
     virtual bool read(Input& part, Damage& damage) = 0;
 
-    // To be called behind the last part, also when it was damaged.
+    // To be called after the last part, also when it was damaged.
     virtual void finish() {}
 };
 

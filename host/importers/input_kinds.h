@@ -25,7 +25,7 @@ struct InputKind {
     // Makes the importer. Null: the content is lines of a message stream already.
     std::unique_ptr<Importer> (*make)(const ImportTarget& target);
 
-    // Reads through a part of a run and tells its place among the others. Null: a run of this kind is one
+    // Reads through a part of a run and gives its place among the others. Null: a run of this kind is one
     // file. Nothing if the part is damaged so early that it has no place.
     std::optional<PartKey> (*place)(Input& part);
 

@@ -36,7 +36,7 @@ std::vector<PwrElement> elementsOf(const std::vector<PwrAttribute>& attributes);
 // True for an attribute of the collector's things, which entities and elements have.
 bool isInfo(const PwrAttribute& attribute);
 
-// True for the type of a number that has the end of a range behind it.
+// True for the type of a number that has the end of a range after it.
 bool isLowerBound(std::uint32_t type);
 
 }  // namespace host::importers

@@ -59,7 +59,7 @@ struct PwrHeader {
     // Takes a record in front of the second magic record.
     void take(const inspect::PwrRecord& record);
 
-    // Tells starts from ends, once all records have been taken.
+    // Reports starts from ends, once all records have been taken.
     void finish();
 
     const Info* find(std::string_view kind, std::uint64_t id) const;

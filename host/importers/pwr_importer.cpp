@@ -208,7 +208,7 @@ void PwrImporter::push_i(Delivery& delivery, std::size_t block) {
 
 // Finds something to go on with where all blocks wait. False if there is nothing more.
 bool PwrImporter::unblock_i(Delivery& delivery, bool isWhole) {
-    // What is missing from a file that was cut may stand behind the cut.
+    // What is missing from a file that was cut may stand after the cut.
     const auto isKnown = [this](std::uint32_t id) {
         return std::any_of(m_blocks.begin(), m_blocks.end(),
                            [id](const Block& block) { return block.metric.id == id; });

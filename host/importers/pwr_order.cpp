@@ -50,7 +50,7 @@ void PwrOrder::advance_i() {
     while (m_next < m_isUsed.size() && m_isUsed[m_next]) ++m_next;
 }
 
-// Calls `visit` with the place of a thing behind those of the things that it refers to as its parents.
+// Calls `visit` with the place of a thing after those of the things that it refers to as its parents.
 void PwrOrder::visitFamily_i(std::string_view kind, std::uint64_t id, auto visit) const {
     // Families do not go round in circles in a sound file.
     constexpr int MOST_GENERATIONS = 64;

@@ -51,7 +51,7 @@ public:
     void skipTo(std::size_t place) { m_next = place; }
 
     // Takes the records of a void metric that stand next; nothing if there is none, or if it was taken
-    // before. `isKnown` tells whether a metric of an id has samples.
+    // before. `isKnown` says whether a metric of an id has samples.
     template <typename IsKnown>
     std::optional<VoidMetric> takeVoidMetric(IsKnown isKnown) {
         const auto metric = voidMetricAt_i(m_next);

@@ -26,7 +26,7 @@ struct Wakelock {
 // Looks at the next wakelock of a block. Nothing at the block's end and where one is not whole.
 std::optional<Wakelock> peekWakelock(ContentWindow& block);
 
-// Makes lines of wakelocks. The file tells no metric of them; each block gets one with an id that keeps the
+// Makes lines of wakelocks. The file gives no metric of them; each block gets one with an id that keeps the
 // blocks in their order.
 class PwrWakelockLines {
 public:

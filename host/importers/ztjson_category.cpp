@@ -101,7 +101,7 @@ void ZtjsonCategory::readStates_i(JsonPull& json) {
     json.enterList();
     while (json.nextItem()) {
         states.push_back(json.text());
-        // Names that differ behind a zero byte show as one.
+        // Names that differ after a zero byte show as one.
         states.back().append(occurrences[states.back()]++, '\0');
     }
 }

@@ -137,7 +137,7 @@ ZtjsonDocument::Id ZtjsonDocument::defineQuantity_i(const Category& category) {
     return m_handles.quantity(quantity);
 }
 
-// Metrics of one name that differ behind a zero byte show as one name.
+// Metrics of one name that differ after a zero byte show as one name.
 ZtjsonDocument::Id ZtjsonDocument::defineMetric_i(const Category& category, std::uint8_t type) {
     Metric& metric = m_metrics.emplace_back();
     const auto id = static_cast<Id>(m_metrics.size());
@@ -204,7 +204,7 @@ void ZtjsonDocument::define_i(Category& category) {
     }
 }
 
-// Puts the series together by time. Each begins behind the one before it in the document, and goes on in its
+// Puts the series together by time. Each begins after the one before it in the document, and goes on in its
 // own order.
 void ZtjsonDocument::deliver_i(Category& category) {
     std::size_t begun = 0;
@@ -283,7 +283,7 @@ void ZtjsonDocument::residency_i(double microseconds) {
         m_line.real(ticks);
 }
 
-// A value of one state. The first of a point tells its interval.
+// A value of one state. The first of a point gives its interval.
 void ZtjsonDocument::value_i(const Category& category, const Series& series, const Point& point,
                              const Value& value, bool isFirst) {
     const Metric& metric = m_metrics[series.metric - 1];
@@ -300,7 +300,7 @@ void ZtjsonDocument::value_i(const Category& category, const Series& series, con
             return residency_i(value.number);
         case METRIC_VALUE:
             m_line.element(series.entity, isOwnTime ? 0 : state, duration);
-            // A value that is neither a time nor a number was a handle that tells nothing.
+            // A value that is neither a time nor a number was a handle that says nothing.
             if (isOwnTime) return m_line.text(name);
             return value.number == 0 && !std::signbit(value.number) ? m_line.handle(series.entity)
                                                                     : m_line.real(value.number);

@@ -184,7 +184,7 @@ void ZtjsonParts::system_i(const Entry& entry) {
     m_system = std::move(system);
 }
 
-// Records wait until enough of them tell the frequency of the clock, which the header tells with six digits:
+// Records wait until enough of them tell the frequency of the clock, which the header gives with six digits:
 // times in states are whole ticks. The first of them can stand in a later part.
 void ZtjsonParts::take_i(JsonPull& json, Record record) {
     if (!m_hasSystem && !m_system) return json.fail("a record stands before the description of the machine");

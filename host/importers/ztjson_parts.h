@@ -30,7 +30,7 @@ public:
     // Reads a part, of whose object the first key has been read. What is wrong shows in `json`.
     void read(JsonPull& json, std::string key);
 
-    // Writes what still waits for the frequency of the clock. To be called behind the last part.
+    // Writes what still waits for the frequency of the clock. To be called after the last part.
     void finish();
 
     // The same, only to tell the part's place in its run.

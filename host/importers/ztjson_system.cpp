@@ -27,7 +27,7 @@ SystemDescription::Version versionOf(const std::string& text) {
     return version;
 }
 
-// Each word stands behind a blank.
+// Each word stands after a blank.
 std::vector<std::string> wordsOf(const std::string& text) {
     std::vector<std::string> words;
     for (std::size_t at = 0; at < text.size();) {

@@ -15,7 +15,7 @@ namespace host::inspect {
 // names what had it at the time.
 class PwrLives {
 public:
-    // Reads the head of the file, in which each of them has a start record and, behind all of these, an end
+    // Reads the head of the file, in which each of them has a start record and, after all of these, an end
     // record.
     explicit PwrLives(std::string_view file);
 
@@ -24,7 +24,7 @@ public:
     const std::string* processAt(std::uint32_t pid, std::uint64_t tsc) const;
     const std::string* threadAt(std::uint32_t tid, std::uint64_t tsc) const;
 
-    // True for the process record at that offset if it tells of an end: the record itself does not say.
+    // True for the process record at that offset if it reports an end: the record itself does not say.
     bool isEnd(std::uint64_t offset) const { return m_ends.contains(offset); }
 
 private:

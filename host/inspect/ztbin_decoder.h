@@ -25,7 +25,7 @@ public:
 
     // Prints the records of a file through `line`, an object each, with names in place of indices (null for
     // index 0 and for one that is not defined), and adds to `report` whatever is wrong. A record whose length
-    // or type cannot be right ends the file, since nothing tells where the next one begins.
+    // or type cannot be right ends the file, since nothing says where the next one begins.
     void decode(std::string_view bytes, JsonLine& line, DamageReport& report);
 
 private:

@@ -63,7 +63,7 @@ void Activities::report(emit::Report& report) const {
 void Activities::reportSources_i(emit::Report& report) const {
     const auto rows = byTime_i(m_sources);
     if (rows.empty()) return;
-    report.chapter({m_timeline.metric(Series::WakeupSource), "wakeup", "Kernel Wakeup Sources", ""});
+    report.section({m_timeline.metric(Series::WakeupSource), "wakeup", "Kernel Wakeup Sources", ""});
     report.table("Kernel Wakeup Sources Summary: Activations and Active Time",
                  {"Source", "Activations", "Active Time (msec)", "Average (msec)"});
     for (const auto* row : rows) {
@@ -76,7 +76,7 @@ void Activities::reportSources_i(emit::Report& report) const {
 void Activities::reportSteps_i(emit::Report& report) const {
     const auto rows = byTime_i(m_steps);
     if (rows.empty()) return;
-    report.chapter({m_timeline.metric(Series::Suspend), "suspend", "Suspend", ""});
+    report.section({m_timeline.metric(Series::Suspend), "suspend", "Suspend", ""});
     report.table("Suspend Summary: Counts",
                  {"Action", "Value", "Count", "Time (msec)", "Mean (msec)", "Longest (msec)"});
     for (const auto* row : rows) {

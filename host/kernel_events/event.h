@@ -58,7 +58,7 @@ constexpr bool namesItsThread(Kind kind) {
     }
 }
 
-// The state of an idle event that tells that the CPU is idle no more.
+// The state of an idle event that says that the CPU is idle no more.
 constexpr std::int64_t IDLE_EXIT = 4294967295;
 
 // CPUs have numbers below this one: they index tables.

@@ -10,7 +10,7 @@
 namespace host::kernel_events {
 
 // Puts events in the order of their stamps, equal ones in the order of the trace, within a window: one that
-// stands further behind than that is taken when it comes, at the time of the event before.
+// stands further back than that is taken when it comes, at the time of the event before.
 class EventOrder {
 public:
     static constexpr std::size_t WINDOW = 65536;
@@ -21,7 +21,7 @@ public:
     void add(const Event& event);
     void finish();
 
-    // Events that stood further behind than the window reaches.
+    // Events that stood further back than the window reaches.
     std::uint64_t tooLate() const { return m_tooLate; }
 
 private:

@@ -132,9 +132,9 @@ void IdleStates::reportResidency_i(emit::Report& report) const {
 
 void IdleStates::report(emit::Report& report, emit::Id& container) const {
     if (m_cpus.empty()) return;
-    report.chapter({m_timeline.metric(Series::IdleState), "idle", "CPU Idle State", ""});
+    report.section({m_timeline.metric(Series::IdleState), "idle", "CPU Idle State", ""});
     reportResidency_i(report);
-    report.chapter({container++, "idle", "Idle Quality", ""});
+    report.section({container++, "idle", "Idle Quality", ""});
     report.table("Idle Quality Summary: Counts",
                  {"CPU", "State", "Entries", "Time (msec)", "Share (%)", "Mean (usec)", "Shortest (usec)",
                   "Target (usec)", "Too Short", "Too Short (%)"});

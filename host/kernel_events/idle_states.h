@@ -46,7 +46,7 @@ public:
     // Takes the time of the last event. To be called before the timeline's own finish.
     void finish(std::uint64_t stop);
 
-    // Writes the tables; chapters without a metric get the ids from `container` on.
+    // Writes the tables; sections without a metric get the ids from `container` on.
     void report(emit::Report& report, emit::Id& container) const;
 
 private:

@@ -37,7 +37,7 @@ public:
     // Takes the stamp of the last event of all, also of those that mean nothing here. Ends the timeline.
     void finish(std::uint64_t stop);
 
-    // Writes the tables of a trace that began at `start`; each chapter without a metric takes an id from
+    // Writes the tables of a trace that began at `start`; each section without a metric takes an id from
     // `container` on.
     void report(emit::Report& report, emit::Id& container, std::uint64_t start) const;
 

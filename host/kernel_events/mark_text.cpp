@@ -16,7 +16,7 @@ bool readNumber(std::string_view text, std::int64_t& number) {
     return std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
 }
 
-// "|PID|NAME" or, with a number behind it, "|PID|NAME|NUMBER".
+// "|PID|NAME" or, with a number after it, "|PID|NAME|NUMBER".
 bool readMarked(std::string_view text, NamePool& names, Event& event, bool hasNumber) {
     std::int64_t process = 0;
     const std::size_t bar = text.find('|', 1);

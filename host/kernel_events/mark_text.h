@@ -10,7 +10,7 @@ namespace host::kernel_events {
 enum class MarkResult {
     Read,
     NotUsed,    // a text of another form: it means something to its program alone
-    ClockSync,  // it tells the time of day: `a` are milliseconds since 1970
+    ClockSync,  // it gives the time of day: `a` are milliseconds since 1970
     Bad
 };
 

@@ -13,7 +13,7 @@ constexpr std::string_view NO_NAME = "<...>";
 
 const std::string RECORDER = "pwrhost (this recording)";
 
-// Who has shares of energy: the idle thread, and behind it the lives.
+// Who has shares of energy: the idle thread, and after it the lives.
 constexpr std::size_t IDLE_SHARE = 0;
 
 constexpr std::size_t shareOf(std::size_t life) {
@@ -142,7 +142,7 @@ void Processes::takeExit(const Event& event) {
     m_lives[life_i(event.a, event.name)].isExiting = true;
 }
 
-// Whose time it is, the next switch tells.
+// Whose time it is, the next switch gives.
 void Processes::takeEnergy(const Event& event) {
     for (Cpu& cpu : m_cpus)
         if (cpu.isKnown)
@@ -191,7 +191,7 @@ void Processes::report(emit::Report& report, emit::Id& container, std::uint64_t 
         columns.emplace_back("Energy (mJ)");
         addEnergyCells_i(rows, lives, cpus);
     }
-    report.chapter({container++, "processes", "Processes", ""});
+    report.section({container++, "processes", "Processes", ""});
     report.table("Processes Summary: Counts", columns);
     for (const auto& row : rows) report.row(row);
 }

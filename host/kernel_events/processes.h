@@ -16,7 +16,7 @@ namespace host::kernel_events {
 
 // Who woke a thread last.
 struct Waking {
-    std::uint64_t place = 0;  // of the event among all; only one behind another is compared
+    std::uint64_t place = 0;  // of the event among all; only one after another is compared
     bool isKnown = false;
     std::uint32_t cpu = 0;             // on which it was woken from
     std::optional<std::size_t> waker;  // a life; nothing if it was an interrupt in idle

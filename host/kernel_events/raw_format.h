@@ -1,4 +1,4 @@
-// Where the fields of an event stand in its bytes, as the kernel tells in the event's format.
+// Where the fields of an event stand in its bytes, as the kernel gives in the event's format.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ struct RawField {
         Number,
         Text,          // an array of characters that ends at its first zero byte, or with the event
         MovedText,     // a number: offset (low half) and size (high half) of a text in the event
-        FollowingText  // the same, its offset counted from behind the number
+        FollowingText  // the same, its offset counted from after the number
     };
 
     std::string name;

@@ -50,7 +50,7 @@ std::string Tally::text(std::string_view what) const {
 
 void Tally::report(emit::Report& report, emit::Id& container) const {
     const std::vector<std::uint32_t> silent = silent_i();
-    report.chapter({container++, "trace", "Trace", ""});
+    report.section({container++, "trace", "Trace", ""});
     report.table("Trace Summary: Total", {"Item", "Total"});
     const std::pair<const char*, std::uint64_t> items[] = {{"Lines", lines},
                                                            {"Mapped", m_mapped},
@@ -61,7 +61,7 @@ void Tally::report(emit::Report& report, emit::Id& container) const {
                                                            {"Out of order", m_outOfOrder},
                                                            {"Silent CPUs", silent.size()}};
     for (const auto& [item, total] : items) report.row({item, std::to_string(total)});
-    report.chapter({container++, "trace", "Trace Events", ""});
+    report.section({container++, "trace", "Trace Events", ""});
     reportEvents_i(report);
     if (!silent.empty()) {
         std::string text = "Silent CPUs:";

@@ -75,7 +75,7 @@ public:
     void sample(Row row, std::uint64_t stamp, std::uint64_t duration, std::string_view value,
                 std::string_view info = {});
 
-    // Tells that a process or thread has ended.
+    // Says that a process or thread has ended.
     void endOf(emit::Id handle, std::uint64_t stamp);
 
     // Ends what has a value at the last stamp of the trace and defines the metrics.

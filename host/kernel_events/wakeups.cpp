@@ -120,13 +120,13 @@ void Wakeups::report(emit::Report& report, emit::Id& container, std::uint64_t le
     if (m_counts.empty()) return;
     std::map<std::pair<std::uint32_t, Type>, std::uint64_t> kinds;
     for (const auto& [key, count] : m_counts) kinds[{std::get<0>(key), std::get<1>(key)}] += count.count;
-    report.chapter({container++, "wakeups", "Wakeups", ""});
+    report.section({container++, "wakeups", "Wakeups", ""});
     report.table("Wakeups Summary: Average Rate and Total",
                  {"CPU", "Kind", "Average Rate (wakeups/s)", "Total (wakeups)"});
     for (const auto& [kind, count] : kinds)
         report.row(
             {cpuText(kind.first), textOf_i(kind.second), rateText(count, length), std::to_string(count)});
-    report.chapter({container++, "wakeups", "Wakeup Causes", ""});
+    report.section({container++, "wakeups", "Wakeup Causes", ""});
     reportCauses_i(report, length);
 }
 

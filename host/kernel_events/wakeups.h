@@ -16,18 +16,18 @@
 namespace host::kernel_events {
 
 // Finds the cause of each wakeup: the first interrupt between entry and exit, where an interrupt is traced
-// before the exit; else the first one behind the exit; else who woke the thread that the CPU goes on with.
+// before the exit; else the first one after the exit; else who woke the thread that the CPU goes on with.
 class Wakeups {
 public:
     Wakeups(Processes& processes, NamePool& names) : m_processes(processes), m_names(names) {}
 
-    // Takes an event that tells of an interrupt.
+    // Takes an event that reports an interrupt.
     void takeInterrupt(const Event& event);
 
     // Takes a CpuIdle event, and the stay that it ends.
     void takeIdle(const Event& event, const std::optional<IdleStay>& stay);
 
-    // Takes a SchedSwitch event, behind `Processes`.
+    // Takes a SchedSwitch event, after `Processes`.
     void takeSwitch(const Event& event);
 
     // What was seen on the CPU so far leads to no cause any more.

@@ -25,7 +25,7 @@ struct Cell {
     std::string m_text;  // of a text
 };
 
-// Cells one behind the other. Those that are removed keep the memory of their texts for the next row.
+// Cells one after the other. Those that are removed keep the memory of their texts for the next row.
 class CellList {
 public:
     // Adds a cell, which may hold what a removed one held.
@@ -106,7 +106,7 @@ public:
     // Builds the indices; to be called once the lists are complete.
     void index();
 
-    // The number of cells behind the shared ones.
+    // The number of cells after the shared ones.
     std::size_t cellCount() const;
 
     // Return the place of a column's cell, or nothing. Of null handles the first one counts.

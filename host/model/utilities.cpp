@@ -51,7 +51,7 @@ int openOwnLinked(int folder, const char* path, int flags) {
     return -1;
 }
 
-// Opens the file and tells whether this has created it.
+// Opens the file and says whether this has created it.
 int openOrCreate(int folder, const char* path, int flags, bool& isNew) {
     if ((flags & O_CREAT) != 0) {
         const int descriptor = host::model::openWithoutSurprise(folder, path, flags | O_EXCL);

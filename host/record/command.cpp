@@ -129,7 +129,7 @@ void Command::report(emit::Report& report) const {
     const std::string& path = m_words.front();
     const std::string name = path.substr(path.rfind('/') + 1);
     report.header("Command: " + text_i());
-    report.chapter({container, "command", "Command", ""});
+    report.section({container, "command", "Command", ""});
     report.table("Command Summary",
                  {"Process", "Exit Status", "Signal", "Wall Time (s)", "User Time (s)", "System Time (s)",
                   "Maximum Resident Size (KiB)", "Page Faults", "Context Switches"});

@@ -49,7 +49,7 @@ private:
     pid_t m_pid = 0;
     std::chrono::steady_clock::time_point m_start;
     double m_seconds = 0.0;           // from start to end
-    std::optional<int> m_waitStatus;  // as the kernel tells it
+    std::optional<int> m_waitStatus;  // as the kernel gives it
     rusage m_usage{};
 };
 

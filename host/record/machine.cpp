@@ -17,7 +17,7 @@ namespace {
 
 const std::string CPU_FOLDER = "sys/devices/system/cpu/";
 
-// Value behind "key : " in the first paragraph that has the key.
+// Value after "key : " in the first paragraph that has the key.
 std::string_view cpuinfoValue(std::string_view text, std::string_view key) {
     std::string_view line;
     while (base::takeLine(text, line)) {

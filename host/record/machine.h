@@ -1,4 +1,4 @@
-// What the kernel tells about the machine as a whole.
+// What the kernel gives about the machine as a whole.
 #pragma once
 
 #include <array>
@@ -35,7 +35,7 @@ struct Machine {
     double cpuMHz = 0.0;   // nominal frequency, above 0
 };
 
-// Reads what is there; a frequency that nothing tells is `tscMHz`.
+// Reads what is there; a frequency that nothing gives is `tscMHz`.
 Machine readMachine(const Root& root, double tscMHz);
 
 // "AMD EPYC (family 25, model 17, stepping 1)"

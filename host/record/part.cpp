@@ -101,7 +101,7 @@ void Part::addSources_i() {
     SourcePtr trace = makeTrace_i();
     for (const SourceInfo& info : sourceTable()) {
         if (!m_options.selection.wants(info)) continue;
-        // The trace tells the same, and when it was.
+        // The trace gives the same, and when it was.
         if (trace && m_options.trace.has(WAKEUP_SOURCES) && std::string_view(info.name) == "wakeup") continue;
         if (std::find(wanted.begin(), wanted.end(), info.name) == wanted.end())
             wanted.emplace_back(info.name);

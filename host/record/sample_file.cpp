@@ -22,7 +22,7 @@ struct FolderCloser {
     void operator()(DIR* folder) const { closedir(folder); }
 };
 
-// Number that `name` ends in, to put "cpu10" behind "cpu9".
+// Number that `name` ends in, to put "cpu10" after "cpu9".
 std::uint64_t trailingNumber(const std::string& name) {
     const std::size_t digits = name.find_last_not_of("0123456789") + 1;
     std::string_view tail = std::string_view(name).substr(digits);

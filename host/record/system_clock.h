@@ -16,7 +16,7 @@ namespace host::record {
 // program started stays ignored.
 class SystemClock : public Clock {
 public:
-    // Takes the frequency from the kernel if it tells it, else measures it, which takes 50 ms.
+    // Takes the frequency from the kernel if it gives it, else measures it, which takes 50 ms.
     // While a command runs, signals are the command's to deal with, and its end is what a sleep ends with.
     explicit SystemClock(const Root& root, Command* command = nullptr);
     SystemClock(const SystemClock&) = delete;

@@ -44,7 +44,7 @@ public:
     bool open(const RunOptions& options);
 
     // Starts the writers. Returns false after a complaint if there is no folder to work in. With a `suffix`,
-    // which is put behind the output name, this is one of several processes forked from the one that called
+    // which is put after the output name, this is one of several processes forked from the one that called
     // open, and works in a folder of its own.
     bool begin(const std::string& suffix = {});
 

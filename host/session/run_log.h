@@ -43,7 +43,7 @@ public:
     // Says how often lines have come that were shown no more.
     void tellRepeats();
 
-    // The lines that tell of an error: of level 1, or of level 0 in the error log; none at log level 0.
+    // The lines that report an error: of level 1, or of level 0 in the error log; none at log level 0.
     std::size_t errorLines() const { return m_errorLines; }
 
     // The errno value of the first write to the file that failed, or 0.

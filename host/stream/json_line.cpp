@@ -120,7 +120,7 @@ private:
     bool m_isTooDeep = false;
 };
 
-// `text` is what was parsed; behind the place of the problem it is as it was.
+// `text` is what was parsed; after the place of the problem it is as it was.
 std::string problemText(const rapidjson::ParseResult& result, const char* text) {
     const std::size_t place = result.Offset();
     std::string problem = rapidjson::GetParseError_En(result.Code());

@@ -22,11 +22,11 @@ struct Token {
     Type type() const { return static_cast<Type>(m_type); }
     std::string_view text() const { return {m_text, m_size}; }
 
-    // Of an object or list: its first token, and the one behind its last.
+    // Of an object or list: its first token, and the one after its last.
     const Token* begin() const { return this + 1; }
     const Token* end() const { return this + m_size; }
 
-    // The token behind this value.
+    // The token after this value.
     const Token* next() const { return m_type >= Object ? end() : this + 1; }
 };
 

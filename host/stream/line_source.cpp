@@ -38,7 +38,7 @@ bool LineSource::next(char*& text, std::size_t& size) {
     return false;
 }
 
-// Reads more behind what is left. Returns false if there is no more.
+// Reads more after what is left. Returns false if there is no more.
 bool LineSource::fill_i() {
     if (m_isAtEnd || !m_bytes.error().empty()) return false;
     std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);

@@ -17,7 +17,7 @@ public:
     explicit LineSource(base::ByteSource& bytes, const base::StopSignal* stop = nullptr);
 
     // Gets the next line: `text`, without its newline, is valid until the next call, may be changed and has
-    // JsonLine::PADDING writable bytes behind it. Returns false at the end, after an error and when stopped;
+    // JsonLine::PADDING writable bytes after it. Returns false at the end, after an error and when stopped;
     // an incomplete line is then left out, unless the file simply ends with it.
     bool next(char*& text, std::size_t& size);
 

@@ -19,7 +19,7 @@ bool isIntegerText(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
 }
 
-// True if a JSON number is smaller than 1: it is zero, or its first digit that counts stands behind the
+// True if a JSON number is smaller than 1: it is zero, or its first digit that counts stands after the
 // point once the exponent is applied.
 bool isBelowOne(std::string_view text) {
     const std::size_t mark = std::min(text.find_first_of("eE"), text.size());

@@ -8,7 +8,7 @@ namespace allocation_faults {
 // The number of allocations so far.
 std::size_t count();
 
-// Makes the allocation behind the next `successes` ones fail, once.
+// Makes the allocation after the next `successes` ones fail, once.
 void failAfter(std::size_t successes);
 
 // Lets all allocations succeed, and returns true if one has failed since failAfter.

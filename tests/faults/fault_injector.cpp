@@ -7,7 +7,7 @@
 //   FAULT_ALSO    another call that fails
 //   FAULT_INTR    set: the call is interrupted by a signal, if it is one that can be, instead of failing
 //   FAULT_SHORT   set: a read or write moves half of its bytes instead of failing
-//   FAULT_KILL    set: instead, the process is killed behind that call
+//   FAULT_KILL    set: instead, the process is killed after that call
 //   FAULT_REPORT  a file that gets, at exit, "CALLS <n>", "FAILED <call> <path>", the second as "ALSO
 //   <call>", "ESCAPED <type>" for an exception
 //                 that has left the writer library, and "OPEN <path>" for every descriptor that was not open
@@ -78,7 +78,7 @@ const char* s_caught = nullptr;  // the same when it was caught, in case that it
 const char* s_escaped = nullptr;  // the type of one that was caught outside
 bool s_openAtStart[1024];
 
-// Counts a fallible call and tells whether it is to fail.
+// Counts a fallible call and says whether it is to fail.
 bool isRefused(const Call& call) {
     if (!s_counting) return false;
     ++s_calls;
@@ -200,7 +200,7 @@ bool installFilter() {
     auto load = [&next](std::size_t offset) {
         *next++ = BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(offset));
     };
-    // Distances are counted from the instruction behind the jump; the one before the last allows the call.
+    // Distances are counted from the instruction after the jump; the one before the last allows the call.
     load(address + 4);
     *next++ = BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, high, 0, static_cast<std::uint8_t>(4 + count));
     load(address);

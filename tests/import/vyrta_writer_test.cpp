@@ -108,7 +108,7 @@ TEST_F(VyrtaRecords, OverflowOfASampleVoidsItsMetric) {
 {"def":"descriptor","id":3,"name":"C0"})");
     sendSystem();
     const struct {
-        int elements;  // of four attributes, behind those of metric and entity
+        int elements;  // of four attributes, after those of metric and entity
         int ranges;    // of five
         const char* last;
         const char* lost;  // null: nothing
@@ -459,7 +459,7 @@ TEST_F(VyrtaTime, RunsForwardForEachKey) {
         int status;
     } cases[] = {
         {"a", 99, 1},   // before the start
-        {"a", 100, 0},  // at the start, and again: nothing has come behind it
+        {"a", 100, 0},  // at the start, and again: nothing has come after it
         {"a", 100, 0}, {"a", 101, 0}, {"a", 101, 1}, {"a", 100, 1}, {"b", 100, 0},
         {"b", 500, 0}, {"a", 499, 0}, {"a", 0, 1},   {"c", 300, 0},
     };

@@ -78,7 +78,7 @@ TEST_F(JSONWriterTest, NeedsASystemMessageForADocument) {
               "2|WARNING: There was no system message, so alone.ztjson is not written\n");
 }
 
-// Samples that come before the system message have the time 0; what comes behind it has its own.
+// Samples that come before the system message have the time 0; what comes after it has its own.
 TEST_F(JSONWriterTest, TakesSamplesBeforeTheSystemMessage) {
     JSONWriter writer;
     writer.init("early", false);

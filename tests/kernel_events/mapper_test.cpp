@@ -120,7 +120,7 @@ TEST(Mapper, sharesEnergyByTheTimeOfEachInterval) {
     trace.run(5, 1, 0, 2);
     trace.energy(10, 8000);  // of 20 ms: 1 has 10, 2 has 5, idle 5
     trace.run(12, 0, 1, 0);
-    trace.run(14, 1, 3, 2);  // not 2 has run since 5: nobody has the 5 before and the 4 behind
+    trace.run(14, 1, 3, 2);  // not 2 has run since 5: nobody has the 5 before and the 4 after
     trace.energy(20, 2000);  // of 20 ms: 1 has 2, idle 8, 2 has 6
     trace.energy(40, 4000);  // of 40 ms: idle and 2 have 20
     trace.run(45, 1, 2, 0);  // belongs to an interval that never ends

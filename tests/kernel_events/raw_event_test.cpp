@@ -1,4 +1,4 @@
-// Events in the kernel's own bytes, by the formats that it tells.
+// Events in the kernel's own bytes, by the formats that it gives.
 #include <gmock/gmock.h>
 
 #include <cstring>

@@ -85,7 +85,7 @@ TEST_F(TableText, OneHandleNamesColumnsAfterEntities) {
     m_columns.m_handles = {&m_first};
     m_columns.m_entities = {&m_core, &m_bare, &m_power, &m_ratio, &m_typed};
     const auto message = row({}, {text("1"), Cell{}, absent(), text("4"), text("5")});
-    // Units only behind a handle of type 0 that is an attribute whose quantity has a kind.
+    // Units only after a handle of type 0 that is an attribute whose quantity has a kind.
     EXPECT_EQ(m_writer.titles(message), (Texts{"kept", "Core", "Bare", "PowerW", "Ratio", "Typed"}));
     EXPECT_EQ(m_writer.values(message), (Texts{"kept", "1", "", "Invalid", "4", "5"}));
 }

@@ -101,7 +101,7 @@ TEST(Collector, deliversAsItGoesInContinuousRuns) {
     EXPECT_LE(delivered[0], indexOf(lines, "\"t\":5100000000"));
     EXPECT_GT(delivered[1], indexOf(lines, "\"t\":5100000000"));
 
-    // Each flush knows the end as it is then, and the last one comes behind the last sample.
+    // Each flush knows the end as it is then, and the last one comes after the last sample.
     const std::size_t first = indexOf(lines, "\"msg\":\"flush\"");
     EXPECT_EQ(lines[first - 1], R"({"msg":"stop","tsc":5100000000,"durationSec":0.1})");
     EXPECT_EQ(count(lines, "\"msg\":\"flush\""), 3U);

@@ -92,7 +92,7 @@ struct Recording {
         m_options.command = {"pwrhost", "record"};
     }
 
-    // Without what the recorder tells of itself.
+    // Without what the recorder reports itself.
     void leaveOutOwn(const std::string& metric = "Late Samples") {
         m_options.selection.setMetrics({}, {metric, "Recorder CPU Time"});
     }
@@ -111,7 +111,7 @@ struct Recording {
     }
 
     // The elements of a metric, one text each: time in msec since the start, entity, descriptor, duration in
-    // msec, value; what is told of a descriptor's attributes behind it.
+    // msec, value; what is told of a descriptor's attributes after it.
     std::vector<std::string> elements(const std::string& metric) const;
 
     // The cells of the summary table of this title, one text for each row.

@@ -216,7 +216,7 @@ TEST(Governor, deliversEachStayWhenItEnds) {
                                                   run.m_root.path() / folder / cpu / "cpufreq");
     }
     run.at(2, [&] { run.m_root.put(folder + "cpufreq/policy0/scaling_governor", "performance\n"); });
-    run.m_clock.m_lateness = 1000;  // so that the collection ends behind its last sample
+    run.m_clock.m_lateness = 1000;  // so that the collection ends after its last sample
     run.record();
     EXPECT_THAT(
         run.elements("CPU Frequency Governor"),

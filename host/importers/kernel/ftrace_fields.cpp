@@ -31,7 +31,7 @@ std::size_t lastOf(std::string_view text, std::string_view key) {
     return NOWHERE;
 }
 
-// Reads a number off the front of `text`: decimal, or hexadecimal behind 0x.
+// Reads a number off the front of `text`: decimal, or hexadecimal after 0x.
 bool readNumber(std::string_view text, std::int64_t& number) {
     const char* const end = text.data() + text.size();
     if (text.starts_with("0x")) {
@@ -44,7 +44,7 @@ bool readNumber(std::string_view text, std::int64_t& number) {
     return done.ec == std::errc() && (done.ptr == end || *done.ptr < '0' || *done.ptr > '9');
 }
 
-// Where the value of `key`, which ends in "=", begins: at the front, or behind a blank.
+// Where the value of `key`, which ends in "=", begins: at the front, or after a blank.
 std::size_t valueAt(std::string_view text, std::string_view key, std::size_t from = 0) {
     for (std::size_t at = text.find(key, from); at != NOWHERE; at = text.find(key, at + 1))
         if (at == 0 || text[at - 1] == ' ') return at + key.size();
@@ -96,7 +96,7 @@ FieldsResult readLimits(std::string_view text, NamePool&, Event& event) {
     return hasLow && hasHigh && cpuOf(text, event) ? READ : BAD;
 }
 
-// "NAME:PID [PRIORITY]", and what stands behind it.
+// "NAME:PID [PRIORITY]", and what stands after it.
 bool readShortThread(std::string_view text, std::int64_t& pid, std::string_view& name) {
     const std::size_t priority = lastOf(text, " [");
     if (priority == NOWHERE) return false;

@@ -11,7 +11,7 @@ namespace host::importers {
 enum class FieldsResult {
     Read,
     NotUsed,    // the event is one that may mean something, but this one does not
-    ClockSync,  // it tells the time of day: `a` are milliseconds since 1970
+    ClockSync,  // it gives the time of day: `a` are milliseconds since 1970
     Bad
 };
 

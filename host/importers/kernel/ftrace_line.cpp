@@ -31,7 +31,7 @@ void dropBlanks(std::string_view& text) {
     while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
 }
 
-// Takes what stands before the next blank, behind any.
+// Takes what stands before the next blank, after any.
 std::string_view takeWord(std::string_view& text) {
     const char* at = text.data();
     const char* const end = at + text.size();
@@ -105,8 +105,8 @@ bool readThread(std::string_view text, FtraceLine& line) {
     return true;
 }
 
-// Takes seconds with a point and any number of digits behind it, of which nine count, or a number that is
-// taken as it is. Moves `at` behind it.
+// Takes seconds with a point and any number of digits after it, of which nine count, or a number that is
+// taken as it is. Moves `at` after it.
 bool takeStamp(const char*& at, const char* end, std::uint64_t& stamp) {
     constexpr std::uint64_t NS_PER_SECOND = 1'000'000'000;
     const auto [stop, error] = std::from_chars(at, end, stamp);
@@ -123,7 +123,7 @@ bool takeStamp(const char*& at, const char* end, std::uint64_t& stamp) {
     return true;
 }
 
-// Takes a time with a colon behind it as the next word; false leaves `text` alone.
+// Takes a time with a colon after it as the next word; false leaves `text` alone.
 bool takeTime(std::string_view& text, std::uint64_t& stamp) {
     const char* at = text.data();
     const char* const end = at + text.size();
@@ -134,7 +134,7 @@ bool takeTime(std::string_view& text, std::uint64_t& stamp) {
     return true;
 }
 
-// What stands behind the CPU: perhaps flags, the time, perhaps a period, the event.
+// What stands after the CPU: perhaps flags, the time, perhaps a period, the event.
 bool readRest(std::string_view rest, FtraceLine& line) {
     if (!takeTime(rest, line.stamp)) {
         takeWord(rest);

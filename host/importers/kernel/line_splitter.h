@@ -14,7 +14,7 @@ public:
 
     explicit LineSplitter(BufferedBytes& content) : m_content(content) {}
 
-    // Gets the next line, without its end; false behind the last one. It is valid until the next call. A line
+    // Gets the next line, without its end; false after the last one. It is valid until the next call. A line
     // that is longer than LONGEST comes in pieces.
     bool next(std::string_view& line);
 

@@ -106,7 +106,7 @@ void ReadingsBuilder::finish(SystemDescription system, bool isWallClock) {
     end_i();
     define_i();
     system.tscMHz = static_cast<float>(TICKS_PER_USEC);
-    // No reading tells it, and the import trace is not written without one.
+    // No reading gives it, and the import trace is not written without one.
     system.cpuMHz = system.tscMHz;
     system.start = m_start;
     system.stop = m_stamp;

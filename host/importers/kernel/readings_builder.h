@@ -19,7 +19,7 @@
 namespace host::importers {
 
 // Makes a message stream of tables of readings: a metric of sampled values for each column. The stream is
-// gathered and delivered at the end, so that the system message tells the true start and stop, and metrics
+// gathered and delivered at the end, so that the system message gives the true start and stop, and metrics
 // their entities.
 class ReadingsBuilder {
 public:

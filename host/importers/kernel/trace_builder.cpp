@@ -52,7 +52,7 @@ void TraceBuilder::deliver_i(emit::Spool& spool) {
 void TraceBuilder::writeSystem_i() {
     SystemDescription system;
     system.tscMHz = static_cast<float>(kernel_events::TICKS_PER_USEC);
-    // No trace tells it, and the import trace is not written without one.
+    // No trace gives it, and the import trace is not written without one.
     system.cpuMHz = system.tscMHz;
     system.start = m_tally.start();
     system.stop = m_tally.stop();

@@ -19,7 +19,7 @@
 namespace host::importers {
 
 // Takes events in the order of the trace. The stream is gathered and delivered at the end, so that the system
-// message tells the true start and stop, and metrics their entities.
+// message gives the true start and stop, and metrics their entities.
 class TraceBuilder {
 public:
     explicit TraceBuilder(const ImportTarget& target);

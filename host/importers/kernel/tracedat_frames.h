@@ -28,7 +28,7 @@ struct TracedatRecord {
 };
 
 enum class TracedatFrame : std::uint32_t {
-    Names,    // so many texts, each behind its length, a number of 32 bits
+    Names,    // so many texts, each after its length, a number of 32 bits
     Records,  // so many records
     Cpus,     // the trace is of so many CPUs
     Failure,  // a text of that length: why nothing follows any more

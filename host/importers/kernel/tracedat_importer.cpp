@@ -77,7 +77,7 @@ char versionOf(int file) {
 }
 
 // A file that ends too early is not read. One of version 6, which has its tables in front, is read with
-// nothing but zeros behind its end. Not open if it is another one, or there can't be one.
+// nothing but zeros after its end. Not open if it is another one, or there can't be one.
 base::Descriptor extendedCopy(int file) {
     constexpr off_t MUCH = off_t{1} << 40;
     if (versionOf(file) != '6') return base::Descriptor();

@@ -88,7 +88,7 @@ struct Library {
     }
 };
 
-// The library maps as much of the file as it can, and keeps what it has read. What lies behind the record
+// The library maps as much of the file as it can, and keeps what it has read. What lies after the record
 // that is read is not looked at again, so the kernel may have it back.
 class ReadMemory {
 public:

@@ -100,7 +100,7 @@ std::string TurbostatImporter::entity_i(const Row& row, Of of) const {
 }
 
 // A sample begins where a row comes that the one before had already, the first one being that of the system,
-// and behind a row that could not begin one.
+// and after a row that could not begin one.
 bool TurbostatImporter::placeRow_i(const Row& row) {
     const std::string key = entity_i(row, Of::Cpu);
     const bool isNew = m_seen.empty() || key == "System" || m_seen.count(key) > 0;

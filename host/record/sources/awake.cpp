@@ -22,10 +22,10 @@ enum Topic : std::size_t { Counters, Tolerance, Requirements, Devices, LinkPolic
 
 struct Table {
     const char* name;
-    const char* title;  // behind the name
+    const char* title;  // after the name
     std::vector<std::string> keys;
     std::vector<std::pair<std::string, std::string>>
-        values;  // name with a blank behind it, units with one before
+        values;  // name with a blank after it, units with one before
     bool isCounter = false;
     bool isThere = false;  // its files are
     std::vector<AwakeRow> start{};
@@ -168,19 +168,19 @@ private:
         rows_i(Limits).push_back({{device, limit}, {std::move(text)}});
     }
 
-    static void report_i(emit::Report& report, const Table& table, emit::Id chapter) {
+    static void report_i(emit::Report& report, const Table& table, emit::Id section) {
         const auto rows = merged_i(table);
         if (rows.empty()) return;
         std::vector<std::string> columns = table.keys;
         for (const auto& [value, units] : table.values)
             columns.insert(columns.end(), {value + "Start" + units, value + "End" + units});
         if (table.isCounter) columns.emplace_back("Rise");
-        report.chapter({chapter, "idle", table.name, ""});
+        report.section({section, "idle", table.name, ""});
         report.table(std::string(table.name) + " Summary: " + table.title, columns);
         for (const auto& row : rows) report.row(row);
     }
 
-    // What was there at the start, and behind it what came up until the end.
+    // What was there at the start, and after it what came up until the end.
     static std::vector<std::vector<std::string>> merged_i(const Table& table) {
         const auto find = [](const std::vector<AwakeRow>& rows, const AwakeRow& like) {
             const auto found = std::find_if(rows.begin(), rows.end(),

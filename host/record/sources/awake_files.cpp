@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t NOWHERE = std::string_view::npos;
 
-// The number behind `key`; "0" if there is none.
+// The number after `key`; "0" if there is none.
 std::string numberBehind(std::string_view line, std::string_view key) {
     const std::size_t at = line.find(key);
     std::uint64_t number = 0;

@@ -16,7 +16,7 @@ const std::string FOLDER = "sys/class/power_supply/";
 
 emit::ValueSpec valueSpec(const char* metric, emit::QuantityKind kind, const char* quantity,
                           const char* units) {
-    return {.chapter = {0, "power", metric, ""},
+    return {.section = {0, "power", metric, ""},
             .quantity = {kind, quantity, units},
             .what = quantity,
             .of = "Power supply",

@@ -74,7 +74,7 @@ class GroupTimeSource : public Source {
 public:
     explicit GroupTimeSource(SourceContext& context)
         : m_context(context),
-          m_metric(context, {.chapter = {0, "cgroup", "Control Group CPU Time", ""},
+          m_metric(context, {.section = {0, "cgroup", "Control Group CPU Time", ""},
                              .quantity = {emit::QuantityKind::Time, "Control Group CPU Time", "usec"},
                              .rate = {emit::QuantityKind::Share, "Control Group CPU Share", "%"},
                              .rateFactor = 1e-4,
@@ -140,7 +140,7 @@ class GroupMemorySource : public Source {
 public:
     explicit GroupMemorySource(SourceContext& context)
         : m_context(context),
-          m_metric(context, {.chapter = {0, "cgroup", "Control Group Memory", ""},
+          m_metric(context, {.section = {0, "cgroup", "Control Group Memory", ""},
                              .quantity = {emit::QuantityKind::Size, "Memory", "B"},
                              .what = "Memory",
                              .of = "Control group",

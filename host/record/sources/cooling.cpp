@@ -62,7 +62,7 @@ private:
 }  // namespace
 
 SourcePtr makeCoolingSource(SourceContext& context) {
-    emit::ValueSpec spec{.chapter = {0, "thermal", "Cooling Device State", ""},
+    emit::ValueSpec spec{.section = {0, "thermal", "Cooling Device State", ""},
                          .quantity = {emit::QuantityKind::Level, "Cooling State", ""},
                          .what = "State",
                          .of = "Cooling device",

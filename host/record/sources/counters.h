@@ -26,7 +26,7 @@ inline emit::QuantityKind kindOf(const std::string& units) {
 inline emit::CounterSpec counterSpec(const std::string& feature, const std::string& metric,
                                      const std::string& units, std::vector<std::string> keys) {
     const auto [rate, factor] = rateOf(metric, units);
-    return {.chapter = {0, feature, metric, ""},
+    return {.section = {0, feature, metric, ""},
             .quantity = {kindOf(units), metric, units},
             .rate = rate,
             .rateFactor = factor,

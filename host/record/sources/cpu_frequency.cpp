@@ -92,7 +92,7 @@ private:
 }  // namespace
 
 SourcePtr makeCpuFrequencySource(SourceContext& context) {
-    emit::ValueSpec spec{.chapter = {0, "frequency", "CPU Frequency", ""},
+    emit::ValueSpec spec{.section = {0, "frequency", "CPU Frequency", ""},
                          .quantity = {emit::QuantityKind::Frequency, "Frequency", "MHz"},
                          .what = "Frequency",
                          .of = "CPU",

@@ -52,7 +52,7 @@ class EnergySource : public Source {
 public:
     explicit EnergySource(SourceContext& context)
         : m_context(context),
-          m_metric(context, {.chapter = {0, "power", "Power Domain Energy", ""},
+          m_metric(context, {.section = {0, "power", "Power Domain Energy", ""},
                              .quantity = {emit::QuantityKind::Energy, "Energy", "uJ"},
                              .rate = {emit::QuantityKind::Power, "Power", "W"},
                              .rateFactor = 1e-6,
@@ -98,7 +98,7 @@ private:
         std::size_t item;
         bool isTold;  // that its counter was set back
     };
-    // A domain that the kernel's performance events tell of.
+    // A domain that the kernel's performance events report.
     struct Event {
         PerfCounter counter;
         double scale;  // microjoules of a count
@@ -176,7 +176,7 @@ SourcePtr makeEnergySource(SourceContext& context) {
 }
 
 SourcePtr makePowerLimitSource(SourceContext& context) {
-    emit::ValueSpec spec{.chapter = {0, "power", "Power Domain Limit", ""},
+    emit::ValueSpec spec{.section = {0, "power", "Power Domain Limit", ""},
                          .quantity = {emit::QuantityKind::Power, "Power Limit", "W"},
                          .what = "Limit",
                          .of = "Power domain",

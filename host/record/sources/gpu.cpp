@@ -26,7 +26,7 @@ std::vector<std::string> cards(const Root& root) {
 
 emit::ValueSpec valueSpec(const char* metric, emit::QuantityKind kind, const char* quantity,
                           const char* units) {
-    return {.chapter = {0, "gpu", metric, ""},
+    return {.section = {0, "gpu", metric, ""},
             .quantity = {kind, quantity, units},
             .what = quantity,
             .of = "GPU",
@@ -140,7 +140,7 @@ private:
     std::vector<std::pair<WatchedFile, std::size_t>> m_cards;
 };
 
-// Engine times of the clients of the drivers, which the kernel tells for every descriptor that a process
+// Engine times of the clients of the drivers, which the kernel gives for every descriptor that a process
 // holds. Only processes that have been found to hold some are read at every sample; the others are looked
 // through in turn, those that are new first.
 class EngineSource : public Source {
@@ -182,7 +182,7 @@ private:
     static constexpr std::size_t MOST_SEARCHES = 16;  // of processes in one sample
 
     struct Process {
-        std::vector<std::string> clients;  // files that tell of one
+        std::vector<std::string> clients;  // files that report one
         emit::Id entity = 0;
         std::string name;
         std::map<std::string, std::size_t> items;  // by engine

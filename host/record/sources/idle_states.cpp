@@ -21,7 +21,7 @@ public:
     explicit IdleStateSource(SourceContext& context)
         : m_context(context),
           m_residency(context, {0, "idle", "OS Core C-States", NOTE}, "CPU", context.ticksPerUsec),
-          m_entries(context, {.chapter = {0, "idle", "OS Core C-State Entries", ""},
+          m_entries(context, {.section = {0, "idle", "OS Core C-State Entries", ""},
                               .quantity = {emit::QuantityKind::Count, "Idle State Entries", "entries"},
                               .rate = {emit::QuantityKind::Rate, "Idle State Entry Rate", "entries/s"},
                               .rateFactor = 1.0,

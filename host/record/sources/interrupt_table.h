@@ -12,15 +12,15 @@ class InterruptTable {
 public:
     struct Line {
         std::string label;                    // in front of the colon
-        std::string rest;                     // behind the numbers, as it stands there
+        std::string rest;                     // after the numbers, as it stands there
         std::vector<std::uint64_t> readings;  // by CPU number, as last read
         std::vector<bool> known;              // whether that CPU has been read
         std::uint64_t rise = 0;               // of all CPUs since the update before
-        bool isNew = true;                    // since the update before, or tells of another device now
+        bool isNew = true;                    // since the update before, or reports another device now
     };
 
     // Takes the file's content. A CPU that comes back goes on where it was; a number that falls has gone
-    // round behind 32 bits, if that is a small step.
+    // round after 32 bits, if that is a small step.
     void update(std::string_view text);
 
     // The lines of the last update first, in its order; `count()` of them.

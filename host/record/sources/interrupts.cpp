@@ -12,7 +12,7 @@ namespace host::record {
 
 namespace {
 
-// What stands behind the numbers of a device's line names chip, pin and trigger, then who handles it.
+// What stands after the numbers of a device's line names chip, pin and trigger, then who handles it.
 std::string_view handlerOf(std::string_view rest) {
     std::string_view left = rest;
     while (!left.empty()) {
@@ -36,7 +36,7 @@ class InterruptLineSource : public Source {
 public:
     explicit InterruptLineSource(SourceContext& context)
         : m_context(context),
-          m_metric(context, {.chapter = {0, "interrupt", "Interrupt Lines", ""},
+          m_metric(context, {.section = {0, "interrupt", "Interrupt Lines", ""},
                              .quantity = {emit::QuantityKind::Count, "Interrupt Lines", "interrupts"},
                              .rate = {emit::QuantityKind::Rate, "Interrupt Rate", "interrupts/s"},
                              .rateFactor = 1.0,

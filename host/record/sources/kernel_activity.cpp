@@ -56,7 +56,7 @@ private:
     void add_i(const Counter& counter) {
         const std::string units = counter.units;
         auto metric = std::make_unique<emit::CounterMetric>(
-            m_context, emit::CounterSpec{.chapter = {0, "kernel", counter.name, ""},
+            m_context, emit::CounterSpec{.section = {0, "kernel", counter.name, ""},
                                          .quantity = {emit::QuantityKind::Count, counter.name, units},
                                          .rate = {emit::QuantityKind::Rate,
                                                   std::string(counter.name) + " Rate", units + "/s"},

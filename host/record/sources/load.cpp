@@ -26,7 +26,7 @@ class LoadSource : public Source {
 public:
     explicit LoadSource(SourceContext& context)
         : m_context(context),
-          m_metric(context, {.chapter = {0, "kernel", "Load Average", ""},
+          m_metric(context, {.section = {0, "kernel", "Load Average", ""},
                              .quantity = {emit::QuantityKind::Load, "Load", "tasks"},
                              .what = "Load",
                              .of = "Over",

@@ -15,7 +15,7 @@ constexpr std::array<std::string_view, 10> PARTS{"MemFree",   "Buffers", "Cached
                                                  "AnonPages", "Mapped",  "Shmem",  "Slab",  "SwapFree"};
 
 emit::ValueSpec valueSpec(const char* metric, const char* what, const char* of) {
-    return {.chapter = {0, "memory", metric, ""},
+    return {.section = {0, "memory", metric, ""},
             .quantity = {emit::QuantityKind::Size, "Memory", "KiB"},
             .what = what,
             .of = of,

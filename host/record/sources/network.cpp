@@ -48,7 +48,7 @@ public:
     void report(emit::Report& report) override { m_counters.report(report); }
 
 private:
-    // A line for each device, "NAME: NUMBER...", behind two of titles, which hold no colon. An alias has one
+    // A line for each device, "NAME: NUMBER...", after two of titles, which hold no colon. An alias has one
     // in its name.
     void read_i(auto withDevice) {
         std::string_view text;

@@ -15,7 +15,7 @@ class ProcessTimeSource : public Source {
 public:
     explicit ProcessTimeSource(SourceContext& context)
         : m_context(context),
-          m_metric(context, {.chapter = {0, "process", "Process CPU Time", ""},
+          m_metric(context, {.section = {0, "process", "Process CPU Time", ""},
                              .quantity = {emit::QuantityKind::Time, "Process CPU Time", "msec"},
                              .rate = {emit::QuantityKind::Share, "Process CPU Share", "%"},
                              .rateFactor = 0.1,

@@ -45,7 +45,7 @@ public:
         m_started = define.descriptor("Started");
         m_exited = define.descriptor("Exited");
         m_executed = define.descriptor("Executed");
-        emit::MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
+        emit::MetricDefinition metric{.name = m_section.name, .group = m_section.feature};
         metric.type = emit::MetricType::TracedEvent;
         metric.quantity = define.quantity({emit::QuantityKind::Count, "Process Events", "events"});
         metric.legend = {m_started, m_exited, m_executed};
@@ -53,7 +53,7 @@ public:
             "Change", {m_processAttribute, m_pidAttribute, m_parentAttribute, m_startAttribute});
         metric.state = define.handle("Event");
         metric.entity = define.handle("Program");
-        m_chapter.metric = define.metric(metric);
+        m_section.metric = define.metric(metric);
         return true;
     }
 
@@ -77,13 +77,13 @@ public:
             all.executed += program.executed;
             all.exited += program.exited;
         }
-        report.chapter(m_chapter);
-        report.table(m_chapter.name + " Summary: Total", {"Event", "Total"});
+        report.section(m_section);
+        report.table(m_section.name + " Summary: Total", {"Event", "Total"});
         report.row({"Started", std::to_string(all.started)});
         report.row({"Exited", std::to_string(all.exited)});
         report.row({"Executed", std::to_string(all.executed)});
         if (m_programs.empty()) return;
-        report.table(m_chapter.name + " Summary: Counts", {"Program", "Started", "Executed", "Exited"});
+        report.table(m_section.name + " Summary: Counts", {"Program", "Started", "Executed", "Exited"});
         for (const auto& [name, program] : m_programs)
             report.row({name, std::to_string(program.started), std::to_string(program.executed),
                         std::to_string(program.exited)});
@@ -178,13 +178,13 @@ private:
                    {m_pidAttribute, "{\"u\":" + std::to_string(info.pid) + "}"},
                    {m_parentAttribute, "{\"u\":" + std::to_string(info.parent) + "}"},
                    {m_startAttribute, "{\"i\":" + start + "}"}});
-        m_line.begin(m_chapter.metric, ticks);
+        m_line.begin(m_section.metric, ticks);
         m_line.handle(emit::elementHead(entity, event), lifetime, state);
         m_line.end();
     }
 
     SourceContext& m_context;
-    emit::Chapter m_chapter{0, "process", "Process Events", NOTE};
+    emit::Section m_section{0, "process", "Process Events", NOTE};
     emit::MetricLine m_line;
     ProcessTable m_table;
     SampleFile m_loads;

@@ -22,7 +22,7 @@ struct SensorKind {
 };
 
 std::unique_ptr<FileValueSource> makeSource(SourceContext& context, const SensorKind& kind, const char* of) {
-    emit::ValueSpec spec{.chapter = {0, kind.feature, kind.metric, ""},
+    emit::ValueSpec spec{.section = {0, kind.feature, kind.metric, ""},
                          .quantity = {kind.kind, kind.quantity, kind.units},
                          .what = kind.quantity,
                          .of = of,

@@ -8,7 +8,7 @@ namespace host::record {
 
 class UniqueNames {
 public:
-    // The name, or `device` if it is empty; when it was taken already, with the device behind it.
+    // The name, or `device` if it is empty; when it was taken already, with the device after it.
     std::string take(const std::string& name, const std::string& device) {
         std::string chosen = name.empty() ? device : name;
         if (!m_taken.insert(chosen).second) chosen += " (" + device + ")";

@@ -56,8 +56,8 @@ public:
     }
 
     void report(emit::Report& report) override {
-        report.chapter(m_chapter);
-        report.table(m_chapter.name + " Summary: Activations and Active Time",
+        report.section(m_section);
+        report.table(m_section.name + " Summary: Activations and Active Time",
                      {"Source", "Activations", "Active Time (msec)", "Average (msec)"});
         for (const Item& item : m_items) {
             const std::uint64_t count = std::max<std::uint64_t>(item.activations, 1);
@@ -90,7 +90,7 @@ private:
 
     void define_i() {
         m_active = m_context.define.descriptor("Active");
-        emit::MetricDefinition metric{.name = m_chapter.name, .group = m_chapter.feature};
+        emit::MetricDefinition metric{.name = m_section.name, .group = m_section.feature};
         metric.type = emit::MetricType::TracedTransition;
         metric.tableClass = KERNEL_WAKELOCKS;
         metric.quantity = m_context.define.time();
@@ -99,7 +99,7 @@ private:
         metric.state = m_context.define.handle("State");
         metric.entity = m_context.define.handle("Source");
         for (const Item& item : m_items) metric.entities.push_back(item.entity);
-        m_chapter.metric = m_context.define.metric(metric);
+        m_section.metric = m_context.define.metric(metric);
     }
 
     // Reads where the source stands. Most stand still, and cost one read.
@@ -140,7 +140,7 @@ private:
         deliver_i(item, ticks, std::min({count, MOST_ACTIVATIONS, ticks - m_previous}), now.msec - last.msec);
     }
 
-    // The kernel tells the sum of the durations only: each gets its share, and the ends are spread evenly.
+    // The kernel gives the sum of the durations only: each gets its share, and the ends are spread evenly.
     void deliver_i(const Item& item, std::uint64_t ticks, std::uint64_t count, std::uint64_t msec) {
         const auto sum =
             static_cast<std::uint64_t>(static_cast<double>(msec) * 1000.0 * m_context.ticksPerUsec);
@@ -149,14 +149,14 @@ private:
         for (std::uint64_t i = 0; i < count; ++i) {
             const std::uint64_t end = ticks - (count - 1 - i) * step;
             const std::uint64_t duration = sum / count + (i < sum % count ? 1 : 0);
-            m_line.begin(m_chapter.metric, end);
+            m_line.begin(m_section.metric, end);
             m_line.handle(head, std::min(duration, end), m_active);
             m_line.end();
         }
     }
 
     SourceContext& m_context;
-    emit::Chapter m_chapter{0, "wakeup", "Kernel Wakeup Sources", ""};
+    emit::Section m_section{0, "wakeup", "Kernel Wakeup Sources", ""};
     emit::MetricLine m_line;
     std::vector<Item> m_items;
     emit::Id m_active = 0;

@@ -1,4 +1,4 @@
-// Layout: stamp (8 bytes), length of the data with flags (8), data; behind them, if flagged, a count (8).
+// Layout: stamp (8 bytes), length of the data with flags (8), data; after them, if flagged, a count (8).
 // Each record begins with 32 bits: its length in words or its type (5 bits), and the time since the one
 // before (27).
 #include "host/record/trace/buffer_page.h"

@@ -53,7 +53,7 @@ public:
 private:
     struct Record {
         perf_event_header header;
-        const char* data;  // behind the header
+        const char* data;  // after the header
     };
 
     base::Descriptor open_i(std::uint64_t id, std::size_t bytes);

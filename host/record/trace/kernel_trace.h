@@ -48,12 +48,12 @@ public:
     // Becomes readable when a ring is half full.
     int descriptor() const { return m_wake.get(); }
 
-    // Takes what is in a ring, in its order; a loss stands before the first event behind it. Records are
+    // Takes what is in a ring, in its order; a loss stands before the first event after it. Records are
     // counted; one that can't be read is malformed.
     std::size_t rings() const { return m_rings.size(); }
     void drain(std::size_t ring, const Sink& sink);
 
-    // Takes losses that no event came behind, as of `stamp`. To be called when the trace is off and drained.
+    // Takes losses that no event came after, as of `stamp`. To be called when the trace is off and drained.
     void drainLosses(std::uint64_t stamp, const Sink& sink);
 
     // What lies outside of this time is left out, and not counted.

@@ -23,7 +23,7 @@ public:
 private:
     struct File {
         SampleFile energy;
-        std::uint64_t range;  // it goes on from 0 behind it
+        std::uint64_t range;  // it goes on from 0 after it
         std::uint64_t last = 0;
     };
     struct Counter {

@@ -12,7 +12,7 @@ public:
     // A reading: later than the one before by both clocks, else it is left out.
     void add(std::uint64_t stamp, std::uint64_t ticks);
 
-    // The ticks at a stamp. What lies before the first or behind the last reading goes as beside it. After
+    // The ticks at a stamp. What lies before the first or after the last reading goes as beside it. After
     // the second reading.
     std::uint64_t ticks(std::uint64_t stamp) const;
 

@@ -11,7 +11,7 @@ namespace host::record {
 // that this process alone has, and that ends with it.
 class TraceFolder {
 public:
-    // isOpen() tells whether there is one that can be read, error() why not.
+    // isOpen() says whether there is one that can be read, error() why not.
     TraceFolder();
 
     bool isOpen() const { return m_folder.isOpen(); }

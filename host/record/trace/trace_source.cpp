@@ -173,7 +173,7 @@ private:
         merge_i(old);
     }
 
-    // Puts what has come behind the first `old` that wait in order with these.
+    // Puts what has come after the first `old` that wait in order with these.
     void merge_i(std::ptrdiff_t old) {
         const auto byStamp = [](const Event& one, const Event& other) { return one.stamp < other.stamp; };
         const auto begin = m_waiting.begin() + old;
