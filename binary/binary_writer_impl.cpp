@@ -30,6 +30,7 @@ std::string stateOf(const pwr::DataElement& element, const ElementReading& readi
             element.getValue()->toString(text);
             return text;
         case StateOrigin::DescriptorInValue:
+            // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): a null handle has failed before
             return reading.handle->getName();
         default:
             return getState(&element, reading.stateOrigin == StateOrigin::TracedValue);

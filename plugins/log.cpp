@@ -39,6 +39,7 @@ constexpr std::size_t SPARE_SIZE = 1024;
 
 int formatClassic(char* text, std::size_t size, const char* format, va_list args) {
     const ClassicLocale locale;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is the caller's, begun with va_start
     return std::vsnprintf(text, size, format, args);
 }
 

@@ -55,7 +55,7 @@ bool takeOffset(std::string_view& text, std::int64_t& offset) {
     if (!takeOneOf(text, "+-") || !takeDigits(text, 2, hours) || !takeOneOf(text, ":") ||
         !takeDigits(text, 2, minutes) || hours > 23 || minutes > 59)
         return false;
-    offset = (hours * 60 + minutes) * (isWest ? -60 : 60);
+    offset = std::int64_t{hours * 60 + minutes} * (isWest ? -60 : 60);
     return true;
 }
 

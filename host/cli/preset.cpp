@@ -87,7 +87,8 @@ bool applyPreset(CLI::App& command, const std::string& name) {
         const std::string_view text = base::trimmed(line);
         if (text.empty() || text.front() == '#') continue;
         if (const std::string why = takeLine(command, std::string(text), given); !why.empty()) {
-            base::complain(path + ":" + std::to_string(number) + ": " + why);
+            base::complain(
+                std::string(path).append(":").append(std::to_string(number)).append(": ").append(why));
             return false;
         }
     }

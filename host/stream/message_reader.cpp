@@ -95,7 +95,7 @@ void MessageReader::end_i(ObjectReader& line) {
         m_fault.in(key::ID);
     }
     const auto end = line.requireInteger<std::uint64_t>(key::TSC);
-    if (!line.finish()) return;
+    if (!line.finish() || record == nullptr) return;
     if (auto* process = dynamic_cast<model::Process*>(record->m_handle); process != nullptr) {
         process->m_endTime = end;
     } else if (auto* thread = dynamic_cast<model::Thread*>(record->m_handle); thread != nullptr) {
@@ -180,7 +180,7 @@ void MessageReader::table_i(ObjectReader& line) {
         table = tableAt_i(*key);
         m_fault.in(key::TABLE);
     }
-    if (line.finish()) m_sink.table(table->m_announcement, table->m_columns.m_class);
+    if (line.finish() && table != nullptr) m_sink.table(table->m_announcement, table->m_columns.m_class);
 }
 
 void MessageReader::row_i(ObjectReader& line) {
@@ -190,7 +190,7 @@ void MessageReader::row_i(ObjectReader& line) {
         m_fault.in(key::TABLE);
     }
     if (table != nullptr) readRow_i(line, table->m_columns, m_row);
-    if (!line.finish()) return;
+    if (!line.finish() || table == nullptr) return;
     std::swap(table->m_rowMessage.m_row, m_row);
     m_sink.table(table->m_rowMessage, table->m_columns.m_class);
 }
@@ -241,7 +241,7 @@ void MessageReader::metric_i(ObjectReader& line) {
     }
     m_pool.begin(timestamp);
     line.items(key::DATA, [this](const Token& item) { readElement(item, m_references, m_pool.append()); });
-    if (line.finish()) {
+    if (line.finish() && metric != nullptr) {
         metric->m_sample = &m_pool.sample();
         m_sink.metric(*metric);
         metric->m_sample = nullptr;
