@@ -16,10 +16,6 @@ std::string descriptorTitle(const pwr::DataDescriptor& descriptor) {
     return title;
 }
 
-std::string nameOf(const pwr::DataHandle* handle) {
-    return handle != nullptr ? handle->getName() : std::string();
-}
-
 std::string qualifiedNameOf(const pwr::DataHandle* handle) {
     return handle != nullptr ? handle->getQualifiedName() : std::string();
 }

@@ -14,9 +14,6 @@ std::string unitsSuffix(const pwr::Quantity* quantity);
 // A descriptor's name and, in parentheses, the first of its attribute values.
 std::string descriptorTitle(const pwr::DataDescriptor& descriptor);
 
-// The name, or an empty text for a null handle.
-std::string nameOf(const pwr::DataHandle* handle);
-
 // The qualified name, or an empty text for a null handle.
 std::string qualifiedNameOf(const pwr::DataHandle* handle);
 

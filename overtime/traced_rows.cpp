@@ -2,6 +2,7 @@
 #include "overtime/column_titles.h"
 #include "overtime/int_writer_v2.h"
 #include "plugins/log.h"
+#include "plugins/value_text.h"
 #include "pwr/process.h"
 
 using namespace overtime;

@@ -77,3 +77,7 @@ const char* getTypeString(pwr::Metric::MetricType type) {
                                         "TRACED_VALUE_TRANSITION", "TRACED_EVENT"};
     return type <= pwr::Metric::TRACED_EVENT ? names[type] : "UNKNOWN";
 }
+
+std::string nameOf(const pwr::DataHandle* handle) {
+    return handle != nullptr ? handle->getName() : std::string();
+}

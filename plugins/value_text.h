@@ -17,5 +17,8 @@ int getFirstDataAttributeAsString(const pwr::AttributeValueManager* manager, std
 // A descriptor says the text of its first attribute value, or else its name.
 std::string getState(const pwr::DataElement* element, bool traced);
 
+// A handle's name, or an empty text for a null one.
+std::string nameOf(const pwr::DataHandle* handle);
+
 // The name of a metric type, "UNKNOWN" for one that has none.
 const char* getTypeString(pwr::Metric::MetricType type);

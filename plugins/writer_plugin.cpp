@@ -2,15 +2,12 @@
 
 #include "plugins/log.h"
 #include "plugins/plugin_capability.h"
+#include "plugins/value_text.h"
 #include "pwr/attribute.h"
 #include "pwr/quantity.h"
 #include "pwr/table_message.h"
 
 namespace {
-
-std::string nameOf(const pwr::DataHandle* handle) {
-    return handle != nullptr ? handle->getName() : std::string();
-}
 
 std::string cellOf(const pwr::TableMessage& message, const pwr::DataHandle* handle) {
     std::string value = "Invalid";

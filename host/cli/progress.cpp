@@ -1,9 +1,5 @@
 #include "host/cli/progress.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <cstdio>
 
 namespace host::cli {
@@ -12,13 +8,6 @@ namespace {
 
 constexpr std::uint64_t CALLS_PER_CLOCK = 256;
 constexpr std::chrono::milliseconds PERIOD(200);
-
-// Of standard error; any width if it is no terminal.
-int widthOfTerminal() {
-    winsize size{};
-    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 2) return 1000;
-    return size.ws_col;
-}
 
 }  // namespace
 
@@ -30,27 +19,26 @@ void Progress::update(std::uint64_t bytes, std::uint64_t lines) {
     const auto now = std::chrono::steady_clock::now();
     if (now < m_next) return;
     m_next = now + PERIOD;
-    show_i(bytes, lines, "");
+    show_i(bytes, lines);
 }
 
 void Progress::finish(std::uint64_t bytes, std::uint64_t lines) {
-    if (m_isShown) show_i(bytes, lines, "\n");
+    if (!m_isShown) return;
+    show_i(bytes, lines);
+    m_line.keep();
 }
 
-void Progress::show_i(std::uint64_t bytes, std::uint64_t lines, const char* end) {
+void Progress::show_i(std::uint64_t bytes, std::uint64_t lines) {
     const double megabytes = static_cast<double>(bytes) / 1e6;
     const auto count = static_cast<unsigned long long>(lines);
     char text[100];
-    int length = 0;
     if (m_total > 0) {
         const double percent = 100.0 * static_cast<double>(bytes) / static_cast<double>(m_total);
-        length = std::snprintf(text, sizeof text, "%3.0f %%, %.1f MB, %llu lines", percent, megabytes, count);
+        std::snprintf(text, sizeof text, "%3.0f %%, %.1f MB, %llu lines", percent, megabytes, count);
     } else {
-        length = std::snprintf(text, sizeof text, "%.1f MB, %llu lines", megabytes, count);
+        std::snprintf(text, sizeof text, "%.1f MB, %llu lines", megabytes, count);
     }
-    // What a terminal wraps cannot be overwritten.
-    std::fprintf(stderr, "\r%.*s%s", std::min(length, widthOfTerminal() - 1), text, end);
-    std::fflush(stderr);
+    m_line.show(text);
 }
 
 }  // namespace host::cli

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <cstdint>
 
+#include "host/base/status_line.h"
+
 namespace host::cli {
 
 // Reports on standard error how far a run has come, a few times a second, in one line that is overwritten and
@@ -19,10 +21,11 @@ public:
     void finish(std::uint64_t bytes, std::uint64_t lines);
 
 private:
-    void show_i(std::uint64_t bytes, std::uint64_t lines, const char* end);
+    void show_i(std::uint64_t bytes, std::uint64_t lines);
 
     bool m_isShown;
     std::uint64_t m_total;
+    base::StatusLine m_line;
     std::uint64_t m_calls = 0;
     std::chrono::steady_clock::time_point m_next;
 };
