@@ -73,7 +73,8 @@ class OtherEyes(unittest.TestCase):
             self.skipTest("there is no perf")
         mounted = ["unshare", "-m", "sh", "-c", 'mountpoint -q /sys/kernel/tracing || mount -t tracefs nodev /sys/kernel/tracing; '
                    'exec "$@"', "sh"]
-        stream = self.record(*mounted, "perf", "record", "-q", "-a", "-m", "4M", "-o", "perf.data", "-e", EVENTS, "sleep", "2")
+        stream = self.record(*mounted, "perf", "record", "-q", "-a", "-m", "4M", "-o", "perf.data", "-e", EVENTS,
+                             "sh", "-c", "for i in $(seq 300); do sleep 0.004; done")  # a quiet machine has few events
         script = subprocess.run([*mounted, "perf", "script", "-i", "perf.data", "--ns", "-F", "comm,pid,tid,cpu,time,event,trace"],
                                 cwd=self.work, capture_output=True, text=True, timeout=120).stdout
         theirs = collections.Counter(line.split(": ")[1].strip().split(":")[-1] for line in script.splitlines() if ": " in line)
