@@ -22,21 +22,6 @@ std::uint64_t placesKeyOf(const pwr::Metric& metric) {
     return std::uint64_t{metric.m_id} << 1 | (metric.m_metricType == pwr::Metric::SAMPLED_DELTA ? 1 : 0);
 }
 
-// The state that an element reports, for the log.
-std::string stateOf(const pwr::DataElement& element, const ElementReading& reading) {
-    std::string text;
-    switch (reading.stateOrigin) {
-        case StateOrigin::Text:
-            element.getValue()->toString(text);
-            return text;
-        case StateOrigin::DescriptorInValue:
-            // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): a null handle has failed before
-            return reading.handle->getName();
-        default:
-            return getState(&element, reading.stateOrigin == StateOrigin::TracedValue);
-    }
-}
-
 }  // namespace
 
 BinaryWriter::Impl::Impl(const std::string& outputName, bool continuous)
@@ -127,7 +112,7 @@ bool BinaryWriter::Impl::writeElement_i(const Message& message, const pwr::DataE
         return false;
     }
     Index name = place.target.name;
-    if (message.isLogged) logElement_i(message, element, reading);
+    if (message.isLogged) logElement(BINARY_WRITER_TAG, type, element, reading, stateOf(element, reading));
     if (!isKnown || message.isLogged) {
         describeOnce_i(message.metric);
         name = getSampleNameIdx_i(message, element, state);
@@ -156,20 +141,6 @@ void BinaryWriter::Impl::remember_i(const pwr::DataElement& element, Index descr
     place.target.descriptor = descriptor;
     place.target.nameLength = static_cast<std::uint32_t>(text.size());
     std::memcpy(place.target.nameText, text.data(), text.size());
-}
-
-void BinaryWriter::Impl::logElement_i(const Message& message, const pwr::DataElement& element,
-                                      const ElementReading& reading) const {
-    const std::string state = stateOf(element, reading);
-    std::string key = element.getEntity()->getName();
-    std::string name = key;
-    if (message.metric.m_metricType == pwr::Metric::SAMPLED_DELTA) {
-        key += ' ' + state;
-        name = state;
-    }
-    LOG_INFO_TAG(BINARY_WRITER_TAG, "key = %s, name = %s, state = %s, hasStates = %s, Value = %.2f\n",
-                 key.c_str(), name.c_str(), state.c_str(), reading.hasStates ? "TRUE" : "FALSE",
-                 reading.value);
 }
 
 void BinaryWriter::Impl::describeOnce_i(const pwr::Metric& metric) {

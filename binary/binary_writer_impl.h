@@ -82,8 +82,6 @@ private:
     bool writeElement_i(const Message& message, const pwr::DataElement& element, Places::Place& place);
     static void remember_i(const pwr::DataElement& element, Index descriptor, Index name,
                            Places::Place& place);
-    void logElement_i(const Message& message, const pwr::DataElement& element,
-                      const ElementReading& reading) const;
     void describeOnce_i(const pwr::Metric& metric);
     void createMetricMeta_i(const pwr::Metric& metric);
 

@@ -14,32 +14,23 @@ namespace {
 const std::string NO_TEXT;
 const std::string NO_DESCRIPTOR = "N/A";
 
-// The state's name in full, for the log.
-std::string stateForLog(const pwr::DataElement& element, const ElementReading& reading) {
-    std::string text;
-    switch (reading.stateOrigin) {
-        case StateOrigin::Text:
-            element.getValue()->toString(text);
-            return text;
-        case StateOrigin::DescriptorInValue:
-            return reading.handle->getName();
-        case StateOrigin::TracedValue: {
-            const pwr::DataHandle* const handle = handleOf(*element.getValue());
-            const bool named = handle != nullptr && handle->getHandleType() == pwr::HANDLE_DATA_DESCRIPTOR;
-            return named && asDescriptor(handle) == nullptr ? text : getState(&element, true);
-        }
-        default:
-            return getState(&element, false);
-    }
+// True if the element's value claims to be a descriptor and isn't.
+bool isNoDescriptor(const pwr::DataElement& element) {
+    const pwr::DataHandle* const handle = handleOf(*element.getValue());
+    return handle != nullptr && handle->getHandleType() == pwr::HANDLE_DATA_DESCRIPTOR &&
+           asDescriptor(handle) == nullptr;
 }
 
-// A traced value that claims to be a descriptor and isn't gets a warning and no state.
+// Such a traced value gets a warning and no state.
 void checkTracedValue(const pwr::DataElement& element) {
-    if (!isLogged(LogLevel::Warning)) return;
-    const pwr::DataHandle* const handle = handleOf(*element.getValue());
-    if (handle == nullptr || handle->getHandleType() != pwr::HANDLE_DATA_DESCRIPTOR) return;
-    if (asDescriptor(handle) == nullptr)
+    if (isLogged(LogLevel::Warning) && isNoDescriptor(element))
         LOG_WARNING("Continuous writer plugin failed to retrieve descriptor\n");
+}
+
+// The state's name in full, for the log.
+std::string stateForLog(const pwr::DataElement& element, const ElementReading& reading) {
+    const bool isUnnamed = reading.stateOrigin == StateOrigin::TracedValue && isNoDescriptor(element);
+    return isUnnamed ? std::string() : stateOf(element, reading);
 }
 
 }  // namespace
@@ -83,7 +74,9 @@ bool ContinuousWriter::writeElement_i(const pwr::Metric& metric, const pwr::Data
         LOG_WARNING("Unable to retrieve data descriptor \n");
         return false;
     }
-    if (isLogged(LogLevel::Info, CONTINUOUS_WRITER_TAG)) logElement_i(metric, element, reading);
+    if (isLogged(LogLevel::Info, CONTINUOUS_WRITER_TAG))
+        logElement(CONTINUOUS_WRITER_TAG, metric.m_metricType, element, reading,
+                   stateForLog(element, reading));
     if (metricsWithMetadataSent.count(metric.m_id) == 0) {
         m_metadata.emplace_back(metric.m_name, makeMetricTree(metric));
         metricsWithMetadataSent.insert(metric.m_id);
@@ -116,20 +109,6 @@ const std::string& ContinuousWriter::sampledStateOf_i(const pwr::DataElement& el
     const std::string*& state = m_states[descriptor->getId()];
     if (state == nullptr) state = &keep_i(getState(&element, false));
     return *state;
-}
-
-void ContinuousWriter::logElement_i(const pwr::Metric& metric, const pwr::DataElement& element,
-                                    const ElementReading& reading) const {
-    const std::string state = stateForLog(element, reading);
-    std::string key = element.getEntity()->getName();
-    std::string name = key;
-    if (metric.m_metricType == pwr::Metric::SAMPLED_DELTA) {
-        key += " " + state;
-        name = state;
-    }
-    LOG_INFO_TAG(CONTINUOUS_WRITER_TAG, "key = %s, name = %s, state = %s, hasStates = %s, Value = %.2f\n",
-                 key.c_str(), name.c_str(), state.c_str(), reading.hasStates ? "TRUE" : "FALSE",
-                 reading.value);
 }
 
 const std::string& ContinuousWriter::keep_i(const std::string& text) {

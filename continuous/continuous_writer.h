@@ -115,8 +115,6 @@ private:
     std::uint64_t durationOf_i(const pwr::DataElement& element, bool instant) const;
     const std::string& nameOf_i(const pwr::DataHandle& handle);
     const std::string& sampledStateOf_i(const pwr::DataElement& element);
-    void logElement_i(const pwr::Metric& metric, const pwr::DataElement& element,
-                      const ElementReading& reading) const;
     const std::string& keep_i(const std::string& text);
 
     std::unordered_set<std::string> m_texts;  // every text that a record refers to

@@ -106,7 +106,11 @@ int Values::addReal_i(const pwr::Data& data, ZT2AttributeList* list) {
     double value = 0;
     data.toReal(value);
     noteReals<ONCE_REAL_NOTE>(m_isLegacy);
-    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_REAL, encode_i(value, ""), list) == 0) return 0;
+    const std::uint64_t encoded = encode_i(value);
+    if (!m_shortcuts.allow(true))
+        VYRTA_DEBUG("Adding real value '%lf' to the record. Encoded 64bit value: %lu, real value: %lf\n",
+                    value, encoded, value);
+    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_REAL, encoded, list) == 0) return 0;
     return VYRTA_FAIL("Unable to add real value '%lf' to the record.\n", value);
 }
 
@@ -139,22 +143,26 @@ int Values::addRealRange_i(const pwr::Data& data, ZT2AttributeList* list) {
     data.toRealRange(range);
     const auto [lower, upper] = range;
     noteReals<ONCE_REAL_RANGE_NOTE>(m_isLegacy);
-    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_REAL_LOWER_BOUND, encode_i(lower, "lower bound "),
-                        list) != 0)
+    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_REAL_LOWER_BOUND, encodeBound_i(lower, "lower"), list) !=
+        0)
         return VYRTA_FAIL("Unable to add lower bound real value '%lf' to the record.\n", lower);
-    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_REAL_UPPER_BOUND, encode_i(upper, "upper bound "),
-                        list) != 0)
+    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_REAL_UPPER_BOUND, encodeBound_i(upper, "upper"), list) !=
+        0)
         return VYRTA_FAIL("Unable to add upper bound real value '%lf' to the record.\n", upper);
     return 0;
 }
 
+std::uint64_t Values::encode_i(double value) const {
+    return m_isLegacy ? truncateSaturated<std::uint64_t>(value) : std::bit_cast<std::uint64_t>(value);
+}
+
 // `bound` is its word in the debug line.
-std::uint64_t Values::encode_i(double value, const char* bound) const {
-    const std::uint64_t encoded =
-        m_isLegacy ? truncateSaturated<std::uint64_t>(value) : std::bit_cast<std::uint64_t>(value);
+std::uint64_t Values::encodeBound_i(double value, const char* bound) const {
+    const std::uint64_t encoded = encode_i(value);
     if (!m_shortcuts.allow(true))
-        VYRTA_DEBUG("Adding %sreal value '%lf' to the record. Encoded 64bit value: %lu, real value: %lf\n",
-                    bound, value, encoded, value);
+        VYRTA_DEBUG(
+            "Adding %s bound real value '%lf' to the record. Encoded 64bit value: %lu, real value: %lf\n",
+            bound, value, encoded, value);
     return encoded;
 }
 

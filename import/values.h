@@ -63,7 +63,8 @@ private:
     int addNumberAsText_i(const pwr::Data& data, const pwr::Quantity* quantity, ZT2AttributeList* list,
                           std::string* stringOut);
     int putText_i(const std::string& text, ZT2AttributeList* list, std::string* stringOut);
-    std::uint64_t encode_i(double value, const char* bound) const;
+    std::uint64_t encode_i(double value) const;
+    std::uint64_t encodeBound_i(double value, const char* bound) const;
 
     const Shortcuts& m_shortcuts;
     const bool& m_isLegacy;

@@ -158,24 +158,11 @@ bool JSONWriter::findSlot_i(const pwr::Metric& metric, const pwr::DataElement& e
 // The same for an element that refers to something new.
 bool JSONWriter::findNewSlot_i(const pwr::Metric& metric, const pwr::DataElement& element,
                                const ElementReading& reading, Slot& slot) {
-    m_stateText.clear();
-    switch (reading.stateOrigin) {
-        case StateOrigin::Text:
-            element.getValue()->toString(m_stateText);
-            break;
-        case StateOrigin::DescriptorInValue: {
-            const pwr::DataDescriptor* const descriptor = asDescriptor(reading.handle);
-            if (descriptor == nullptr) {
-                LOG_WARNING("Unable to retrieve data descriptor\n");
-                return false;
-            }
-            m_stateText = descriptor->getName();
-            break;
-        }
-        default:
-            m_stateText = getState(&element, reading.stateOrigin == StateOrigin::TracedValue);
-            break;
+    if (reading.stateOrigin == StateOrigin::DescriptorInValue && asDescriptor(reading.handle) == nullptr) {
+        LOG_WARNING("Unable to retrieve data descriptor\n");
+        return false;
     }
+    m_stateText = stateOf(element, reading);
     slot = findSlotOfState_i(metric, element, reading, m_stateText);
     return true;
 }

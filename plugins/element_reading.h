@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "pwr/metric.h"
 
@@ -35,6 +36,13 @@ const pwr::DataDescriptor* asDescriptor(const pwr::DataHandle* handle);
 
 // The handle that `value` holds; null if it holds none.
 const pwr::DataHandle* handleOf(const pwr::Data& value);
+
+// The text of the state that an element reports. With DescriptorInValue the handle must not be null.
+std::string stateOf(const pwr::DataElement& element, const ElementReading& reading);
+
+// Logs at info level what was read of an element, for those who show the lines of `tag`.
+void logElement(const char* tag, pwr::Metric::MetricType type, const pwr::DataElement& element,
+                const ElementReading& reading, const std::string& state);
 
 // Every element passes through what follows; as calls it would cost a run of "bin" a tenth more instructions.
 
