@@ -12,10 +12,10 @@
 #include "host/base/complain.h"
 #include "host/base/exit_status.h"
 #include "host/base/text.h"
+#include "host/base/transfer.h"
 #include "host/cli/commands.h"
 #include "host/cli/run_summary.h"
 #include "host/emit/json_line.h"
-#include "host/model/files.h"
 #include "host/model/registry.h"
 
 namespace host::cli {
@@ -99,7 +99,7 @@ bool read(const std::string& file, std::vector<Row>& rows) {
     if (!row.summary.kind.empty()) rows.push_back(std::move(row));
     if (isGood) return true;
     error += "\n";
-    model::writeAll(STDERR_FILENO, error.data(), error.size());
+    base::writeAll(STDERR_FILENO, error);
     return false;
 }
 

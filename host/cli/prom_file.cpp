@@ -13,11 +13,11 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <utility>
 
 #include "host/base/complain.h"
 #include "host/base/exit_status.h"
+#include "host/base/transfer.h"
 #include "host/cli/prom_text.h"
 #include "host/session/run.h"
 
@@ -33,14 +33,8 @@ bool replaceFile(const std::string& path, const std::string& text) {
     const std::string temporary = path + "." + std::to_string(::getpid()) + ".tmp";
     base::Descriptor file(
         ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
-    std::string_view left = text;
-    bool isWritten = file.isOpen();
-    while (isWritten && !left.empty()) {
-        const ssize_t n = ::write(file.get(), left.data(), left.size());
-        isWritten = n >= 0 || errno == EINTR;
-        if (n > 0) left.remove_prefix(static_cast<std::size_t>(n));
-    }
-    isWritten = isWritten && ::rename(temporary.c_str(), path.c_str()) == 0;
+    const bool isWritten = file.isOpen() && base::writeAll(file.get(), text) == 0 &&
+                           ::rename(temporary.c_str(), path.c_str()) == 0;
     if (isWritten) return true;
     const int reason = errno;
     if (file.isOpen()) ::unlink(temporary.c_str());
@@ -70,7 +64,7 @@ public:
         if (!run.open(options)) return base::EXIT_ERROR;
         if (!run.begin()) return base::EXIT_ERROR;
         const fs::path former = m_folder / "former";
-        m_text.continueFrom(contents(former));
+        m_text.continueFrom(base::fileText(former));
         const bool isMore = feed_i(lines, run);
         // What the writer says of its results is of no interest: they are gone.
         const base::Descriptor silence(::open("/dev/null", O_WRONLY | O_CLOEXEC));
@@ -84,11 +78,6 @@ public:
     }
 
 private:
-    static std::string contents(const fs::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     // Until an empty line ends the part, which nothing follows before this process has ended, or the lines
     // end. Returns whether it was the former.
     bool feed_i(int lines, session::Run& run) {
@@ -116,7 +105,7 @@ private:
             return std::pair(a.string().size(), a) < std::pair(b.string().size(), b);
         });
         for (const fs::path& result : results) {
-            m_text.take(contents(result));
+            m_text.take(base::fileText(result));
             fs::remove(result);
         }
         if (!results.empty() && m_isGood) m_isGood = replaceFile(m_path, m_text.text());
@@ -191,20 +180,11 @@ bool PromFile::open(const std::string& path, const std::vector<std::string>& plu
 bool PromFile::line(std::string_view line) {
     const bool isHead = line.starts_with(R"({"msg":"system")");
     if (isHead && std::exchange(m_hasPart, true) && !endPart_i()) return false;
-    return write_i(std::string(line) + "\n");
-}
-
-bool PromFile::write_i(std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t n = ::write(m_lines.get(), text.data(), text.size());
-        if (n < 0 && errno != EINTR) return false;
-        if (n > 0) text.remove_prefix(static_cast<std::size_t>(n));
-    }
-    return true;
+    return base::writeAll(m_lines.get(), std::string(line) + "\n") == 0;
 }
 
 bool PromFile::endPart_i() {
-    if (!write_i("\n")) return false;
+    if (base::writeAll(m_lines.get(), "\n") != 0) return false;
     char end = 0;
     ssize_t n = 0;
     while ((n = ::read(m_ends.get(), &end, 1)) < 0 && errno == EINTR) {

@@ -33,7 +33,6 @@ public:
     bool close();
 
 private:
-    bool write_i(std::string_view text);
     bool endPart_i();
 
     pid_t m_process = 0;

@@ -9,13 +9,13 @@
 #include "host/base/duration.h"
 #include "host/base/exit_status.h"
 #include "host/base/stop_signal.h"
+#include "host/base/transfer.h"
 #include "host/cli/commands.h"
 #include "host/cli/progress.h"
 #include "host/cli/replay_inputs.h"
 #include "host/cli/run_options.h"
 #include "host/emit/save_file.h"
 #include "host/importers/input_kinds.h"
-#include "host/model/files.h"
 #include "host/session/input_feeder.h"
 #include "host/session/run.h"
 
@@ -36,7 +36,7 @@ struct ReplayOptions {
 
 void tell(const std::string& text) {
     const std::string line = text + "\n";
-    model::writeAll(STDERR_FILENO, line.data(), line.size());
+    base::writeAll(STDERR_FILENO, line);
 }
 
 void report(const std::string& name, const importers::Damage& damage) {

@@ -6,9 +6,9 @@
 #include <rapidjson/writer.h>
 
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <string_view>
+
+#include "host/base/transfer.h"
 
 namespace host::emit {
 
@@ -57,8 +57,7 @@ private:
 }  // namespace
 
 std::string orderLine(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    const std::string text = base::fileText(path);
     rapidjson::MemoryStream input(text.data(), text.size());
     rapidjson::StringBuffer line;
     OrderPrinter printer(line);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "host/base/transfer.h"
 #include "host/base/user_folder.h"
 
 namespace host::emit {
@@ -45,11 +46,7 @@ void SaveFile::write_i(bool isLast) {
         m_frame->compress(m_pending, isLast, m_compressed);
         left = m_compressed;
     }
-    while (!left.empty() && m_error.empty()) {
-        const ssize_t n = ::write(m_file.get(), left.data(), left.size());
-        if (n > 0) left.remove_prefix(static_cast<std::size_t>(n));
-        if (n < 0 && errno != EINTR) fail_i("Unable to write");
-    }
+    if (m_error.empty() && base::writeAll(m_file.get(), left) != 0) fail_i("Unable to write");
     m_pending.clear();
 }
 

@@ -12,32 +12,13 @@
 
 #include "host/base/exit_status.h"
 #include "host/base/text.h"
+#include "host/base/transfer.h"
 #include "host/base/user_folder.h"
 #include "host/record/local_output.h"
 
 namespace host::record {
 
 namespace {
-
-bool writeAll(int file, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t n = ::write(file, text.data(), text.size());
-        if (n < 0 && errno != EINTR) return false;
-        if (n > 0) text.remove_prefix(static_cast<std::size_t>(n));
-    }
-    return true;
-}
-
-std::string readAll(int file) {
-    std::string text;
-    char buffer[4096];
-    for (;;) {
-        const ssize_t n = ::read(file, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return text;
-        text.append(buffer, static_cast<std::size_t>(n));
-    }
-}
 
 // Hands out the lines of a pipe until it ends; false when they are not wanted.
 bool feedLines(int file, const emit::LineSink& sink) {
@@ -100,7 +81,9 @@ emit::LineSink PartProcesses::open() {
         m_lines = base::Descriptor();  // the recorder's end, whose closing ends the part
         return feedLines(reading.get(), sink);
     });
-    return [this](std::string_view line) { return writeAll(m_lines.get(), std::string(line) + "\n"); };
+    return [this](std::string_view line) {
+        return base::writeAll(m_lines.get(), std::string(line) + "\n") == 0;
+    };
 }
 
 void PartProcesses::close() {
@@ -140,7 +123,7 @@ int PartProcesses::work_i(const std::string& suffix, const std::function<bool(co
     for (const std::string& name : m_deliverer.results())
         if (name.find(suffix) != std::string::npos) names += name + "\n";
     if (!save.empty() && isOpen) names += save + "\n";
-    writeAll(report, names);
+    base::writeAll(report, names);
     return result == RecordResult::Complete && isOpen ? status : base::EXIT_ERROR;
 }
 
@@ -162,7 +145,7 @@ void PartProcesses::complete_i(Running& part, int waitStatus) {
                std::to_string(WTERMSIG(waitStatus)));
     if (status != 0 && m_status != base::EXIT_ERROR) m_status = status;
     std::vector<std::string> files;
-    const std::string names = readAll(part.report.get());
+    const std::string names = base::readAll(part.report.get());
     std::string_view left = names;
     for (std::string_view line; base::takeLine(left, line);) files.emplace_back(line);
     m_complete.push_back(std::move(files));

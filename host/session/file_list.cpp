@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "host/model/files.h"
+#include "host/base/transfer.h"
 #include "host/session/run.h"
 
 namespace host::session {
@@ -38,7 +38,7 @@ void Run::listFiles_i() const {
         text += "  " + leftAligned(made[i].path, nameWidth) + "  " +
                 rightAligned(std::to_string(made[i].size), sizeWidth) + " bytes\n";
     if (made.size() > listed) text += "  and " + std::to_string(made.size() - listed) + " more\n";
-    model::writeAll(STDERR_FILENO, text.data(), text.size());
+    base::writeAll(STDERR_FILENO, text);
 }
 
 }  // namespace host::session

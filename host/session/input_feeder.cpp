@@ -5,7 +5,7 @@
 #include <new>
 
 #include "host/base/complain.h"
-#include "host/model/files.h"
+#include "host/base/transfer.h"
 
 namespace host::session {
 
@@ -57,7 +57,7 @@ bool InputFeeder::judge_i(const std::string& name, std::uint64_t number, bool is
     if (isGoodLine) return !m_stop.isRequested();
     fail();
     const std::string report = name + ":" + std::to_string(number) + ": " + m_reader.error() + "\n";
-    model::writeAll(STDERR_FILENO, report.data(), report.size());
+    base::writeAll(STDERR_FILENO, report);
     return m_isForgiving && !m_stop.isRequested();
 }
 

@@ -12,7 +12,7 @@
 
 #include "host/base/complain.h"
 #include "host/base/exit_status.h"
-#include "host/model/files.h"
+#include "host/base/transfer.h"
 #include "host/model/registry.h"
 #include "host/session/label_list.h"
 #include "host/session/order_file.h"
@@ -69,7 +69,7 @@ int printFile(const std::string& path) {
         if (got < 0 && errno == EINTR) got = 1;
         if (got <= 0) break;
         const auto size = static_cast<std::size_t>(got);
-        if (const int error = model::writeAll(STDOUT_FILENO, block.data(), size); error != 0) return error;
+        if (const int error = base::writeAll(STDOUT_FILENO, {block.data(), size}); error != 0) return error;
     }
     return got < 0 ? errno : 0;
 }

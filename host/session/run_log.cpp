@@ -10,7 +10,7 @@
 #include <new>
 
 #include "host/base/complain.h"
-#include "host/model/files.h"
+#include "host/base/transfer.h"
 
 namespace host::session {
 
@@ -134,7 +134,7 @@ void RunLog::tellRepeats() {
 
 void RunLog::write_i(std::string_view text) {
     const int descriptor = m_file.isOpen() ? m_file.get() : STDERR_FILENO;
-    const int error = model::writeAll(descriptor, text.data(), text.size());
+    const int error = base::writeAll(descriptor, text);
     if (m_error == 0 && m_file.isOpen()) m_error = error;
 }
 
