@@ -16,7 +16,7 @@ void Report::note(const std::string& text) {
 
 void Report::section(const Section& section) {
     m_container = section.metric;
-    m_chapters.emplace_back(section.feature, section.name);
+    m_sections.emplace_back(section.feature, section.name);
     JsonLine line(key::MESSAGE, message::CONTAINER);
     line.member(key::ID, section.metric)
         .member(key::FEATURE, section.feature)
@@ -45,14 +45,14 @@ void Report::row(const std::vector<std::string>& cells) {
 void Report::order(const std::vector<std::string>& features) {
     std::vector<std::string> present;
     for (const std::string& feature : features)
-        if (std::any_of(m_chapters.begin(), m_chapters.end(),
+        if (std::any_of(m_sections.begin(), m_sections.end(),
                         [&](const auto& c) { return c.first == feature; }))
             present.push_back(feature);
     JsonLine line(key::DEFINITION, definition::ORDER);
     line.list(key::FEATURES, present).list(key::PREFIXES, present).key(key::METRICS).beginObject();
     for (const std::string& feature : present) {
         std::vector<std::string> metrics;
-        for (const auto& [owner, metric] : m_chapters)
+        for (const auto& [owner, metric] : m_sections)
             if (owner == feature) metrics.push_back(metric);
         line.list(feature, metrics);
     }

@@ -42,7 +42,7 @@ private:
     Definitions& m_definitions;
     Id m_container = 0;
     Id m_table = 0;                                               // tables are counted over the whole report
-    std::vector<std::pair<std::string, std::string>> m_chapters;  // feature and metric
+    std::vector<std::pair<std::string, std::string>> m_sections;  // feature and metric
 };
 
 }  // namespace host::emit

@@ -13,7 +13,7 @@ namespace host::record {
 namespace {
 
 constexpr int DEEPEST = 24;                     // folders below each other
-constexpr emit::Id FIRST_CHAPTER = 0x7FFFFF00;  // no metric's
+constexpr emit::Id FIRST_SECTION = 0x7FFFFF00;  // no metric's
 constexpr const char* DEBUG_FOLDER = "sys/kernel/debug/pmc_core";
 constexpr const char* NOT_THERE = "-";
 
@@ -77,7 +77,7 @@ public:
 
     void report(emit::Report& report) override {
         for (std::size_t topic = 0; topic < TOPICS; ++topic)
-            report_i(report, m_tables[topic], FIRST_CHAPTER + static_cast<emit::Id>(topic));
+            report_i(report, m_tables[topic], FIRST_SECTION + static_cast<emit::Id>(topic));
     }
 
 private:
