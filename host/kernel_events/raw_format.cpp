@@ -18,7 +18,7 @@ std::int64_t numberAt(const char* bytes) {
     return static_cast<std::int64_t>(number);
 }
 
-bool takeBehind(std::string_view text, std::string_view key, std::uint64_t& number) {
+bool takeAfter(std::string_view text, std::string_view key, std::uint64_t& number) {
     const std::size_t at = text.find(key);
     if (at == NOWHERE) return false;
     text.remove_prefix(at + key.size());
@@ -57,8 +57,8 @@ bool readField(std::string_view line, RawField& field) {
     std::uint64_t size = 0;
     std::uint64_t isSigned = 0;
     if (begin == NOWHERE || end == NOWHERE || end < begin) return false;
-    if (!takeBehind(line, "\toffset:", offset) || !takeBehind(line, "\tsize:", size)) return false;
-    takeBehind(line, "\tsigned:", isSigned);
+    if (!takeAfter(line, "\toffset:", offset) || !takeAfter(line, "\tsize:", size)) return false;
+    takeAfter(line, "\tsigned:", isSigned);
     readDeclaration(line.substr(begin + FIELD.size(), end - begin - FIELD.size()), field);
     field.offset = offset;
     field.size = size;
@@ -121,11 +121,17 @@ std::optional<RawFormat> RawFormat::parse(std::string_view text) {
     while (base::takeLine(text, line) && !line.starts_with("print fmt:")) {
         RawField field;
         if (line.starts_with("name: ")) format.event = line.substr(6);
-        if (line.starts_with("ID:")) hasId = takeBehind(line, "ID:", format.id);
+        if (line.starts_with("ID:")) hasId = takeAfter(line, "ID:", format.id);
         if (readField(line, field)) format.fields.push_back(std::move(field));
     }
     if (!hasId || format.event.empty() || format.fields.empty()) return std::nullopt;
     return format;
+}
+
+std::uint64_t eventNumber(std::span<const char> bytes) {
+    std::uint16_t number = 0;
+    if (bytes.size() >= sizeof number) std::memcpy(&number, bytes.data(), sizeof number);
+    return number;
 }
 
 }  // namespace host::kernel_events

@@ -44,4 +44,8 @@ struct RawFormat {
     static std::optional<RawFormat> parse(std::string_view text);
 };
 
+// The number of the event whose bytes these are: it stands in front. 0, which is no event's, if there are
+// none.
+std::uint64_t eventNumber(std::span<const char> bytes);
+
 }  // namespace host::kernel_events

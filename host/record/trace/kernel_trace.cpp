@@ -7,10 +7,9 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
-#include "host/base/text.h"
+#include "host/base/transfer.h"
+#include "host/record/trace/thread_name.h"
 
 namespace host::record {
 
@@ -18,18 +17,6 @@ namespace {
 
 using kernel_events::Event;
 using kernel_events::Kind;
-
-// The number of an event stands at the front of its bytes.
-std::uint64_t numberOf(std::span<const char> bytes) {
-    std::uint16_t number = 0;
-    if (bytes.size() >= sizeof number) std::memcpy(&number, bytes.data(), sizeof number);
-    return number;
-}
-
-std::string fileText(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // Why no event can be opened, whichever it is; empty if it is this one's.
 std::string generalReason(int reason) {
@@ -113,7 +100,7 @@ void KernelTrace::readNames_i(const TraceFolder& folder, const Tell& tell) {
         for (auto& [address, text] : readKernelTexts(folder.text("printk_formats").value_or("")))
             m_texts.insert_or_assign(address, std::move(text));
     if (!has("hrtimer_expire_entry") && !has("timer_expire_entry")) return;
-    m_symbols.emplace(fileText("/proc/kallsyms"));
+    m_symbols.emplace(base::fileText("/proc/kallsyms"));
     if (m_symbols->isEmpty())
         tell(
             "trace: functions of timers are shown by address, as /proc/kallsyms tells none "
@@ -152,11 +139,11 @@ void KernelTrace::drain(std::size_t number, const Sink& sink) {
 void KernelTrace::drainLosses(std::uint64_t stamp, const Sink& sink) {
     for (std::size_t i = 0; i < m_rings.size(); ++i) {
         m_current[i].loss += m_rings[i].untoldLoss();
-        tellLoss_i(m_rings[i].cpu(), m_current[i], stamp, sink);
+        giveLoss_i(m_rings[i].cpu(), m_current[i], stamp, sink);
     }
 }
 
-void KernelTrace::tellLoss_i(unsigned cpu, Current& current, std::uint64_t stamp, const Sink& sink) {
+void KernelTrace::giveLoss_i(unsigned cpu, Current& current, std::uint64_t stamp, const Sink& sink) {
     if (current.loss == 0) return;
     Event event;
     event.kind = Kind::Loss;
@@ -169,9 +156,9 @@ void KernelTrace::tellLoss_i(unsigned cpu, Current& current, std::uint64_t stamp
 
 void KernelTrace::take_i(unsigned cpu, Current& current, const TracepointSample& sample, const Sink& sink) {
     if (sample.stamp < m_from || sample.stamp > m_until) return;
-    tellLoss_i(cpu, current, sample.stamp, sink);
+    giveLoss_i(cpu, current, sample.stamp, sink);
     ++m_tally.lines;
-    const auto known = m_known.find(numberOf(sample.bytes));
+    const auto known = m_known.find(kernel_events::eventNumber(sample.bytes));
     Event event;
     event.stamp = sample.stamp;
     event.cpu = cpu;
@@ -188,13 +175,11 @@ void KernelTrace::take_i(unsigned cpu, Current& current, const TracepointSample&
 // Names of threads stand in switches; what is traced before the first one is looked up.
 void KernelTrace::nameThread_i(Current& current, const TracepointSample& sample, Event& event) {
     const bool isKnownHere = sample.tid == static_cast<std::uint64_t>(event.pid);
-    if (static_cast<pid_t>(sample.tid) == ::getpid()) m_ownPid = event.pid;
+    if (static_cast<pid_t>(sample.tid) == m_self) m_ownPid = event.pid;
     if (event.pid != current.pid) {
         current.pid = event.pid;
-        std::string name;
-        if (isKnownHere && event.pid != kernel_events::IDLE_PID)
-            name = base::trimmed(fileText("/proc/" + std::to_string(event.pid) + "/comm"));
-        current.comm = m_names.get(name.empty() ? "<...>" : name);
+        const bool hasName = isKnownHere && event.pid != kernel_events::IDLE_PID;
+        current.comm = m_names.get(hasName ? threadName(event.pid) : "<...>");
     }
     event.comm = current.comm;
     if (event.kind == Kind::ProcessExec && event.a == current.pid) current.comm = event.name;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -75,7 +77,7 @@ private:
     struct Current {
         std::int64_t pid = -1;
         kernel_events::NameId comm = 0;
-        std::uint64_t loss = 0;  // that has not been told
+        std::uint64_t loss = 0;  // that no event was made of
     };
 
     std::optional<std::uint64_t> find_i(const TraceFolder& folder, const TraceEvent& event, const Tell& tell);
@@ -85,7 +87,7 @@ private:
     bool watch_i();
     void take_i(unsigned cpu, Current& current, const TracepointSample& sample, const Sink& sink);
     void nameThread_i(Current& current, const TracepointSample& sample, kernel_events::Event& event);
-    void tellLoss_i(unsigned cpu, Current& current, std::uint64_t stamp, const Sink& sink);
+    void giveLoss_i(unsigned cpu, Current& current, std::uint64_t stamp, const Sink& sink);
 
     kernel_events::NamePool& m_names;
     kernel_events::Tally& m_tally;
@@ -102,6 +104,7 @@ private:
                                                 const auto found = m_texts.find(address);
                                                 return found != m_texts.end() ? found->second : std::string();
                                             }};
+    const pid_t m_self = ::getpid();
     std::optional<std::int64_t> m_ownPid;
     std::uint64_t m_from = 0;
     std::uint64_t m_until = ~std::uint64_t{0};

@@ -6,12 +6,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
-#include "host/base/text.h"
 #include "host/kernel_events/mark_text.h"
 #include "host/record/trace/buffer_page.h"
+#include "host/record/trace/thread_name.h"
 
 namespace host::record {
 
@@ -54,7 +52,9 @@ bool MarkBuffer::open(const std::vector<unsigned>& cpus, std::uint64_t kib, cons
     if (!m_folder->isOpen()) return tell("trace: " + m_folder->error()), false;
     const auto format = m_folder->text("events/ftrace/print/format");
     const auto parsed = format ? kernel_events::RawFormat::parse(*format) : std::nullopt;
-    std::string why = parsed ? "" : "their format can't be read";
+    const auto* const pid = parsed ? parsed->find("common_pid") : nullptr;
+    const auto* const text = parsed ? parsed->find("buf") : nullptr;
+    std::string why = pid != nullptr && text != nullptr ? "" : "their format can't be read";
     if (why.empty() && !make_i())
         why = std::string("no buffer can be made in tracefs: ") + std::strerror(errno);
     if (why.empty() && !prepare_i(kib)) {
@@ -69,7 +69,9 @@ bool MarkBuffer::open(const std::vector<unsigned>& cpus, std::uint64_t kib, cons
             ::openat(m_folder->descriptor(), pages.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
         if (file.isOpen()) m_cpus.push_back({cpu, std::move(file)});
     }
-    m_format = *parsed;
+    m_number = parsed->id;
+    m_pid = *pid;
+    m_text = *text;
     m_page.resize(PAGE);
     return true;
 }
@@ -98,17 +100,13 @@ void MarkBuffer::drain(std::uint64_t from, std::uint64_t until, const Sink& sink
 }
 
 void MarkBuffer::take_i(unsigned cpu, std::uint64_t stamp, std::span<const char> bytes, const Sink& sink) {
-    const kernel_events::RawField* const pid = m_format.find("common_pid");
-    const kernel_events::RawField* const text = m_format.find("buf");
-    std::uint16_t number = 0;
-    if (bytes.size() >= sizeof number) std::memcpy(&number, bytes.data(), sizeof number);
-    if (number != m_format.id || pid == nullptr || text == nullptr) return;
+    if (kernel_events::eventNumber(bytes) != m_number) return;
     Event event;
     event.stamp = stamp;
     event.cpu = cpu;
     std::string_view mark;
     ++m_tally.lines;
-    const bool isRead = pid->read(bytes, event.pid) && text->read(bytes, mark);
+    const bool isRead = m_pid.read(bytes, event.pid) && m_text.read(bytes, mark);
     const MarkResult result =
         isRead ? kernel_events::readMark(mark.substr(0, mark.find('\n')), m_names, event) : MarkResult::Bad;
     if (result == MarkResult::Bad) {
@@ -124,11 +122,7 @@ void MarkBuffer::take_i(unsigned cpu, std::uint64_t stamp, std::span<const char>
 
 kernel_events::NameId MarkBuffer::nameOf_i(std::int64_t pid) {
     kernel_events::NameId& known = m_threads[pid];
-    if (known == 0) {
-        std::ifstream file("/proc/" + std::to_string(pid) + "/comm", std::ios::binary);
-        const std::string name(std::istreambuf_iterator<char>(file), {});
-        known = m_names.get(name.empty() ? "<...>" : base::trimmed(name));
-    }
+    if (known == 0) known = m_names.get(threadName(pid));
     return known;
 }
 

@@ -57,8 +57,10 @@ private:
     kernel_events::NamePool& m_names;
     kernel_events::Tally& m_tally;
     std::optional<TraceFolder> m_folder;
-    std::string m_path;  // of the buffer, in that folder; empty: there is none
-    kernel_events::RawFormat m_format;
+    std::string m_path;          // of the buffer, in that folder; empty: there is none
+    std::uint64_t m_number = 0;  // of the event that a mark is
+    kernel_events::RawField m_pid;
+    kernel_events::RawField m_text;
     std::vector<Cpu> m_cpus;
     std::vector<char> m_page;
     std::uint64_t m_lost = 0;
