@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """What another program traces in the same seconds, and causes that are known: trace_interop_test.py PWRHOST
 
-The causes need a machine that is idle otherwise; where it is not, they are skipped.
+The causes need a machine that is idle otherwise, and a kernel that traces each idle: a virtual machine's may miss those
+of a CPU, now and then. Where it is not so, they are skipped.
 """
 import collections
 import os
@@ -21,6 +22,9 @@ EVENTS = ("power:cpu_idle,irq:irq_handler_entry,timer:hrtimer_expire_entry,timer
           "irq_vectors:local_timer_entry,irq_vectors:reschedule_entry,irq_vectors:call_function_entry,"
           "irq_vectors:call_function_single_entry,sched:sched_switch,sched:sched_waking,sched:sched_wakeup_new,"
           "sched:sched_process_exec,sched:sched_process_fork,sched:sched_process_exit")
+MOUNTED = ["unshare", "-m", "sh", "-c", 'mountpoint -q /sys/kernel/tracing || mount -t tracefs nodev /sys/kernel/tracing; '
+           'exec "$@"', "sh"]
+COUNTED = [*MOUNTED, "perf", "stat", "-x,", "-a", "-A", "-e", "power:cpu_idle", "-o", "counts"]
 TIMER = """import os, time
 os.sched_setaffinity(0, [{cpu}])
 due = time.monotonic()
@@ -71,11 +75,9 @@ class OtherEyes(unittest.TestCase):
     def test_a_profiler_of_the_same_seconds_sees_the_same_events(self):
         if shutil.which("perf") is None:
             self.skipTest("there is no perf")
-        mounted = ["unshare", "-m", "sh", "-c", 'mountpoint -q /sys/kernel/tracing || mount -t tracefs nodev /sys/kernel/tracing; '
-                   'exec "$@"', "sh"]
-        stream = self.record(*mounted, "perf", "record", "-q", "-a", "-m", "4M", "-o", "perf.data", "-e", EVENTS,
+        stream = self.record(*MOUNTED, "perf", "record", "-q", "-a", "-m", "4M", "-o", "perf.data", "-e", EVENTS,
                              "sh", "-c", "for i in $(seq 300); do sleep 0.004; done")  # a quiet machine has few events
-        script = subprocess.run([*mounted, "perf", "script", "-i", "perf.data", "--ns", "-F", "comm,pid,tid,cpu,time,event,trace"],
+        script = subprocess.run([*MOUNTED, "perf", "script", "-i", "perf.data", "--ns", "-F", "comm,pid,tid,cpu,time,event,trace"],
                                 cwd=self.work, capture_output=True, text=True, timeout=120).stdout
         theirs = collections.Counter(line.split(": ")[1].strip().split(":")[-1] for line in script.splitlines() if ": " in line)
         ours = {row[0]: int(row[1]) for row in stream.rows("Trace Events Summary: Counts")}
@@ -104,31 +106,32 @@ class OtherEyes(unittest.TestCase):
             times[row[0]] += float(row[2])
         return times
 
-    def wakeups(self, program, cpu, **values):
-        """Of that CPU, by kind, cause, process and PID, and the length of the run."""
+    def wakeups(self, program, cpu, count, **values):
+        """Of that CPU, by kind, cause, process and PID; nothing where not each idle of it was traced."""
         if idle_share(0.5) < 0.7:
             self.skipTest("the machine is busy")
-        stream = self.record(sys.executable, "-S", "-c", program.format(cpu=cpu, **values))
-        rows = stream.rows("Wakeup Causes Summary: Counts")
-        if not rows:
-            self.skipTest("no CPU's idle is traced here")
-        return [row for row in rows if row[0] == f"CPU{cpu}"]
+        stream = self.record(*COUNTED, sys.executable, "-S", "-c", program.format(cpu=cpu, count=count, **values))
+        counts = [line.split(",") for line in (self.work / "counts").read_text().splitlines() if "cpu_idle" in line]
+        traced = {cells[0]: int(cells[1]) for cells in counts if cells[1].isdigit()}
+        if traced.get(f"CPU{cpu}", 0) < 2 * count:  # going there, and coming back
+            return []
+        return [row for row in stream.rows("Wakeup Causes Summary: Counts") if row[0] == f"CPU{cpu}"]
 
     def test_a_timer_wakes_as_often_as_it_expires(self):
-        rates = []
-        for cpu in range(os.cpu_count()):
-            rows = self.wakeups(TIMER, cpu, count=300, period=0.01)
-            rates += [int(row[5]) / 3 for row in rows if row[1] == "timer" and row[2] == "hrtimer_wakeup" and "python" in row[3]]
-        self.assertTrue(any(95 <= rate <= 105 for rate in rates), rates)
+        seen = [self.wakeups(TIMER, cpu, count=300, period=0.01) for cpu in range(os.cpu_count())]
+        if not any(seen):
+            self.skipTest("no CPU's idle is traced here")
+        for rows in filter(None, seen):
+            own = sum(int(row[5]) for row in rows if row[1] == "timer" and row[2] == "hrtimer_wakeup" and "python" in row[3])
+            self.assertTrue(95 <= own / 3 <= 105, rows[:5])
 
     def test_who_wakes_a_sleeping_cpu_from_another_one_is_its_first_cause(self):
-        for cpu in range(min(os.cpu_count(), 2)):
-            rows = self.wakeups(WAKER, cpu, other=1 - cpu, count=500, period=0.005)
-            if not rows:
-                continue  # this CPU's idle is not traced
-            first = rows[0]
-            self.assertIn(first[1], ("IPI", "task"), rows[:5])
-            self.assertEqual("waker", first[3], rows[:5])
+        seen = [self.wakeups(WAKER, cpu, other=1 - cpu, count=500, period=0.005) for cpu in range(min(os.cpu_count(), 2))]
+        if not any(seen):
+            self.skipTest("no CPU's idle is traced here")
+        for first in (rows[0] for rows in seen if rows):
+            self.assertIn(first[1], ("IPI", "task"), first)
+            self.assertEqual("waker", first[3], first)
             self.assertGreater(int(first[5]), 400)
 
 
