@@ -21,7 +21,7 @@ void addReplayCommand(CLI::App& program, Command& chosen);
 void addShowCommand(CLI::App& program, Command& chosen);
 
 // How many words of the command line the parser is to see: of compare those before "--", as that parts its
-// groups and the parser would not tell where it stood.
+// groups and the parser would not show where it stood.
 int countParsedWords(const std::vector<std::string>& words);
 
 // `words` is the command line as given.

@@ -34,13 +34,13 @@ struct ReplayOptions {
     bool m_isProgressShown = false;
 };
 
-void tell(const std::string& text) {
+void warn(const std::string& text) {
     const std::string line = text + "\n";
     base::writeAll(STDERR_FILENO, line);
 }
 
 void report(const std::string& name, const importers::Damage& damage) {
-    tell(name + ": offset " + std::to_string(damage.offset) + ": " + damage.what);
+    warn(name + ": offset " + std::to_string(damage.offset) + ": " + damage.what);
 }
 
 // Feeds what the inputs become, until they end or one is damaged.
@@ -53,7 +53,7 @@ void import(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feed
     const auto note = [&](const std::string& text) {
         if (!isQuiet) base::complain(input->name() + ": " + text);
     };
-    const auto importer = inputs.kind().make({output, note, tell, [&] { feeder.fail(); }, intervalSec});
+    const auto importer = inputs.kind().make({output, note, warn, [&] { feeder.fail(); }, intervalSec});
     if (inputs.kind().lost != nullptr) note(inputs.kind().lost);
     for (const auto& part : inputs.inputs()) {
         input = part.get();
@@ -61,7 +61,7 @@ void import(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feed
         const std::string& error = part->content().error();  // of reading or of the compression
         const bool isGood = importer->read(*part, damage) && output.isOpen() && error.empty();
         if (!output.isOpen()) damage.what = feeder.lineError();
-        if (!error.empty()) tell(part->name() + ": " + error);
+        if (!error.empty()) warn(part->name() + ": " + error);
         if (!isGood && error.empty()) report(part->name(), damage);
         if (!isGood) feeder.fail();
         if (!isGood || part->isStopped()) break;

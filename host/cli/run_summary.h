@@ -17,7 +17,7 @@ struct RunSummary {
     double durationSec = 0;
     std::uint64_t metrics = 0;  // that have samples
     std::uint64_t samples = 0;  // elements of all samples
-    std::uint64_t losses = 0;   // of which its notes tell
+    std::uint64_t losses = 0;   // that its notes report
     std::uint64_t size = 0;     // bytes of the file
 };
 

@@ -20,7 +20,7 @@ constexpr std::size_t MIN_TESTED = 6;
 
 struct CompareOptions {
     double m_alpha = 0.05;      // of the adjusted p
-    double m_minChange = 0.01;  // least change worth to be told, as a fraction
+    double m_minChange = 0.01;  // least change worth reporting, as a fraction
 };
 
 enum class Verdict : std::uint8_t {

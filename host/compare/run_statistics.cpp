@@ -111,7 +111,7 @@ std::string RunStatistics::nameOf_i(const Key& key, const Series& series) const 
     return units.empty() ? name : name + " (" + units + ")";
 }
 
-// Not finite where the run does not tell.
+// Not finite where the run does not give it.
 double RunStatistics::numberOf_i(const Key& key, const Series& series) const {
     const pwr::Metric& metric = *std::get<0>(key);
     const double ticksPerSecond = static_cast<double>(m_metadata->m_tscFrequency) * 1e6;

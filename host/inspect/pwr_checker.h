@@ -23,7 +23,7 @@ public:
     // To be called for each record in turn, before its contents are looked at.
     void checkPlace(const PwrRecord& record);
 
-    // What the records tell that others must keep to.
+    // What the records state that others must keep to.
     void setStart(std::uint64_t tsc) { m_start = tsc; }
     void checkVersion(const PwrRecord& record, std::uint16_t version);
     void beginMetric(const PwrRecord& record, std::uint32_t metric);

@@ -36,7 +36,7 @@ const KindInfo& infoOf(PwrKind kind) {
     return KINDS[static_cast<std::size_t>(kind)];
 }
 
-// How a head tells the length of its record: fixed, or by a length field that counts from its own place.
+// How a head gives the length of its record: fixed, or by a length field that counts from its own place.
 struct Frame {
     std::uint32_t head;
     std::size_t fixedSize;  // 0 if there is a length field

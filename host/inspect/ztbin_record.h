@@ -11,7 +11,7 @@ namespace host::inspect {
 // The name of a type up to MetricData.
 const char* nameOf(pwr::bin::MsgType type);
 
-// Says what is wrong with the length of a payload, as its fields tell it; empty if nothing is.
+// Says what is wrong with the length of a payload, as its fields give it; empty if nothing is.
 std::string faultOfLength(pwr::bin::MsgType type, std::string_view payload);
 
 }  // namespace host::inspect

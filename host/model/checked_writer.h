@@ -10,7 +10,7 @@
 namespace host::model {
 
 // A writer as its host calls it. With PWR_HOST_CHECK set in the environment every call is checked first: the
-// order of the calls, and pointers that must not be null. What is wrong is told in the error log of the
+// order of the calls, and pointers that must not be null. What is wrong is reported in the error log of the
 // environment, at level 1, and goes no further: the call fails. Without the variable calls go straight
 // through.
 class CheckedWriter {

@@ -17,7 +17,7 @@ class Environment;
 // file.
 class OutputHandle : public pwr::Logger {
 public:
-    // A failure to write is told to `environment`, which must outlive this object.
+    // A failure to write is reported to `environment`, which must outlive this object.
     OutputHandle(const std::string& name, Environment& environment);
     ~OutputHandle() override;
 

@@ -9,12 +9,12 @@
 namespace host::record {
 
 Collector::Collector(const RecordOptions& options, const Root& root, Clock& clock, emit::LineSink sink,
-                     Tell tell)
+                     Warn warn)
     : m_options(options),
       m_root(root),
       m_clock(clock),
-      m_tell(std::move(tell)),
-      m_output(options.save, std::move(sink), m_tell) {}
+      m_warn(std::move(warn)),
+      m_output(options.save, std::move(sink), m_warn) {}
 
 Collector::~Collector() = default;
 
@@ -29,7 +29,7 @@ std::uint64_t Collector::ticks_i(double seconds) const {
 
 RecordResult Collector::run() {
     if (!m_output.open()) return RecordResult::Failed;
-    m_part = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_tell);
+    m_part = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_warn);
     m_part->prepare();
     if (!begin_i()) return RecordResult::NotStarted;
     Progress progress(m_options.progress, m_options.seconds);
@@ -64,7 +64,7 @@ bool Collector::isPartFull_i() const {
 
 // The next part begins at the tick at which this one stops, with counters read at the same time.
 void Collector::rotate_i() {
-    auto next = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_tell);
+    auto next = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_warn);
     next->prepare();
     const std::uint64_t now = std::max(m_clock.ticks(), m_part->lastSample() + 1);
     m_own.cpuUsec = m_clock.cpuUsec();
@@ -115,7 +115,7 @@ void Collector::collect_i(Progress& progress) {
     const std::string reason = isInterrupted ? m_clock.interruption() : "";
     m_part->finish(stop, reason);
     if (!reason.empty())
-        m_tell("ended by " + reason + " after " + base::fixedText(seconds_i(stop - m_start), 2) +
+        m_warn("ended by " + reason + " after " + base::fixedText(seconds_i(stop - m_start), 2) +
                " s; all files are being completed");
 }
 

@@ -16,8 +16,8 @@ namespace host::record {
 
 class Collector {
 public:
-    // `tell` gets the lines for the user, without line ends. The clock and the root outlive this object.
-    Collector(const RecordOptions& options, const Root& root, Clock& clock, emit::LineSink sink, Tell tell);
+    // `warn` gets the lines for the user, without line ends. The clock and the root outlive this object.
+    Collector(const RecordOptions& options, const Root& root, Clock& clock, emit::LineSink sink, Warn warn);
     Collector(const Collector&) = delete;
     Collector& operator=(const Collector&) = delete;
     ~Collector();
@@ -49,7 +49,7 @@ private:
     const RecordOptions& m_options;
     const Root& m_root;
     Clock& m_clock;
-    Tell m_tell;
+    Warn m_warn;
     LocalOutput m_output;
     std::function<bool()> m_onStart;
     std::function<void(emit::Report&)> m_onReport;

@@ -43,7 +43,7 @@ int searchPath(const std::string& name) {
     }
 }
 
-int tell(const std::string& name, int reason) {
+int warn(const std::string& name, int reason) {
     base::complain("cannot execute " + name + ": " + std::strerror(reason));
     return reason == ENOENT || reason == ENOTDIR ? Command::NOT_FOUND : Command::NOT_EXECUTABLE;
 }
@@ -56,7 +56,7 @@ double secondsOf(const timeval& time) {
 
 int Command::check() const {
     const int reason = searchPath(m_words.front());
-    return reason == 0 ? 0 : tell(m_words.front(), reason);
+    return reason == 0 ? 0 : warn(m_words.front(), reason);
 }
 
 int Command::start() {
@@ -67,7 +67,7 @@ int Command::start() {
     // What an ignored signal leaves behind can't be waited for.
     std::signal(SIGCHLD, SIG_DFL);
     int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) return tell(m_words.front(), errno);
+    if (::pipe2(ends, O_CLOEXEC) != 0) return warn(m_words.front(), errno);
     const base::Descriptor reading(ends[0]);
     base::Descriptor writing(ends[1]);
     m_start = std::chrono::steady_clock::now();
@@ -79,7 +79,7 @@ int Command::start() {
         if (::write(writing.get(), &reason, sizeof reason) < 0) ::_exit(NOT_EXECUTABLE);
         ::_exit(NOT_FOUND);
     }
-    if (m_pid < 0) return tell(m_words.front(), errno);
+    if (m_pid < 0) return warn(m_words.front(), errno);
     writing = base::Descriptor();
     int reason = 0;
     ssize_t length = 0;
@@ -87,7 +87,7 @@ int Command::start() {
     }
     if (length <= 0) return 0;
     wait();
-    return tell(m_words.front(), reason);
+    return warn(m_words.front(), reason);
 }
 
 bool Command::poll_i(int options) {

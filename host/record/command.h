@@ -22,7 +22,7 @@ public:
     // The program, found as a shell does, and its arguments; at least one word.
     explicit Command(std::vector<std::string> words) : m_words(std::move(words)) {}
 
-    // 0, or why the program can't be executed, which is told: one of the two above.
+    // 0, or why the program can't be executed, which is reported: one of the two above.
     int check() const;
 
     // Starts it with what this process was given itself. Returns as check does. SIGCHLD must be blocked.

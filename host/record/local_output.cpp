@@ -4,11 +4,11 @@
 
 namespace host::record {
 
-LocalOutput::LocalOutput(const std::string& save, emit::LineSink sink, Tell tell)
-    : m_sink(std::move(sink)), m_tell(std::move(tell)) {
+LocalOutput::LocalOutput(const std::string& save, emit::LineSink sink, Warn warn)
+    : m_sink(std::move(sink)), m_warn(std::move(warn)) {
     if (save.empty()) return;
     m_save.emplace(save);
-    if (!m_save->isGood()) m_tell(m_save->error());
+    if (!m_save->isGood()) m_warn(m_save->error());
 }
 
 bool LocalOutput::line(std::string_view line) {
@@ -18,7 +18,7 @@ bool LocalOutput::line(std::string_view line) {
         if (line == R"({"msg":"flush"})") m_save->flush();
         if (wasGood && !m_save->isGood()) {
             m_failed = true;
-            m_tell(m_save->error() + "; the results are not concerned");
+            m_warn(m_save->error() + "; the results are not concerned");
         }
     }
     if (!m_refused && !m_sink(line)) m_refused = true;
@@ -28,7 +28,7 @@ bool LocalOutput::line(std::string_view line) {
 RecordResult LocalOutput::finish(bool isWhole) {
     if (m_save && !m_save->finish() && !m_failed) {
         m_failed = true;
-        m_tell(m_save->error());
+        m_warn(m_save->error());
     }
     if (m_refused) return RecordResult::Refused;
     return m_failed || !isWhole ? RecordResult::Failed : RecordResult::Complete;

@@ -17,9 +17,9 @@ namespace host::record {
 class LocalOutput {
 public:
     // An empty `save` is no file.
-    LocalOutput(const std::string& save, emit::LineSink sink, Tell tell);
+    LocalOutput(const std::string& save, emit::LineSink sink, Warn warn);
 
-    // False if the file can't be made, which has been told.
+    // False if the file can't be made, which has been reported.
     bool open() const { return !m_save || m_save->isGood(); }
 
     // False when no more is wanted.
@@ -31,7 +31,7 @@ public:
 private:
     std::optional<emit::SaveFile> m_save;
     emit::LineSink m_sink;
-    Tell m_tell;
+    Warn m_warn;
     bool m_refused = false;
     bool m_failed = false;
 };

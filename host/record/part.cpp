@@ -60,12 +60,12 @@ std::uint64_t bootTicks(const Root& root, std::uint64_t now, double ticksPerUsec
 
 }  // namespace
 
-Part::Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Tell tell)
+Part::Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Warn warn)
     : m_options(options),
       m_root(root),
       m_clock(clock),
       m_own(own),
-      m_tell(std::move(tell)),
+      m_warn(std::move(warn)),
       m_output([this](std::string_view line) {
           m_bytes += line.size() + 1;
           if (m_tee) m_tee(line);
@@ -91,7 +91,7 @@ void Part::prepare() {
     emitting.isWanted = [this](const std::string& metric) { return m_options.selection.wantsMetric(metric); };
     m_context = std::make_unique<SourceContext>(
         SourceContext{emitting, m_root, *m_cpus, m_stat, system,
-                      bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_options.top, m_own, m_tell});
+                      bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_options.top, m_own, m_warn});
     addSources_i();
 }
 
@@ -121,7 +121,7 @@ void Part::addSources_i() {
 SourcePtr Part::makeTrace_i() {
     if (!m_options.trace.isWanted()) return nullptr;
     if (!m_root.isThisMachine()) {
-        m_tell("trace: kernel events are those of the running machine, not of --root");
+        m_warn("trace: kernel events are those of the running machine, not of --root");
         return nullptr;
     }
     SourcePtr trace = makeTraceSource(*m_context, m_options.trace, [this] { return m_clock.ticks(); });
@@ -240,7 +240,7 @@ bool Part::deliver(const emit::LineSink& sink) {
     }
     writeReport_i();
     if (m_spool.error().empty()) return true;
-    m_tell(m_spool.error() + (lost.empty() ? "" : "; the collection has ended there"));
+    m_warn(m_spool.error() + (lost.empty() ? "" : "; the collection has ended there"));
     return false;
 }
 

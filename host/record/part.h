@@ -17,14 +17,14 @@
 
 namespace host::record {
 
-using Tell = std::function<void(const std::string&)>;
+using Warn = std::function<void(const std::string&)>;
 
 // The calls come in this order: prepare, baseline, goLive or not, sample and flush any number of times,
 // finish, deliver. A run of several parts begins each where the one before has stopped.
 class Part {
 public:
-    // `tell` gets the lines for the user, without line ends. All that is referred to outlives this object.
-    Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Tell tell);
+    // `warn` gets the lines for the user, without line ends. All that is referred to outlives this object.
+    Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Warn warn);
     Part(const Part&) = delete;
     Part& operator=(const Part&) = delete;
     ~Part();
@@ -68,7 +68,7 @@ public:
     void addReport(std::function<void(emit::Report&)> write) { m_additions.push_back(std::move(write)); }
 
     // Delivers all that has not been delivered: to `sink`, or where the live lines go. Returns false if lines
-    // could not be kept, which is told.
+    // could not be kept, which is reported.
     bool deliver(const emit::LineSink& sink);
 
     // Whether lines are still wanted and can be kept.
@@ -104,7 +104,7 @@ private:
     const Root& m_root;
     Clock& m_clock;
     const OwnState& m_own;
-    Tell m_tell;
+    Warn m_warn;
 
     emit::Spool m_spool;
     emit::LineSink m_tee;       // empty: no copy

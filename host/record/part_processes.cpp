@@ -53,8 +53,8 @@ std::string partName(const std::string& path, const std::string& suffix) {
     return path.substr(0, at) + suffix + path.substr(at);
 }
 
-PartProcesses::PartProcesses(Deliverer deliverer, std::string save, std::size_t keep, Tell tell)
-    : m_deliverer(std::move(deliverer)), m_save(std::move(save)), m_keep(keep), m_tell(std::move(tell)) {
+PartProcesses::PartProcesses(Deliverer deliverer, std::string save, std::size_t keep, Warn warn)
+    : m_deliverer(std::move(deliverer)), m_save(std::move(save)), m_keep(keep), m_warn(std::move(warn)) {
     // What an ignored signal leaves behind can't be waited for.
     std::signal(SIGCHLD, SIG_DFL);
 }
@@ -71,7 +71,7 @@ void PartProcesses::deliver(Part& part) {
 emit::LineSink PartProcesses::open() {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) {
-        m_tell(std::string("Unable to start a part: ") + std::strerror(errno));
+        m_warn(std::string("Unable to start a part: ") + std::strerror(errno));
         m_status = base::EXIT_ERROR;
         return [](std::string_view) { return false; };
     }
@@ -106,7 +106,7 @@ void PartProcesses::start_i(const std::function<bool(const emit::LineSink&)>& fe
         if (process > 0) m_running.push_back({process, suffix, std::move(reading)});
     }
     if (process > 0) return;
-    m_tell("Unable to start part " + suffix.substr(1) + ": " + std::strerror(errno));
+    m_warn("Unable to start part " + suffix.substr(1) + ": " + std::strerror(errno));
     m_status = base::EXIT_ERROR;
 }
 
@@ -114,7 +114,7 @@ int PartProcesses::work_i(const std::string& suffix, const std::function<bool(co
                           int report) {
     const std::string save = m_save.empty() ? "" : partName(m_save, suffix);
     if (!m_deliverer.begin(suffix)) return base::EXIT_ERROR;
-    LocalOutput output(save, m_deliverer.line, m_tell);
+    LocalOutput output(save, m_deliverer.line, m_warn);
     const bool isWhole = feed([&](std::string_view line) { return output.line(line); });
     const bool isOpen = output.open();
     const RecordResult result = output.finish(isWhole);
@@ -141,7 +141,7 @@ void PartProcesses::reap(bool wait) {
 void PartProcesses::complete_i(Running& part, int waitStatus) {
     const int status = WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : base::EXIT_ERROR;
     if (!WIFEXITED(waitStatus))
-        m_tell("part " + part.suffix.substr(1) + " was ended by signal " +
+        m_warn("part " + part.suffix.substr(1) + " was ended by signal " +
                std::to_string(WTERMSIG(waitStatus)));
     if (status != 0 && m_status != base::EXIT_ERROR) m_status = status;
     std::vector<std::string> files;
@@ -155,7 +155,7 @@ void PartProcesses::complete_i(Running& part, int waitStatus) {
 void PartProcesses::removeOldest_i() {
     for (const std::string& file : m_complete.front())
         if (::unlinkat(base::userFolder(), file.c_str(), 0) != 0 && errno != ENOENT)
-            m_tell("Unable to remove " + file + ": " + std::strerror(errno));
+            m_warn("Unable to remove " + file + ": " + std::strerror(errno));
     m_complete.pop_front();
 }
 

@@ -29,7 +29,7 @@ std::string partName(const std::string& path, const std::string& suffix);
 class PartProcesses {
 public:
     // `save` keeps the streams, if it is not empty; `keep` complete parts stay, 0: all.
-    PartProcesses(Deliverer deliverer, std::string save, std::size_t keep, Tell tell);
+    PartProcesses(Deliverer deliverer, std::string save, std::size_t keep, Warn warn);
     PartProcesses(const PartProcesses&) = delete;
     PartProcesses& operator=(const PartProcesses&) = delete;
     ~PartProcesses();
@@ -62,7 +62,7 @@ private:
     Deliverer m_deliverer;
     std::string m_save;
     std::size_t m_keep;
-    Tell m_tell;
+    Warn m_warn;
     unsigned m_number = 0;
     base::Descriptor m_lines;  // to the part that is open
     std::deque<Running> m_running;

@@ -15,7 +15,7 @@ struct ProcessInfo {
     std::uint64_t pid = 0;
     std::uint64_t parent = 0;
     std::uint64_t start = 0;  // in the kernel's clock ticks since boot
-    std::string path;         // of its program, or its name when the path is not told
+    std::string path;         // of its program, or its name when the path is not given
     std::string program;      // last part of the path; kernel threads of a kind share one
 };
 

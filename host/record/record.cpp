@@ -16,35 +16,35 @@ namespace host::record {
 namespace {
 
 // Lines for the user, in place of the progress line where there is one.
-Tell teller(const RecordOptions& options) {
+Warn warner(const RecordOptions& options) {
     const char* const front = options.progress && isatty(STDERR_FILENO) == 1 ? "\r\033[K" : "";
     return [front](const std::string& text) { std::fprintf(stderr, "%spwrhost: %s\n", front, text.c_str()); };
 }
 
-bool isOpen(const Root& root, const Tell& tell) {
-    if (!root.isOpen()) tell("Unable to open " + root.path() + ": " + std::strerror(errno));
+bool isOpen(const Root& root, const Warn& warn) {
+    if (!root.isOpen()) warn("Unable to open " + root.path() + ": " + std::strerror(errno));
     return root.isOpen();
 }
 
 }  // namespace
 
 RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& sink) {
-    const Tell tell = teller(options);
+    const Warn warn = warner(options);
     const Root root(options.root);
-    if (!isOpen(root, tell)) return RecordResult::Failed;
+    if (!isOpen(root, warn)) return RecordResult::Failed;
     SystemClock clock(root);
-    return Collector(options, root, clock, sink, tell).run();
+    return Collector(options, root, clock, sink, warn).run();
 }
 
 int recordInParts(const RecordOptions& options, const Deliverer& deliverer, Command* command) {
-    const Tell tell = teller(options);
+    const Warn warn = warner(options);
     const Root root(options.root);
-    if (!isOpen(root, tell)) return base::EXIT_ERROR;
+    if (!isOpen(root, warn)) return base::EXIT_ERROR;
     SystemClock clock(root, command);
-    PartProcesses parts(deliverer, options.save, options.keep, tell);
+    PartProcesses parts(deliverer, options.save, options.keep, warn);
     RecordOptions unsaved = options;  // the parts keep their streams themselves
     unsaved.save.clear();
-    Collector collector(unsaved, root, clock, {}, tell);
+    Collector collector(unsaved, root, clock, {}, warn);
     collector.rotateThrough(parts);
     int startStatus = 0;
     if (command != nullptr) {
@@ -60,11 +60,11 @@ int recordInParts(const RecordOptions& options, const Deliverer& deliverer, Comm
 
 RecordResult recordCommand(const RecordOptions& options, Command& command, const std::function<void()>& begin,
                            const emit::LineSink& sink, int& commandStatus) {
-    const Tell tell = teller(options);
+    const Warn warn = warner(options);
     const Root root(options.root);
-    if (!isOpen(root, tell)) return RecordResult::Failed;
+    if (!isOpen(root, warn)) return RecordResult::Failed;
     SystemClock clock(root, &command);
-    Collector collector(options, root, clock, sink, tell);
+    Collector collector(options, root, clock, sink, warn);
     collector.onStart([&] {
         commandStatus = command.start();
         if (commandStatus == 0) begin();

@@ -15,7 +15,7 @@ enum class RecordResult {
     Complete,    // collected (possibly ended early by a signal) and delivered to its end
     Refused,     // the sink refused a line; it has said why
     NotStarted,  // the start was refused
-    Failed,      // an input or output error of the recorder's own, told on standard error
+    Failed,      // an input or output error of the recorder's own, reported on standard error
 };
 
 // Collects for as long as `options` say and delivers to `sink`. SIGINT, SIGTERM and SIGHUP end the

@@ -31,7 +31,7 @@ struct RecordOptions {
 
     bool isRotated() const { return rotateSec > 0 || rotateBytes > 0; }
 
-    bool progress = false;  // tell on standard error how far the collection is
+    bool progress = false;  // show on standard error how far the collection is
 };
 
 }  // namespace host::record

@@ -33,7 +33,7 @@ struct SourceContext : emit::Context {
     std::uint64_t bootTicks;                       // that clock when the kernel started, 0 if unknown
     std::size_t top;                               // of many alike so many are in a sample; 0: all
     const OwnState& own;                           // as of this sample
-    std::function<void(const std::string&)> tell;  // a line for the user, without its line end
+    std::function<void(const std::string&)> warn;  // a line for the user, without its line end
 };
 
 // The calls come in this order: prepare, baseline, sample any number of times, finish, report. Time stamps

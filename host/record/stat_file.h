@@ -32,7 +32,7 @@ public:
     // Whether a CPU is among them; all are while the file is missing.
     bool isOnline(unsigned number) const;
 
-    // Counters since boot; false if the kernel does not tell them.
+    // Counters since boot; false if the kernel does not give them.
     bool contextSwitches(std::uint64_t& value) const { return m_contextSwitches.get(value); }
     bool interrupts(std::uint64_t& value) const { return m_interrupts.get(value); }
     bool forks(std::uint64_t& value) const { return m_forks.get(value); }

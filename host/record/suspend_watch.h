@@ -16,7 +16,7 @@ public:
 
     SuspendWatch(double ticksPerUsec, const Reading& first) : m_ticksPerUsec(ticksPerUsec), m_last(first) {}
 
-    // To be called at least as often as a sleep is to be told apart from the next.
+    // To be called at least as often as a sleep is to be distinguished from the next.
     void update(const Reading& now);
 
     // What is added to the counter, so that it goes on through sleeps.

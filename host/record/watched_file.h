@@ -9,8 +9,8 @@
 namespace host::record {
 
 // Reads as SampleFile does. One read that fails is nothing to speak of; after several in a row the file is
-// dropped, which is told. The file of a CPU that is offline is not read, and is opened anew when the CPU is
-// back.
+// dropped, which is reported. The file of a CPU that is offline is not read, and is opened anew when the CPU
+// is back.
 class WatchedFile {
 public:
     WatchedFile(const SourceContext& context, const std::string& path, std::optional<unsigned> cpu = {});

@@ -40,7 +40,7 @@ public:
     bool feedMade(std::string_view line, std::uint64_t bytes);
     const std::string& lineError() const { return m_reader.error(); }
 
-    // Notes that an input could not be read, which has been told: nothing more is wanted.
+    // Notes that an input could not be read, which has been reported: nothing more is wanted.
     void fail() { m_isGood = false; }
 
     // True if every line was good and every input could be read.

@@ -24,7 +24,7 @@ protected:
             for (const auto& [name, text] : later) m_run.m_root.put(name, text);
         });
         EXPECT_EQ(m_run.record(), host::record::RecordResult::Complete);
-        EXPECT_THAT(m_run.m_told, IsEmpty());
+        EXPECT_THAT(m_run.m_reported, IsEmpty());
     }
 
     Recording m_run;

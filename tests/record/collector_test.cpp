@@ -59,7 +59,7 @@ TEST(Collector, recordsACapturedMachineToTheByte) {
     const std::string expected = contents(RECORD_STREAM);
     if (text(recording.m_lines) != expected) std::ofstream("found.stream") << text(recording.m_lines);
     EXPECT_TRUE(text(recording.m_lines) == expected) << "the stream that was found is in found.stream";
-    EXPECT_THAT(recording.m_told,
+    EXPECT_THAT(recording.m_reported,
                 ElementsAre(HasSubstr("3 CPUs are online now"), HasSubstr("package-0/core was set back")));
 }
 
@@ -70,7 +70,7 @@ TEST(Collector, recordsMachinesThatOfferLittleOrNothing) {
     EXPECT_EQ(headless.record(), RecordResult::Complete);
     EXPECT_EQ(count(headless.m_lines, "\"msg\":\"metric\""), 15U);  // times, three counters, load
     EXPECT_EQ(count(headless.m_lines, "Not offered by this machine: idle, frequency, energy"), 1U);
-    EXPECT_THAT(headless.m_told, IsEmpty());
+    EXPECT_THAT(headless.m_reported, IsEmpty());
 
     Recording empty;
     empty.leaveOutOwn();
@@ -123,7 +123,7 @@ TEST(Collector, endsWithASignal) {
         recording.m_clock.m_signalAt = sample;
         EXPECT_EQ(recording.record(), RecordResult::Complete);
         const std::string taken = std::to_string(sample - 1);
-        EXPECT_THAT(recording.m_told.back(), StartsWith("ended by SIGTERM after 0." + taken + "0 s"));
+        EXPECT_THAT(recording.m_reported.back(), StartsWith("ended by SIGTERM after 0." + taken + "0 s"));
         EXPECT_EQ(count(recording.m_lines, taken + " samples every 100 msec, ended early by SIGTERM"), 1U);
         EXPECT_THAT(recording.m_lines.back(), StartsWith("{\"def\":\"order\""));
     }
@@ -241,7 +241,8 @@ TEST(Collector, reportsASavedStreamThatIsNotComplete) {
         LaptopRecording recording;
         recording.m_options.save = test.path;
         EXPECT_EQ(recording.record(), RecordResult::Failed);
-        EXPECT_THAT(recording.m_told.back(), testing::AllOf(HasSubstr(test.path), HasSubstr(test.reason)));
+        EXPECT_THAT(recording.m_reported.back(),
+                    testing::AllOf(HasSubstr(test.path), HasSubstr(test.reason)));
         EXPECT_EQ(!recording.m_lines.empty(), test.isDelivered);
     }
     EXPECT_EQ(contents(folder.path() / "victim"), "untouched");

@@ -83,9 +83,9 @@ struct Recording {
     Folder m_root;
     Clock m_clock;
     host::record::RecordOptions m_options;
-    std::vector<std::string> m_lines;  // the stream
-    std::vector<std::string> m_told;   // to the user
-    std::size_t m_refuseAt = 0;        // the line that the sink does not want, from 1
+    std::vector<std::string> m_lines;     // the stream
+    std::vector<std::string> m_reported;  // to the user
+    std::size_t m_refuseAt = 0;           // the line that the sink does not want, from 1
 
     Recording() {
         m_options.seconds = 0.3;
@@ -106,8 +106,8 @@ struct Recording {
             m_lines.emplace_back(line);
             return m_lines.size() != m_refuseAt;
         };
-        const auto tell = [this](const std::string& text) { m_told.push_back(text); };
-        return host::record::Collector(m_options, root, m_clock, sink, tell).run();
+        const auto warn = [this](const std::string& text) { m_reported.push_back(text); };
+        return host::record::Collector(m_options, root, m_clock, sink, warn).run();
     }
 
     // The elements of a metric, one text each: time in msec since the start, entity, descriptor, duration in

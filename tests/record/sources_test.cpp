@@ -65,7 +65,7 @@ struct EnergyCase {
     std::vector<std::string> readings;  // before the start, then before each sample
     std::vector<std::string> deltas;    // "time duration delta"
     const char* row;
-    bool isTold = false;  // that it was set back
+    bool isReported = false;  // that it was set back
 };
 
 TEST(Energy, followsCountersThatGoRoundFallAndVanish) {
@@ -138,7 +138,7 @@ TEST(Energy, followsCountersThatGoRoundFallAndVanish) {
         for (std::string& text : deltas) text.replace(text.find(" cell: cell energy"), 18, "");
         EXPECT_EQ(deltas, test.deltas);
         EXPECT_THAT(run.rows("Power Domain Energy Summary: Average Rate and Total"), ElementsAre(test.row));
-        EXPECT_EQ(run.m_told.size(), test.isTold ? 1U : 0U);
+        EXPECT_EQ(run.m_reported.size(), test.isReported ? 1U : 0U);
     }
 }
 
@@ -156,7 +156,7 @@ TEST(Temperature, tellsAFailedSensorOnceAndDropsIt) {
     run.at(7, [&] { put(""); });
     run.record();
     EXPECT_EQ(run.elements("Thermal Zone Temperature").size(), 9U + 2U);
-    EXPECT_THAT(run.m_told, IsEmpty());
+    EXPECT_THAT(run.m_reported, IsEmpty());
 
     run.m_options.seconds = 0.9;
     run.m_clock.m_step = 0;
@@ -167,7 +167,7 @@ TEST(Temperature, tellsAFailedSensorOnceAndDropsIt) {
     run.at(7, [&] { put("5000\n"); });  // too late
     run.record();
     EXPECT_EQ(run.elements("Thermal Zone Temperature").size(), 9U + 1U);
-    EXPECT_THAT(run.m_told, ElementsAre(HasSubstr("thermal_zone9/temp can't be read any more")));
+    EXPECT_THAT(run.m_reported, ElementsAre(HasSubstr("thermal_zone9/temp can't be read any more")));
     EXPECT_THAT(run.rows("Thermal Zone Temperature Summary: Average and Range"),
                 ElementsAre("skin, 1, -4.0, -4.0, -4.0", "skin (thermal_zone10), 9, 30.1, 30.1, 30.1"));
 }
@@ -201,7 +201,7 @@ TEST(IdleStates, takeUpACpuAgainThatWasOffline) {
     EXPECT_THAT(run.elements("CPU Frequency"),
                 ElementsAre("100 CPU1: Frequency 100 1500.000", "400 CPU1: Frequency 100 1500.000",
                             "500 CPU1: Frequency 100 1500.000"));
-    EXPECT_THAT(run.m_told,
+    EXPECT_THAT(run.m_reported,
                 ElementsAre("1 CPUs are online now, 2 before", "2 CPUs are online now, 1 before"));
 }
 

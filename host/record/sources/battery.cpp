@@ -30,7 +30,7 @@ SourcePtr makeSupplyValues(SourceContext& context, const char* file, double divi
     return source;
 }
 
-// What a supply gives or takes. Some name the power, others current and voltage; some tell a direction by the
+// What a supply gives or takes. Some name the power, others current and voltage; some give a direction by the
 // sign, others by the status alone: all are shown without one.
 class SupplyFlowSource : public Source {
 public:

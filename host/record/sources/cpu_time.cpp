@@ -1,4 +1,4 @@
-// Time of each CPU in the states that the scheduler tells apart.
+// Time of each CPU in the states that the scheduler distinguishes.
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,7 +38,7 @@ public:
     }
 
     void sample(std::uint64_t ticks) override {
-        tellOffline_i();
+        warnOfOffline_i();
         m_metric.begin(ticks);
         for (const CpuTimes& cpu : m_context.stat.cpus()) m_metric.take(item_i(cpu.number), cpu.times);
         m_metric.end();
@@ -55,10 +55,10 @@ private:
         return m_items[number];
     }
 
-    void tellOffline_i() {
+    void warnOfOffline_i() {
         const std::size_t online = m_context.stat.cpus().size();
         if (online == m_online) return;
-        m_context.tell(std::to_string(online) + " CPUs are online now, " + std::to_string(m_online) +
+        m_context.warn(std::to_string(online) + " CPUs are online now, " + std::to_string(m_online) +
                        " before");
         m_online = online;
     }

@@ -71,7 +71,7 @@ public:
 
 private:
     // A disk that is new must be looked up; where the machine does not list its whole disks, a partition is
-    // told by its name: that of another one with a number after.
+    // known by its name: that of another one with a number after.
     bool isPartition_i(const std::string& name) {
         if (m_wholes.count(name) != 0 || m_partitions.count(name) != 0) return m_wholes.count(name) == 0;
         const bool isListed = m_context.root.openFolder("sys/block/" + name).isOpen();

@@ -64,7 +64,7 @@ public:
         if (m_domains.empty() && m_context.root.isThisMachine()) addEvents_i();
         if (m_domains.empty() && m_events.empty()) {
             if (m_isForbidden)
-                m_context.tell(
+                m_context.warn(
                     "energy counters may not be read: run as root, or let a group read "
                     "sys/class/powercap/*/energy_uj as the udev example does");
             return false;
@@ -83,7 +83,7 @@ public:
         m_metric.begin(ticks);
         read_i(
             [&](Domain& domain, std::uint64_t energy) {
-                if (!m_metric.take(domain.item, energy)) tellSetBack_i(domain);
+                if (!m_metric.take(domain.item, energy)) warnOfSetBack_i(domain);
             },
             [&](std::size_t item, std::uint64_t energy) { m_metric.take(item, energy); });
         m_metric.end();
@@ -96,7 +96,7 @@ private:
         WatchedFile file;
         std::string name;
         std::size_t item;
-        bool isTold;  // that its counter was set back
+        bool isReported;  // that its counter was set back
     };
     // A domain that the kernel's performance events report.
     struct Event {
@@ -156,9 +156,9 @@ private:
                           static_cast<std::uint64_t>(static_cast<double>(energy) * event.scale + 0.5));
     }
 
-    void tellSetBack_i(Domain& domain) {
-        if (!std::exchange(domain.isTold, true))
-            m_context.tell("the energy counter of " + domain.name +
+    void warnOfSetBack_i(Domain& domain) {
+        if (!std::exchange(domain.isReported, true))
+            m_context.warn("the energy counter of " + domain.name +
                            " was set back, not gone round; it is counted from zero");
     }
 

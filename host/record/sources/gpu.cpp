@@ -33,7 +33,7 @@ emit::ValueSpec valueSpec(const char* metric, emit::QuantityKind kind, const cha
             .decimals = 1};
 }
 
-// A value that drivers tell in files of different names and units: the first that is there.
+// A value that drivers give in files of different names and units: the first that is there.
 class CardValueSource : public Source {
 public:
     CardValueSource(SourceContext& context, emit::ValueSpec spec,
@@ -217,7 +217,7 @@ private:
         const std::string accounts = folder + "/fdinfo/";
         found->second.clients.clear();
         for (const std::string& number : m_context.root.names(folder + "/fdinfo")) {
-            // What the descriptor is open for costs less to read than what is told of it.
+            // What the descriptor is open for costs less to read than its details.
             const std::string target = m_context.root.link(targets + number);
             if (!target.empty() && !target.starts_with("/dev/dri/")) continue;
             const std::string path = accounts + number;

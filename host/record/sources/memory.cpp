@@ -82,7 +82,7 @@ private:
     SourceContext& m_context;
     emit::ValueMetric m_available;
     emit::ValueMetric m_parts;
-    std::array<std::size_t, PARTS.size()> m_items{};  // of the parts, from 1; 0: not told
+    std::array<std::size_t, PARTS.size()> m_items{};  // of the parts, from 1; 0: not given
     WatchedFile m_file;
     std::vector<char> m_buffer;
 };

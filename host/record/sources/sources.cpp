@@ -9,7 +9,7 @@ constexpr double SLOWLY = 1000.0;
 
 }  // namespace
 
-// Kinds of values that are told apart by their metrics share the name by which users choose them.
+// Kinds of values that are distinguished by their metrics share the name by which users choose them.
 const std::vector<SourceInfo>& sourceTable() {
     static const std::vector<SourceInfo> table{
         {"cpu", 0, makeCpuTimeSource, {{"CPU Time States", "usec", {"proc/stat"}}}},

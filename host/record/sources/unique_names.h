@@ -1,4 +1,4 @@
-// Names of devices that tell them apart.
+// Names of devices that distinguish them.
 #pragma once
 
 #include <set>

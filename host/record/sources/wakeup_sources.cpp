@@ -15,7 +15,7 @@ namespace {
 
 constexpr int KERNEL_WAKELOCKS = 14;              // the class of the tables that these metrics belong to
 constexpr std::size_t LONGEST_NAME = 79;          // bytes that a wakelock record holds
-constexpr std::uint64_t MOST_ACTIVATIONS = 1000;  // of one source that are told apart in one sample
+constexpr std::uint64_t MOST_ACTIVATIONS = 1000;  // of one source that are distinguished in one sample
 
 class WakeupSource : public Source {
 public:
@@ -33,7 +33,7 @@ public:
                       0,
                       {}};
             if (!item.count.isReadable() || !item.active.isReadable() || !item.total.isReadable()) continue;
-            // Long names lose their ends, but not what tells them apart.
+            // Long names lose their ends, but not what distinguishes them.
             const std::string name =
                 base::cutUtf8(base::toUtf8(m_context.root.text(path + "name")), LONGEST_NAME - 20);
             item.name = base::cutUtf8(names.take(name, device), LONGEST_NAME);

@@ -45,7 +45,7 @@ EventRing::EventRing(EventRing&& other) noexcept
       m_ring(other.m_ring),
       m_size(other.m_size),
       m_wrapped(std::move(other.m_wrapped)),
-      m_told(other.m_told),
+      m_reported(other.m_reported),
       m_countsLosses(other.m_countsLosses) {}
 
 EventRing::~EventRing() {
@@ -130,14 +130,14 @@ TracepointSample EventRing::sample_i(const Record& record) {
     return sample;
 }
 
-std::uint64_t EventRing::untoldLoss() const {
+std::uint64_t EventRing::unreportedLoss() const {
     if (!m_countsLosses) return 0;
     std::uint64_t all = 0;
     for (const base::Descriptor& event : m_events) {
         std::uint64_t counts[2] = {};  // of the event, and of what of it was lost
         if (::read(event.get(), counts, sizeof counts) == sizeof counts) all += counts[1];
     }
-    return all - std::min(all, m_told);
+    return all - std::min(all, m_reported);
 }
 
 }  // namespace host::record

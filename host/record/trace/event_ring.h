@@ -47,8 +47,8 @@ public:
     // missing.
     void drain(auto sample, auto loss);
 
-    // How many are missing that no loss was told of yet; 0 where the kernel does not count them.
-    std::uint64_t untoldLoss() const;
+    // How many are missing that no loss was reported of yet; 0 where the kernel does not count them.
+    std::uint64_t unreportedLoss() const;
 
 private:
     struct Record {
@@ -69,8 +69,8 @@ private:
     perf_event_mmap_page* m_page = nullptr;
     const char* m_ring = nullptr;
     std::size_t m_size = 0;
-    std::vector<char> m_wrapped;  // a record that goes over the ring's end
-    std::uint64_t m_told = 0;     // losses
+    std::vector<char> m_wrapped;   // a record that goes over the ring's end
+    std::uint64_t m_reported = 0;  // losses
     bool m_countsLosses = true;
 };
 
@@ -86,7 +86,7 @@ void EventRing::drain(auto sample, auto loss) {
         } else if (record.header.type == PERF_RECORD_LOST) {
             std::uint64_t count = 0;
             std::memcpy(&count, record.data + sizeof count, sizeof count);
-            m_told += count;
+            m_reported += count;
             loss(count);
         }
         tail += record.header.size;

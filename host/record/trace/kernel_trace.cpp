@@ -36,23 +36,23 @@ std::size_t ringBytes(std::uint64_t kib) {
 
 }  // namespace
 
-bool KernelTrace::open(const TraceOptions& options, const std::vector<unsigned>& cpus, const Tell& tell) {
+bool KernelTrace::open(const TraceOptions& options, const std::vector<unsigned>& cpus, const Warn& warn) {
     const TraceFolder folder;
-    if (!folder.isOpen()) return tell("trace: " + folder.error()), false;
+    if (!folder.isOpen()) return warn("trace: " + folder.error()), false;
     std::vector<std::pair<std::uint64_t, std::string>> events;
     for (const TraceEvent& event : options.events())
-        if (const auto number = find_i(folder, event, tell)) events.emplace_back(*number, event.text());
-    if (events.empty() || !openRings_i(events, ringBytes(options.bufferKib), cpus, tell)) return false;
-    readNames_i(folder, tell);
+        if (const auto number = find_i(folder, event, warn)) events.emplace_back(*number, event.text());
+    if (events.empty() || !openRings_i(events, ringBytes(options.bufferKib), cpus, warn)) return false;
+    readNames_i(folder, warn);
     return watch_i();
 }
 
 std::optional<std::uint64_t> KernelTrace::find_i(const TraceFolder& folder, const TraceEvent& event,
-                                                 const Tell& tell) {
+                                                 const Warn& warn) {
     const auto text = folder.text(std::string("events/") + event.group + "/" + event.name + "/format");
     if (!text) {
         const int reason = errno;
-        tell(reason == ENOENT
+        warn(reason == ENOENT
                  ? "trace: this kernel has no event " + event.text()
                  : "trace: the format of " + event.text() + " can't be read: " + std::strerror(reason));
         return std::nullopt;
@@ -61,7 +61,7 @@ std::optional<std::uint64_t> KernelTrace::find_i(const TraceFolder& folder, cons
     const auto format = kernel_events::RawFormat::parse(*text);
     const auto reader = format ? kernel_events::RawEventReader::make(*format, missing) : std::nullopt;
     if (!reader) {
-        tell("trace: " + event.text() + " of this kernel has no field " + missing);
+        warn("trace: " + event.text() + " of this kernel has no field " + missing);
         return std::nullopt;
     }
     m_known.insert({format->id, Known{*reader, event.name, m_tally.place(event.name)}});
@@ -69,8 +69,8 @@ std::optional<std::uint64_t> KernelTrace::find_i(const TraceFolder& folder, cons
 }
 
 bool KernelTrace::openRings_i(const std::vector<std::pair<std::uint64_t, std::string>>& events,
-                              std::size_t bytes, const std::vector<unsigned>& cpus, const Tell& tell) {
-    std::vector<std::string> told;
+                              std::size_t bytes, const std::vector<unsigned>& cpus, const Warn& warn) {
+    std::vector<std::string> warned;
     std::size_t smallest = bytes;
     for (const unsigned cpu : cpus) {
         EventRing ring(cpu);
@@ -80,8 +80,8 @@ bool KernelTrace::openRings_i(const std::vector<std::pair<std::uint64_t, std::st
             std::string text = generalReason(reason);
             const bool isGeneral = !text.empty();
             if (!isGeneral) text = name + " can't be traced: " + std::strerror(reason);
-            if (std::find(told.begin(), told.end(), text) == told.end())
-                tell("trace: " + told.emplace_back(std::move(text)));
+            if (std::find(warned.begin(), warned.end(), text) == warned.end())
+                warn("trace: " + warned.emplace_back(std::move(text)));
             if (isGeneral) break;
         }
         if (!ring.isOpen()) continue;
@@ -89,20 +89,20 @@ bool KernelTrace::openRings_i(const std::vector<std::pair<std::uint64_t, std::st
         m_rings.push_back(std::move(ring));
     }
     if (smallest < bytes)
-        tell("trace: the buffer of each CPU is " + std::to_string(smallest / 1024) +
+        warn("trace: the buffer of each CPU is " + std::to_string(smallest / 1024) +
              " KiB, as no more may be locked (CAP_IPC_LOCK is missing, or a higher limit of locked memory)");
     m_current.resize(m_rings.size());
     return !m_rings.empty();
 }
 
-void KernelTrace::readNames_i(const TraceFolder& folder, const Tell& tell) {
+void KernelTrace::readNames_i(const TraceFolder& folder, const Warn& warn) {
     if (has("suspend_resume"))
         for (auto& [address, text] : readKernelTexts(folder.text("printk_formats").value_or("")))
             m_texts.insert_or_assign(address, std::move(text));
     if (!has("hrtimer_expire_entry") && !has("timer_expire_entry")) return;
     m_symbols.emplace(base::fileText("/proc/kallsyms"));
     if (m_symbols->isEmpty())
-        tell(
+        warn(
             "trace: functions of timers are shown by address, as /proc/kallsyms tells none "
             "(CAP_SYSLOG is missing)");
 }
@@ -138,7 +138,7 @@ void KernelTrace::drain(std::size_t number, const Sink& sink) {
 
 void KernelTrace::drainLosses(std::uint64_t stamp, const Sink& sink) {
     for (std::size_t i = 0; i < m_rings.size(); ++i) {
-        m_current[i].loss += m_rings[i].untoldLoss();
+        m_current[i].loss += m_rings[i].unreportedLoss();
         giveLoss_i(m_rings[i].cpu(), m_current[i], stamp, sink);
     }
 }

@@ -25,7 +25,7 @@ namespace host::record {
 // changed.
 class KernelTrace {
 public:
-    using Tell = std::function<void(const std::string&)>;
+    using Warn = std::function<void(const std::string&)>;
     using Sink = std::function<void(const kernel_events::Event&)>;
 
     // `names` and `tally` outlive this object.
@@ -34,9 +34,9 @@ public:
     KernelTrace(const KernelTrace&) = delete;
     KernelTrace& operator=(const KernelTrace&) = delete;
 
-    // Finds the events and opens them on these CPUs, still off. What is missing is told, a line for each
+    // Finds the events and opens them on these CPUs, still off. What is missing is reported, a line for each
     // thing; the rest is opened. False if that is nothing.
-    bool open(const TraceOptions& options, const std::vector<unsigned>& cpus, const Tell& tell);
+    bool open(const TraceOptions& options, const std::vector<unsigned>& cpus, const Warn& warn);
 
     void enable() const;
     void disable() const;
@@ -80,10 +80,10 @@ private:
         std::uint64_t loss = 0;  // that no event was made of
     };
 
-    std::optional<std::uint64_t> find_i(const TraceFolder& folder, const TraceEvent& event, const Tell& tell);
+    std::optional<std::uint64_t> find_i(const TraceFolder& folder, const TraceEvent& event, const Warn& warn);
     bool openRings_i(const std::vector<std::pair<std::uint64_t, std::string>>& events, std::size_t bytes,
-                     const std::vector<unsigned>& cpus, const Tell& tell);
-    void readNames_i(const TraceFolder& folder, const Tell& tell);
+                     const std::vector<unsigned>& cpus, const Warn& warn);
+    void readNames_i(const TraceFolder& folder, const Warn& warn);
     bool watch_i();
     void take_i(unsigned cpu, Current& current, const TracepointSample& sample, const Sink& sink);
     void nameThread_i(Current& current, const TracepointSample& sample, kernel_events::Event& event);

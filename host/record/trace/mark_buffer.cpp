@@ -47,9 +47,9 @@ bool MarkBuffer::prepare_i(std::uint64_t kib) {
            write_i("tracing_on", "1") && write_i("options/copy_trace_marker", "1");
 }
 
-bool MarkBuffer::open(const std::vector<unsigned>& cpus, std::uint64_t kib, const Tell& tell) {
+bool MarkBuffer::open(const std::vector<unsigned>& cpus, std::uint64_t kib, const Warn& warn) {
     m_folder.emplace();
-    if (!m_folder->isOpen()) return tell("trace: " + m_folder->error()), false;
+    if (!m_folder->isOpen()) return warn("trace: " + m_folder->error()), false;
     const auto format = m_folder->text("events/ftrace/print/format");
     const auto parsed = format ? kernel_events::RawFormat::parse(*format) : std::nullopt;
     const auto* const pid = parsed ? parsed->find("common_pid") : nullptr;
@@ -62,7 +62,7 @@ bool MarkBuffer::open(const std::vector<unsigned>& cpus, std::uint64_t kib, cons
                               : std::string("the buffer can't be set up: ") + std::strerror(errno);
         close();
     }
-    if (!why.empty()) return tell("trace: no marks: " + why), false;
+    if (!why.empty()) return warn("trace: no marks: " + why), false;
     for (const unsigned cpu : cpus) {
         const std::string pages = m_path + "per_cpu/cpu" + std::to_string(cpu) + "/trace_pipe_raw";
         base::Descriptor file(

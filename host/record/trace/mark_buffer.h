@@ -20,7 +20,7 @@ namespace host::record {
 // the recording's own gets a copy of it; it goes when this object does.
 class MarkBuffer {
 public:
-    using Tell = std::function<void(const std::string&)>;
+    using Warn = std::function<void(const std::string&)>;
     using Sink = std::function<void(const kernel_events::Event&)>;
 
     // `names` and `tally` outlive this object.
@@ -30,8 +30,8 @@ public:
     MarkBuffer& operator=(const MarkBuffer&) = delete;
     ~MarkBuffer() { close(); }
 
-    // Makes the buffer, of so many KiB for each CPU. False if there can't be one, which is told.
-    bool open(const std::vector<unsigned>& cpus, std::uint64_t kib, const Tell& tell);
+    // Makes the buffer, of so many KiB for each CPU. False if there can't be one, which is reported.
+    bool open(const std::vector<unsigned>& cpus, std::uint64_t kib, const Warn& warn);
 
     // Takes what has come, each CPU's in its order, from `from` to `until`: nanoseconds of
     // CLOCK_MONOTONIC_RAW.

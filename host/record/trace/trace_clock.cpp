@@ -7,7 +7,7 @@ namespace host::record {
 
 namespace {
 
-// What is kept: intervals that began long ago are told by the rate of the oldest that is.
+// What is kept: intervals that began long ago are converted by the rate of the oldest that is.
 constexpr std::size_t MOST_READINGS = 4096;
 
 std::uint64_t scaled(std::uint64_t base, std::uint64_t from, std::uint64_t at, std::uint64_t length,

@@ -7,7 +7,7 @@
 
 namespace host::record {
 
-// The kernel's tracing files, which tell what events there are: where they are mounted, or else in a mount
+// The kernel's tracing files, which list what events there are: where they are mounted, or else in a mount
 // that this process alone has, and that ends with it.
 class TraceFolder {
 public:

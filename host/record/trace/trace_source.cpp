@@ -50,8 +50,8 @@ public:
 
     bool prepare() override {
         const std::vector<unsigned>& cpus = m_context.cpus.numbers();
-        const bool hasEvents = !m_options.events().empty() && m_trace.open(m_options, cpus, m_context.tell);
-        const bool hasMarks = m_options.has(MARKS) && m_marks.open(cpus, m_options.bufferKib, m_context.tell);
+        const bool hasEvents = !m_options.events().empty() && m_trace.open(m_options, cpus, m_context.warn);
+        const bool hasMarks = m_options.has(MARKS) && m_marks.open(cpus, m_options.bufferKib, m_context.warn);
         if (!hasEvents && !hasMarks) return false;
         for (const unsigned cpu : cpus) {
             m_mapper.setIdleStates(cpu, readIdleStates(m_context.root, cpu));
@@ -83,7 +83,7 @@ public:
         release_i(now - SETTLED);
     }
 
-    // What was going on when the machine fell asleep is not told.
+    // What was going on when the machine fell asleep is not known.
     void restart(std::uint64_t) override {
         const std::uint64_t now = readClocks_i();
         collect_i();
@@ -113,7 +113,7 @@ public:
         m_mapper.finish(stop);
         m_trace.close();
         m_marks.close();
-        tellLosses_i();
+        warnOfLosses_i();
     }
 
     void report(emit::Report& report) override {
@@ -214,12 +214,12 @@ private:
         m_waiting.push_back(event);  // nothing that waits has a later stamp
     }
 
-    void tellLosses_i() const {
+    void warnOfLosses_i() const {
         if (const std::uint64_t lost = m_lost + m_marks.lost(); lost > 0)
-            m_context.tell("trace: " + std::to_string(lost) +
+            m_context.warn("trace: " + std::to_string(lost) +
                            " events were lost; a larger --trace-buffer holds more");
         if (m_late > 0)
-            m_context.tell("trace: " + std::to_string(m_late) +
+            m_context.warn("trace: " + std::to_string(m_late) +
                            " events came late: they are taken at the time of the event before");
     }
 
