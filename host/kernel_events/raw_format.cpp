@@ -9,8 +9,6 @@ namespace host::kernel_events {
 
 namespace {
 
-constexpr std::size_t NOWHERE = std::string_view::npos;
-
 template <typename Number>
 std::int64_t numberAt(const char* bytes) {
     Number number;
@@ -20,7 +18,7 @@ std::int64_t numberAt(const char* bytes) {
 
 bool takeAfter(std::string_view text, std::string_view key, std::uint64_t& number) {
     const std::size_t at = text.find(key);
-    if (at == NOWHERE) return false;
+    if (at == std::string_view::npos) return false;
     text.remove_prefix(at + key.size());
     return base::takeUnsigned(text, number);
 }
@@ -40,11 +38,11 @@ void readDeclaration(std::string_view text, RawField& field) {
     std::size_t first = text.size();
     while (first > 0 && isNamePart(text[first - 1])) --first;
     field.name = text.substr(first);
-    if (text.find("__data_loc") != NOWHERE)
+    if (text.find("__data_loc") != std::string_view::npos)
         field.form = RawField::Form::MovedText;
-    else if (text.find("__rel_loc") != NOWHERE)
+    else if (text.find("__rel_loc") != std::string_view::npos)
         field.form = RawField::Form::FollowingText;
-    else if (isArray && text.find("char") != NOWHERE)
+    else if (isArray && text.find("char") != std::string_view::npos)
         field.form = RawField::Form::Text;
 }
 
@@ -56,7 +54,7 @@ bool readField(std::string_view line, RawField& field) {
     std::uint64_t offset = 0;
     std::uint64_t size = 0;
     std::uint64_t isSigned = 0;
-    if (begin == NOWHERE || end == NOWHERE || end < begin) return false;
+    if (begin == std::string_view::npos || end == std::string_view::npos || end < begin) return false;
     if (!takeAfter(line, "\toffset:", offset) || !takeAfter(line, "\tsize:", size)) return false;
     takeAfter(line, "\tsigned:", isSigned);
     readDeclaration(line.substr(begin + FIELD.size(), end - begin - FIELD.size()), field);

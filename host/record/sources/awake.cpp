@@ -119,7 +119,7 @@ private:
             m_tables[topic].isThere = true;
             take(file.read(m_buffer));
         } else if (isForbidden && m_isStart && exists_i(path)) {
-            m_context.tell(std::string(m_tables[topic].name) + ": " + path + " may not be read: run as root");
+            m_context.warn(std::string(m_tables[topic].name) + ": " + path + " may not be read: run as root");
         }
     }
 
@@ -133,12 +133,15 @@ private:
                m_context.root.openFolder("sys/bus/platform/drivers/intel_pmc_core").isOpen();
     }
 
+    // `path` is the folder's below `base`, with a slash in front.
     void walk_i(const std::string& base, const std::string& path, int depth) {
         for (const std::string& name : m_context.root.folders(base + path)) {
+            std::string below = path;
+            below.append("/").append(name);
             if (name == "power")
-                device_i(base + path + "/power/", path.empty() ? path : path.substr(1));
+                device_i(base + below + "/", path.empty() ? path : path.substr(1));
             else if (depth < DEEPEST)
-                walk_i(base, path + "/" + name, depth + 1);
+                walk_i(base, below, depth + 1);
         }
     }
 
@@ -173,7 +176,8 @@ private:
         if (rows.empty()) return;
         std::vector<std::string> columns = table.keys;
         for (const auto& [value, units] : table.values)
-            columns.insert(columns.end(), {value + "Start" + units, value + "End" + units});
+            for (const char* const when : {"Start", "End"})
+                columns.emplace_back(value).append(when).append(units);
         if (table.isCounter) columns.emplace_back("Rise");
         report.section({section, "idle", table.name, ""});
         report.table(std::string(table.name) + " Summary: " + table.title, columns);

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t NOWHERE = std::string_view::npos;
 
 // The number after `key`; "0" if there is none.
-std::string numberBehind(std::string_view line, std::string_view key) {
+std::string numberAfter(std::string_view line, std::string_view key) {
     const std::size_t at = line.find(key);
     std::uint64_t number = 0;
     if (at != NOWHERE) {
@@ -53,9 +53,8 @@ std::vector<AwakeRow> readLatencyTolerance(std::string_view text) {
         if (begin == NOWHERE) continue;
         // "Snoop" is the end of "Non-Snoop", too.
         const std::size_t snoop = line.rfind("Snoop(ns):");
-        std::vector<std::string> values{
-            numberBehind(line, "Non-Snoop(ns):"),
-            numberBehind(line.substr(std::min(snoop, line.size())), "Snoop(ns):")};
+        std::vector<std::string> values{numberAfter(line, "Non-Snoop(ns):"),
+                                        numberAfter(line.substr(std::min(snoop, line.size())), "Snoop(ns):")};
         if (values[0] == "0" && values[1] == "0") continue;
         rows.push_back({{std::string(base::trimmed(line.substr(0, begin)))}, std::move(values)});
     }
