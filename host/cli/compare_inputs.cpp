@@ -24,17 +24,14 @@ bool importRun(const importers::InputKind& kind, importers::Input& input, const 
     importers::Damage damage;
     const bool isGood = importer->read(input, damage);
     if (output.isOpen()) importer->finish();
-    if (!output.isOpen()) {
-        error = run.error();
-    } else if (!input.content().error().empty()) {
+    if (output.isOpen() && !input.content().error().empty())
         error = "cannot read " + argument.m_path + ": " + input.content().error();
-    } else if (!isGood) {
+    else if (output.isOpen() && !isGood)
         error = argument.m_path + ": offset " + std::to_string(damage.offset) + ": " + damage.what;
-    } else if (!run.finish(group)) {
-        error = run.error();
-    } else {
+    else if (output.isOpen() && run.finish(group))
         return true;
-    }
+    else
+        error = run.error();
     return false;
 }
 

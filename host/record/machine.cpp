@@ -69,7 +69,7 @@ struct CpuPlace {
     unsigned cluster;
     unsigned core;
     unsigned number;
-    auto operator<=>(const CpuPlace&) const = default;
+    auto operator<=>(const CpuPlace&) const = default;  // NOLINT(modernize-use-nullptr): a zero of its own
 };
 
 std::vector<unsigned> onlineCpus(const Root& root) {

@@ -16,7 +16,6 @@ namespace host::record {
 namespace {
 
 using kernel_events::Event;
-using kernel_events::Kind;
 using kernel_events::MarkResult;
 
 constexpr std::size_t PAGE = std::size_t{1} << 16;  // no page is larger
@@ -47,14 +46,23 @@ bool MarkBuffer::prepare_i(std::uint64_t kib) {
            write_i("tracing_on", "1") && write_i("options/copy_trace_marker", "1");
 }
 
+bool MarkBuffer::readFormat_i() {
+    const auto text = m_folder->text("events/ftrace/print/format");
+    const auto format = text ? kernel_events::RawFormat::parse(*text) : std::nullopt;
+    if (!format) return false;
+    const kernel_events::RawField* const pid = format->find("common_pid");
+    const kernel_events::RawField* const mark = format->find("buf");
+    if (pid == nullptr || mark == nullptr) return false;
+    m_number = format->id;
+    m_pid = *pid;
+    m_text = *mark;
+    return true;
+}
+
 bool MarkBuffer::open(const std::vector<unsigned>& cpus, std::uint64_t kib, const Warn& warn) {
     m_folder.emplace();
     if (!m_folder->isOpen()) return warn("trace: " + m_folder->error()), false;
-    const auto format = m_folder->text("events/ftrace/print/format");
-    const auto parsed = format ? kernel_events::RawFormat::parse(*format) : std::nullopt;
-    const auto* const pid = parsed ? parsed->find("common_pid") : nullptr;
-    const auto* const text = parsed ? parsed->find("buf") : nullptr;
-    std::string why = pid != nullptr && text != nullptr ? "" : "their format can't be read";
+    std::string why = readFormat_i() ? "" : "their format can't be read";
     if (why.empty() && !make_i())
         why = std::string("no buffer can be made in tracefs: ") + std::strerror(errno);
     if (why.empty() && !prepare_i(kib)) {
@@ -69,9 +77,6 @@ bool MarkBuffer::open(const std::vector<unsigned>& cpus, std::uint64_t kib, cons
             ::openat(m_folder->descriptor(), pages.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
         if (file.isOpen()) m_cpus.push_back({cpu, std::move(file)});
     }
-    m_number = parsed->id;
-    m_pid = *pid;
-    m_text = *text;
     m_page.resize(PAGE);
     return true;
 }

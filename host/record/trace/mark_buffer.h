@@ -49,6 +49,7 @@ private:
     };
 
     bool write_i(const char* file, const std::string& text) const;
+    bool readFormat_i();
     bool make_i();
     bool prepare_i(std::uint64_t kib);
     void take_i(unsigned cpu, std::uint64_t stamp, std::span<const char> bytes, const Sink& sink);
