@@ -10,7 +10,9 @@ A scenario is a folder with
              the number of the process stands as PID in the names of temporary files
 All other files of the folder are inputs and lie in the working directory when the commands run.
 
-usage: run_streams.py PWRHOST SCENARIO... [--update]
+usage: run_streams.py PWRHOST SCENARIO... [--update] [--stop]
+
+With --stop those after the first that differs are not run.
 
 The environment's TEST_WRAPPER is a command that pwrhost is run by, such as "env TZ=Asia/Kolkata".
 """
@@ -79,7 +81,8 @@ def show_difference(name, expected, got):
 
 def main():
     update = "--update" in sys.argv
-    pwrhost, *scenarios = [a for a in sys.argv[1:] if a != "--update"]
+    stop = "--stop" in sys.argv
+    pwrhost, *scenarios = [a for a in sys.argv[1:] if a not in ("--update", "--stop")]
     pwrhost = str(pathlib.Path(pwrhost).resolve())
     failed = 0
     for scenario in map(pathlib.Path, scenarios):
@@ -103,6 +106,8 @@ def main():
             for name in sorted(expected.keys() | results.keys()):
                 if expected.get(name) != results.get(name):
                     show_difference(name, expected.get(name), results.get(name))
+        if failed and stop:
+            break
     return 1 if failed else 0
 
 
