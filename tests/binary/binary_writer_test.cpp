@@ -131,7 +131,10 @@ TEST_F(BinaryWriterTest, StringIndicesBeginAnewAfterTheLastOne) {
     for (unsigned i = 1; i <= 65535; ++i) expected.push_back(i);
     expected.insert(expected.end(), {0, 1, 2});  // the last name, the last name again, and one more
     EXPECT_EQ(indicesOf(file, bin::MsgType::StringStore), expected);
-    EXPECT_EQ(countOf(m_environment.infoLines(), "0|Note: The binary trace has more than 65535 strings"), 1U);
+    EXPECT_EQ(countOf(m_environment.infoLines(),
+                      "0|Note: The binary trace has more than 65535 strings. Their indices begin anew, so "
+                      "some names in it refer to the wrong string\n"),
+              1U);
     EXPECT_EQ(check("strings.ztbin"), 1);
     EXPECT_THAT(m_damage, HasSubstr("a string has index 0, which refers to nothing\n"));
     EXPECT_THAT(m_damage, HasSubstr("string 1 is defined again\n"));
@@ -164,7 +167,9 @@ TEST_F(BinaryWriterTest, DescriptorIndicesBeginAnewAfterTheLastOne) {
     std::vector<unsigned> expected;
     for (unsigned i = 1; i <= 65537; ++i) expected.push_back(i % 65536);
     EXPECT_EQ(indicesOf(file, bin::MsgType::DescriptorMeta), expected);
-    EXPECT_EQ(countOf(m_environment.infoLines(), "0|Note: The binary trace has more than 65535 descriptors"),
+    EXPECT_EQ(countOf(m_environment.infoLines(),
+                      "0|Note: The binary trace has more than 65535 descriptors. Their indices begin anew, "
+                      "so some states in it refer to the wrong descriptor\n"),
               1U);
     EXPECT_EQ(check("descriptors.ztbin"), 1);
     EXPECT_THAT(m_damage, HasSubstr("descriptor 1 is defined again\n"));
@@ -187,9 +192,10 @@ TEST_F(BinaryWriterTest, LongerStringsCannotBeParsed) {
     // The length of the payload is 65536 modulo 65536, that of the string as it is.
     EXPECT_THAT(file, HasSubstr(std::string("\x00\x00\x00\x04\x00\xFC\xFF", 7) + tooLong));
     EXPECT_THAT(file, HasSubstr(std::string("\x01\x00\x00\x05\x00\xFD\xFF", 7) + tooLong + "c"));
-    EXPECT_EQ(
-        countOf(m_environment.infoLines(), "0|Note: The binary trace has a string of more than 65531 bytes"),
-        1U);
+    EXPECT_EQ(countOf(m_environment.infoLines(),
+                      "0|Note: The binary trace has a string of more than 65531 bytes. It cannot be read "
+                      "beyond that string\n"),
+              1U);
     EXPECT_EQ(check("too-long.ztbin"), 1);
     EXPECT_THAT(m_damage, HasSubstr("a StringStore record has a payload of 0 bytes instead of at least 4\n"));
 }
@@ -201,9 +207,10 @@ TEST_F(BinaryWriterTest, MetricDescriptionsBeyondTheLimit) {
     addElement(entity("CPU"));
     const std::string file = run("description");
     EXPECT_THAT(file, HasSubstr(std::string("\x00\x00\x03", 3)));
-    EXPECT_EQ(
-        countOf(m_environment.infoLines(), "0|Note: The binary trace has a metric with too many attributes"),
-        1U);
+    EXPECT_EQ(countOf(m_environment.infoLines(),
+                      "0|Note: The binary trace has a metric with too many attributes and legend values. It "
+                      "cannot be read beyond that metric's description\n"),
+              1U);
     EXPECT_EQ(check("description.ztbin"), 1);
 }
 

@@ -129,7 +129,7 @@ TEST_F(RowStore, PrintsRandomTablesLikeAPlainOne) {
     }
 }
 
-// The rows have the same length, and what stands in front of them moves the chunk's end over all of it.
+// What stands in front of the rows moves the chunk's end over all of them.
 TEST_F(RowStore, ReadsARecordThatAChunkCuts) {
     const std::string texts[] = {"123456789", "a text of 20 letters"};
     const std::size_t rowLength = 4 + texts[0].size() + 4 + texts[1].size() + 5;
@@ -138,9 +138,14 @@ TEST_F(RowStore, ReadsARecordThatAChunkCuts) {
         Pair pair;
         pair.addColumn("A");
         pair.addColumn("B");
-        pair.push(std::string(shift, 'x'), 0);
-        pair.complete();
-        for (std::size_t row = 0; row < CHUNK / rowLength + 40; ++row) {
+        for (std::size_t before = CHUNK - 2 * rowLength + shift; before != 0;) {
+            const std::size_t length = before > 8192 ? 4096 : before;
+            pair.push(std::string(length - (4 + 4 + 3 + 5), 'x'),
+                      0);  // its length, that of n/a, n/a, and the end
+            pair.complete();
+            before -= length;
+        }
+        for (int row = 0; row < 3; ++row) {
             pair.push(texts[0], 0);
             pair.push(texts[1], 1);
             pair.complete();
@@ -159,7 +164,9 @@ TEST_F(RowStore, ReadsTextsThatAreLongerThanTheChunk) {
         pair.addColumn("B");
         for (const std::size_t cell : {std::size_t{3}, length, std::size_t{700000}, length, std::size_t{1}}) {
             pair.push("short", 0);
-            pair.push(textOf(cell, random), 1);
+            std::string text;
+            for (const std::string part = textOf(4099, random); text.size() < cell;) text += part;
+            pair.push(text.substr(0, cell), 1);
             pair.complete();
         }
         pair.check();

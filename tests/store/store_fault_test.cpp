@@ -235,6 +235,12 @@ TEST_F(StoreFault, FailsEveryOperationThatNeedsTheFile) {
     store.resetForReadBack();
     EXPECT_EQ(store.readBack(bytes, 20), -1);
     EXPECT_EQ(store.insert(2, "x", 1), -1);
+    // Even where there is nothing to do once the window has moved.
+    store.moveReadHead(0);
+    EXPECT_EQ(store.read(bytes, 0), -1);
+    store.writeToReadHead();
+    EXPECT_EQ(store.write(bytes, 0), -1);
+    store.moveReadHead(20);
     testing::internal::CaptureStderr();
     store.rewind(1);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), EndsWith("ERROR: couldn't rewind 1 bytes\n"));
