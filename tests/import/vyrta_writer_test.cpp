@@ -418,6 +418,54 @@ TEST_F(VyrtaValues, AreRefusedAsNumbersWithoutAListToPutThemIn) {
     }
 }
 
+TEST_F(VyrtaValues, AreRefusedWithoutWhatTheyNeed) {
+    const host::model::Attribute attribute(1, host::model::HandleTexts("a"), nullptr, pwr::ATTRIBUTE_DATA);
+    const host::model::Descriptor descriptor(2, host::model::HandleTexts("d"));
+    const pwr::AttributeValueManager* const none = nullptr;
+    const pwr::DynamicAttributeValueManager* const noInfo = nullptr;
+    const pwr::Data data(1UL);
+    ZT2AttributeList list;
+    list.count = 0;
+    std::string text = "as it was";
+    VyrtaWriter& writer = m_writer;
+    const struct {
+        int status;
+        const char* line;
+    } cases[] = {
+        {writer.processInfoAttributes(none, &list), "Can't process attributes.\n"},
+        {writer.processInfoAttributes(&descriptor, nullptr), "Can't process attributes.\n"},
+        {writer.processInfoAttributes(noInfo, nullptr), "Can't process attributes.\n"},
+        {writer.processInfoAttributesHelper(nullptr, &data, &list), "Can't process attribute.\n"},
+        {writer.processInfoAttributesHelper(&attribute, nullptr, &list), "Can't process attribute.\n"},
+        {writer.processInfoAttributesHelper(&attribute, &data, nullptr), "Can't process attribute.\n"},
+        {writer.processDataAttributes(none, &list, true), "Can't process attributes.\n"},
+        {writer.processDataAttributes(&descriptor, nullptr, true), "Can't process attributes.\n"},
+        {writer.processDataAttributes(noInfo, nullptr, true), "Can't process attributes.\n"},
+        {writer.processDataAttributesHelper(nullptr, &data, &list, true, &text),
+         "Can't process attribute.\n"},
+        {writer.processDataAttributesHelper(&attribute, nullptr, &list, true, &text),
+         "Can't process attribute.\n"},
+        {writer.getFirstDataAttributeAsString(&descriptor, nullptr), "Failed to get string attribute\n"},
+        {writer.processStringData("x", nullptr), "Invalid attribute list.\n"},
+        {writer.processData(&data, nullptr, nullptr, true, nullptr), "Invalid attribute list.\n"},
+        {writer.addAttributeToRecord(0, 0, nullptr), "Invalid attribute list.\n"},
+    };
+    std::string lines;
+    for (const auto& test : cases) {
+        EXPECT_EQ(test.status, 1);
+        lines += std::string("WARNING: VyrtaWriterPlugin:    ") + test.line;
+    }
+    // What may be missing.
+    EXPECT_EQ(writer.processInfoAttributes(noInfo, &list), 0);
+    EXPECT_EQ(writer.processDataAttributes(noInfo, &list, true), 0);
+    EXPECT_EQ(writer.getFirstDataAttributeAsString(nullptr, &text), 0);
+    EXPECT_EQ(writer.getFirstDataAttributeAsString(&descriptor, &text), 0);
+    EXPECT_EQ(writer.processData(nullptr, nullptr, nullptr, true, nullptr), 0);
+    EXPECT_EQ(text, "as it was");
+    EXPECT_EQ(list.count, 0U);
+    EXPECT_EQ(m_runner.m_infoLog.text(), lines);
+}
+
 TEST_F(VyrtaValues, TravelAsTheirKindSays) {
     feed(R"({"def":"attribute","id":1,"name":"data","type":1}
 {"def":"entity","id":2,"name":"Core","attributes":[[1,{"u":1}]]}

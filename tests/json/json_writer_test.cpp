@@ -93,6 +93,27 @@ TEST_F(JSONWriterTest, TakesSamplesBeforeTheSystemMessage) {
               std::string::npos);
 }
 
+// Of a counter the state is what a series is named by, of a reading the entity.
+TEST_F(JSONWriterTest, TellsMetricsOfOneIdApart) {
+    const host::model::Descriptor descriptor(2, host::model::HandleTexts("sleep"));
+    m_element.m_descriptor = &descriptor;
+    m_element.m_duration = 1;
+    JSONWriter writer;
+    writer.init("one_id", false);
+    sendSystem(writer);
+    for (std::uint64_t time = 10; time <= 40; time += 10) {
+        m_metric.m_metricType = time % 20 == 0 ? pwr::Metric::SAMPLED_DELTA : pwr::Metric::SAMPLED_RESIDENCY;
+        sendSample(writer, time);
+    }
+    EXPECT_EQ(writer.fini(), 0);
+    const std::string content = contentOf("one_id.ztjson");
+    for (
+        const char* points :
+        {R"("name":"CPU 0","friendlyName":"CPU 0","points":[{"x":9,"x1":10,"y":{"0":5.0}},{"x":29,"x1":30,)",
+         R"("name":"CPU 0sleep","friendlyName":"sleep","points":[{"x":19,"x1":20,"y":5.0},{"x":39,"x1":40,)"})
+        EXPECT_NE(content.find(points), std::string::npos) << points << "\n" << content;
+}
+
 // The collector belongs to the process: the first writer names it, later ones share it, a metric's tree is
 // made once, and the files are numbered across writers.
 TEST_F(JSONWriterTest, SharesOneCollectorInContinuousMode) {

@@ -1,13 +1,20 @@
 // The writers as the host finds them, and the memory rules of the list that holds them.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <set>
 #include <string>
 
+#include "host/model/metric.h"
+#include "host/model/system_metadata.h"
+#include "host/model/table.h"
+#include "plugins/numbers.h"
 #include "plugins/plugin_list.h"
 #include "plugins/writer_plugin.h"
 #include "plugins/writer_plugin_capability.h"
+#include "pwr/messages.h"
 #include "tests/plugins/test_environment.h"
 
 namespace {
@@ -145,6 +152,56 @@ TEST(WriterPlugins, SecondCapabilityIsRefused) {
                             : "2|WARNING: Illegal attempt to register a second capabliity for a writer "
                               "plugin...ignored\n");
     }
+}
+
+// A writer that takes only some kinds of messages has no trouble with the others.
+TEST(WriterPlugins, TakeWhatTheyDoNotWant) {
+    const TestEnvironment environment;
+    int alive = 0;
+    CountedWriter writer(alive);
+    const host::model::SystemMetadata metadata;
+    host::model::Metric metric;
+    host::model::TableColumns columns;
+    columns.index();
+    EXPECT_EQ(writer.writeMessage(host::model::TableSnapshot(columns, pwr::TABLE_ROW)), 0);
+    EXPECT_EQ(writer.writeMessage(pwr::TextMessage()), 0);
+    EXPECT_EQ(writer.writeMessage(pwr::SystemMessage()), 0);
+    EXPECT_EQ(writer.writeMessage(pwr::IdMessage()), 0);
+    EXPECT_EQ(writer.writeMessage(metric), 0);
+    EXPECT_EQ(writer.writeMessage(pwr::MetricContainerInfoMessage()), 0);
+    EXPECT_FALSE(writer.flushContinuousResults(metadata));
+    EXPECT_TRUE(writer.reset(Plugin::ResetReason{}, 0, metadata));
+    EXPECT_TRUE(writer.pmtDevReset(0, 0, metadata));
+    EXPECT_EQ(writer.m_handle, -1);
+    EXPECT_EQ(writer.m_text, "");
+}
+
+TEST(Numbers, SaturateWhereTheyDoNotFit) {
+    constexpr double TWO_TO_64 = 18446744073709551616.0;
+    constexpr double INF = std::numeric_limits<double>::infinity();
+    const struct {
+        double value;
+        std::uint64_t asUnsigned;
+        std::int32_t asSigned;
+    } cases[] = {{0.0, 0, 0},
+                 {-0.5, 0, 0},
+                 {-1.0, 0, -1},
+                 {1.9, 1, 1},
+                 {2147483646.5, 2147483646, 2147483646},
+                 {2147483647.0, 2147483647, 2147483647},
+                 {2147483648.0, 2147483648, 2147483647},
+                 {-2147483649.0, 0, -2147483647 - 1},
+                 {std::nextafter(TWO_TO_64, 0.0), 18446744073709549568U, 2147483647},
+                 {TWO_TO_64, ~std::uint64_t{0}, 2147483647},
+                 {INF, ~std::uint64_t{0}, 2147483647},
+                 {-INF, 0, -2147483647 - 1},
+                 {std::nan(""), 0, 0}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.value);
+        EXPECT_EQ(truncateSaturated<std::uint64_t>(test.value), test.asUnsigned);
+        EXPECT_EQ(truncateSaturated<std::int32_t>(test.value), test.asSigned);
+    }
+    EXPECT_EQ(truncateSaturated<std::uint64_t>(static_cast<float>(TWO_TO_64)), ~std::uint64_t{0});
 }
 
 TEST(Plugin, StopsDeletingAtNullCapability) {
