@@ -9,6 +9,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/model/metric.h"
+#include "host/model/system_metadata.h"
 #include "overtime/phmwriter_text_plugin.h"
 #include "overtime/raw_writer_v2.h"
 #include "tests/support/stream_runner.h"
@@ -171,15 +173,41 @@ TEST(RowStoreFault, KeepsEveryRowThatTheWindowHasRoomFor) {
     }
 }
 
+// Somebody has cut the spooled rows: those before the cut are printed, and the line gives a reason where the
+// system has none.
+TEST(RowStoreFault, TellsOfRowsThatAreGone) {
+    test::StreamRunner runner;
+    runner.m_environment.m_logLevel = 1;
+    const std::string text(100000, 'x');
+    BackingStoreWrapper table("Title\nsecond line", "n/a");
+    table.addColumn("");
+    for (int row = 0; row < 30; ++row) {
+        table.pushCell(text, 0);
+        table.rowComplete();
+    }
+    std::string path;
+    for (const auto& entry : fs::directory_iterator("."))
+        if (entry.path().filename().string().starts_with("_" + std::to_string(getpid()))) path = entry.path();
+    fs::resize_file(path, 500000);
+    std::FILE* const file = std::tmpfile();
+    table.flush(file, ",", false);
+    std::fclose(file);
+    EXPECT_FALSE(table.isComplete());
+    EXPECT_EQ(runner.m_errorLog.text(),
+              "ERROR: Could not read all rows of \"Title\" from " + path + ": Input/output error\n");
+}
+
 TYPED_TEST(OverTimeFault, TellsWhenTheResultDoesNotFit) {
     this->m_runner.begin();
     this->feed(DEFINITIONS);
-    for (int t = 1; t <= 200; ++t) this->feed(sample(1, t * 1000, "text"));
+    // More than is gathered before it is written, so that it is not closing that fails.
+    for (int t = 1; t <= 2000; ++t) this->feed(sample(1, t * 1000, "text"));
     {
         const Limit full(RLIMIT_FSIZE, 700);
         this->m_runner.finish();
     }
-    EXPECT_THAT(this->m_runner.m_errorLog.text(), HasSubstr("ERROR: Could not complete run"));
+    EXPECT_THAT(this->m_runner.m_errorLog.text(),
+                testing::MatchesRegex("ERROR: Could not complete run[a-z_.]*: File too large\n"));
     EXPECT_THAT(this->m_runner.m_statuses, testing::Contains(HasSubstr("fini,1")));
 }
 
@@ -221,6 +249,40 @@ TEST(PhmFault, TellsWhenGroupsShareAFile) {
     EXPECT_THAT(contentOf("run_power_phm.csv"), HasSubstr("pmt-power"));
     for (const char* name : {"run_meta_phm.csv", "run_power_phm.csv", "run_other_phm.csv"})
         EXPECT_TRUE(fs::remove(name)) << name;
+}
+
+// The tables of a metric lie in the file of the group that it had last.
+TEST(PhmGroups, AreThoseOfTheLatestMessage) {
+    test::StreamRunner runner;
+    PhmTextWriter writer;
+    writer.init("run", false);
+    host::model::SystemMetadata metadata;
+    metadata.m_tscFrequency = 1000.0F;
+    pwr::SystemMessage system;
+    system.m_metadata = &metadata;
+    writer.writeMessage(system);
+    const host::model::Entity entity(1, host::model::HandleTexts("core0"), "core0", 1, nullptr);
+    host::model::Element element;
+    element.m_entity = &entity;
+    pwr::Metric::Sample sample{1000, {&element}};
+    host::model::Metric metric;
+    metric.m_sample = &sample;
+    metric.m_name = "M";
+    for (const pwr::Metric::MetricType type : {pwr::Metric::SAMPLED_VALUE, pwr::Metric::TRACED_EVENT}) {
+        metric.m_metricType = type;
+        ++metric.m_id;
+        for (const char* group : {"first", "second", ""}) {
+            metric.m_groupName = group;
+            element.m_value.setString(std::string("in ") + group);
+            writer.writeMessage(metric);
+            ++sample.timestamp;
+        }
+    }
+    EXPECT_EQ(writer.fini(), 0);
+    EXPECT_FALSE(fs::exists("run_first_phm.csv"));
+    EXPECT_FALSE(fs::exists("run_second_phm.csv"));
+    for (const char* text : {"in first", "in second"}) EXPECT_THAT(contentOf("run_phm.csv"), HasSubstr(text));
+    for (const char* name : {"run_phm.csv", "run_meta_phm.csv"}) EXPECT_TRUE(fs::remove(name)) << name;
 }
 
 TYPED_TEST(OverTimeFault, RefusesToFinishWhatNeverBegan) {

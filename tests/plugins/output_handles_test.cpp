@@ -2,9 +2,11 @@
 // left in them. A host may do more by these calls than ours does.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <regex>
 #include <set>
 #include <utility>
 
@@ -59,6 +61,7 @@ private:
 std::map<std::string, std::unique_ptr<RecordingHandle>> s_handles;
 
 std::set<std::string> s_opened;
+int s_openError = 0;  // with which opening fails
 
 }  // namespace
 
@@ -76,7 +79,8 @@ bool __wrap__ZN3pwr14openFileHandleEPP8_IO_FILEPKcS4_(std::FILE** file, const ch
 bool __wrap__ZN3pwr14openFileHandleEPP8_IO_FILEPKcS4_(std::FILE** file, const char* path, const char* mode) {
     const std::string name = path;
     s_opened.insert((name.starts_with("tmp___") ? "temporary" : name) + " " + mode);
-    *file = std::fopen(path, mode);
+    *file = s_openError == 0 ? std::fopen(path, mode) : nullptr;
+    if (s_openError != 0) errno = s_openError;
     return *file != nullptr;
 }
 }
@@ -154,6 +158,37 @@ TEST(OutputFiles, AreOpenedInBinaryModes) {
               (std::set<std::string>{"Automation_Summary.csv ab", "Automation_Summary.csv rb", "run.csv wb",
                                      "run.pwr wb", "run.txt wb", "run.ztjson wb", "run_meta_phm.csv wb",
                                      "run_phm.csv wb", "run_trace.csv wb", "temporary rb", "temporary wb"}));
+}
+
+// What concerns the whole run is told once.
+TEST(OutputFiles, ThatCannotBeOpenedAreToldByReason) {
+    const struct {
+        int error;
+        const char* lines;
+    } cases[] = {
+        {EMFILE,
+         "Warning: Could not post process metric data: Too many open file handles. Results may be incomplete "
+         "for "
+         "some metrics. Try post processing results with only one -r option at a time. If the problem "
+         "persists; "
+         "try collecting fewer metrics.\n"},
+        {ENOSPC, "Warning: Could not generate result files. No space is left on the disk.\n"},
+        {EROFS, "Warning: Could not generate result files. The file system is not writeable.\n"},
+        {EACCES,
+         "ERROR: Cannot create temp output file: tmp___N.tmp. error: errnum=13: Permission denied\n"
+         "ERROR: Cannot create temp output file: tmp___N.tmp. error: errnum=13: Permission denied\n"},
+    };
+    for (const auto& test : cases) {
+        test::StreamRunner runner;
+        s_openError = test.error;
+        EXPECT_FALSE(TempFileManager(1).hasFile());
+        EXPECT_FALSE(TempFileManager(1).hasFile());
+        s_openError = 0;
+        EXPECT_EQ(std::regex_replace(runner.m_errorLog.text(), std::regex("tmp___[0-9]+"), "tmp___N"),
+                  test.lines);
+        for (const auto& line : runner.m_errorLog.m_lines) EXPECT_EQ(line.m_level, 1);
+        EXPECT_EQ(runner.m_infoLog.text(), "");
+    }
 }
 
 TEST(OutputHandles, HaveNamesOfUpTo1023Bytes) {

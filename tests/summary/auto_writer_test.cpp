@@ -123,6 +123,12 @@ TEST_F(AutoWriterTest, KeepsNothingOfARowThatDoesNotFit) {
     EXPECT_EQ(contentOf(FILE_NAME), "Output_Name,wide_K_k_A,\no,1,\n");
 }
 
+TEST_F(AutoWriterTest, TakesNoOtherTypesOfTableMessages) {
+    TableFixture table(1, 1, "title", {"K", "A"});
+    EXPECT_EQ(run("o", {&table.announcement(), &table.row({"k", "1"}, 2)}), 0);
+    EXPECT_EQ(contentOf(FILE_NAME), "Output_Name,\no,\n");
+}
+
 // A title of an entity's field gets the entity's field name in front where it does not hold it.
 TEST_F(AutoWriterTest, NamesTheFieldsOfEntities) {
     host::model::Quantity percent(1);

@@ -117,7 +117,8 @@ public:
 
     const pwr::TableMessage& announcement() const { return m_table->m_announcement; }
 
-    const pwr::TableMessage& row(const std::vector<std::string>& cells) {
+    const pwr::TableMessage& row(const std::vector<std::string>& cells, int type = pwr::TABLE_ROW) {
+        m_table->m_rowMessage.m_type = static_cast<pwr::TableMessageType>(type);
         auto& row = m_table->m_rowMessage.m_row.m_cells;
         row.clear();
         for (const std::string& cell : cells) row.push_back({host::model::Cell::Kind::Text, cell});

@@ -120,6 +120,17 @@ TEST_F(SummaryWriterTest, FailsMessagesWhoseCellsAreLost) {
 }
 
 // A run that never ends leaves nothing but the empty report.
+// Only announcements are no rows.
+TEST_F(SummaryWriterTest, TakesOtherTypesOfTableMessagesAsRows) {
+    SummaryWriter writer;
+    ASSERT_EQ(writer.init("run", false), 0);
+    TableFixture table(1, 1, "title", COLUMNS);
+    EXPECT_EQ(writer.writeMessage(table.announcement()), 0);
+    EXPECT_EQ(writer.writeMessage(table.row({"a", "1"}, 2)), 0);
+    EXPECT_EQ(writer.fini(), 0);
+    EXPECT_EQ(contentOf("run.csv"), tableText("title"));
+}
+
 TEST_F(SummaryWriterTest, CleansUpWithoutFini) {
     {
         SummaryWriter writer;
