@@ -1,5 +1,6 @@
 #include "tests/binary/allocation_faults.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -13,7 +14,9 @@ std::size_t g_failing = NEVER;
 
 void* allocate(std::size_t size) {
     if (g_count++ == g_failing) throw std::bad_alloc();
-    void* const memory = std::malloc(size);
+    // Not malloc, which other tests let fail.
+    constexpr std::size_t ALIGNMENT = alignof(std::max_align_t);
+    void* const memory = std::aligned_alloc(ALIGNMENT, (size + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT);
     if (memory == nullptr) throw std::bad_alloc();
     return memory;
 }

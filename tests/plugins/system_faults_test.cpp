@@ -1,0 +1,363 @@
+// What the writers tell, and keep, when a call of the system fails that hardly ever does.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <utility>
+
+#include "binary/binarywriter_plugin.h"
+#include "host/model/environment.h"
+#include "host/model/handles.h"
+#include "host/model/metric.h"
+#include "host/model/system_metadata.h"
+#include "import/vyrtawriter_plugin.h"
+#include "json/json_plugin.h"
+#include "overtime/phmwriter_text_plugin.h"
+#include "overtime/raw_writer_v2.h"
+#include "summary/autowriter_plugin.h"
+#include "summary/summarywriter_plugin.h"
+#include "tests/binary/allocation_faults.h"
+
+namespace {
+
+// With which errno a call fails; 0: it works.
+struct Faults {
+    int block = 0;   // of makeBlock
+    int resize = 0;  // of resizeBlock
+    int seek = 0;
+    int unlink = 0;
+    int close = 0;
+    int path = 0;
+    bool isWriteOnly = false;  // what is opened for reading
+};
+Faults s_faults;
+int s_naps = 0;
+
+bool fails(int error) {
+    if (error != 0) errno = error;
+    return error != 0;
+}
+
+}  // namespace
+
+// The linker puts these in the place of the functions.
+extern "C" {
+void* __real_malloc(std::size_t size);
+void* __wrap_malloc(std::size_t size);
+void* __wrap_malloc(std::size_t size) {
+    return fails(s_faults.block) ? nullptr : __real_malloc(size);
+}
+void* __real_realloc(void* block, std::size_t size);
+void* __wrap_realloc(void* block, std::size_t size);
+void* __wrap_realloc(void* block, std::size_t size) {
+    return fails(s_faults.resize) ? nullptr : __real_realloc(block, size);
+}
+int __real_fseek(std::FILE* file, long offset, int whence);
+int __wrap_fseek(std::FILE* file, long offset, int whence);
+int __wrap_fseek(std::FILE* file, long offset, int whence) {
+    return fails(s_faults.seek) ? -1 : __real_fseek(file, offset, whence);
+}
+int __real_unlink(const char* path);
+int __wrap_unlink(const char* path);
+int __wrap_unlink(const char* path) {
+    return fails(s_faults.unlink) ? -1 : __real_unlink(path);
+}
+int __real_fclose(std::FILE* file);
+int __wrap_fclose(std::FILE* file);
+int __wrap_fclose(std::FILE* file) {
+    const int status = __real_fclose(file);
+    return fails(s_faults.close) ? EOF : status;
+}
+int __wrap_usleep(useconds_t time);
+int __wrap_usleep(useconds_t time) {
+    EXPECT_EQ(time, 10000U);
+    ++s_naps;
+    return 0;
+}
+int __real__ZN3pwr6mkpathERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(const std::string& path);
+int __wrap__ZN3pwr6mkpathERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(const std::string& path);
+int __wrap__ZN3pwr6mkpathERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(const std::string& path) {
+    if (fails(s_faults.path)) return -1;
+    return __real__ZN3pwr6mkpathERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE(path);
+}
+bool __wrap__ZN3pwr14openFileHandleEPP8_IO_FILEPKcS4_(std::FILE** file, const char* path, const char* mode);
+bool __wrap__ZN3pwr14openFileHandleEPP8_IO_FILEPKcS4_(std::FILE** file, const char* path, const char* mode) {
+    *file = std::fopen(path, s_faults.isWriteOnly && *mode == 'r' ? "ab" : mode);
+    return *file != nullptr;
+}
+}
+
+namespace {
+
+class Lines : public pwr::Logger {
+public:
+    void log(std::int32_t, const char* line) override { m_text += line; }
+    std::string m_text;
+};
+
+class SystemFaults : public testing::Test {
+protected:
+    SystemFaults() : m_environment(m_lines, m_lines) { m_environment.m_logLevel = 2; }
+    ~SystemFaults() override { s_faults = {}; }
+
+    // What an operation tells while a call fails.
+    template <typename Operation>
+    std::string toldBy(const Faults& faults, const Operation& operation) {
+        m_lines.m_text.clear();
+        s_faults = faults;
+        operation();
+        s_faults = {};
+        return m_lines.m_text;
+    }
+
+    Lines m_lines;
+    host::model::Environment m_environment;
+};
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+std::unique_ptr<std::FILE, FileCloser> temporaryFile() {
+    return std::unique_ptr<std::FILE, FileCloser>(std::tmpfile());
+}
+
+std::string contentOf(const char* path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+// The first store of the process looks after its folder.
+TEST_F(SystemFaults, AWorkingFolderThatIsGone) {
+    const auto make = [] {
+        try {
+            const pwr::ZTExtensibleBackingStore store(1);
+        } catch (const char* what) {
+            EXPECT_STREQ(what, "Couldn't initialize buffer\n");
+        }
+    };
+    EXPECT_EQ(toldBy({.path = ENOENT}, make),
+              "WARNING: couldn't prepare working directory for ZTExtensibleBackingStore!\n"
+              "ERROR: Failed to initialize temporary file : errnum=2: No such file or directory\n");
+    EXPECT_EQ(toldBy({}, make), "");
+    EXPECT_EQ(toldBy({.path = ENOENT}, make), "");
+    EXPECT_THAT(
+        toldBy({.resize = ENOMEM}, make),
+        testing::MatchesRegex("ERROR: Failed to initialize temporary file ./_[0-9_]+: errnum=12: Cannot "
+                              "allocate memory\n"));
+}
+
+TEST_F(SystemFaults, OfATableOfTheReport) {
+    const std::string lost = "ERROR: Cannot read temp output file: F, table: T, error: errnum=";
+    const struct {
+        Faults faults;
+        int status;
+        std::string told;
+    } cases[] = {
+        {{.block = ENOMEM},
+         1,
+         "WARNING: Failed to allocate buffer of size 256\n" + lost + "12: Cannot allocate memory\n"},
+        {{.resize = ENOMEM},
+         1,
+         "WARNING: Failed to re-allocate buffer of size 512\n" + lost + "12: Cannot allocate memory\n"},
+        {{.seek = EIO}, 1, "WARNING: fseek failed\n" + lost + "5: Input/output error\n"},
+        {{.close = EIO},
+         1,
+         "ERROR: Cannot write temp output file: F, table: T, error: errnum=5: Input/output error\n"},
+        {{.isWriteOnly = true}, 1, "WARNING: Error reading file F: 9\n" + lost + "9: Bad file descriptor\n"},
+        {{}, 0, ""},
+    };
+    for (const auto& test : cases) {
+        TempFileManager table(1);
+        table.setTitle("T");
+        table.pushString(nullptr, "short", 0);
+        table.pushString(nullptr, std::string(300, 'x'), 0);
+        const auto report = temporaryFile();
+        int status = -1;
+        const std::string told = toldBy(test.faults, [&] { status = table.flush(report.get(), ", "); });
+        EXPECT_EQ(std::regex_replace(told, std::regex("tmp___[0-9]+.tmp"), "F"), test.told);
+        EXPECT_EQ(status, test.status) << test.told;
+    }
+    auto table = std::make_unique<TempFileManager>(1);
+    EXPECT_THAT(toldBy({.unlink = EACCES}, [&] { table.reset(); }),
+                testing::MatchesRegex("ERROR: Cannot remove temp output file: tmp___[0-9]+.tmp, error: "
+                                      "errnum=13: Permission denied\n"));
+    for (const auto& entry : std::filesystem::directory_iterator("."))
+        if (entry.path().extension() == ".tmp") std::filesystem::remove(entry.path());
+}
+
+TEST_F(SystemFaults, OfAReportOnStandardOutput) {
+    SummaryWriter writer;
+    ASSERT_EQ(writer.init("console", false), 0);
+    EXPECT_EQ(writer.writeMessage(pwr::TextMessage()), 0);
+    std::fflush(stdout);
+    const int saved = dup(1);
+    std::FILE* const full = std::fopen("/dev/full", "w");
+    dup2(fileno(full), 1);
+    EXPECT_EQ(toldBy({}, [&] { EXPECT_EQ(writer.fini(), 0); }),
+              "ERROR: Could not complete the report on standard output\n");
+    dup2(saved, 1);
+    close(saved);
+    std::fclose(full);
+    std::clearerr(stdout);
+}
+
+// Rather a line too many than none.
+TEST_F(SystemFaults, OfTheSharedSummaryLine) {
+    const char* const path = "Automation_Summary.csv";
+    std::filesystem::remove(path);
+    const auto run = [] {
+        AutoWriter writer;
+        EXPECT_EQ(writer.init("run", false), 0);
+        EXPECT_EQ(writer.fini(), 0);
+    };
+    EXPECT_EQ(toldBy({}, run), "");
+    EXPECT_EQ(toldBy({.isWriteOnly = true}, run), "WARNING: Could not read all of Automation_Summary.csv\n");
+    EXPECT_EQ(s_naps, 0);
+    std::FILE* const other = std::fopen(path, "ab");
+    ASSERT_EQ(flock(fileno(other), LOCK_EX), 0);
+    EXPECT_EQ(toldBy({}, run), "WARNING: Another run keeps Automation_Summary.csv locked\n");
+    EXPECT_EQ(s_naps, 1000);
+    std::fclose(other);
+    EXPECT_EQ(contentOf(path), "Output_Name,\nrun,\nOutput_Name,\nrun,\nrun,\n");
+}
+
+TEST_F(SystemFaults, OfATableOverTime) {
+    const struct {
+        Faults faults;
+        std::size_t length;
+        const char* told;
+    } cases[] = {{{.block = ENOMEM}, 10, "WARNING: Failed to allocate buffer of size 4096\n"},
+                 {{.resize = ENOMEM},
+                  (1 << 20) + 1,
+                  "WARNING: Failed to allocate buffer of size 2097152 bytes\n"
+                  "ERROR: Could not read all rows of \"T\" from S: Cannot allocate memory\n"}};
+    for (const auto& test : cases) {
+        BackingStoreWrapper table("T", "n/a");
+        table.addColumn("");
+        table.pushCell(std::string(test.length, 'x'), 0);
+        table.rowComplete();
+        const auto file = temporaryFile();
+        const std::string told =
+            toldBy(test.faults, [&] { EXPECT_EQ(table.flush(file.get(), ",", false), 1); });
+        EXPECT_EQ(std::regex_replace(told, std::regex("\\./_[0-9_]+"), "S"), test.told);
+        EXPECT_FALSE(table.isComplete());
+    }
+}
+
+TEST_F(SystemFaults, OfABlockOfTheImportFile) {
+    const std::string bytes(3 << 20, 'x');
+    VyrtaBackingStoreManager block("M");
+    ASSERT_EQ(block.pushBuffer_i(bytes.data(), static_cast<unsigned int>(bytes.size())), 0);
+    const std::string name = "WARNING: VyrtaWriterPlugin:    ";
+    const auto flushTo = [&](std::FILE* file) {
+        return [&block, file] {
+            TransferMemory memory;
+            EXPECT_EQ(block.flush(file, memory), 1);
+        };
+    };
+    const auto file = temporaryFile();
+    EXPECT_EQ(toldBy({.block = ENOMEM}, flushTo(file.get())),
+              name + "Failed to allocate buffer of size 3145728\n");
+    EXPECT_EQ(errno, ENOMEM);
+    const std::unique_ptr<std::FILE, FileCloser> full(std::fopen("/dev/full", "w"));
+    EXPECT_EQ(toldBy({}, flushTo(full.get())), name + "Failed to write backing store '" +
+                                                   block.m_store->getPath() +
+                                                   "' buffer to main output file. \n");
+    EXPECT_EQ(errno, ENOSPC);
+    std::filesystem::resize_file(block.m_store->getPath(), 100);
+    EXPECT_EQ(toldBy({}, flushTo(file.get())), "WARNING: WARNING: couldn't reset buffer for reading!\n" +
+                                                   name + "Failed to read from backing store '" +
+                                                   block.m_store->getPath() + "'. \n");
+    EXPECT_EQ(toldBy({}, flushTo(nullptr)), "");
+}
+
+// Every operation that needs memory says so, by the writer's name, and fails.
+TEST_F(SystemFaults, ALackOfMemory) {
+    const std::string name = "a name that is too long for a short text";
+    host::model::SystemMetadata metadata;
+    metadata.m_tscFrequency = metadata.m_cpuFrequency = 1000.0F;
+    metadata.m_commandLine = {name};
+    pwr::SystemMessage system;
+    system.m_metadata = &metadata;
+    const host::model::Entity entity(1, host::model::HandleTexts(name), name, 1, nullptr);
+    const host::model::Descriptor descriptor(2, host::model::HandleTexts(name));
+    host::model::Element element;
+    element.m_entity = &entity;
+    element.m_descriptor = &descriptor;
+    pwr::Metric::Sample sample{1000, {&element}};
+    host::model::Metric metric;
+    metric.m_sample = &sample;
+    metric.m_name = "M";
+    pwr::TextMessage text;
+    text.m_text = name;
+    const auto toldBySteps = [&](WriterPlugin& writer) {
+        std::string all;
+        const auto step = [&](const char* what, const auto& operation) {
+            int status = 0;
+            const std::string told = toldBy({}, [&] {
+                allocation_faults::failAfter(0);
+                status = operation();
+                allocation_faults::stop();
+            });
+            all += std::string(what) + " " + std::to_string(status) + " " + (told.empty() ? "\n" : told);
+        };
+        step("init", [&] { return writer.init(name, false); });
+        EXPECT_EQ(writer.init("run", false), 0);
+        step("system", [&] { return writer.writeMessage(system); });
+        writer.writeMessage(system);
+        step("metric", [&] { return writer.writeMessage(metric); });
+        step("text", [&] { return writer.writeMessage(text); });
+        writer.writeMessage(metric);
+        step("fini", [&] { return writer.fini(); });
+        return all;
+    };
+    SummaryWriter sum;
+    AutoWriter automation;
+    RawWriterV2 raw;
+    IntWriterV2 trace;
+    PhmTextWriter phm;
+    VyrtaWriter vyrta;
+    JSONWriter json;
+    BinaryWriter bin;
+    // What each writer takes when there is memory needs none when there is none.
+    const auto named = [](const std::string& writer) {
+        return " 1 ERROR: The writer \"" + writer + "\" ran out of memory.\n";
+    };
+    const auto forWhat = [](const char* what) {
+        return std::string(" 1 ERROR: Out of memory for ") + what + "\n";
+    };
+    const std::string noMemory = " 1 ERROR: Binary writer plugin ran out of memory\n";
+    const std::string fine = " 0 \n";
+    const struct {
+        WriterPlugin& writer;
+        std::string init, system, metric, text, fini;
+    } cases[] = {
+        {sum, named("sum"), fine, fine, named("sum"), named("sum")},
+        {automation, named("auto"), named("auto"), fine, fine, named("auto")},
+        {raw, named("raw"), fine, named("raw") + "WARNING: Failed to initialize buffer.\n", fine,
+         named("raw")},
+        {trace, named("int"), fine, named("int"), fine, named("int")},
+        {phm, named("phm-csv"), fine, named("phm-csv"), named("phm-csv"), named("phm-csv")},
+        {vyrta, named("vyrta"), named("vyrta"), named("vyrta"), fine,
+         " 1 WARNING: VyrtaWriterPlugin:    Failed to write magic record.\n"},  // its header is not whole
+        {json, forWhat(("the start of " + name).c_str()), forWhat("the system data of run.ztjson"),
+         forWhat("the points of M"), fine, forWhat("the rest of run.ztjson")},
+        {bin, noMemory, fine, noMemory, fine, noMemory},
+    };
+    for (const auto& test : cases) {
+        EXPECT_EQ(toldBySteps(test.writer), "init" + test.init + "system" + test.system + "metric" +
+                                                test.metric + "text" + test.text + "fini" + test.fini);
+    }
+}
+
+}  // namespace
