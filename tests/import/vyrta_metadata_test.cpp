@@ -23,6 +23,7 @@ TEST_F(VyrtaMetadata, SharesGroupsByName) {
         {"All Aborts", nullptr, false},
         {"Temperature and Power", &VyrtaWriter::m_temperatureTabGroupId, false},
         {"thermals", &VyrtaWriter::m_temperatureTabGroupId, false},
+        {"Thermals", &VyrtaWriter::m_temperatureTabGroupId, false},
         {"Board temperature", &VyrtaWriter::m_temperatureTabGroupId, false},
         {"Power", &VyrtaWriter::m_powerTabGroupId, false},
         {"powerful", &VyrtaWriter::m_powerTabGroupId, false},
@@ -41,8 +42,8 @@ TEST_F(VyrtaMetadata, SharesGroupsByName) {
         EXPECT_EQ(m_writer.m_timelineGroups.at(metric) == m_writer.m_cstateTimelineGroupId, sharesTimeline)
             << name;
     }
-    // Two info types, three shared tab groups and two others, one shared timeline and ten others.
-    EXPECT_EQ(m_writer.m_infoRecords.size(), 7U + 2 + 5 + 11);
+    // Two info types, three shared tab groups and two others, one shared timeline and eleven others.
+    EXPECT_EQ(m_writer.m_infoRecords.size(), 7U + 2 + 5 + 12);
 }
 
 TEST_F(VyrtaMetadata, WritesEachContentOnce) {

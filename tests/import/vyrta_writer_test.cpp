@@ -87,6 +87,41 @@ TEST_F(VyrtaRecords, HoldNoMoreThan2048Attributes) {
               "WARNING: VyrtaWriterPlugin:    Invalid attribute list.\n");
 }
 
+// A host may use an object again for another metric.
+TEST_F(VyrtaRecords, AreThoseOfTheMetricAsItIsNow) {
+    sendSystem();
+    const host::model::Entity entity(1, host::model::HandleTexts("E"), "E", 1, nullptr);
+    const host::model::Descriptor descriptor(2, host::model::HandleTexts("D"));
+    host::model::Element element;
+    element.m_entity = &entity;
+    element.m_descriptor = &descriptor;
+    element.m_value.setUInt(1);
+    pwr::Metric::Sample sample{200, {&element}};
+    host::model::Metric metric;
+    metric.m_sample = &sample;
+    const auto send = [&](unsigned int id, const char* name, pwr::Metric::MetricType type) {
+        metric.m_id = id;
+        metric.m_name = name;
+        metric.m_metricType = type;
+        ++sample.timestamp;
+        return m_writer.writeMessage(metric);
+    };
+    EXPECT_EQ(send(9, "M", pwr::Metric::SAMPLED_DELTA), 0);
+    EXPECT_EQ(send(10, "M", pwr::Metric::SAMPLED_DELTA), 0);
+    EXPECT_EQ(send(10, "M", pwr::Metric::SAMPLED_VALUE), 0);
+    // Each block begins with the metric's description; a metric has one, whatever it becomes.
+    EXPECT_EQ(block(10).substr(0, 13), block(9).substr(0, 13));
+    EXPECT_EQ(block(10).size() - block(9).size(), block(9).size() - block(9).find("MM") - 3);
+    for (const char* refused :
+         {"CPU PkgC Dbg", "A C-State Debug", "TypeC Subsystem", "S0ix Substate Requirements"}) {
+        const unsigned int id = ++metric.m_id;
+        EXPECT_EQ(send(id, "M", pwr::Metric::SAMPLED_DELTA), 0);
+        EXPECT_EQ(send(id, refused, pwr::Metric::SAMPLED_DELTA), 1);
+        EXPECT_FALSE(m_writer.m_impl->findBackingStore(id)->m_valid);
+    }
+    EXPECT_EQ(m_runner.m_infoLog.text(), "");
+}
+
 TEST_F(VyrtaRecords, ReachNoBlockThatIsVoid) {
     EXPECT_EQ(m_writer.writeRecord(5, "abc", 3), 0);
     m_writer.setInvalidTempFile(5);
@@ -332,6 +367,25 @@ TEST_F(VyrtaRecords, OverflowOfWhatIsKnownIsToldByEveryStep) {
                   "WARNING: VyrtaWriterPlugin:    Unable to add first attribute data to the record.\n"
                   "WARNING: VyrtaWriterPlugin:    Failed to process info attribute\n"
                   "WARNING: VyrtaWriterPlugin:    Unable to add 'C0 x' field static data attributes "));
+}
+
+// The names of the types of attributes are known from the first writer on.
+TEST_F(VyrtaRecords, NameTheirAttributes) {
+    m_runner.m_environment.m_logLevel = 3;
+    ZT2AttributeList list;
+    list.count = 0;
+    std::string expected;
+    const char* const names[] = {
+        "METRIC          ", "ENTITY          ", "FIELD           ", "PROCESS         ", "THREAD          ",
+        "CALL_STACK_FRAME", "QUANTITY        ", "COLOR           ", "INFO            ", "INT             ",
+        "UINT            ", "REAL            ", "INT_LOWER_BOUND ", "INT_UPPER_BOUND ", "UINT_LOWER_BOUND",
+        "UINT_UPPER_BOUND", "REAL_LOWER_BOUND", "REAL_UPPER_BOUND", "DURATION        ", ""};
+    for (std::uint32_t type = 0; type < std::size(names); ++type) {
+        EXPECT_EQ(m_writer.addAttributeToRecord(type, 7, &list), 0);
+        expected += std::string("DEBUG: VyrtaWriterPlugin:    Adding 'type: ") + names[type] +
+                    " value: 7' to record at [" + std::to_string(type) + "].\n";
+    }
+    EXPECT_EQ(m_runner.m_infoLog.text(), expected);
 }
 
 class VyrtaHeader : public VyrtaTest {};
