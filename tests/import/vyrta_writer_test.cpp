@@ -140,7 +140,10 @@ TEST_F(VyrtaRecords, ReachNoBlockThatIsVoid) {
 TEST_F(VyrtaRecords, OverflowOfASampleVoidsItsMetric) {
     feed(R"({"def":"entity","id":1,"name":"One"}
 {"def":"entity","id":2,"name":"Two"}
-{"def":"descriptor","id":3,"name":"C0"})");
+{"def":"descriptor","id":3,"name":"C0"}
+{"def":"attribute","id":4,"name":"label","type":5}
+{"def":"pair","id":5,"info":"i"}
+{"def":"entity","id":6,"name":"Labelled","attributes":[[4,{"h":5}]]})");
     sendSystem();
     const struct {
         int elements;  // of four attributes, after those of metric and entity
@@ -155,6 +158,11 @@ TEST_F(VyrtaRecords, OverflowOfASampleVoidsItsMetric) {
         {507, 3, R"({"e":1,"d":3,"v":{"u":1}})",
          "Unable to add unsigned integer value '1' to the record.\n"
          "WARNING: VyrtaWriterPlugin:    Unable to add 'C0' data to the record. TSC: 200\n"},
+        {510, 1, R"({"e":6,"d":3,"v":{"u":1}})",
+         "Unable to add nameid value to the record.\n"
+         "WARNING: VyrtaWriterPlugin:    Failed to process info attribute\n"
+         "WARNING: VyrtaWriterPlugin:    Unable to add 'Labelled' entity attributes to the record. TSC: "
+         "200\n"},
         {508, 2, R"({"e":1,"d":3,"v":{"u":1}})", nullptr},
     };
     int id = 10;
@@ -243,6 +251,42 @@ TEST_F(VyrtaRecords, OverflowIsToldForEachKindOfAttribute) {
     }
 }
 
+// A quantity stands before its number; it and what it is the rate of are defined first.
+TEST_F(VyrtaRecords, NumbersWithoutTheirQuantityAreLost) {
+    feed(R"({"def":"quantity","id":1,"kind":4,"name":"Watts","units":"W"}
+{"def":"quantity","id":2,"kind":5,"name":"Joules","units":"J","rate":[1,0.5]}
+{"def":"attribute","id":3,"name":"a","type":1,"quantity":2})");
+    sendSystem();
+    const pwr::DataHandle* found = nullptr;
+    ASSERT_EQ(pwr::DataHandle::get(3, found), 0);
+    const auto* const attribute = dynamic_cast<const pwr::Attribute*>(found);
+    const pwr::Data data(5UL);
+    ZT2AttributeList list{};
+    const auto lost = [&] {
+        m_runner.m_infoLog.m_lines.clear();
+        EXPECT_EQ(m_writer.processDataAttributesHelper(attribute, &data, &list, false, nullptr), 1);
+        return m_runner.m_infoLog.text();
+    };
+    EXPECT_EQ(m_writer.processDataAttributesHelper(attribute, &data, &list, false, nullptr), 0);
+    EXPECT_EQ(list.count, 2U);
+    list.count = 2048;
+    const std::string noRate = "WARNING: Rate Quantity not specified for Watts\n";
+    const std::string lostDatum = "|Unable to add first attribute data to the record.\n";
+    EXPECT_EQ(lost(), noRate + linesOf(OVERFLOW_LINE +
+                                       std::string("|Unable to add quantity attribute to the record.\n") +
+                                       lostDatum));
+    m_writer.m_impl->findBackingStore(HEADER)->m_valid = false;
+    m_writer.m_infoRecords.clear();
+    EXPECT_EQ(
+        lost(),
+        noRate +
+            linesOf("Failed to write quantity metadata name:'Watts' units:'W' type:'4' uid:'1' rate uid:'-1' "
+                    "multiplier:'0.000000'.\n|Failed to handle rate quantity metadata for quantity "
+                    "name:'Joules' units:'J' type:'5' uid:'2' rate uid:'1' multiplier:'0.500000'.\n"
+                    "|Failed to handle quantity metadata uid:2'.\n" +
+                    lostDatum));
+}
+
 // The block of the header takes no more records, so nothing can be defined: every step says what it lacks.
 TEST_F(VyrtaRecords, NothingIsDefinedInAHeaderThatIsVoid) {
     feed(R"({"def":"attribute","id":1,"name":"process","type":3}
@@ -254,6 +298,8 @@ TEST_F(VyrtaRecords, NothingIsDefinedInAHeaderThatIsVoid) {
 {"def":"entity","id":10,"name":"Core"}
 {"def":"entity","id":11,"name":"locker","attributes":[[1,{"h":4}]]}
 {"def":"entity","id":12,"name":"locking thread","attributes":[[2,{"h":5}]]}
+{"def":"entity","id":13,"name":"parent"}
+{"def":"entity","id":14,"name":"child","parent":13}
 {"def":"descriptor","id":20,"name":"C0"}
 {"def":"descriptor","id":21,"name":"with process","attributes":[[1,{"h":4}]]}
 {"def":"descriptor","id":22,"name":"with thread","attributes":[[2,{"h":5}]]}
@@ -299,6 +345,11 @@ TEST_F(VyrtaRecords, NothingIsDefinedInAHeaderThatIsVoid) {
          "Failed to write info type metadata for 'nameid_attribute'.\n|Unable to process string value "
          "'text'.\n|"
          "Unable to add 'C0' data to the record. TSC: 201\n",
+         ""},
+        {R"({"e":14,"d":20,"v":{"u":1}})",
+         "Failed to write entity 'parent' metadata.\n|Failed to write parent entity metadata for entity "
+         "'child'.\n"
+         "|Unable to write 'child' entity metadata topology. TSC: 201\n",
          ""},
     };
     for (const auto& [element, what, state] : cases) {
@@ -366,7 +417,8 @@ TEST_F(VyrtaRecords, OverflowOfWhatIsKnownIsToldByEveryStep) {
                   "WARNING: VyrtaWriterPlugin:    Unable to process string value 'last'.\n"
                   "WARNING: VyrtaWriterPlugin:    Unable to add first attribute data to the record.\n"
                   "WARNING: VyrtaWriterPlugin:    Failed to process info attribute\n"
-                  "WARNING: VyrtaWriterPlugin:    Unable to add 'C0 x' field static data attributes "));
+                  "WARNING: VyrtaWriterPlugin:    Unable to add 'C0 x' field static data attributes to the "
+                  "record. TSC: 300\n"));
 }
 
 // The names of the types of attributes are known from the first writer on.
@@ -386,6 +438,26 @@ TEST_F(VyrtaRecords, NameTheirAttributes) {
                     " value: 7' to record at [" + std::to_string(type) + "].\n";
     }
     EXPECT_EQ(m_runner.m_infoLog.text(), expected);
+}
+
+TEST_F(VyrtaRecords, NameTheKindsOfWakelocks) {
+    m_runner.m_environment.m_logLevel = 3;
+    const char* const types[] = {"wakeLock",        "wakeUnlock",    "wakeLockTimeout",
+                                 "wakeLockInitial", "wakeUnlockAll", ""};
+    const char* const flags[] = {
+        "wakePartial", "wakeFull", "wakeScreenDim", "wakeScreenBright", "wakeProximityScreenOff", ""};
+    for (unsigned short i = 0; i < 6; ++i) {
+        const auto other = static_cast<unsigned short>(5 - i);
+        m_runner.m_infoLog.m_lines.clear();
+        EXPECT_EQ(m_writer.writeUserWakelockSampleNonGeneric(7, "w", 1, 2, 3, 0, i, other, 5), 0);
+        EXPECT_EQ(m_writer.writeKernelWakelockSampleNonGeneric(7, "w", 2, 3, 9, i, 5), 0);
+        const std::string begin = "DEBUG: VyrtaWriterPlugin:    Processing ";
+        EXPECT_EQ(m_runner.m_infoLog.text(), begin + "user wakelock. name:'w', type:'" + types[i] +
+                                                 "', flag:'" + flags[other] +
+                                                 "'. uid:':1', pid:'2', tid:'3'. TSC: 7\n" + begin +
+                                                 "kernel wakelock. name:'w', type:'" + types[i] +
+                                                 "', expires: '9', pid:'2', tid:'3'. TSC: 7\n");
+    }
 }
 
 class VyrtaHeader : public VyrtaTest {};
