@@ -1,6 +1,9 @@
 #include "plugins/log.h"
 
 #include <gtest/gtest.h>
+#include <locale.h>
+
+#include <utility>
 
 #include "tests/plugins/test_environment.h"
 
@@ -49,4 +52,29 @@ TEST(Log, TagsTurnOnTheirLinesOnly) {
     LOG_INFO_TAG(BINARY_WRITER_TAG, "other\n");
     LOG_INFO_TAG(JSON_WRITER_TAG, "%s\n", std::string(5000, 'x').c_str());
     EXPECT_EQ(environment.infoLines(), "4|INFO: " + std::string(5000, 'x') + "\n");
+}
+
+// A host without a log, and a text that cannot be formatted.
+TEST(Log, LeavesOutWhatHasNoPlaceOrNoText) {
+    TestEnvironment environment;
+    environment.m_logLevel = 4;
+    const wchar_t unprintable[] = {0x1F600, 0};
+    LOG_WARNING("%ls\n", unprintable);
+    pwr::Logger* const log = std::exchange(environment.m_infoLog, nullptr);
+    LOG_WARNING("lost\n");
+    LOG_NOTE("lost\n");
+    environment.m_infoLog = log;
+    EXPECT_EQ(environment.infoLines(), "");
+}
+
+// Lines are formatted in the classic locale; the host has its own again after each.
+TEST(Log, KeepsTheLocaleOfTheHost) {
+    TestEnvironment environment;
+    environment.m_logLevel = 4;
+    const locale_t utf8 = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
+    const locale_t before = uselocale(utf8);
+    LOG_WARNING("%.1f\n", 1.5);
+    EXPECT_EQ(uselocale(before), utf8);
+    freelocale(utf8);
+    EXPECT_EQ(environment.infoLines(), "2|WARNING: 1.5\n");
 }
