@@ -204,13 +204,29 @@ TEST(Numbers, SaturateWhereTheyDoNotFit) {
     EXPECT_EQ(truncateSaturated<std::uint64_t>(static_cast<float>(TWO_TO_64)), ~std::uint64_t{0});
 }
 
-TEST(Plugin, StopsDeletingAtNullCapability) {
-    const TestEnvironment environment;
-    const std::unique_ptr<pwr::WriterPluginCapability> kept(makeCapability());
-    {
-        int alive = 0;
-        CountedWriter writer(alive);
-        writer.m_capabilities = {makeCapability(), nullptr, kept.get()};
+// Counts its instances.
+class CountedCapability : public pwr::WriterPluginCapability {
+public:
+    explicit CountedCapability(int& alive)
+        : WriterPluginCapability({}, "name", "text", ".ext", false), m_alive(alive) {
+        ++m_alive;
     }
-    EXPECT_EQ(kept->m_name, "name");  // still there: freed twice otherwise
+    ~CountedCapability() override { --m_alive; }
+
+private:
+    int& m_alive;
+};
+
+TEST(Plugin, DeletesItsCapabilitiesUpToANullOne) {
+    const TestEnvironment environment;
+    int alive = 0;
+    const auto kept = std::make_unique<CountedCapability>(alive);
+    const auto add = [&alive] { return std::make_unique<CountedCapability>(alive).release(); };
+    {
+        int writers = 0;
+        CountedWriter writer(writers);
+        writer.m_capabilities = {add(), add(), nullptr, kept.get()};
+        EXPECT_EQ(alive, 3);
+    }
+    EXPECT_EQ(alive, 1);
 }
