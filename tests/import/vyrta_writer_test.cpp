@@ -2,6 +2,8 @@
 #include <cmath>
 #include <limits>
 
+#include "host/model/metric.h"
+#include "host/model/system_metadata.h"
 #include "host/model/value.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/utilities.h"
@@ -512,12 +514,19 @@ TEST_F(VyrtaHeader, ReadsTheMachine) {
 }
 
 TEST_F(VyrtaHeader, RefusesNamesThatNoLengthFieldHolds) {
-    feed(R"({"msg":"system","tscMHz":1,"cpuMHz":1,"host":")" + std::string(65536, 'h') + "\"}");
+    host::model::SystemMetadata metadata;
+    metadata.m_tscFrequency = metadata.m_cpuFrequency = 1.0F;
+    pwr::SystemMessage message;
+    message.m_metadata = &metadata;
+    metadata.m_hostName.assign(65535 - 30, 'h');
+    EXPECT_EQ(m_writer.writeMessage(message), 0);
+    EXPECT_EQ(m_runner.m_infoLog.text(), "");
+    metadata.m_hostName += 'h';
+    EXPECT_EQ(m_writer.writeMessage(message), 1);
     EXPECT_EQ(m_runner.m_infoLog.text(),
               "WARNING: VyrtaWriterPlugin:    System info record size mismatch.\n"
               "WARNING: VyrtaWriterPlugin:    Failed to write system info record.\n");
-    m_runner.finish();
-    EXPECT_EQ(m_runner.m_statuses, (std::vector<std::string>{"1,vyrta,system,1", "0,vyrta,fini,1"}));
+    EXPECT_EQ(m_writer.fini(), 1);
 }
 
 class VyrtaValues : public VyrtaTest {};

@@ -136,6 +136,55 @@ std::string contentOf(const char* path) {
     return text.str();
 }
 
+// A file whose writes fail with the first error, and whose closing fails with the second; 0: they work.
+struct FailingFile {
+    int writeError;
+    int closeError;
+    std::FILE* open() {
+        cookie_io_functions_t functions{};
+        functions.write = [](void* self, const char*, std::size_t size) {
+            const int error = static_cast<FailingFile*>(self)->writeError;
+            errno = error > 0 ? error : errno;
+            return error == 0 ? static_cast<ssize_t>(size) : 0;
+        };
+        functions.close = [](void* self) {
+            return fails(static_cast<FailingFile*>(self)->closeError) ? -1 : 0;
+        };
+        return fopencookie(this, "w", functions);
+    }
+};
+
+// The first reason counts. Where the system gives none, -1 here, it is an input/output error.
+TEST_F(SystemFaults, OfAResultGiveTheirFirstReason) {
+    const struct {
+        FailingFile file;
+        int before;  // an error that has been met already
+        std::size_t size;
+        const char* reason;
+    } cases[] = {
+        {{0, 0}, 0, 10, nullptr},
+        {{ENOSPC, 0}, 0, 10, "No space left on device"},        // when it is flushed
+        {{ENOSPC, EIO}, 0, 100000, "No space left on device"},  // when it is written
+        {{ENOSPC, 0}, EFBIG, 100000, "File too large"},
+        {{-1, 0}, 0, 100000, "Input/output error"},
+        {{0, EDQUOT}, 0, 10, "Disk quota exceeded"},
+    };
+    for (auto test : cases) {
+        FilePtr file(test.file.open());
+        int error = test.before;
+        bool isComplete = true;
+        const std::string told = toldBy({}, [&] {
+            errno = EPERM;  // of something else
+            writeText(file.get(), std::string(test.size, 'x'), error);
+            isComplete = finishFile(std::move(file), "F", error);
+        });
+        EXPECT_EQ(isComplete, test.reason == nullptr);
+        EXPECT_EQ(told, test.reason == nullptr
+                            ? ""
+                            : std::string("ERROR: Could not complete F: ") + test.reason + "\n");
+    }
+}
+
 // The first store of the process looks after its folder.
 TEST_F(SystemFaults, AWorkingFolderThatIsGone) {
     const auto make = [] {

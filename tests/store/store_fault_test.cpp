@@ -103,6 +103,13 @@ TEST_F(StoreFault, RemovesItsFile) {
         EXPECT_EQ(store.getPath(), path);
         EXPECT_NE(other.getPath(), path);
         EXPECT_TRUE(fs::exists(path));
+        // Nobody else can read it, and no program that the host starts inherits it.
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+        for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+            std::error_code isGone;
+            if (fs::read_symlink(entry.path(), isGone).filename() != fs::path(path).filename()) continue;
+            EXPECT_EQ(fcntl(std::stoi(entry.path().filename()), F_GETFD), FD_CLOEXEC);
+        }
     }
     EXPECT_FALSE(fs::exists(path));
     EXPECT_EQ(log(), "");
@@ -245,6 +252,11 @@ TEST_F(StoreFault, FailsEveryOperationThatNeedsTheFile) {
     testing::internal::CaptureStderr();
     store.rewind(1);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), EndsWith("ERROR: couldn't rewind 1 bytes\n"));
+    // The window is of no place: none of it is taken for the data's end, nor for what follows it.
+    for (const std::uint64_t position : {0, 8, 19, 20}) {
+        store.moveReadHead(position);
+        EXPECT_EQ(store.readInPlace(1), nullptr) << position;
+    }
 }
 
 TEST_F(StoreFault, TakesNoOtherPartOfTheDataForOneThatCannotBeRead) {

@@ -205,6 +205,22 @@ TEST(ZTExtensibleBackingStore, RefusesWhatLiesBeyondTheData) {
               "ERROR: trying to rewind past the start of the buffer?!\n");
     pair.read(100);
     EXPECT_EQ(pair.store().size(), 10u);
+    char bytes[4] = "abc";
+    ZTExtensibleBackingStore& store = pair.store();
+    for (const std::uint64_t position : {std::uint64_t{11}, std::uint64_t{65}, ~std::uint64_t{0}}) {
+        store.moveReadHead(position);
+        EXPECT_EQ(store.read(bytes, 1), -1);
+        EXPECT_EQ(store.peek(bytes, 1), -1);
+        EXPECT_EQ(store.readBack(bytes, 1), -1);
+        EXPECT_EQ(store.readInPlace(1), nullptr);
+    }
+    EXPECT_STREQ(bytes, "abc");
+    // What is written there goes to the end.
+    store.writeToReadHead();
+    EXPECT_EQ(store.write(bytes, 3), 3);
+    EXPECT_EQ(store.size(), 13u);
+    store.moveReadHead(10);
+    EXPECT_EQ(std::string(store.readInPlace(3), 3), "abc");
 }
 
 TEST(ZTExtensibleBackingStore, ClonesNothingButTheKind) {
