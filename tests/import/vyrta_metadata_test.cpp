@@ -63,6 +63,33 @@ TEST_F(VyrtaMetadata, WritesEachContentOnce) {
     EXPECT_THAT(write(-1), testing::SizeIs(62));
 }
 
+// Nothing that needs an info type is written without it.
+TEST_F(VyrtaMetadata, NeedsItsInfoTypes) {
+    m_writer.m_systemStoreId = HEADER;
+    ASSERT_EQ(m_writer.writeRecord(HEADER, "x", 1), 0);
+    m_writer.m_impl->findBackingStore(HEADER)->m_valid = false;
+    unsigned long id = 5;
+    const auto told = [this](int status, int expected) {
+        EXPECT_EQ(status, expected);
+        const std::string lines = m_runner.m_infoLog.text();
+        m_runner.m_infoLog.m_lines.clear();
+        m_writer.m_infoRecords.clear();
+        return lines;
+    };
+    const auto lineOf = [](const char* type) {
+        return "WARNING: VyrtaWriterPlugin:    Failed to write info type metadata for '" + std::string(type) +
+               "'.\n";
+    };
+    EXPECT_EQ(told(m_writer.writeMetricTypeMetadata(), 1), lineOf("metric_type"));
+    EXPECT_EQ(told(m_writer.writeTabGroupMetadata("M", "M", 1, id), 1), lineOf("tab_group"));
+    EXPECT_EQ(told(m_writer.writeTimelineGroupMetadata("M", "M", 1, 2), 1), lineOf("timeline_group"));
+    EXPECT_EQ(told(m_writer.writeQuantityMetadata("Q", "Q", "W", 4, 1, -1, 0.5), 1), lineOf("quantity"));
+    EXPECT_EQ(told(m_writer.writeEntityMetadata("E", "E", 1, -1), 1), lineOf("entity"));
+    EXPECT_EQ(told(m_writer.writeStateColorMetadata("C0"), 1), lineOf("color"));
+    EXPECT_EQ(told(m_writer.writeStateMetadata("C0", "C0", id), 1), lineOf("field"));
+    EXPECT_EQ(id, 5U);
+}
+
 TEST_F(VyrtaMetadata, HasRoomFor399Bytes) {
     m_writer.m_systemStoreId = HEADER;
     const auto write = [this](std::size_t size) {

@@ -194,8 +194,11 @@ TEST_F(RowStore, TellsHowItReads) {
 }
 
 TEST_F(RowStore, RefusesWhatItHasNoPlaceFor) {
+    m_runner.m_environment.m_logLevel = 0;
+    m_runner.m_environment.m_conditionalTags = {"text-writer-plugin"};
     BackingStoreWrapper store("Title", "n/a");
     EXPECT_EQ(store.addColumn("A"), 0u);
+    m_runner.m_infoLog.m_lines.clear();
     EXPECT_EQ(store.pushCell("x", 1), 1);
     EXPECT_EQ(store.flush(nullptr, ",", true), 1);
     EXPECT_EQ(store.pushLine("text"), 0);

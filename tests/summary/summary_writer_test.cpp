@@ -131,6 +131,21 @@ TEST_F(SummaryWriterTest, TakesOtherTypesOfTableMessagesAsRows) {
     EXPECT_EQ(contentOf("run.csv"), tableText("title"));
 }
 
+// A report that has no sections of its own for texts files them under their ids.
+TEST_F(SummaryWriterTest, FilesOtherTextsByTheirIds) {
+    SummaryWriter writer;
+    ASSERT_EQ(writer.init("run", false), 0);
+    pwr::TextMessage message;
+    message.m_id = 3;
+    message.m_text = "of three";
+    EXPECT_EQ(writer.TextWriter::writeMessage(message), 0);
+    message.m_text = "and more";
+    EXPECT_EQ(writer.TextWriter::writeMessage(message), 0);
+    EXPECT_EQ(writer.writeMessage(TableFixture(0, 3, "title", COLUMNS).row({"a", "1"})), 0);
+    EXPECT_EQ(writer.fini(), 0);
+    EXPECT_EQ(contentOf("run.csv"), "\nof three\nand more\na       \n1       \n\n");
+}
+
 TEST_F(SummaryWriterTest, CleansUpWithoutFini) {
     {
         SummaryWriter writer;

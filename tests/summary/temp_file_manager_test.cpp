@@ -214,8 +214,10 @@ TEST_F(TempFileManagerTest, MissesARemovedFile) {
     const std::string name = tempFiles().at(0);
     std::filesystem::remove(name);
     EXPECT_EQ(manager.pushString(nullptr, "b", 0), 0);
+    const host::model::Entity entity(1, host::model::HandleTexts("e"), "e", 1, nullptr);
+    EXPECT_EQ(manager.pushString(&entity, "of e", 0), 0);
     EXPECT_EQ(flush(manager), 0);
-    EXPECT_EQ(m_report, "\n\n");
+    EXPECT_EQ(m_report, "\nof e\n\n");
     EXPECT_THAT(m_infos.m_lines, ElementsAre("WARNING: Unable to open temp file: " + name + "\n"));
     EXPECT_THAT(m_errors.m_lines, ElementsAre("ERROR: Cannot read temp output file: " + name +
                                               ", table: , error: errnum=2: No such file or directory\n"));
