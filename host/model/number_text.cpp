@@ -5,7 +5,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
+
+#include "plugins/packing.h"
 
 namespace host::model {
 
@@ -14,13 +15,6 @@ namespace {
 constexpr std::uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000};
 // The integer digits of the largest double, its sign and the point.
 constexpr std::size_t MAX_REAL_HEAD = 312;
-
-template <typename Integer>
-void appendInteger(std::string& out, Integer value) {
-    char text[24];
-    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-    out.append(text, end);
-}
 
 // Rounds an exact value's amount times 10^DECIMALS to an integer, ties to even. With up to three decimals the
 // product of the mantissa fits 63 bits, so nothing is lost before the rounding.
@@ -39,61 +33,68 @@ std::uint64_t scaledToInteger(double value) {
     return (product + half - 1 + isOdd) >> shift;
 }
 
-// The hundred pairs of digits.
-struct DigitPairs {
-    char text[200];
-    constexpr DigitPairs() : text{} {
-        for (std::size_t i = 0; i < 100; ++i) {
-            text[2 * i] = static_cast<char>('0' + i / 10);
-            text[2 * i + 1] = static_cast<char>('0' + i % 10);
-        }
-    }
-};
-constexpr DigitPairs DIGIT_PAIRS;
-
-// Each writes in front of `end` and returns the place where it began.
-char* putDigit(char* end, std::uint64_t digit) {
-    *--end = static_cast<char>('0' + digit);
-    return end;
+// The decimal digits of a number below 10^8, one to a byte, the first one lowest. They are made in a
+// register: characters that are stored one by one and read as one word at once keep the processor waiting.
+std::uint64_t eightDigits(std::uint64_t value) {
+    constexpr std::uint64_t TENS_OF_PAIRS = 0x000f000f000f000f;
+    constexpr std::uint64_t HUNDREDS_OF_FOURS = 0x0000007f0000007f;
+    const std::uint64_t fours = value / 10000 | value % 10000 << 32;
+    const std::uint64_t hundreds = fours * 5243 >> 19 & HUNDREDS_OF_FOURS;
+    const std::uint64_t pairs = hundreds | (fours - hundreds * 100) << 16;
+    const std::uint64_t tens = pairs * 103 >> 10 & TENS_OF_PAIRS;
+    return tens | (pairs - tens * 10) << 8;
 }
 
-char* putPair(char* end, std::uint64_t pair) {
-    end -= 2;
-    std::memcpy(end, DIGIT_PAIRS.text + 2 * pair, 2);
-    return end;
+constexpr std::uint64_t EIGHT_DIGITS = 100000000;
+constexpr std::uint64_t SEVEN_DIGITS = 10000000;
+constexpr std::uint64_t ZEROS = 0x3030303030303030;
+
+// Appends the last `length` of eight characters.
+void appendLast(std::string& out, std::uint64_t characters, unsigned length) {
+    char text[8];
+    packing::put(text, characters >> 8 * (8 - length));
+    // All of them first: a copy of a length that is not known before takes branches that can't be predicted.
+    out.append(text, sizeof text);
+    out.resize(out.size() - (8 - length));
 }
 
-char* putDigits(char* end, std::uint64_t value) {
-    for (; value >= 10000; value /= 100) end = putPair(end, value % 100);
-    // The last four without a branch, as their number can't be predicted.
-    putPair(putPair(end, value % 100), value / 100);
-    return end - 1 - (value >= 10 ? 1 : 0) - (value >= 100 ? 1 : 0) - (value >= 1000 ? 1 : 0);
+// How many of eight digits are left without the zeros in front of a digit that has `after` more after it.
+unsigned significant(std::uint64_t digits, unsigned after) {
+    const std::uint64_t kept = std::uint64_t{1} << 8 * (7 - after);
+    return 8 - static_cast<unsigned>(std::countr_zero(digits | kept)) / 8;
 }
 
-template <int DECIMALS>
-char* putExact(char* end, double value) {
-    std::uint64_t rest = scaledToInteger<DECIMALS>(value);
-    // Up to three decimals: one, a pair, or both.
-    if constexpr ((DECIMALS & 1) != 0) {
-        end = putDigit(end, rest % 10);
-        rest /= 10;
+void appendDigits(std::string& out, std::uint64_t value) {
+    if (value >= EIGHT_DIGITS) {
+        appendDigits(out, value / EIGHT_DIGITS);
+        appendLast(out, eightDigits(value % EIGHT_DIGITS) | ZEROS, 8);
+    } else {
+        const std::uint64_t digits = eightDigits(value);
+        appendLast(out, digits | ZEROS, significant(digits, 0));
     }
-    if constexpr ((DECIMALS & 2) != 0) {
-        end = putPair(end, rest % 100);
-        rest /= 100;
-    }
-    if constexpr (DECIMALS != 0) *--end = '.';
-    end = putDigits(end, rest);
-    *(end - 1) = '-';
-    return end - (std::signbit(value) ? 1 : 0);
 }
 
 template <int DECIMALS>
 void appendExact(std::string& out, double value) {
-    char text[32];
-    char* const end = text + sizeof text;
-    const char* const begin = putExact<DECIMALS>(end, value);
-    out.append(begin, static_cast<std::size_t>(end - begin));
+    if (std::signbit(value)) out += '-';
+    std::uint64_t scaled = scaledToInteger<DECIMALS>(value);
+    if constexpr (DECIMALS == 0) {
+        appendDigits(out, scaled);
+    } else {
+        const bool isLong = scaled >= SEVEN_DIGITS;
+        if (isLong) {
+            appendDigits(out, scaled / SEVEN_DIGITS);
+            scaled %= SEVEN_DIGITS;
+        }
+        // The first of the eight digits is 0: those before the point move to its place.
+        constexpr unsigned POINT = 8 * (7 - DECIMALS);
+        constexpr std::uint64_t BEFORE = (std::uint64_t{1} << POINT) - 1;
+        constexpr std::uint64_t AFTER = ~std::uint64_t{0} << (POINT + 8);
+        const std::uint64_t digits = eightDigits(scaled);
+        const std::uint64_t text = digits | ZEROS;
+        appendLast(out, (text >> 8 & BEFORE) | std::uint64_t{'.'} << POINT | (text & AFTER),
+                   isLong ? 8 : significant(digits, DECIMALS) + 1);
+    }
 }
 
 // Not inlined, to keep the way of the exact values short.
@@ -137,11 +138,13 @@ void appendFixed(std::string& out, double value, int precision) {
 }  // namespace
 
 void appendNumber(std::string& out, long value) {
-    appendInteger(out, value);
+    if (value < 0) out += '-';
+    const auto bits = static_cast<std::uint64_t>(value);
+    appendDigits(out, value < 0 ? 0 - bits : bits);
 }
 
 void appendNumber(std::string& out, unsigned long value) {
-    appendInteger(out, value);
+    appendDigits(out, value);
 }
 
 void appendNumber(std::string& out, double value) {

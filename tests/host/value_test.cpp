@@ -159,10 +159,25 @@ TEST(Value, RealsHaveTheDigitsOfPrintf) {
         check(steps / 8.0, 0, 2);
         check(std::nextafter(steps / 200.0, value), 0, 2);
         check(steps / 16.0, 0, 3);
+        // Of all lengths, also where one more group of digits begins.
+        check(static_cast<double>(bits >> bits % 64) / 100.0, 0, static_cast<int>(bits % 4));
     }
     for (const double value : {0x1p52, 0x1p53, 0x1p53 - 1, 0x1p52 + 0.5, 9007199254740993.0, 1e308, 0x1p-1074,
                                0x1p-1022, 0.005, 0.015, 0.5, 1.5, 99.995, 99.994999999999990})
         for (int precision = 0; precision < 6; ++precision) check(value, 0, precision);
+}
+
+TEST(Value, IntegersHaveAllTheirDigits) {
+    std::mt19937_64 random(42);
+    for (int i = 0; i < 6400; ++i) {
+        const std::uint64_t number = random() >> i % 64;
+        std::string text;
+        host::model::appendNumber(text, static_cast<unsigned long>(number));
+        ASSERT_EQ(std::to_string(number), text);
+        text.clear();
+        host::model::appendNumber(text, static_cast<long>(number));
+        ASSERT_EQ(std::to_string(static_cast<long>(number)), text);
+    }
 }
 
 TEST(Value, MultiplicationTruncatesAndSaturates) {
