@@ -4,6 +4,13 @@
 
 namespace vyrta {
 
+namespace {
+
+// Where the duration stands among the attributes of an element.
+constexpr std::uint32_t DURATION_AT = 1;
+
+}  // namespace
+
 const ZT2AttributeList* SampleBuilder::build(const pwr::Metric& metric, const SampleElements& elements) {
     const std::uint64_t tsc = metric.getData().timestamp;
     if (m_list == nullptr) m_list = std::make_unique<ZT2AttributeList>();
@@ -46,14 +53,28 @@ int SampleBuilder::addElement_i(const pwr::Metric& metric, const GroupedElement&
     if (element.descriptor == nullptr)
         return VYRTA_FAIL("Malformed data element for metric %s. TSC: %lu", metric.m_name.c_str(), tsc);
     StateCache& state = *grouped.state;
-    if (!m_shortcuts.allow(state.isDefined) && defineState_i(*element.descriptor, state, tsc) != 0) return 1;
-
     const std::uint64_t duration = element.duration != 0 ? element.duration : tsc - previousTsc;
-    if (addState_i(state, duration, tsc) != 0) return 1;
-    const bool allAsString = metric.m_metricType != pwr::Metric::TRACED_VALUE_TRANSITION;
-    if (addAttributes_i(element, state, allAsString, tsc) != 0) return 1;
+    const std::uint32_t first = m_list->count;
+    if (element.additionalInfo == nullptr && repeat_i(state.whole)) {
+        m_list->values[first + DURATION_AT] = duration;
+    } else {
+        const bool allAsString = metric.m_metricType != pwr::Metric::TRACED_VALUE_TRANSITION;
+        if (addNewState_i(element, state, duration, allAsString, tsc) != 0) return 1;
+    }
     if (m_values.add(element.value, *m_list) != 0)
         return VYRTA_FAIL("Unable to add '%s' data to the record. TSC: %lu\n", state.name.c_str(), tsc);
+    return 0;
+}
+
+// Adds all of an element but its value, and remembers it if it is the same each time.
+int SampleBuilder::addNewState_i(const EntityDataElement& element, StateCache& state, std::uint64_t duration,
+                                 bool allAsString, std::uint64_t tsc) {
+    if (!m_shortcuts.allow(state.isDefined) && defineState_i(*element.descriptor, state, tsc) != 0) return 1;
+    const std::uint32_t first = m_list->count;
+    if (addState_i(state, duration, tsc) != 0) return 1;
+    if (addAttributes_i(element, state, allAsString, tsc) != 0) return 1;
+    if (element.additionalInfo == nullptr && state.isDefined && state.infos.known && state.data.known)
+        remember_i(state.whole, first);
     return 0;
 }
 
@@ -80,19 +101,12 @@ int SampleBuilder::defineState_i(const pwr::DataDescriptor& descriptor, StateCac
 
 int SampleBuilder::addState_i(const StateCache& state, std::uint64_t duration, std::uint64_t tsc) {
     ZT2AttributeList* const list = m_list.get();
-    if (m_shortcuts.allow(hasRoomFor(3, list))) {
-        const SampleAttribute attributes[] = {{ATTRIBUTE_KIND_FIELD, state.id},
-                                              {ATTRIBUTE_KIND_DURATION, duration},
-                                              {ATTRIBUTE_KIND_COLOR, state.colorId}};
-        putAttributes(attributes, *list);
-        return 0;
-    }
     const char* const name = state.name.c_str();
-    if (appendAttribute(ATTRIBUTE_KIND_FIELD, state.id, list) != 0)
+    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_FIELD, state.id, list) != 0)
         return VYRTA_FAIL("Unable to add '%s' field to the record. TSC: %lu\n", name, tsc);
-    if (appendAttribute(ATTRIBUTE_KIND_DURATION, duration, list) != 0)
+    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_DURATION, duration, list) != 0)
         return VYRTA_FAIL("Unable to add '%s' duration to the record. TSC: %lu\n", name, tsc);
-    if (appendAttribute(ATTRIBUTE_KIND_COLOR, state.colorId, list) != 0)
+    if (appendAttribute(m_shortcuts, ATTRIBUTE_KIND_COLOR, state.colorId, list) != 0)
         return VYRTA_FAIL("Unable to add '%s' state color to the record. TSC: %lu\n", name, tsc);
     return 0;
 }

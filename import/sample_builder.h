@@ -53,6 +53,8 @@ private:
     int addEntity_i(const pwr::Metric& metric, const EntityGroup& group, std::uint64_t tsc);
     int addElement_i(const pwr::Metric& metric, const GroupedElement& grouped, std::uint64_t tsc,
                      std::uint64_t previousTsc);
+    int addNewState_i(const EntityDataElement& element, StateCache& state, std::uint64_t duration,
+                      bool allAsString, std::uint64_t tsc);
     int defineState_i(const pwr::DataDescriptor& descriptor, StateCache& state, std::uint64_t tsc);
     int addState_i(const StateCache& state, std::uint64_t duration, std::uint64_t tsc);
     int addAttributes_i(const EntityDataElement& element, StateCache& state, bool allAsString,

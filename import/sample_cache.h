@@ -44,6 +44,7 @@ struct StateCache {
     std::uint64_t colorId = 0;
     KnownAttributes infos;
     KnownAttributes data;
+    KnownAttributes whole;  // of an element with this state, but for its value; its duration is replaced
 };
 
 // What is remembered of an element.

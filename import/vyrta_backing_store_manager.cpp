@@ -1,24 +1,22 @@
 #include "import/vyrta_backing_store_manager.h"
 
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "import/vyrta_collection_info.h"
 #include "import/vyrta_log.h"
-#include "plugins/memory_pages.h"
 #include "plugins/output_file.h"
 
-char* TransferMemory::reserve(std::size_t size) {
-    if (size <= m_size) return m_block.get();
-    m_size = 0;
-    m_block.reset();
-    m_block = makeBlock(size);
-    if (m_block == nullptr) return nullptr;
-    m_size = size;
-    memory_pages::preferLarge(m_block.get(), size);
-    return m_block.get();
+namespace {
+
+// Cuts a file that is being written off at `end`, unless it is of a kind that has no such places.
+void cutOff(std::FILE* file, off_t end) {
+    if (end >= 0 && std::fflush(file) == 0 && ftruncate(fileno(file), end) == 0) fseeko(file, end, SEEK_SET);
 }
+
+}  // namespace
 
 VyrtaBackingStoreManager::VyrtaBackingStoreManager(const std::string& name)
     : m_store(std::make_unique<pwr::ZTExtensibleBackingStore>(pwr::ZTExtensibleBackingStore::WINDOW_LIMIT)),
@@ -39,7 +37,7 @@ int VyrtaBackingStoreManager::pushBuffer_i(const char* buffer, unsigned int size
     return 1;
 }
 
-int VyrtaBackingStoreManager::flush(std::FILE* file, TransferMemory& memory) {
+int VyrtaBackingStoreManager::flush(std::FILE* file) {
     if (file == nullptr) return 1;
     const std::string& path = m_store->getPath();
     VYRTA_INFO("Processing tmp file: %s\n", path.c_str());
@@ -52,27 +50,26 @@ int VyrtaBackingStoreManager::flush(std::FILE* file, TransferMemory& memory) {
         return 1;
     }
 
-    const unsigned long size = m_store->size();
-    if (size == 0) return 0;
-    char* const block = memory.reserve(size);
-    if (block == nullptr) {
-        VYRTA_WARNING("Failed to allocate buffer of size %ld\n", static_cast<long>(size));
-        errno = ENOMEM;
-        return 1;
-    }
+    const off_t begin = ftello(file);
     // What could not be spilled before fails here, and only this first time with its reason.
     errno = 0;
     m_store->resetForRead();
     const int reason = errno;
-    if (m_store->read(block, size) != static_cast<long>(size)) {
-        VYRTA_WARNING("Failed to read from backing store '%s'. \n", path.c_str());
-        if (reason != 0) errno = reason;
-        return 1;
-    }
-    if (int error = 0; writeText(file, {block, size}, error), error != 0) {
-        VYRTA_WARNING("Failed to write backing store '%s' buffer to main output file. \n", path.c_str());
-        errno = error;
-        return 1;
+    for (unsigned long left = m_store->size(); left != 0;) {
+        const std::string_view bytes = m_store->readWindow();
+        if (bytes.empty()) {
+            VYRTA_WARNING("Failed to read from backing store '%s'. \n", path.c_str());
+            const int error = reason != 0 ? reason : errno;
+            cutOff(file, begin);
+            errno = error;
+            return 1;
+        }
+        if (int error = 0; writeText(file, bytes, error), error != 0) {
+            VYRTA_WARNING("Failed to write backing store '%s' buffer to main output file. \n", path.c_str());
+            errno = error;
+            return 1;
+        }
+        left -= bytes.size();
     }
     return 0;
 }

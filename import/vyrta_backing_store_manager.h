@@ -4,20 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "plugins/memory_block.h"
 #include "store/zt_extensible_backing_store.h"
-
-// Memory through which blocks pass on their way to the file, one after another. Fresh memory for each would
-// cost more than the copies.
-class TransferMemory {
-public:
-    // At least `size` bytes, or null if there is no memory for them. They hold until the next call.
-    char* reserve(std::size_t size);
-
-private:
-    MemoryBlock m_block;
-    std::size_t m_size = 0;
-};
 
 // The store of one block of the result file: a metric's records, or the header. Up to 1 MiB stays in memory.
 class VyrtaBackingStoreManager {
@@ -35,9 +22,10 @@ public:
     // store failed.
     int pushBuffer_i(const char* buffer, unsigned int size);
 
-    // Appends the whole block to `file`, which may be null, by way of `memory`. Returns 0, or 1 when nothing
-    // was to be written or, with the reason in errno, not all of it was.
-    int flush(std::FILE* file, TransferMemory& memory);
+    // Appends the whole block to `file`, which may be null. Returns 0, or 1 when nothing was to be written
+    // or, with the reason in errno, not all of it was. Of a block that cannot be read to its end nothing is
+    // left.
+    int flush(std::FILE* file);
 
     std::unique_ptr<pwr::ZTExtensibleBackingStore> m_store;
     std::string m_name;

@@ -49,7 +49,6 @@ int VyrtaWriterImpl::fini() {
 }
 
 int VyrtaWriterImpl::flushStores_i(int& copyError) {
-    TransferMemory memory;
     while (!m_stores.empty()) {
         const auto first = m_stores.begin();
         VyrtaBackingStoreManager& manager = *first->second;
@@ -59,7 +58,7 @@ int VyrtaWriterImpl::flushStores_i(int& copyError) {
                 return VYRTA_FAIL("Could not create %s\n", m_fileName.c_str());
             }
             errno = 0;
-            if (manager.flush(m_file, memory) != 0 && manager.m_valid && copyError == 0)
+            if (manager.flush(m_file) != 0 && manager.m_valid && copyError == 0)
                 copyError = errno != 0 ? errno : EIO;
         }
         m_stores.erase(first);

@@ -169,6 +169,23 @@ TEST_F(VyrtaFaults, AFullDiskWhileAssemblingIsReported) {
     EXPECT_EQ(result.others, 0U);
 }
 
+// The rest of the file stays whole.
+TEST_F(VyrtaFaults, ABlockThatCannotBeReadLeavesNothingOfItself) {
+    const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter& writer) {
+        runner.feed(sample(8, 200));
+        feedLarge(runner);
+        pwr::ZTExtensibleBackingStore& store = *writer.m_impl->findBackingStore(9)->m_store;
+        store.resetForRead();
+        fs::resize_file(store.getPath(), pwr::ZTExtensibleBackingStore::WINDOW_LIMIT + 1);
+    });
+    EXPECT_THAT(result.log, HasSubstr("Failed to read from backing store './_"));
+    EXPECT_THAT(result.log, HasSubstr("ERROR: Could not complete run.pwr: "));
+    EXPECT_EQ(result.statuses, "");
+    EXPECT_GT(result.fileSize, 0U);
+    EXPECT_LT(result.fileSize, 4000U);
+    EXPECT_EQ(result.others, 0U);
+}
+
 TEST_F(VyrtaFaults, AStoreThatCannotBeMadeVoidsTheResult) {
     const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter&) {
         runner.feed(sample(8, 200));
