@@ -13,17 +13,17 @@ namespace host::model {
 namespace {
 
 constexpr std::uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000};
+constexpr int MOST_EXACT = 3;  // decimals
 // The integer digits of the largest double, its sign and the point.
 constexpr std::size_t MAX_REAL_HEAD = 312;
 
-// Rounds an exact value's amount times 10^DECIMALS to an integer, ties to even. With up to three decimals the
+// Rounds an exact value's amount times 10^decimals to an integer, ties to even. With up to three decimals the
 // product of the mantissa fits 63 bits, so nothing is lost before the rounding.
-template <int DECIMALS>
-std::uint64_t scaledToInteger(double value) {
+std::uint64_t scaledToInteger(double value, unsigned decimals) {
     constexpr int MANTISSA_BITS = 52;
     constexpr std::uint64_t HIDDEN_BIT = std::uint64_t{1} << MANTISSA_BITS;
     const auto bits = std::bit_cast<std::uint64_t>(std::fabs(value));
-    const std::uint64_t product = ((bits & (HIDDEN_BIT - 1)) | HIDDEN_BIT) * POWERS_OF_TEN[DECIMALS];
+    const std::uint64_t product = ((bits & (HIDDEN_BIT - 1)) | HIDDEN_BIT) * POWERS_OF_TEN[decimals];
     // The value is its mantissa by 2^shift; those too small to have a hidden bit are nothing by far.
     const auto shift = static_cast<unsigned>(1075 - static_cast<int>(bits >> MANTISSA_BITS));
     if (shift - 1 > 62) return shift == 0 ? product : 0;  // an integer, or less than a half
@@ -74,27 +74,24 @@ void appendDigits(std::string& out, std::uint64_t value) {
     }
 }
 
-template <int DECIMALS>
-void appendExact(std::string& out, double value) {
+// Appends a number below 2^53 with at most MOST_EXACT decimals.
+void appendExact(std::string& out, double value, unsigned decimals) {
     if (std::signbit(value)) out += '-';
-    std::uint64_t scaled = scaledToInteger<DECIMALS>(value);
-    if constexpr (DECIMALS == 0) {
-        appendDigits(out, scaled);
-    } else {
-        const bool isLong = scaled >= SEVEN_DIGITS;
-        if (isLong) {
-            appendDigits(out, scaled / SEVEN_DIGITS);
-            scaled %= SEVEN_DIGITS;
-        }
-        // The first of the eight digits is 0: those before the point move to its place.
-        constexpr unsigned POINT = 8 * (7 - DECIMALS);
-        constexpr std::uint64_t BEFORE = (std::uint64_t{1} << POINT) - 1;
-        constexpr std::uint64_t AFTER = ~std::uint64_t{0} << (POINT + 8);
-        const std::uint64_t digits = eightDigits(scaled);
-        const std::uint64_t text = digits | ZEROS;
-        appendLast(out, (text >> 8 & BEFORE) | std::uint64_t{'.'} << POINT | (text & AFTER),
-                   isLong ? 8 : significant(digits, DECIMALS) + 1);
+    std::uint64_t scaled = scaledToInteger(value, decimals);
+    if (decimals == 0) return appendDigits(out, scaled);
+    const bool isLong = scaled >= SEVEN_DIGITS;
+    if (isLong) {
+        appendDigits(out, scaled / SEVEN_DIGITS);
+        scaled %= SEVEN_DIGITS;
     }
+    // The first of the eight digits is 0: those before the point move to its place.
+    const unsigned point = 8 * (7 - decimals);
+    const std::uint64_t digits = eightDigits(scaled);
+    const std::uint64_t text = digits | ZEROS;
+    const std::uint64_t before = text >> 8 & ((std::uint64_t{1} << point) - 1);
+    const std::uint64_t after = text >> (point + 8) << (point + 8);
+    appendLast(out, before | std::uint64_t{'.'} << point | after,
+               isLong ? 8 : significant(digits, decimals) + 1);
 }
 
 // Not inlined, to keep the way of the exact values short.
@@ -114,18 +111,10 @@ void appendExact(std::string& out, double value) {
 }
 
 void appendFixed(std::string& out, double value, int precision) {
-    if (!(std::fabs(value) < 0x1p53)) return appendOther(out, value, precision);
-    switch (precision) {
-        case 0:
-            return appendExact<0>(out, value);
-        case 1:
-            return appendExact<1>(out, value);
-        case 2:
-            return appendExact<2>(out, value);
-        case 3:
-            return appendExact<3>(out, value);
-        default:
-            return appendOther(out, value, precision);
+    if (std::fabs(value) < 0x1p53 && precision <= MOST_EXACT) {
+        appendExact(out, value, static_cast<unsigned>(precision));
+    } else {
+        appendOther(out, value, precision);
     }
 }
 
