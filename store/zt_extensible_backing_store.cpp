@@ -168,9 +168,17 @@ bool ZTExtensibleBackingStore::flush_i() {
 
 bool ZTExtensibleBackingStore::rewind_i(unsigned long position) {
     const bool isThere = m_dirty && m_windowStart == position;
+    const std::uint64_t held = isThere && m_writeHead > position ? m_writeHead - position : 0;
     if (!flush_i()) {
         std::fputs("ERROR flushing dirty buffer while rewinding!\n", stderr);
         return false;
+    }
+    const std::uint64_t available = position < m_size ? m_size - position : 0;
+    const std::uint64_t length = std::min<std::uint64_t>(m_bufferSize, available);
+    if (length <= held) {
+        // What has just been written need not be read.
+        m_windowStart = position;
+        return true;
     }
     errno = 0;
     if (!m_file.seekg(static_cast<std::streamoff>(position))) {
@@ -178,8 +186,6 @@ bool ZTExtensibleBackingStore::rewind_i(unsigned long position) {
         return false;
     }
     m_windowStart = position;
-    const std::uint64_t available = position < m_size ? m_size - position : 0;
-    const std::uint64_t length = std::min<std::uint64_t>(m_bufferSize, available);
     if (length == 0) return true;
     if (!m_file.read(m_buffer.get(), static_cast<std::streamsize>(length))) {
         report("read error");
