@@ -87,6 +87,22 @@ void noteResult(const char* path, bool isCreated) {
     errno = error;
 }
 
+// A value that is not a single number. Not inlined, to keep the way of the numbers short.
+[[gnu::noinline]] void formatOther(std::string& out, const pwr::Data& value, int width, int precision) {
+    if (!value.isNumeric()) {
+        value.toFormattedString(out);
+        return;
+    }
+    host::model::Value real;
+    real.convertToReal(&value);
+    std::pair<double, double> range;
+    real.toRealRange(range);
+    out.clear();
+    host::model::appendReal(out, range.first, width, precision);
+    out += " - ";
+    host::model::appendReal(out, range.second, width, precision);
+}
+
 }  // namespace
 
 int pw_snprintf(char* buffer, std::size_t size, const char* format, ...) {
@@ -182,23 +198,9 @@ RealFormatter::~RealFormatter() = default;
 
 void RealFormatter::format(std::string& out, const Data& value) const {
     double number = 0;
-    if (readNumber(value, number)) {
-        out.clear();
-        host::model::appendReal(out, number, m_width, m_precision);
-        return;
-    }
-    if (!value.isNumeric()) {
-        value.toFormattedString(out);
-        return;
-    }
-    host::model::Value real;
-    real.convertToReal(&value);
-    std::pair<double, double> range;
-    real.toRealRange(range);
+    if (!readNumber(value, number)) return formatOther(out, value, m_width, m_precision);
     out.clear();
-    host::model::appendReal(out, range.first, m_width, m_precision);
-    out += " - ";
-    host::model::appendReal(out, range.second, m_width, m_precision);
+    host::model::appendReal(out, number, m_width, m_precision);
 }
 
 PluginRequirement::~PluginRequirement() = default;
