@@ -72,7 +72,8 @@ Part::Part(const RecordOptions& options, const Root& root, Clock& clock, const O
           return m_spool.append(line);
       }),
       m_definitions(m_output),
-      m_stat(root) {}
+      m_stat(root),
+      m_devices(root) {}
 
 Part::~Part() = default;
 
@@ -90,7 +91,7 @@ void Part::prepare() {
     emit::Context emitting{m_definitions, m_output, ticksPerUsec, MOST_ATTRIBUTES};
     emitting.isWanted = [this](const std::string& metric) { return m_options.selection.wantsMetric(metric); };
     m_context = std::make_unique<SourceContext>(
-        SourceContext{emitting, m_root, *m_cpus, m_stat, system,
+        SourceContext{emitting, m_root, m_devices, *m_cpus, m_stat, system,
                       bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_options.top, m_own, m_warn});
     addSources_i();
 }

@@ -112,6 +112,7 @@ private:
     emit::Output m_output;      // to the spool, later to a sink
     emit::Definitions m_definitions;
     StatFile m_stat;
+    DeviceFolders m_devices;
     Machine m_machine;
     std::unique_ptr<Cpus> m_cpus;
     std::unique_ptr<SourceContext> m_context;

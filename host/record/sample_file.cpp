@@ -61,8 +61,10 @@ base::Descriptor Root::openFolder(const std::string& path) const {
 }
 
 std::string Root::text(const std::string& path) const {
-    std::vector<char> buffer;
-    return std::string(base::trimmed(SampleFile(*this, path).read(buffer)));
+    const SampleFile file(*this, path);
+    if (!file.isOpen()) return {};
+    std::vector<char> buffer(4096);  // a page, as most such files have no more
+    return std::string(base::trimmed(file.read(buffer)));
 }
 
 std::vector<std::string> Root::names(const std::string& folder, std::string_view prefix) const {
@@ -125,7 +127,7 @@ std::string_view SampleFile::readInto(char* buffer, std::size_t size) const {
 
 std::string_view SampleFile::read(std::vector<char>& buffer) const {
     constexpr std::size_t limit = std::size_t{64} << 20;
-    if (buffer.size() < 16384) buffer.resize(16384);
+    if (buffer.empty()) buffer.resize(16384);
     // The kernel makes such a file anew for every read from its start, so it must fit in one.
     for (;;) {
         const std::string_view content = readInto(buffer.data(), buffer.size());

@@ -12,6 +12,7 @@
 #include "host/emit/output.h"
 #include "host/emit/report.h"
 #include "host/record/cpus.h"
+#include "host/record/device_folders.h"
 #include "host/record/sample_file.h"
 #include "host/record/stat_file.h"
 
@@ -27,6 +28,7 @@ struct OwnState {
 // What the sources share. It outlives them.
 struct SourceContext : emit::Context {
     const Root& root;
+    DeviceFolders& devices;  // at the start
     Cpus& cpus;
     const StatFile& stat;                          // as of this sample
     emit::Id system;                               // entity of the machine as a whole

@@ -12,7 +12,6 @@ namespace host::record {
 
 namespace {
 
-constexpr int DEEPEST = 24;                     // folders below each other
 constexpr emit::Id FIRST_SECTION = 0x7FFFFF00;  // no metric's
 constexpr const char* DEBUG_FOLDER = "sys/kernel/debug/pmc_core";
 constexpr const char* NOT_THERE = "-";
@@ -108,7 +107,12 @@ private:
             const std::string limit = readLatencyLimit(text);
             if (!limit.empty()) rows_i(Limits).push_back({{"System", "Wakeup Latency (usec)"}, {limit}});
         });
-        if (wants_i(Devices) || wants_i(Limits)) walk_i("sys/devices", "", 0);
+        if (!wants_i(Devices) && !wants_i(Limits)) return;
+        if (isStart) {
+            for (const std::string& device : m_context.devices.get()) device_i(device);
+        } else {
+            for (const std::string& device : deviceFolders(m_context.root)) device_i(device);
+        }
     }
 
     void withFile_i(Topic topic, const std::string& path, auto take) {
@@ -133,19 +137,9 @@ private:
                m_context.root.openFolder("sys/bus/platform/drivers/intel_pmc_core").isOpen();
     }
 
-    // `path` is the folder's below `base`, with a slash in front.
-    void walk_i(const std::string& base, const std::string& path, int depth) {
-        for (const std::string& name : m_context.root.folders(base + path)) {
-            std::string below = path;
-            below.append("/").append(name);
-            if (name == "power")
-                device_i(base + below + "/", path.empty() ? path : path.substr(1));
-            else if (depth < DEEPEST)
-                walk_i(base, below, depth + 1);
-        }
-    }
-
-    void device_i(const std::string& folder, const std::string& device) {
+    void device_i(const std::string& path) {
+        const std::string folder = DEVICES + path + "/power/";
+        const std::string device = path.empty() ? path : path.substr(1);
         const std::string control = m_context.root.text(folder + "control");
         if (wants_i(Devices) && !control.empty()) {
             m_tables[Devices].isThere = true;

@@ -9,8 +9,6 @@ namespace host::record {
 
 namespace {
 
-constexpr int DEEPEST = 24;  // folders below each other
-
 class RuntimePowerSource : public Source {
 public:
     explicit RuntimePowerSource(SourceContext& context)
@@ -20,7 +18,7 @@ public:
 
     bool prepare() override {
         m_states = {m_metric.state("Active"), m_metric.state("Suspended")};
-        walk_i("sys/devices", "", 0);
+        for (const std::string& device : m_context.devices.get()) add_i(device);
         if (!m_devices.empty()) m_metric.define();
         return !m_devices.empty();
     }
@@ -45,17 +43,8 @@ private:
         std::size_t item;
     };
 
-    void walk_i(const std::string& base, const std::string& path, int depth) {
-        const std::string inside = path + "/";
-        for (const std::string& name : m_context.root.folders(base + path)) {
-            if (name == "power")
-                add_i(base + inside + "power/", path);
-            else if (depth < DEEPEST)
-                walk_i(base, inside + name, depth + 1);
-        }
-    }
-
-    void add_i(const std::string& folder, const std::string& device) {
+    void add_i(const std::string& device) {
+        const std::string folder = DEVICES + device + "/power/";
         const std::string status = m_context.root.text(folder + "runtime_status");
         if (device.empty() || status.empty() || status == "unsupported") return;
         WatchedFile active(m_context, folder + "runtime_active_time");
