@@ -232,11 +232,16 @@ private:
         // The text of `wanted`, which `format` puts into its argument if it is not the latest.
         template <typename Format>
         const std::string& of(std::uint64_t wanted, const Format& format) {
-            if (isSet && number == wanted) return text;
+            if (!isSet || number != wanted) renew(wanted, format);
+            return text;
+        }
+
+        // Not inlined, to keep the way of the latest text short.
+        template <typename Format>
+        [[gnu::noinline]] void renew(std::uint64_t wanted, const Format& format) {
             format(text);
             isSet = true;
             number = wanted;
-            return text;
         }
     };
 

@@ -69,7 +69,10 @@ void TablePrinter::endRow() {
     // A row without any cell begins with a delimiter.
     m_lead = m_separatorLength;
     while (m_next != m_last) cell(m_defaultValue.data(), m_defaultValueLength);
-    text("\n");
+    if (m_out != m_end)
+        *m_out++ = '\n';
+    else
+        text("\n");
     m_next = m_first;
     m_lead = 0;
 }
