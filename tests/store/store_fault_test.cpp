@@ -253,7 +253,7 @@ TEST_F(StoreFault, FailsEveryOperationThatNeedsTheFile) {
     store.rewind(1);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), EndsWith("ERROR: couldn't rewind 1 bytes\n"));
     // The window is of no place: none of it is taken for the data's end, nor for what follows it.
-    for (const std::uint64_t position : {0, 8, 19, 20}) {
+    for (const std::uint64_t position : {0UL, 8UL, 19UL, 20UL}) {
         store.moveReadHead(position);
         EXPECT_EQ(store.readInPlace(1), nullptr) << position;
     }
