@@ -18,6 +18,7 @@
 #include "host/model/environment.h"
 #include "host/model/handles.h"
 #include "host/model/metric.h"
+#include "host/model/quantity.h"
 #include "host/model/system_metadata.h"
 #include "import/vyrtawriter_plugin.h"
 #include "json/json_plugin.h"
@@ -407,6 +408,76 @@ TEST_F(SystemFaults, ALackOfMemory) {
         EXPECT_EQ(toldBySteps(test.writer), "init" + test.init + "system" + test.system + "metric" +
                                                 test.metric + "text" + test.text + "fini" + test.fini);
     }
+}
+
+// Each allocation of a message fails in turn. That sample is lost at most; what comes after it is there
+// whole.
+TEST_F(SystemFaults, ALackOfMemoryInAnyPlaceLosesASampleAtMost) {
+    m_environment.m_logLevel = 0;
+    host::model::SystemMetadata metadata;
+    metadata.m_tscFrequency = metadata.m_cpuFrequency = 1000.0F;
+    pwr::SystemMessage system;
+    system.m_metadata = &metadata;
+    host::model::Quantity quantity(9);
+    quantity.m_name = "a quantity with a name of its own";
+    const host::model::Attribute attribute(3, host::model::HandleTexts("an attribute"), nullptr,
+                                           pwr::ATTRIBUTE_DATA);
+    host::model::Entity entity(1, host::model::HandleTexts("an entity with a long name"),
+                               "an entity with a long name", 1, nullptr);
+    host::model::Descriptor descriptor(2, host::model::HandleTexts("a descriptor with a long name"));
+    host::model::Element element;
+    element.m_entity = &entity;
+    element.m_descriptor = &descriptor;
+    element.m_duration = 1;
+    pwr::Metric::Sample sample{1000, {&element}};
+    host::model::Metric metric;
+    metric.m_sample = &sample;
+    metric.m_name = "a metric with a long name";
+    metric.m_groupName = "a group with a long name";
+    metric.m_quantity = &quantity;
+    metric.m_hasEntityAttributes = true;
+    metric.m_entities = {&entity};
+    metric.m_attributeDescriptors = {{&entity, &descriptor}};
+
+    const auto check = [&](auto make, const std::string& result) {
+        for (const auto type :
+             {pwr::Metric::SAMPLED_DELTA, pwr::Metric::SAMPLED_RESIDENCY, pwr::Metric::SAMPLED_VALUE,
+              pwr::Metric::TRACED_VALUE_TRANSITION, pwr::Metric::TRACED_EVENT}) {
+            metric.m_metricType = type;
+            const bool isTraced = type >= pwr::Metric::TRACED_VALUE_TRANSITION;
+            for (std::size_t n = 0, failed = 1; failed != 0; ++n) {
+                SCOPED_TRACE(testing::Message() << result << ", type " << type << ", allocation " << n);
+                auto writer = make();
+                ASSERT_EQ(writer->init("run", false), 0);
+                ASSERT_EQ(writer->writeMessage(system), 0);
+                const auto send = [&](unsigned long value) {
+                    if (isTraced)
+                        element.m_value.setHandle(&descriptor);
+                    else
+                        element.m_value.setUInt(value);
+                    ++sample.timestamp;
+                    try {
+                        return writer->writeMessage(metric);
+                    } catch (const char*) {  // what a store throws without a file, and "phm-csv" passes on
+                        return 1;
+                    }
+                };
+                allocation_faults::failAfter(n);
+                const int status = send(1234567);
+                failed = allocation_faults::stop() ? 1 : 0;
+                EXPECT_LE(status, static_cast<int>(failed));
+                EXPECT_EQ(send(7654321), 0);
+                EXPECT_EQ(send(7654321), 0);
+                EXPECT_LE(writer->fini(), static_cast<int>(failed));
+                const std::string text = contentOf(result.c_str());
+                EXPECT_NE(text.find(isTraced ? "a descriptor with a long name" : "7654321"),
+                          std::string::npos);
+            }
+        }
+    };
+    check([] { return std::make_unique<RawWriterV2>(); }, "run.txt");
+    check([] { return std::make_unique<IntWriterV2>(); }, "run_trace.csv");
+    check([] { return std::make_unique<PhmTextWriter>(); }, "run_a group with a long name_phm.csv");
 }
 
 }  // namespace
