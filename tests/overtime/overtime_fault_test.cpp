@@ -13,6 +13,7 @@
 #include "host/model/system_metadata.h"
 #include "overtime/phmwriter_text_plugin.h"
 #include "overtime/raw_writer_v2.h"
+#include "pwr/messages.h"
 #include "tests/support/stream_runner.h"
 
 namespace {
@@ -287,6 +288,9 @@ TEST(PhmGroups, AreThoseOfTheLatestMessage) {
 
 TYPED_TEST(OverTimeFault, RefusesToFinishWhatNeverBegan) {
     if (std::is_same_v<TypeParam, PhmTextWriter>) return;
+    pwr::TextMessage text;
+    text.m_text = "for no file";
+    EXPECT_EQ(this->m_writer->writeMessage(text), 0);
     EXPECT_EQ(this->m_writer->fini(), 1);
     EXPECT_EQ(this->m_runner.m_infoLog.text(), "WARNING: Output file  does not exist\n");
 }

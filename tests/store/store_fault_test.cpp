@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -150,6 +151,21 @@ TEST_F(StoreFault, FollowsNoLinkUnderItsName) {
         fs::remove(path);
     }
     fs::remove("victim");
+}
+
+// Nor does it wait for somebody at the other end of a pipe, or keep it open.
+TEST_F(StoreFault, LeavesAPipeUnderItsNameAlone) {
+    const auto descriptors = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    const std::string path = nextPath();
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const auto before = descriptors();
+    EXPECT_EQ(thrownBy(16), "Couldn't initialize buffer\n");
+    EXPECT_EQ(descriptors(), before);
+    EXPECT_TRUE(fs::is_fifo(path));
+    EXPECT_THAT(log(), HasSubstr("open error: errnum=17: File exists\n"));
+    fs::remove(path);
 }
 
 TEST_F(StoreFault, EmptiesAFileThatAnEarlierProcessLeft) {
