@@ -2,14 +2,19 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "import/vyrta_collection_info.h"
 #include "import/vyrta_log.h"
+#include "plugins/memory_block.h"
 #include "plugins/output_file.h"
 
 namespace {
+
+// What goes on its way from a store to the file at once: little enough to stay in the processor's cache.
+constexpr unsigned long MOST_AT_ONCE = 256UL << 10;
 
 // Cuts a file that is being written off at `end`, unless it is of a kind that has no such places.
 void cutOff(std::FILE* file, off_t end) {
@@ -50,26 +55,35 @@ int VyrtaBackingStoreManager::flush(std::FILE* file) {
         return 1;
     }
 
+    const unsigned long size = m_store->size();
+    if (size == 0) return 0;
+    const unsigned long piece = std::min(size, MOST_AT_ONCE);
+    const MemoryBlock buffer = makeBlock(piece);
+    if (buffer == nullptr) {
+        VYRTA_WARNING("Failed to allocate buffer of size %ld\n", static_cast<long>(piece));
+        errno = ENOMEM;
+        return 1;
+    }
     const off_t begin = ftello(file);
     // What could not be spilled before fails here, and only this first time with its reason.
     errno = 0;
     m_store->resetForRead();
     const int reason = errno;
-    for (unsigned long left = m_store->size(); left != 0;) {
-        const std::string_view bytes = m_store->readWindow();
-        if (bytes.empty()) {
+    for (unsigned long left = size; left != 0;) {
+        const unsigned long wanted = std::min(left, piece);
+        if (m_store->read(buffer.get(), wanted) != static_cast<long>(wanted)) {
             VYRTA_WARNING("Failed to read from backing store '%s'. \n", path.c_str());
             const int error = reason != 0 ? reason : errno;
             cutOff(file, begin);
             errno = error;
             return 1;
         }
-        if (int error = 0; writeText(file, bytes, error), error != 0) {
+        if (int error = 0; writeText(file, {buffer.get(), wanted}, error), error != 0) {
             VYRTA_WARNING("Failed to write backing store '%s' buffer to main output file. \n", path.c_str());
             errno = error;
             return 1;
         }
-        left -= bytes.size();
+        left -= wanted;
     }
     return 0;
 }

@@ -273,14 +273,6 @@ std::int64_t ZTExtensibleBackingStore::read(void* destination, unsigned long cou
     return static_cast<std::int64_t>(done);
 }
 
-std::string_view ZTExtensibleBackingStore::readWindow() {
-    if (m_readHead >= m_size) return {};
-    if (readableFrom(m_readHead) == 0 && !rewind_i(m_readHead)) return {};
-    const std::string_view bytes(m_buffer.get() + (m_readHead - m_windowStart), readableFrom(m_readHead));
-    m_readHead += bytes.size();
-    return bytes;
-}
-
 std::int64_t ZTExtensibleBackingStore::peek(void* destination, unsigned long count) {
     if (m_readHead > m_size) return -1;
     if (m_readHead < m_windowStart && !rewind_i(m_readHead)) return -1;

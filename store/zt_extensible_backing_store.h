@@ -4,7 +4,6 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "plugins/memory_block.h"
 #include "store/zt_buffer_provider.h"
@@ -49,11 +48,6 @@ public:
         m_readHead += count;
         return place;
     }
-
-    // For reading all the rest without a copy: the bytes from the read head to the end of the window, which
-    // is moved there first if it holds none. Moves the read head after them. Empty at the end of the data,
-    // and if the file fails. The bytes stay the store's, until its next other operation.
-    std::string_view readWindow();
 
     // Moves the read head to `position`, wherever that is. Nothing is read yet.
     void moveReadHead(std::uint64_t position) { m_readHead = position; }

@@ -60,12 +60,6 @@ public:
         bytes.resize(static_cast<std::size_t>(m_store.read(bytes.data(), count)));
         ASSERT_TRUE(bytes == m_model.read(count)) << "read " << count;
     }
-    // A window's worth: how much that is, is the store's affair.
-    void readWindow() {
-        const std::string_view bytes = m_store.readWindow();
-        ASSERT_EQ(bytes.empty(), m_model.peek(1).empty());
-        ASSERT_TRUE(Bytes(bytes.begin(), bytes.end()) == m_model.read(bytes.size())) << "window";
-    }
     void peek(std::size_t count) {
         Bytes bytes(count);
         bytes.resize(static_cast<std::size_t>(m_store.peek(bytes.data(), count)));
@@ -107,9 +101,6 @@ public:
         ASSERT_EQ(m_store.size(), m_model.data.size());
         resetForRead();
         read(m_model.data.size() + 1);
-        resetForRead();
-        while (m_model.readHead < m_model.data.size()) readWindow();
-        readWindow();
         resetForReadBack();
         readBack(m_model.data.size() + 1);
     }
@@ -154,7 +145,6 @@ void runRandomly(unsigned long limit, unsigned seed, int steps, std::size_t larg
                 break;
             case 5:
                 pair.rewind(pair.below(pair.model().readHead + 1));
-                pair.readWindow();
                 break;
             case 6:
                 pair.overwrite(pair.below(size + 1), std::min(count, largest / 4));
