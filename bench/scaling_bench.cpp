@@ -74,7 +74,7 @@ std::vector<Case> casesOf(std::size_t scale) {
     bench::WorkSize parted = entities;
     parted.perMessage = narrow.entities;
     return {
-        {"10,000,000 elements", usual, longer, 1.1, WRITERS},
+        {"10,000,000 elements", usual, longer, 1.05, WRITERS},
         {"10,000 entities", narrow, entities, 2.0, {"bin", "json", "raw", "phm-csv"}},
         {std::to_string(tables.entities) + " entities with a file for each table",
          narrow,
@@ -142,7 +142,7 @@ void compare(const Case& wide, const bench::PluginLibraries& library, unsigned r
         const double ns = ingestNs + runs.costOf(writer, &Cost::finiNs);
         std::printf("  %-8s %8.1f ns per element (%.1f of it ingest), usually %.1f: %.2f times",
                     writer.c_str(), ns, ingestNs, usualNs, ns / usualNs);
-        if (wide.atMost > 0) std::printf(", at most %.1f", wide.atMost);
+        if (wide.atMost > 0) std::printf(", at most %.2f", wide.atMost);
         std::printf("; peak %.1f MiB\n", runs.peakMiBOf(writer));
         std::fflush(stdout);
     }

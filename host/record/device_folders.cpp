@@ -8,10 +8,13 @@ constexpr int DEEPEST = 24;  // folders below each other
 
 void walk(const Root& root, const std::string& path, int depth, std::vector<std::string>& found) {
     for (const std::string& name : root.folders(DEVICES + path)) {
-        if (name == "power")
+        if (name == "power") {
             found.push_back(path);
-        else if (depth < DEEPEST)
-            walk(root, path + "/" + name, depth + 1, found);
+        } else if (depth < DEEPEST) {
+            std::string below = path;
+            below.append("/").append(name);
+            walk(root, below, depth + 1, found);
+        }
     }
 }
 
