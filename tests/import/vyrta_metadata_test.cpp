@@ -88,6 +88,9 @@ TEST_F(VyrtaMetadata, NeedsItsInfoTypes) {
     EXPECT_EQ(told(m_writer.writeStateColorMetadata("C0"), 1), lineOf("color"));
     EXPECT_EQ(told(m_writer.writeStateMetadata("C0", "C0", id), 1), lineOf("field"));
     EXPECT_EQ(id, 5U);
+    m_runner.m_environment.m_logLevel = 1;
+    EXPECT_EQ(told(m_writer.writeMetricTypeMetadata(), 1), "");
+    EXPECT_EQ(told(m_writer.writeStateColorMetadata("C0"), 1), "");
 }
 
 TEST_F(VyrtaMetadata, HasRoomFor399Bytes) {

@@ -168,24 +168,27 @@ TEST_F(VyrtaRecords, OverflowOfASampleVoidsItsMetric) {
         {508, 2, R"({"e":1,"d":3,"v":{"u":1}})", nullptr},
     };
     int id = 10;
-    for (const auto& [elements, ranges, last, lost] : cases) {
-        const std::string metric = std::to_string(++id);
-        std::string data;
-        for (int i = 0; i < elements; ++i) data += R"({"e":1,"d":3,"v":{"u":1}},)";
-        for (int i = 0; i < ranges; ++i) data += R"({"e":1,"d":3,"v":{"u":[1,2]}},)";
-        m_runner.m_infoLog.m_lines.clear();
-        m_runner.m_statuses.clear();
-        feed(R"({"def":"metric","id":)" + metric + R"(,"name":"Wide","type":"SAMPLED_DELTA"})");
-        feed(R"({"msg":"metric","metric":)" + metric + R"(,"t":200,"data":[)" + data + last + "]}");
-        EXPECT_EQ(m_writer.m_impl->findBackingStore(std::stoul(metric))->m_valid, lost == nullptr) << last;
-        EXPECT_EQ(m_runner.m_statuses.size(), lost != nullptr ? 1U : 0U);
-        EXPECT_EQ(m_runner.m_infoLog.text(),
-                  lost == nullptr
-                      ? ""
-                      : "WARNING: VyrtaWriterPlugin:    Maximum attribute count '2048' exceeded.\n"
-                        "WARNING: VyrtaWriterPlugin:    " +
-                            std::string(lost));
-    }
+    for (const int level : {1, 2})
+        for (const auto& [elements, ranges, last, lost] : cases) {
+            m_runner.m_environment.m_logLevel = level;
+            const std::string metric = std::to_string(++id);
+            std::string data;
+            for (int i = 0; i < elements; ++i) data += R"({"e":1,"d":3,"v":{"u":1}},)";
+            for (int i = 0; i < ranges; ++i) data += R"({"e":1,"d":3,"v":{"u":[1,2]}},)";
+            m_runner.m_infoLog.m_lines.clear();
+            m_runner.m_statuses.clear();
+            feed(R"({"def":"metric","id":)" + metric + R"(,"name":"Wide","type":"SAMPLED_DELTA"})");
+            feed(R"({"msg":"metric","metric":)" + metric + R"(,"t":200,"data":[)" + data + last + "]}");
+            EXPECT_EQ(m_writer.m_impl->findBackingStore(std::stoul(metric))->m_valid, lost == nullptr)
+                << last;
+            EXPECT_EQ(m_runner.m_statuses.size(), lost != nullptr ? 1U : 0U);
+            EXPECT_EQ(m_runner.m_infoLog.text(),
+                      lost == nullptr || level < 2
+                          ? ""
+                          : "WARNING: VyrtaWriterPlugin:    Maximum attribute count '2048' exceeded.\n"
+                            "WARNING: VyrtaWriterPlugin:    " +
+                                std::string(lost));
+        }
 }
 
 // The same for each kind of attribute, with a list that is full or has one place.
@@ -237,7 +240,8 @@ TEST_F(VyrtaRecords, OverflowIsToldForEachKindOfAttribute) {
     };
     for (const auto& [value, count, attribute, asString, lost] : cases) {
         ZT2AttributeList list{};
-        for (const bool isFull : {false, true}) {
+        for (const auto& [isFull, level] : {std::pair(false, 2), std::pair(true, 1), std::pair(true, 2)}) {
+            m_runner.m_environment.m_logLevel = level;
             list.count = isFull ? count : count - 2;
             m_runner.m_infoLog.m_lines.clear();
             int status = 0;
@@ -248,7 +252,7 @@ TEST_F(VyrtaRecords, OverflowIsToldForEachKindOfAttribute) {
                     dynamic_cast<const pwr::Attribute*>(handle(attribute)), &value, &list);
             EXPECT_EQ(status, isFull ? 1 : 0) << lost;
             EXPECT_EQ(m_runner.m_infoLog.text(),
-                      isFull ? linesOf(std::string(OVERFLOW_LINE) + "|" + lost) : "");
+                      isFull && level == 2 ? linesOf(std::string(OVERFLOW_LINE) + "|" + lost) : "");
         }
     }
 }
@@ -357,13 +361,17 @@ TEST_F(VyrtaRecords, NothingIsDefinedInAHeaderThatIsVoid) {
     for (const auto& [element, what, state] : cases) {
         // The states are known, so that their records are not what fails.
         if (*state != '\0') m_writer.m_states[state] = m_writer.m_stateColors[state] = 1;
-        m_writer.m_impl->findBackingStore(40)->m_valid = true;
-        m_runner.m_infoLog.m_lines.clear();
-        m_writer.m_previousTsc.begin()->second = 100;
-        feed(R"({"msg":"metric","metric":40,"t":201,"data":[)" + element + "]}");
         std::string expected = what;
         if (const auto at = expected.find('%'); at != std::string::npos) expected.replace(at, 1, state);
-        EXPECT_EQ(m_runner.m_infoLog.text(), linesOf(expected)) << element;
+        for (const int level : {1, 2}) {
+            m_runner.m_environment.m_logLevel = level;
+            m_writer.m_impl->findBackingStore(40)->m_valid = true;
+            m_runner.m_infoLog.m_lines.clear();
+            for (auto& [key, tsc] : m_writer.m_previousTsc) tsc = 100;
+            m_writer.m_infoRecords.clear();
+            feed(R"({"msg":"metric","metric":40,"t":201,"data":[)" + element + "]}");
+            EXPECT_EQ(m_runner.m_infoLog.text(), level == 1 ? "" : linesOf(expected)) << element;
+        }
     }
     for (const auto& [element, what] :
          {std::pair(R"({"e":11,"dur":1})",
@@ -562,33 +570,36 @@ TEST_F(VyrtaValues, AreRefusedWithoutWhatTheyNeed) {
     ZT2AttributeList list;
     list.count = 0;
     std::string text = "as it was";
-    VyrtaWriter& writer = m_writer;
-    const struct {
-        int status;
-        const char* line;
-    } cases[] = {
-        {writer.processInfoAttributes(none, &list), "Can't process attributes.\n"},
-        {writer.processInfoAttributes(&descriptor, nullptr), "Can't process attributes.\n"},
-        {writer.processInfoAttributes(noInfo, nullptr), "Can't process attributes.\n"},
-        {writer.processInfoAttributesHelper(nullptr, &data, &list), "Can't process attribute.\n"},
-        {writer.processInfoAttributesHelper(&attribute, nullptr, &list), "Can't process attribute.\n"},
-        {writer.processInfoAttributesHelper(&attribute, &data, nullptr), "Can't process attribute.\n"},
-        {writer.processDataAttributes(none, &list, true), "Can't process attributes.\n"},
-        {writer.processDataAttributes(&descriptor, nullptr, true), "Can't process attributes.\n"},
-        {writer.processDataAttributes(noInfo, nullptr, true), "Can't process attributes.\n"},
-        {writer.processDataAttributesHelper(nullptr, &data, &list, true, &text),
-         "Can't process attribute.\n"},
-        {writer.processDataAttributesHelper(&attribute, nullptr, &list, true, &text),
-         "Can't process attribute.\n"},
-        {writer.getFirstDataAttributeAsString(&descriptor, nullptr), "Failed to get string attribute\n"},
-        {writer.processStringData("x", nullptr), "Invalid attribute list.\n"},
-        {writer.processData(&data, nullptr, nullptr, true, nullptr), "Invalid attribute list.\n"},
-        {writer.addAttributeToRecord(0, 0, nullptr), "Invalid attribute list.\n"},
-    };
     std::string lines;
-    for (const auto& test : cases) {
-        EXPECT_EQ(test.status, 1);
-        lines += std::string("WARNING: VyrtaWriterPlugin:    ") + test.line;
+    VyrtaWriter& writer = m_writer;
+    for (const int level : {1, 2}) {
+        m_runner.m_environment.m_logLevel = level;
+        const struct {
+            int status;
+            const char* line;
+        } cases[] = {
+            {writer.processInfoAttributes(none, &list), "Can't process attributes.\n"},
+            {writer.processInfoAttributes(&descriptor, nullptr), "Can't process attributes.\n"},
+            {writer.processInfoAttributes(noInfo, nullptr), "Can't process attributes.\n"},
+            {writer.processInfoAttributesHelper(nullptr, &data, &list), "Can't process attribute.\n"},
+            {writer.processInfoAttributesHelper(&attribute, nullptr, &list), "Can't process attribute.\n"},
+            {writer.processInfoAttributesHelper(&attribute, &data, nullptr), "Can't process attribute.\n"},
+            {writer.processDataAttributes(none, &list, true), "Can't process attributes.\n"},
+            {writer.processDataAttributes(&descriptor, nullptr, true), "Can't process attributes.\n"},
+            {writer.processDataAttributes(noInfo, nullptr, true), "Can't process attributes.\n"},
+            {writer.processDataAttributesHelper(nullptr, &data, &list, true, &text),
+             "Can't process attribute.\n"},
+            {writer.processDataAttributesHelper(&attribute, nullptr, &list, true, &text),
+             "Can't process attribute.\n"},
+            {writer.getFirstDataAttributeAsString(&descriptor, nullptr), "Failed to get string attribute\n"},
+            {writer.processStringData("x", nullptr), "Invalid attribute list.\n"},
+            {writer.processData(&data, nullptr, nullptr, true, nullptr), "Invalid attribute list.\n"},
+            {writer.addAttributeToRecord(0, 0, nullptr), "Invalid attribute list.\n"},
+        };
+        for (const auto& test : cases) {
+            EXPECT_EQ(test.status, 1);
+            if (level == 2) lines += std::string("WARNING: VyrtaWriterPlugin:    ") + test.line;
+        }
     }
     // What may be missing.
     EXPECT_EQ(writer.processInfoAttributes(noInfo, &list), 0);

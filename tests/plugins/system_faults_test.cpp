@@ -200,6 +200,15 @@ TEST_F(SystemFaults, AWorkingFolderThatIsGone) {
               "ERROR: Failed to initialize temporary file : errnum=2: No such file or directory\n");
     EXPECT_EQ(toldBy({}, make), "");
     EXPECT_EQ(toldBy({.path = ENOENT}, make), "");
+    // A file of an earlier process that cannot be removed is not used.
+    std::srand(7);
+    const std::string stale = "_" + std::to_string(getpid()) + "_" + std::to_string(std::rand());
+    std::ofstream(stale) << "left behind";
+    std::srand(7);
+    EXPECT_EQ(toldBy({.unlink = EACCES}, make),
+              "ERROR: Failed to initialize temporary file ./" + stale + ": errnum=13: Permission denied\n");
+    EXPECT_EQ(contentOf(stale.c_str()), "left behind");
+    std::filesystem::remove(stale);
     EXPECT_THAT(
         toldBy({.resize = ENOMEM}, make),
         testing::MatchesRegex("ERROR: Failed to initialize temporary file ./_[0-9_]+: errnum=12: Cannot "
@@ -279,6 +288,17 @@ TEST_F(SystemFaults, OfTheSharedSummaryLine) {
     EXPECT_EQ(s_naps, 1000);
     std::fclose(other);
     EXPECT_EQ(contentOf(path), "Output_Name,\nrun,\nOutput_Name,\nrun,\nrun,\n");
+    // What is no plain file is only written to, and nothing is taken back from it.
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink("/dev/null", path);
+    EXPECT_EQ(toldBy({.isWriteOnly = true}, run), "");
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink("/dev/full", path);
+    AutoWriter writer;
+    EXPECT_EQ(writer.init("run", false), 0);
+    EXPECT_EQ(toldBy({}, [&] { EXPECT_EQ(writer.fini(), 1); }),
+              "ERROR: Could not complete Automation_Summary.csv: No space left on device\n");
+    std::filesystem::remove(path);
 }
 
 TEST_F(SystemFaults, OfATableOverTime) {
@@ -302,6 +322,56 @@ TEST_F(SystemFaults, OfATableOverTime) {
         EXPECT_EQ(std::regex_replace(told, std::regex("\\./_[0-9_]+"), "S"), test.told);
         EXPECT_FALSE(table.isComplete());
     }
+}
+
+// Without memory for a buffer a table is printed cell by cell, to the same bytes.
+TEST_F(SystemFaults, OfTheBufferOfATable) {
+    BackingStoreWrapper table("T", "n/a");
+    for (const char* title : {"", "A", "B"}) table.addColumn(title);
+    for (std::uint16_t row = 0; row < 40; ++row) {
+        table.pushCell(std::string(row, 'x'), static_cast<std::uint16_t>(row % 3));
+        table.rowComplete();
+    }
+    // What is printed when the allocation `n` fails, if any; nothing if the table cannot do without it.
+    bool failed = false;
+    const auto printed = [&](std::size_t n) {
+        const auto file = temporaryFile();
+        int status = 0;
+        allocation_faults::failAfter(n);
+        try {
+            status = table.flush(file.get(), ",", true);
+        } catch (const std::bad_alloc&) {
+            status = 1;
+        }
+        failed = allocation_faults::stop();
+        std::string text(status == 0 ? static_cast<std::size_t>(std::ftell(file.get())) : 0, ' ');
+        std::rewind(file.get());
+        EXPECT_EQ(std::fread(text.data(), 1, text.size(), file.get()), text.size());
+        return text;
+    };
+    const std::string whole = printed(1000000);
+    std::size_t unbuffered = 0;
+    failed = true;
+    for (std::size_t n = 0; failed; ++n) {
+        const std::string text = printed(n);
+        if (text.empty()) continue;
+        EXPECT_EQ(text, whole);
+        unbuffered += failed ? 1 : 0;
+    }
+    EXPECT_GT(unbuffered, 0U);
+}
+
+TEST_F(SystemFaults, OfTheMemoryOfADocument) {
+    host::model::SystemMetadata metadata;
+    metadata.m_tscFrequency = 1.0F;
+    metadata.m_commandLine = {std::string(100000, 'c')};
+    pwr::SystemMessage system;
+    system.m_metadata = &metadata;
+    JSONWriter writer;
+    EXPECT_EQ(writer.init("run", false), 0);
+    EXPECT_EQ(writer.writeMessage(system), 0);
+    EXPECT_EQ(toldBy({.resize = ENOMEM}, [&] { EXPECT_EQ(writer.fini(), 1); }),
+              "ERROR: Out of memory for the rest of run.ztjson\n");
 }
 
 TEST_F(SystemFaults, OfABlockOfTheImportFile) {

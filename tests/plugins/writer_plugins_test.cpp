@@ -15,6 +15,7 @@
 #include "plugins/writer_plugin.h"
 #include "plugins/writer_plugin_capability.h"
 #include "pwr/messages.h"
+#include "pwr/plugin_requirement.h"
 #include "tests/plugins/test_environment.h"
 
 namespace {
@@ -217,16 +218,34 @@ private:
     int& m_alive;
 };
 
+class CountedRequirement : public pwr::PluginRequirement {
+public:
+    explicit CountedRequirement(int& alive) : m_alive(alive) { ++m_alive; }
+    ~CountedRequirement() override { --m_alive; }
+
+private:
+    int& m_alive;
+};
+
 TEST(Plugin, DeletesItsCapabilitiesUpToANullOne) {
     const TestEnvironment environment;
     int alive = 0;
+    int requirements = 0;
     const auto kept = std::make_unique<CountedCapability>(alive);
-    const auto add = [&alive] { return std::make_unique<CountedCapability>(alive).release(); };
+    const auto add = [&] {
+        auto capability = std::make_unique<CountedCapability>(alive);
+        for (int i = 0; i < 2; ++i)
+            capability->m_requirements.push_back(
+                std::make_unique<CountedRequirement>(requirements).release());
+        return capability.release();
+    };
     {
         int writers = 0;
         CountedWriter writer(writers);
         writer.m_capabilities = {add(), add(), nullptr, kept.get()};
         EXPECT_EQ(alive, 3);
+        EXPECT_EQ(requirements, 4);
     }
     EXPECT_EQ(alive, 1);
+    EXPECT_EQ(requirements, 0);
 }
