@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "plugins/writer_plugin_capability.h"
+#include "tests/binary/allocation_faults.h"
 #include "tests/summary/summary_fixture.h"
 
 namespace {
@@ -144,6 +145,38 @@ TEST_F(SummaryWriterTest, FilesOtherTextsByTheirIds) {
     EXPECT_EQ(writer.writeMessage(TableFixture(0, 3, "title", COLUMNS).row({"a", "1"})), 0);
     EXPECT_EQ(writer.fini(), 0);
     EXPECT_EQ(contentOf("run.csv"), "\nof three\nand more\na       \n1       \n\n");
+}
+
+// Each allocation of a row fails in turn: the row may be cut, but no later cell stands under a wrong column.
+TEST_F(SummaryWriterTest, ALackOfMemoryMovesNoCell) {
+    const auto cellsOf = [](const std::string& row) -> std::vector<std::string> {
+        return {"first cell of row " + row, "second cell of row " + row, "third cell of row " + row};
+    };
+    bool failed = true;
+    for (std::size_t n = 0; failed; ++n) {
+        SCOPED_TRACE(n);
+        TableFixture table(1, 1, "title", {"A", "B", "C"});
+        SummaryWriter writer;
+        ASSERT_EQ(writer.init("run", false), 0);
+        ASSERT_EQ(writer.writeMessage(table.row(cellsOf("1"))), 0);
+        const pwr::TableMessage& row = table.row(cellsOf("2"));
+        allocation_faults::failAfter(n);
+        const int status = writer.writeMessage(row);
+        failed = allocation_faults::stop();
+        EXPECT_LE(status, failed ? 1 : 0);
+        writer.writeMessage(table.row(cellsOf("3")));
+        EXPECT_EQ(writer.fini(), 0);
+        std::istringstream report(contentOf("run.csv"));
+        std::size_t rows = 0;
+        for (std::string line; std::getline(report, line);) {
+            if (line.find(" cell of row ") == std::string::npos) continue;
+            ++rows;
+            EXPECT_THAT(line, StartsWith("first cell of row "));
+            const std::size_t second = line.find(", second cell of row " + line.substr(18, 1));
+            EXPECT_EQ(second == std::string::npos, line.find("second") == std::string::npos) << line;
+        }
+        EXPECT_GE(rows, failed ? 1U : 3U);
+    }
 }
 
 TEST_F(SummaryWriterTest, CleansUpWithoutFini) {
