@@ -9,6 +9,8 @@
 #include <random>
 #include <sstream>
 
+#include "host/model/metric.h"
+#include "host/model/system_metadata.h"
 #include "overtime/int_writer_v2.h"
 #include "overtime/phmwriter_text_plugin.h"
 #include "tests/support/stream_runner.h"
@@ -120,6 +122,35 @@ std::string durationAfterColumn(int column) {
 TEST(ManyColumns, ShareACellInTheOrderOfPushing) {
     EXPECT_EQ(durationAfterColumn<IntWriterV2>(65536 + 2), "2.00");
     EXPECT_EQ(durationAfterColumn<PhmTextWriter>(65536 + 2), "2.00");
+}
+
+// Texts of times are kept from row to row, but not when the clock is another one.
+TEST(Times, AreThoseOfTheLatestFrequency) {
+    const test::StreamRunner runner;
+    IntWriterV2 writer;
+    ASSERT_EQ(writer.init("run", false), 0);
+    host::model::SystemMetadata metadata;
+    pwr::SystemMessage system;
+    system.m_metadata = &metadata;
+    const host::model::Entity entity(1, host::model::HandleTexts("E"), "E", 1, nullptr);
+    host::model::Element element;
+    element.m_entity = &entity;
+    element.m_duration = 2000000;
+    pwr::Metric::Sample sample{8000, {&element}};
+    host::model::Metric metric;
+    metric.m_metricType = pwr::Metric::SAMPLED_VALUE;
+    metric.m_sample = &sample;
+    for (const float frequency : {1000.0F, 500.0F}) {
+        metadata.m_tscFrequency = frequency;
+        EXPECT_EQ(writer.writeMessage(system), 0);
+        EXPECT_EQ(writer.writeMessage(metric), 0);
+    }
+    EXPECT_EQ(writer.fini(), 0);
+    std::ostringstream text;
+    text << std::ifstream("run_trace.csv").rdbuf();
+    EXPECT_NE(text.str().find("1,                   8.00,          2.00"), std::string::npos) << text.str();
+    EXPECT_NE(text.str().find("2,                  16.00,          4.00"), std::string::npos) << text.str();
+    std::filesystem::remove("run_trace.csv");
 }
 
 }  // namespace
