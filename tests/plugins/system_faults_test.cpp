@@ -381,25 +381,25 @@ TEST_F(SystemFaults, OfABlockOfTheImportFile) {
     VyrtaBackingStoreManager block("M");
     ASSERT_EQ(block.pushBuffer_i(bytes.data(), static_cast<unsigned int>(bytes.size())), 0);
     const std::string name = "WARNING: VyrtaWriterPlugin:    ";
-    const auto flushTo = [&](std::FILE* file) {
-        return [&block, file] {
-            TransferMemory memory;
-            EXPECT_EQ(block.flush(file, memory), 1);
-        };
-    };
+    const auto flushTo = [&](std::FILE* file) { return [&block, file] { EXPECT_EQ(block.flush(file), 1); }; };
     const auto file = temporaryFile();
     EXPECT_EQ(toldBy({.block = ENOMEM}, flushTo(file.get())),
-              name + "Failed to allocate buffer of size 3145728\n");
+              name + "Failed to allocate buffer of size 262144\n");
     EXPECT_EQ(errno, ENOMEM);
     const std::unique_ptr<std::FILE, FileCloser> full(std::fopen("/dev/full", "w"));
     EXPECT_EQ(toldBy({}, flushTo(full.get())), name + "Failed to write backing store '" +
                                                    block.m_store->getPath() +
                                                    "' buffer to main output file. \n");
     EXPECT_EQ(errno, ENOSPC);
-    std::filesystem::resize_file(block.m_store->getPath(), 100);
-    EXPECT_EQ(toldBy({}, flushTo(file.get())), "WARNING: WARNING: couldn't reset buffer for reading!\n" +
-                                                   name + "Failed to read from backing store '" +
-                                                   block.m_store->getPath() + "'. \n");
+    // Nothing is left in the result of a block that cannot be read to its end.
+    std::fputs("before", file.get());
+    std::filesystem::resize_file(block.m_store->getPath(), 1500000);
+    EXPECT_EQ(toldBy({}, flushTo(file.get())),
+              name + "Failed to read from backing store '" + block.m_store->getPath() + "'. \n");
+    std::fflush(file.get());
+    struct stat status {};
+    EXPECT_EQ(fstat(fileno(file.get()), &status), 0);
+    EXPECT_EQ(status.st_size, 6);
     EXPECT_EQ(toldBy({}, flushTo(nullptr)), "");
 }
 
