@@ -254,6 +254,7 @@ TEST(PhmFault, TellsWhenGroupsShareAFile) {
 
 // The tables of a metric lie in the file of the group that it had last.
 TEST(PhmGroups, AreThoseOfTheLatestMessage) {
+    for (const char* name : {"run_first_phm.csv", "run_second_phm.csv"}) fs::remove(name);
     test::StreamRunner runner;
     PhmTextWriter writer;
     writer.init("run", false);
