@@ -19,13 +19,12 @@ using SizeType = std::size_t;
 #include <rapidjson/reader.h>
 
 #include "host/base/utf8.h"
+#include "host/stream/plain_json.h"
 
 namespace host::stream {
 
 namespace {
 
-// Deeper than any line that means something, and shallow enough for the parser's recursion.
-constexpr std::size_t MAX_DEPTH = 16;
 constexpr unsigned PARSE_FLAGS = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
 
 constexpr std::size_t MAX_LONG_NUMBERS = 16;  // of a line
@@ -170,6 +169,8 @@ const Token* JsonLine::parse(char* text, std::size_t size, Fault& fault) {
             fault.set("not valid UTF-8");
             return nullptr;
     }
+    text[size] = '\0';
+    if (readPlainJson(text, size, m_tokens)) return m_tokens.data();
     const bool checksTexts = mayHoldSurrogate(text, size);
     m_longNumbers.clear();
     m_original.clear();
@@ -191,7 +192,6 @@ const Token* JsonLine::parse(char* text, std::size_t size, Fault& fault) {
 bool JsonLine::parse_i(char* text, std::size_t size, Fault& fault) {
     for (;;) {
         m_tokens.clear();
-        text[size] = '\0';
         rapidjson::InsituStringStream stream(text);
         TokenWriter writer(m_tokens);
         rapidjson::Reader reader;
