@@ -47,10 +47,10 @@ public:
 
     kernel_events::NamePool& names() { return m_names; }
 
-    // Adds a record; many are sent together.
-    void add(const TracedatRecord& record) {
-        m_records.push_back(record);
+    // Adds a record, to be filled before the next call. Many are sent together.
+    TracedatRecord& add() {
         if (m_records.size() == TOGETHER) flush();
+        return m_records.emplace_back();
     }
     void flush();
 

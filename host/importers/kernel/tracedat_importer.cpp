@@ -20,7 +20,6 @@ namespace host::importers {
 namespace {
 
 using kernel_events::Event;
-using kernel_events::Kind;
 
 constexpr std::uint64_t MOST_TOLD = 10;  // malformed records
 constexpr std::uint64_t NO_END = ~std::uint64_t{0};
@@ -164,9 +163,8 @@ std::size_t TracedatImporter::placeOf_i(kernel_events::NameId name) {
 
 void TracedatImporter::record_i(const TracedatRecord& record) {
     kernel_events::Tally& tally = m_builder.tally();
-    Event event = record.event;
+    const Event& event = record.event;
     if (record.result == TracedatResult::Loss) {
-        event.kind = Kind::Loss;
         tally.lose(event.cpu, static_cast<std::uint64_t>(event.a));
         return m_builder.add(event);
     }

@@ -93,7 +93,7 @@ struct Library {
 class ReadMemory {
 public:
     void take(const tep_record& record) {
-        constexpr std::uintptr_t MUCH = 1 << 13;
+        constexpr std::uintptr_t MUCH = 1 << 16;
         constexpr std::uintptr_t PAGE = 4096;
         const auto at = reinterpret_cast<std::uintptr_t>(record.data);
         // Another piece of the file, or another place for it.
@@ -138,7 +138,10 @@ public:
         addStretches_i(m_file);
         for (int i = 0; i < m_library.buffers(m_file); ++i)
             if (tracecmd_input* const buffer = m_library.buffer(m_file, i)) addStretches_i(buffer);
-        while (Stretch* const stretch = earliest_i()) take_i(*stretch);
+        for (Stretch& stretch : m_stretches)
+            if (stretch.next != nullptr) m_queue.push_back(&stretch);
+        std::make_heap(m_queue.begin(), m_queue.end(), isLater_i);
+        for (; !m_queue.empty(); settle_i()) take_i(*m_queue.front());
         m_sender.flush();
         m_sender.send(TracedatFrame::End, 0);
     }
@@ -175,33 +178,46 @@ private:
         return nullptr;
     }
 
-    // Of equal stamps that of the lowest CPU comes first.
-    Stretch* earliest_i() {
-        Stretch* earliest = nullptr;
-        for (Stretch& stretch : m_stretches)
-            if (stretch.next != nullptr && (earliest == nullptr || stretch.next->ts < earliest->next->ts))
-                earliest = &stretch;
-        return earliest;
+    // Of equal stamps that of the first stretch comes first.
+    static bool isLater_i(const Stretch* one, const Stretch* other) {
+        return one->next->ts != other->next->ts ? one->next->ts > other->next->ts : one > other;
+    }
+
+    // The first stretch has another record at hand, or none.
+    void settle_i() {
+        if (m_queue.front()->next == nullptr) {
+            m_queue.front() = m_queue.back();
+            m_queue.pop_back();
+        }
+        const std::size_t count = m_queue.size();
+        for (std::size_t at = 0, child = 1; child < count; at = child, child = 2 * at + 1) {
+            if (child + 1 < count && isLater_i(m_queue[child], m_queue[child + 1])) ++child;
+            if (!isLater_i(m_queue[at], m_queue[child])) return;
+            std::swap(m_queue[at], m_queue[child]);
+        }
     }
 
     void take_i(Stretch& stretch) {
         tep_record* const record = stretch.next;
-        TracedatRecord sent;
-        sent.event.stamp = record->ts;
-        sent.event.cpu = static_cast<std::uint32_t>(record->cpu);
-        sent.offset = record->offset;
         if (record->missed_events != 0) {
-            TracedatRecord loss = sent;
+            TracedatRecord& loss = add_i(*record);
             loss.result = TracedatResult::Loss;
+            loss.event.kind = kernel_events::Kind::Loss;
             loss.event.a = std::max(record->missed_events, 1LL);  // below 0: it is not known how many
-            m_sender.add(loss);
         }
-        readRecord_i(*record, sent);
-        m_sender.add(sent);
+        readRecord_i(*record, add_i(*record));
         stretch.memory.take(*record);
         if (++m_count % OFTEN == 0) allowSeconds(SECONDS);
         stretch.next = next_i(stretch.buffer, stretch.cpu);
         m_library.free(record);
+    }
+
+    TracedatRecord& add_i(const tep_record& record) {
+        TracedatRecord& sent = m_sender.add();
+        sent.event.stamp = record.ts;
+        sent.event.cpu = static_cast<std::uint32_t>(record.cpu);
+        sent.offset = record.offset;
+        return sent;
     }
 
     void readRecord_i(tep_record& record, TracedatRecord& sent) {
@@ -229,7 +245,7 @@ private:
                       : result == FieldsResult::ClockSync ? TracedatResult::ClockSync
                                                           : TracedatResult::Mapped;
         if (!known.raw) event.pid = tep_data_pid(m_tep, &record);
-        event.comm = comm_i(event.pid);
+        if (kernel_events::namesItsThread(event.kind)) event.comm = comm_i(event.pid);
     }
 
     const Known& known_i(int number) {
@@ -286,6 +302,7 @@ private:
     tep_handle* m_tep = nullptr;
     bool m_isNative = true;
     std::vector<Stretch> m_stretches;
+    std::vector<Stretch*> m_queue;  // a heap of those that have a record at hand, the earliest first
     std::unordered_map<int, Known> m_known;
     std::unordered_map<std::int64_t, NameId> m_comms;
     kernel_events::AddressNames m_functions{m_sender.names(),
