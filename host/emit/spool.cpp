@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 #include "host/base/unnamed_file.h"
 
@@ -41,7 +43,8 @@ bool Spool::spill_i() {
 }
 
 bool Spool::replay(const LineSink& sink) {
-    std::string held;  // bytes read and not handed out, beginning with a line's start
+    std::vector<char> held(std::max<std::size_t>(m_window, 1));
+    std::size_t kept = 0;  // bytes read and not handed out, which begin with a line's start
     std::uint64_t at = 0;
     const auto handOut = [&](std::string_view text) {
         std::size_t start = 0;
@@ -50,21 +53,18 @@ bool Spool::replay(const LineSink& sink) {
         return start;
     };
     while (at < m_written) {
-        const std::size_t kept = held.size();
-        held.resize(kept + std::min<std::uint64_t>(m_window, m_written - at));
-        const ssize_t n =
-            ::pread(m_file.get(), held.data() + kept, held.size() - kept, static_cast<off_t>(at));
-        if (n < 0 && errno == EINTR) {
-            held.resize(kept);
-            continue;
-        }
+        if (kept == held.size()) held.resize(held.size() * 2);
+        const std::size_t most = std::min<std::uint64_t>(held.size() - kept, m_written - at);
+        const ssize_t n = ::pread(m_file.get(), held.data() + kept, most, static_cast<off_t>(at));
+        if (n < 0 && errno == EINTR) continue;
         if (n == 0) errno = EIO;
         if (n <= 0) return fail_i("Unable to read a temporary file back");
-        held.resize(kept + static_cast<std::size_t>(n));
+        const std::size_t size = kept + static_cast<std::size_t>(n);
         at += static_cast<std::uint64_t>(n);
-        const std::size_t done = handOut(held);
+        const std::size_t done = handOut({held.data(), size});
         if (done == std::string_view::npos) return false;
-        held.erase(0, done);
+        kept = size - done;
+        std::memmove(held.data(), held.data() + done, kept);
     }
     return handOut(m_pending) != std::string_view::npos;
 }

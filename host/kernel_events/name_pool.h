@@ -35,7 +35,7 @@ public:
 
 private:
     // Few texts are looked up again and again: the last one of each remainder of its hash.
-    static constexpr std::size_t RECENT = 256;
+    static constexpr std::size_t RECENT = 1024;
     struct Recent {
         std::size_t hash = 0;
         std::string_view text;

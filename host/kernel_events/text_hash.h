@@ -31,6 +31,7 @@ private:
         return word;
     }
     static std::uint64_t mixed_i(std::uint64_t hash) {
+        hash ^= hash >> 32;          // where texts differ at their end only
         hash *= 0x9E3779B97F4A7C15;  // the golden ratio: spreads every bit upwards
         return hash ^ (hash >> 29);
     }

@@ -155,6 +155,8 @@ std::string describe(const Token& token) {
 }
 
 const Token* JsonLine::parse(char* text, std::size_t size, Fault& fault) {
+    text[size] = '\0';
+    if (readPlainJson(text, size, m_tokens)) return m_tokens.data();
     switch (base::checkUtf8(text, size)) {
         case base::Utf8Check::Good:
             break;
@@ -169,8 +171,6 @@ const Token* JsonLine::parse(char* text, std::size_t size, Fault& fault) {
             fault.set("not valid UTF-8");
             return nullptr;
     }
-    text[size] = '\0';
-    if (readPlainJson(text, size, m_tokens)) return m_tokens.data();
     const bool checksTexts = mayHoldSurrogate(text, size);
     m_longNumbers.clear();
     m_original.clear();

@@ -29,11 +29,10 @@ constexpr std::pair<std::string_view, Token::Type> WORDS[] = {
 
 constexpr std::ptrdiff_t LONGEST_NUMBER = 40;  // so that none is too large for a parser
 
-// What a text goes on with: no quotation mark, no backslash and no control character.
+// What a text goes on with: no quotation mark, no backslash, no control character, nothing beyond ASCII.
 constexpr std::array<bool, 256> CONTINUES_TEXT = [] {
     std::array<bool, 256> continues{};
-    for (std::size_t byte = ' '; byte < continues.size(); ++byte)
-        continues[byte] = byte != '"' && byte != '\\';
+    for (std::size_t byte = ' '; byte < 128; ++byte) continues[byte] = byte != '"' && byte != '\\';
     return continues;
 }();
 

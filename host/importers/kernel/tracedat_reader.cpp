@@ -249,9 +249,17 @@ private:
     }
 
     const Known& known_i(int number) {
+        const auto place = static_cast<std::size_t>(number);
+        if (place < m_places.size() && m_places[place] != nullptr) return *m_places[place];
+        return learn_i(number);
+    }
+
+    const Known& learn_i(int number) {
         const auto [found, isNew] = m_known.try_emplace(number);
         Known& known = found->second;
         if (!isNew) return known;
+        const auto place = static_cast<std::size_t>(number);
+        if (place < m_places.size()) m_places[place] = &known;
         known.event = tep_find_event(m_tep, number);
         if (known.event == nullptr) return known;
         const std::string_view name = known.event->name;
@@ -304,6 +312,7 @@ private:
     std::vector<Stretch> m_stretches;
     std::vector<Stretch*> m_queue;  // a heap of those that have a record at hand, the earliest first
     std::unordered_map<int, Known> m_known;
+    std::vector<const Known*> m_places{std::size_t{1} << 16};  // by number, of those that are small
     std::unordered_map<std::int64_t, NameId> m_comms;
     kernel_events::AddressNames m_functions{m_sender.names(),
                                             [this](std::uint64_t at) { return functionAt_i(at); }};
