@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/base/text.h"
 #include "host/emit/json_line.h"
+#include "host/emit/metric_line.h"
 
 namespace host::kernel_events {
 
@@ -58,7 +60,7 @@ const SeriesInfo& infoOf(Series series) {
 
 Timeline::Timeline(const emit::Context& context, const NamePool& names,
                    std::optional<Surroundings> surroundings)
-    : m_context(context), m_names(names), m_surroundings(std::move(surroundings)), m_line(context) {
+    : m_context(context), m_names(names), m_surroundings(std::move(surroundings)) {
     m_context.define.time();
     for (std::size_t series = 0; series < SERIES; ++series)
         m_metrics[series].isWanted = m_context.wants(INFO[series].name);
@@ -153,12 +155,12 @@ void Timeline::sample(Row row, std::uint64_t stamp, std::uint64_t duration, std:
         stamp = m_surroundings->ticks(stamp);
         duration = stamp - begin;
     }
-    m_tail.clear();
-    if (!info.empty()) m_tail.append(",\"info\":[").append(info).push_back(']');
-    m_tail.append(",\"v\":").append(value).push_back('}');
-    m_line.begin(metric(line.series), stamp);
-    m_line.element(line.head, duration, m_tail);
-    m_line.end();
+    emit::beginMetric(m_text, metric(line.series), stamp);
+    m_text.append(line.head);
+    base::appendNumber(m_text, duration);
+    if (!info.empty()) m_text.append(",\"info\":[").append(info).push_back(']');
+    m_text.append(",\"v\":").append(value).append("}]}");
+    m_context.output.write(m_text);
 }
 
 void Timeline::endOf(emit::Id handle, std::uint64_t stamp) {

@@ -12,7 +12,6 @@
 
 #include "host/emit/context.h"
 #include "host/emit/definitions.h"
-#include "host/emit/metric_line.h"
 #include "host/kernel_events/name_pool.h"
 
 namespace host::kernel_events {
@@ -114,14 +113,13 @@ private:
     const emit::Context& m_context;
     const NamePool& m_names;
     const std::optional<Surroundings> m_surroundings;
-    emit::MetricLine m_line;
     Metric m_metrics[SERIES];
     std::vector<Series> m_used;  // by metric id, from 1 on
     std::vector<Line> m_rows;
     std::unordered_map<std::uint64_t, Row> m_keys[SERIES];
     std::vector<emit::Id> m_cpus;
     emit::Id m_system = 0;
-    std::string m_tail;
+    std::string m_text;  // of the sample that is written
 };
 
 }  // namespace host::kernel_events
