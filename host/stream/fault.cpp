@@ -33,8 +33,8 @@ std::string quoted(std::string_view text) {
     return result;
 }
 
-void Fault::in(std::string_view key) {
-    if (m_isSet) m_text.insert(0, quoted(key).append(": "));
+void Fault::in_i(std::string_view key) {
+    m_text.insert(0, quoted(key).append(": "));
 }
 
 void Fault::in(std::string_view list, std::size_t item) {

@@ -29,10 +29,14 @@ public:
     }
 
     // Say that a fault which has just been set happened in the value of `key`, or in the item of a list.
-    void in(std::string_view key);
+    void in(std::string_view key) {
+        if (m_isSet) in_i(key);
+    }
     void in(std::string_view list, std::size_t item);
 
 private:
+    void in_i(std::string_view key);
+
     bool m_isSet = false;
     std::string m_text;
 };
