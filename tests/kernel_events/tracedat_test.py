@@ -86,6 +86,24 @@ class Recorded(unittest.TestCase):
         self.assertEqual(sorted(set(kept)), kept)
         self.assertGreater(kept[0], 0)
 
+    def test_of_a_cut_file_of_version_7_cpus_are_counted(self):
+        for file, cuts in ((RECORDED[1], (24_576, 30_000, 36_863, 36_864, 36_900)), (RECORDED[2], (8_000, 9_000, 10_642, 10_700))):
+            content = file.read_bytes()
+            _, whole, _ = self.replay(content)
+            kept = []
+            for size in cuts:
+                status, lines, err = self.replay(content[:size])
+                self.assertEqual(1, status, err)
+                self.assertIn(f"trace: offset {size}: the file ends before the trace does, and with it which CPU's", err)
+                kept.append(int(re.search(r"(\d+) records: .* 0 malformed", err)[1]))
+            self.assertEqual(sorted(kept), kept)
+            self.assertGreater(kept[0], 0)
+            # The last cut takes nothing but what tells where events stand.
+            self.assertEqual(whole, lines)
+            status, _, err = self.replay(content[:3_000])
+            self.assertEqual(1, status)
+            self.assertIn("trace: offset 0: libtracecmd can't read this file; if it was cut, it ends before the first event", err)
+
     def test_damaged_files_end_with_a_message(self):
         draw = random.Random(7)
         for file in RECORDED:

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/base/descriptor.h"
+#include "host/importers/kernel/tracedat_mending.h"
 #include "host/importers/kernel/tracedat_reader.h"
 #include "host/importers/seekable_content.h"
 
@@ -75,18 +76,36 @@ char versionOf(int file) {
     return ::pread(file, &version, 1, VERSION) == 1 ? version : '\0';
 }
 
-// A file that ends too early is not read. One of version 6, which has its tables in front, is read with
-// nothing but zeros after its end. Not open if it is another one, or there can't be one.
-base::Descriptor extendedCopy(int file) {
-    constexpr off_t MUCH = off_t{1} << 40;
-    if (versionOf(file) != '6') return base::Descriptor();
+base::Descriptor copyOf(int file) {
     SeekableContent copy(-1);
     std::vector<char> piece(std::size_t{1} << 20);
     off_t at = 0;
     for (ssize_t count = 0; (count = ::pread(file, piece.data(), piece.size(), at)) > 0; at += count)
         if (!copy.add({piece.data(), static_cast<std::size_t>(count)})) return base::Descriptor();
-    base::Descriptor longer(::fcntl(copy.descriptor(), F_DUPFD_CLOEXEC, 0));
-    return ::ftruncate(longer.get(), at + MUCH) == 0 ? std::move(longer) : base::Descriptor();
+    return base::Descriptor(::fcntl(copy.descriptor(), F_DUPFD_CLOEXEC, 0));
+}
+
+// A file that ends too early is not read. One of version 6, which has its tables in front, is read with
+// nothing but zeros after its end, one of version 7 with a table that is made. Not open if neither can be
+// done.
+base::Descriptor mendedCopy(int file) {
+    constexpr off_t MUCH = off_t{1} << 40;
+    const char version = versionOf(file);
+    if (version != '6' && version != '7') return base::Descriptor();
+    base::Descriptor copy = copyOf(file);
+    if (!copy.isOpen()) return copy;
+    const std::uint64_t size = sizeOf(file);
+    const bool isMended = version == '7' ? mendTracedat(copy.get(), size)
+                                         : ::ftruncate(copy.get(), static_cast<off_t>(size) + MUCH) == 0;
+    return isMended ? std::move(copy) : base::Descriptor();
+}
+
+// What is said of a file that ends too early, of which something was read.
+std::string cutText(int file) {
+    const std::string text = "the file ends before the trace does";
+    return versionOf(file) != '7'
+               ? text
+               : text + ", and with it which CPU's events stand where: CPUs are counted from 0";
 }
 
 }  // namespace
@@ -114,13 +133,12 @@ bool TracedatImporter::read(Input& part, Damage& damage) {
     const int file = content.descriptor();
     const bool isWhole = read_i(part, file, NO_END, damage);
     const bool isUnread = !isWhole && m_count == 0;
-    if (const base::Descriptor longer = isUnread ? extendedCopy(file) : base::Descriptor(); longer.isOpen()) {
-        Damage ofLonger;
-        read_i(part, longer.get(), sizeOf(file), ofLonger);
-        if (m_count > 0) damage = {sizeOf(file), "the file ends before the trace does"};
+    if (const base::Descriptor mended = isUnread ? mendedCopy(file) : base::Descriptor(); mended.isOpen()) {
+        Damage ofMended;
+        // Whole pages are read of what was mended, at places that compression has moved.
+        read_i(part, mended.get(), versionOf(file) == '7' ? NO_END : sizeOf(file), ofMended);
+        if (m_count > 0) damage = {sizeOf(file), cutText(file)};
     }
-    if (isUnread && versionOf(file) == '7')
-        damage.what += "; one of version 7 that is cut has lost what its end tells";
     m_target.tell(m_name + ": " + m_builder.tally().text("records"));
     return isWhole;
 }

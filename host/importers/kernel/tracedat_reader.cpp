@@ -131,7 +131,9 @@ public:
         m_library.setLogLevel(TEP_LOG_NONE);
         tep_set_loglevel(TEP_LOG_NONE);
         allowSeconds(SECONDS);
-        if (!open_i(path)) return m_sender.fail("libtracecmd can't read this file");
+        if (!open_i(path))
+            return m_sender.fail(
+                "libtracecmd can't read this file; if it was cut, it ends before the first event");
         m_tep = m_library.formats(m_file);
         m_isNative = tep_is_file_bigendian(m_tep) == tep_is_local_bigendian(m_tep);
         m_sender.send(TracedatFrame::Cpus, static_cast<std::uint32_t>(std::max(tep_get_cpus(m_tep), 0)));
