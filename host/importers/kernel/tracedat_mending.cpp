@@ -128,10 +128,10 @@ private:
 
     // Goes from options to options, up to those that the end of the file has cut.
     bool followOptions_i(std::uint64_t at) {
-        for (int sections = 0; sections < MOST_SECTIONS; ++sections) {
+        for (int sections = 0; sections < MOST_SECTIONS && at < FARTHEST; ++sections) {
             const auto section = get_i<Section>(at);
             m_missing = at;
-            if (at + HEAD > m_size || section.size > m_size - at - HEAD) return sections > 0 && at < FARTHEST;
+            if (at + HEAD > m_size || section.size > m_size - at - HEAD) return sections > 0;
             if (section.id != OPTIONS || (section.flags & COMPRESSED) != 0) return false;
             m_sections = at + HEAD + section.size;
             const std::uint64_t next = readOptions_i(at + HEAD);
