@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define HOST_FREES_SAMPLES 1
@@ -12,6 +13,23 @@
 #endif
 
 namespace host::model {
+
+bool DynamicAttributes::add(unsigned long id, const pwr::Data& value) {
+    if (m_spare.empty()) return m_values.emplace(id, value).second;
+    auto& node = m_spare.back();
+    node.key() = id;
+    node.mapped() = value;
+    auto added = m_values.insert(std::move(node));
+    if (added.inserted)
+        m_spare.pop_back();
+    else
+        node = std::move(added.node);
+    return added.inserted;
+}
+
+void DynamicAttributes::clear() {
+    while (!m_values.empty()) m_spare.push_back(m_values.extract(m_values.begin()));
+}
 
 void Element::clear() {
     m_entity = nullptr;

@@ -10,12 +10,15 @@
 
 namespace host::model {
 
-// Dynamic attribute values of an element.
+// Dynamic attribute values of an element. Their memory is kept.
 class DynamicAttributes : public pwr::DynamicAttributeValueManager {
 public:
     // Adds a copy of `value` under the id and returns true, or returns false if the id is present.
-    bool add(unsigned long id, const pwr::Data& value) { return m_values.emplace(id, value).second; }
-    void clear() { m_values.clear(); }
+    bool add(unsigned long id, const pwr::Data& value);
+    void clear();
+
+private:
+    std::vector<decltype(m_values)::node_type> m_spare;
 };
 
 // An element of a sample.
