@@ -4,16 +4,14 @@
 #include <chrono>
 #include <cstddef>
 
+#include "host/base/text.h"
+
 namespace host::base {
 
 namespace {
 
 constexpr std::uint64_t SECOND = 1000000000;
 constexpr std::int64_t LAST_SECOND = INT64_MAX / static_cast<std::int64_t>(SECOND) - 1;
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // Takes exactly `digits` digits off the front of the text.
 bool takeDigits(std::string_view& text, std::size_t digits, int& number) {

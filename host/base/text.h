@@ -12,6 +12,10 @@
 
 namespace host::base {
 
+constexpr bool isDigit(char character) {
+    return character >= '0' && character <= '9';
+}
+
 // Skips blanks, takes one decimal number off the front of `text` and returns true; false leaves `text` alone.
 inline bool takeUnsigned(std::string_view& text, std::uint64_t& value) {
     std::size_t at = 0;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <system_error>
 
+#include "host/base/text.h"
+
 namespace host::compare {
 
 namespace {
@@ -13,10 +15,6 @@ std::string_view withoutBlanks(std::string_view text) {
     while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
     while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
     return text;
-}
-
-constexpr bool isDigit(char character) {
-    return character >= '0' && character <= '9';
 }
 
 // Of a number without sign that lies outside the range of doubles: whether it is below it. from_chars gives
@@ -43,7 +41,7 @@ Cell readCell(std::string_view text) {
     const bool isNegative = text.front() == '-';
     if (isNegative || text.front() == '+') text.remove_prefix(1);
     // from_chars would also take "inf", "nan" and a second sign.
-    if (text.empty() || (!isDigit(text.front()) && text.front() != '.')) return {Cell::Text};
+    if (text.empty() || (!base::isDigit(text.front()) && text.front() != '.')) return {Cell::Text};
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error == std::errc::invalid_argument || end != text.data() + text.size()) return {Cell::Text};

@@ -85,6 +85,7 @@ void Tally::reportEvents_i(emit::Report& report) const {
         if (event.unknown > 0) rows.push_back({event.unknown, event.name, "unknown"});
     }
     std::vector<const Row*> order;
+    order.reserve(rows.size());
     for (const Row& row : rows) order.push_back(&row);
     std::stable_sort(order.begin(), order.end(),
                      [](const Row* one, const Row* other) { return one->count > other->count; });

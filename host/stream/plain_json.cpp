@@ -7,13 +7,11 @@
 #include <string_view>
 #include <utility>
 
+#include "host/base/text.h"
+
 namespace host::stream {
 
 namespace {
-
-bool isDigit(char character) {
-    return character >= '0' && character <= '9';
-}
 
 bool isBlank(char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
@@ -88,7 +86,7 @@ private:
             if (isObject && (at = key_i(at)) == nullptr) return nullptr;
         }
         if (*at == '"') return text_i(at + 1);
-        if (*at == '-' || isDigit(*at)) return number_i(at);
+        if (*at == '-' || base::isDigit(*at)) return number_i(at);
         return word_i(at);
     }
 
@@ -114,12 +112,12 @@ private:
     const char* number_i(const char* at) {
         const char* const begin = at;
         if (*at == '-') ++at;
-        if (!isDigit(*at)) return nullptr;
+        if (!base::isDigit(*at)) return nullptr;
         const bool isEnded = *at++ == '0';
-        while (!isEnded && isDigit(*at)) ++at;
+        while (!isEnded && base::isDigit(*at)) ++at;
         if (*at == '.') {
-            if (!isDigit(*++at)) return nullptr;
-            while (isDigit(*at)) ++at;
+            if (!base::isDigit(*++at)) return nullptr;
+            while (base::isDigit(*at)) ++at;
         }
         if (*at == 'e' || *at == 'E' || at - begin > LONGEST_NUMBER) return nullptr;
         return add_i(Token::Number, begin, at);

@@ -5,18 +5,16 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "host/base/text.h"
+
 namespace host::stream {
 
 namespace {
 
-bool isDigit(char character) {
-    return character >= '0' && character <= '9';
-}
-
 // True if a JSON number is written as an integer.
 bool isIntegerText(std::string_view text) {
     if (!text.empty() && text[0] == '-') text.remove_prefix(1);
-    return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
+    return !text.empty() && std::all_of(text.begin(), text.end(), base::isDigit);
 }
 
 // True if a JSON number is smaller than 1: it is zero, or its first digit that counts stands after the

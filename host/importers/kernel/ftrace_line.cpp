@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "host/base/text.h"
 #include "host/kernel_events/event.h"
 
 namespace host::importers {
@@ -12,10 +13,6 @@ namespace host::importers {
 namespace {
 
 constexpr std::size_t NOWHERE = std::string_view::npos;
-
-bool isDigit(char character) {
-    return character >= '0' && character <= '9';
-}
 
 bool isBlank(char character) {
     return character == ' ' || character == '\t';
@@ -55,7 +52,7 @@ bool takeLastNumber(std::string_view& text, std::uint32_t& number) {
     std::uint64_t value = 0;
     std::uint64_t unit = 1;
     std::size_t first = text.size();
-    for (; first > 0 && isDigit(text[first - 1]); unit *= 10) {
+    for (; first > 0 && base::isDigit(text[first - 1]); unit *= 10) {
         if (unit > MOST) return false;
         value += static_cast<std::uint64_t>(text[--first] - '0') * unit;
     }
@@ -115,9 +112,10 @@ bool takeStamp(const char*& at, const char* end, std::uint64_t& stamp) {
     const char* const first = ++at;
     std::uint64_t fraction = 0;
     const char* const last = at + std::min<std::ptrdiff_t>(end - at, 9);
-    for (; at != last && isDigit(*at); ++at) fraction = fraction * 10 + static_cast<std::uint64_t>(*at - '0');
+    for (; at != last && base::isDigit(*at); ++at)
+        fraction = fraction * 10 + static_cast<std::uint64_t>(*at - '0');
     for (auto digits = at - first; digits < 9; ++digits) fraction *= 10;
-    while (at != end && isDigit(*at)) ++at;  // less than a nanosecond
+    while (at != end && base::isDigit(*at)) ++at;  // less than a nanosecond
     if (at == first || stamp >= std::numeric_limits<std::uint64_t>::max() / NS_PER_SECOND) return false;
     stamp = stamp * NS_PER_SECOND + fraction;
     return true;
@@ -128,7 +126,8 @@ bool takeTime(std::string_view& text, std::uint64_t& stamp) {
     const char* at = text.data();
     const char* const end = at + text.size();
     while (at != end && isBlank(*at)) ++at;
-    if (at == end || !isDigit(*at) || !takeStamp(at, end, stamp) || at == end || *at != ':') return false;
+    if (at == end || !base::isDigit(*at) || !takeStamp(at, end, stamp) || at == end || *at != ':')
+        return false;
     if (++at != end && !isBlank(*at)) return false;
     text = {at, static_cast<std::size_t>(end - at)};
     return true;
@@ -141,7 +140,7 @@ bool readRest(std::string_view rest, FtraceLine& line) {
         if (!takeTime(rest, line.stamp)) return false;
     }
     std::string_view word = takeWord(rest);
-    if (!word.empty() && isDigit(word.front()) && word.find_first_not_of("0123456789") == NOWHERE)
+    if (!word.empty() && base::isDigit(word.front()) && word.find_first_not_of("0123456789") == NOWHERE)
         word = takeWord(rest);
     skipBlanks(rest);
     line.fields = rest;

@@ -57,8 +57,8 @@ std::uint64_t lastStamp(std::string_view page, std::uint64_t begin) {
         if (type == 29 && delta == 0) break;  // nothing but padding follows
         stamp = type == 31 ? (std::uint64_t{next} << 27) + delta : stamp + delta;
         if (type == 30) stamp += std::uint64_t{next} << 27;
-        const bool tellsLength = type == 0 || type == 29;
-        at += tellsLength ? std::size_t{4} + next : type >= 30 ? std::size_t{8} : std::size_t{4} + 4 * type;
+        const bool hasLength = type == 0 || type == 29;
+        at += hasLength ? std::size_t{4} + next : type >= 30 ? std::size_t{8} : 4 + std::size_t{4} * type;
     }
     return stamp;
 }
@@ -89,9 +89,9 @@ public:
 
 private:
     static constexpr int MOST_SECTIONS = 100;                          // of options
-    static constexpr std::uint64_t FARTHEST = std::uint64_t{1} << 42;  // of what the file tells
+    static constexpr std::uint64_t FARTHEST = std::uint64_t{1} << 42;  // of places in the file
 
-    // Zeros behind the end.
+    // Zeros beyond the end.
     template <typename Value>
     Value get_i(std::uint64_t at) const {
         Value value{};
@@ -154,7 +154,7 @@ private:
 
     std::uint64_t aligned_i(std::uint64_t at) const { return (at + m_page - 1) / m_page * m_page; }
 
-    // Appends the option that tells of a buffer's events.
+    // Appends the option that describes a buffer's events.
     void addBuffer_i(std::uint64_t at, bool isCompressed, std::uint64_t end, std::string& table) const {
         const std::uint64_t data = aligned_i(at + HEAD);
         const std::vector<CpuData> cpus = isCompressed ? chunksOf_i(data, end) : pagesOf_i(data, end);
@@ -174,8 +174,8 @@ private:
         table += option;
     }
 
-    // Of each CPU a number of chunks and these, each behind its sizes; the CPUs begin at pages. A number that
-    // counts chunks behind the end is corrected.
+    // Of each CPU a number of chunks and these, each after its sizes; the CPUs begin at pages. A number that
+    // counts chunks beyond the end is corrected.
     std::vector<CpuData> chunksOf_i(std::uint64_t at, std::uint64_t end) const {
         std::vector<CpuData> cpus;
         while (at + 4 <= end) {
@@ -215,8 +215,8 @@ private:
     const std::uint64_t m_size;
     std::uint32_t m_page = 0;
     std::uint32_t m_cpus = 0;
-    std::uint64_t m_sections = 0;  // where those begin that no options tell of
-    std::uint64_t m_missing = 0;   // where the options would be that do
+    std::uint64_t m_sections = 0;  // where those begin that no options describe
+    std::uint64_t m_missing = 0;   // where the options would be that describe them
 };
 
 }  // namespace

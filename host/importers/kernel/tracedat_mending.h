@@ -4,8 +4,8 @@
 
 namespace host::importers {
 
-// A trace.dat of version 7 tells behind the events where those of each CPU stand. Finds that out for a file
-// that ends before, and writes it to where it would be told. Compressed events tell where a CPU's end; of
+// A trace.dat of version 7 says after the events where those of each CPU stand. Finds that out for a file
+// that ends before, and writes it where it would stand. Compressed events say where a CPU's end; of
 // others a CPU begins where time goes back. Which CPUs they are is not in the file any more: they are counted
 // from 0, which is true where all of them had events.
 //

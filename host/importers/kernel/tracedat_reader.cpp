@@ -11,7 +11,7 @@
 #include <sys/resource.h>
 
 // trace-cmd.h includes this header, which is not C++, and needs nothing of it.
-#define _TRACE_FS_H
+#define _TRACE_FS_H  // NOLINT(bugprone-reserved-identifier): the header's own guard
 #include <trace-cmd.h>
 
 #include <algorithm>
@@ -104,6 +104,7 @@ public:
         if (at - m_begin < MUCH) return;
         const std::uintptr_t begin = (m_begin + PAGE - 1) / PAGE * PAGE;
         const std::uintptr_t end = at / PAGE * PAGE;
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): pages are found by their numbers
         ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
         m_begin = end;
     }
