@@ -353,13 +353,13 @@ TEST_F(SystemFaults, OfTheBufferOfATable) {
     };
     const std::string whole = printed(1000000);
     std::size_t unbuffered = 0;
-    failed = true;
-    for (std::size_t n = 0; failed; ++n) {
-        const std::string text = printed(n);
+    std::size_t n = 0;
+    do {
+        const std::string text = printed(n++);
         if (text.empty()) continue;
         EXPECT_EQ(text, whole);
         unbuffered += failed ? 1 : 0;
-    }
+    } while (failed);
     EXPECT_GT(unbuffered, 0U);
 }
 
