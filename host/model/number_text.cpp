@@ -129,7 +129,7 @@ void appendFixed(std::string& out, double value, int precision) {
 void appendNumber(std::string& out, long value) {
     if (value < 0) out += '-';
     const auto bits = static_cast<std::uint64_t>(value);
-    appendDigits(out, value < 0 ? 0 - bits : bits);
+    appendDigits(out, value < 0 ? ~bits + 1 : bits);
 }
 
 void appendNumber(std::string& out, unsigned long value) {
