@@ -71,9 +71,7 @@ std::int32_t IntWriterV2::calculatePercentage_i(const SampledMessage& message, c
     return 0;
 }
 
-// Not inlined, to keep the way to all calculations short.
-[[gnu::noinline]] std::int32_t IntWriterV2::calculateTime_i(const SampledMessage& message,
-                                                            const pwr::Data& value) {
+std::int32_t IntWriterV2::calculateTime_i(const SampledMessage& message, const pwr::Data& value) {
     unsigned long ticks = 0;
     if (!readTicks(value, ticks)) {
         LOG_WARNING_TAG(
