@@ -11,12 +11,9 @@
 
 #include "binary/binarywriter_plugin.h"
 #include "continuous/cont_writer.h"
-#include "import/vyrtawriter_plugin.h"
 #include "json/json_plugin.h"
-#include "overtime/phmwriter_text_plugin.h"
-#include "overtime/raw_writer_v2.h"
-#include "summary/autowriter_plugin.h"
-#include "summary/summarywriter_plugin.h"
+#include "summary/temp_file_manager.h"
+#include "tests/support/all_writers.h"
 #include "tests/support/renamed.h"
 #include "tests/support/stream_runner.h"
 
@@ -139,16 +136,8 @@ TEST(OutputFiles, AreOpenedInBinaryModes) {
     std::remove("Automation_Summary.csv");
     {
         test::StreamRunner runner;
-        SummaryWriter sum;
-        AutoWriter automation;
-        RawWriterV2 raw;
-        IntWriterV2 trace;
-        PhmTextWriter phm;
-        VyrtaWriter vyrta;
-        JSONWriter json;
-        for (WriterPlugin* writer :
-             std::initializer_list<WriterPlugin*>{&sum, &automation, &raw, &trace, &phm, &vyrta, &json})
-            runner.add(*writer);
+        const test::AllWriters writers;
+        for (int i = 0; i < writers.count(); ++i) runner.add(writers[i]);
         runner.begin("run");
         for (const char* line : {START, TEXT, SAMPLE}) EXPECT_TRUE(runner.feed(line)) << runner.m_error;
         runner.finish();

@@ -11,12 +11,9 @@
 #include <mutex>
 #include <thread>
 
-#include "plugins/plugin_list.h"
 #include "plugins/writer_plugin_capability.h"
+#include "tests/support/all_writers.h"
 #include "tests/support/stream_runner.h"
-
-extern "C" PluginList* createPlugins();
-extern "C" void destroyPlugins(PluginList* list);
 
 namespace {
 
@@ -25,22 +22,20 @@ namespace fs = std::filesystem;
 // Gives each message to all writers of the library at once, each in a thread of its own.
 class AllAtOnce : public WriterPlugin {
 public:
-    explicit AllAtOnce(bool inThreads)
-        : WriterPlugin("all"), m_inThreads(inThreads), m_list(createPlugins()) {
+    explicit AllAtOnce(bool inThreads) : WriterPlugin("all"), m_inThreads(inThreads) {
         addCapability(
             std::make_unique<pwr::WriterPluginCapability>(std::set<pwr::TableClass>(), "all", "", "", true)
                 .release());
     }
     AllAtOnce(const AllAtOnce&) = delete;
     AllAtOnce& operator=(const AllAtOnce&) = delete;
-    ~AllAtOnce() override { destroyPlugins(m_list); }
 
     std::int32_t init(const std::string& outputName, bool continuous) override {
-        for (int i = 0; i < m_list->count; ++i) EXPECT_EQ(writer_i(i).init(outputName, continuous), 0);
+        for (int i = 0; i < m_writers.count(); ++i) EXPECT_EQ(m_writers[i].init(outputName, continuous), 0);
         return 0;
     }
     std::int32_t fini() override {
-        for (int i = 0; i < m_list->count; ++i) EXPECT_EQ(writer_i(i).fini(), 0);
+        for (int i = 0; i < m_writers.count(); ++i) EXPECT_EQ(m_writers[i].fini(), 0);
         return 0;
     }
     std::int32_t writeMessage(const pwr::TableMessage& message) override { return pass_i(message); }
@@ -53,8 +48,6 @@ public:
     using WriterPlugin::writeMessage;
 
 private:
-    WriterPlugin& writer_i(int index) const { return static_cast<WriterPlugin&>(*m_list->plugins[index]); }
-
     template <typename Message>
     std::int32_t pass_i(const Message& message) {
         return each_i([&](WriterPlugin& writer) { return writer.writeMessage(message); });
@@ -63,8 +56,8 @@ private:
     template <typename Call>
     std::int32_t each_i(Call call) {
         std::vector<std::thread> threads;
-        for (int i = 0; i < m_list->count; ++i) {
-            threads.emplace_back([&, i] { call(writer_i(i)); });
+        for (int i = 0; i < m_writers.count(); ++i) {
+            threads.emplace_back([&, i] { call(m_writers[i]); });
             if (!m_inThreads) threads.back().join();
         }
         for (std::thread& thread : threads)
@@ -73,7 +66,7 @@ private:
     }
 
     bool m_inThreads;
-    PluginList* m_list;
+    test::AllWriters m_writers;
 };
 
 // A log that all threads may write to.
