@@ -16,10 +16,20 @@ constexpr bool isDigit(char character) {
     return character >= '0' && character <= '9';
 }
 
+// What may stand between the words of a line.
+constexpr bool isBlank(char character) {
+    return character == ' ' || character == '\t';
+}
+
+// What may stand between the values of JSON.
+constexpr bool isJsonBlank(char character) {
+    return isBlank(character) || character == '\n' || character == '\r';
+}
+
 // Skips blanks, takes one decimal number off the front of `text` and returns true; false leaves `text` alone.
 inline bool takeUnsigned(std::string_view& text, std::uint64_t& value) {
     std::size_t at = 0;
-    while (at < text.size() && (text[at] == ' ' || text[at] == '\t')) ++at;
+    while (at < text.size() && isBlank(text[at])) ++at;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data() + at, end, value);
     if (error != std::errc()) return false;

@@ -12,8 +12,8 @@ namespace host::compare {
 namespace {
 
 std::string_view withoutBlanks(std::string_view text) {
-    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    while (!text.empty() && base::isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && base::isBlank(text.back())) text.remove_suffix(1);
     return text;
 }
 

@@ -13,11 +13,6 @@ struct Cell {
     double m_number = 0;  // finite, never -0
 };
 
-// True for what may stand around a number.
-constexpr bool isBlank(char character) {
-    return character == ' ' || character == '\t';
-}
-
 // Reads a decimal number: sign, digits, point, exponent, with blanks around. One that is too large for a
 // double is a text; one that is too small is 0. Blanks alone, and "Invalid", are missing.
 Cell readCell(std::string_view text);

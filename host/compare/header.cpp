@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "host/base/text.h"
 #include "host/compare/cell.h"
 
 namespace host::compare {
@@ -25,7 +26,7 @@ bool Fields::next(std::string_view& field) {
 }
 
 bool Fields::isBlankNext() const {
-    return !m_isAtEnd && !m_rest.empty() && isBlank(m_rest.front());
+    return !m_isAtEnd && !m_rest.empty() && base::isBlank(m_rest.front());
 }
 
 std::size_t countFields(std::string_view line) {

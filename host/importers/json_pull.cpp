@@ -4,19 +4,17 @@
 #include <cstdlib>
 #include <limits>
 
+#include "host/base/text.h"
+
 namespace host::importers {
 
 namespace {
 
 constexpr std::size_t LONGEST_NUMBER = 400;
 
-bool isBlank(char character) {
-    return character == ' ' || character == '\n' || character == '\r' || character == '\t';
-}
-
 bool isOfNumber(char character) {
-    return (character >= '0' && character <= '9') || character == '-' || character == '+' ||
-           character == '.' || character == 'e' || character == 'E';
+    return base::isDigit(character) || character == '-' || character == '+' || character == '.' ||
+           character == 'e' || character == 'E';
 }
 
 bool isOfWord(char character) {
@@ -53,7 +51,7 @@ char JsonPull::next_i() {
             fail("the file ends in the middle");
             return '\0';
         }
-        if (!isBlank(bytes.front())) return bytes.front();
+        if (!base::isJsonBlank(bytes.front())) return bytes.front();
         m_content.skip(1);
     }
 }

@@ -13,12 +13,8 @@ namespace host::stream {
 
 namespace {
 
-bool isBlank(char character) {
-    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
-}
-
 const char* skipBlanks(const char* at) {
-    while (static_cast<unsigned char>(*at) <= ' ' && isBlank(*at)) ++at;
+    while (static_cast<unsigned char>(*at) <= ' ' && base::isJsonBlank(*at)) ++at;
     return at;
 }
 
@@ -42,7 +38,7 @@ public:
 
     const char* read(const char* at) {
         while ((at = value_i(at)) != nullptr) {
-            // Behind a value, the end of what it lies in may follow, and of what that lies in.
+            // After a value, the end of what it lies in may follow, and of what that lies in.
             for (at = skipBlanks(at); m_depth > 0 && *at == m_open[m_depth - 1].end; at = skipBlanks(at + 1))
                 close_i();
             if (m_depth == 0) return at;

@@ -8,7 +8,7 @@
 namespace host::stream {
 
 // Deeper than any line that means something, and shallow enough for recursion.
-constexpr std::size_t MAX_DEPTH = 16;
+inline constexpr std::size_t MAX_DEPTH = 16;
 
 // Takes down the tokens of a line that is JSON in ASCII without escapes in its texts and without exponents,
 // as nearly all lines are. The text ends with a zero byte and is left as it is. False if the line is another

@@ -14,27 +14,23 @@ namespace {
 
 constexpr std::size_t NOWHERE = std::string_view::npos;
 
-bool isBlank(char character) {
-    return character == ' ' || character == '\t';
-}
-
 void skipBlanks(std::string_view& text) {
     std::size_t count = 0;
-    while (count < text.size() && isBlank(text[count])) ++count;
+    while (count < text.size() && base::isBlank(text[count])) ++count;
     text.remove_prefix(count);
 }
 
 void dropBlanks(std::string_view& text) {
-    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    while (!text.empty() && base::isBlank(text.back())) text.remove_suffix(1);
 }
 
 // Takes what stands before the next blank, after any.
 std::string_view takeWord(std::string_view& text) {
     const char* at = text.data();
     const char* const end = at + text.size();
-    while (at != end && isBlank(*at)) ++at;
+    while (at != end && base::isBlank(*at)) ++at;
     const char* const first = at;
-    while (at != end && !isBlank(*at)) ++at;
+    while (at != end && !base::isBlank(*at)) ++at;
     text = {at, static_cast<std::size_t>(end - at)};
     return {first, static_cast<std::size_t>(at - first)};
 }
@@ -95,7 +91,7 @@ bool readThread(std::string_view text, FtraceLine& line) {
         line.comm = text;
         return true;
     }
-    if (!isBlank(text.back())) return false;
+    if (!base::isBlank(text.back())) return false;
     skipBlanks(text);
     dropBlanks(text);
     line.comm = text;
@@ -125,10 +121,10 @@ bool takeStamp(const char*& at, const char* end, std::uint64_t& stamp) {
 bool takeTime(std::string_view& text, std::uint64_t& stamp) {
     const char* at = text.data();
     const char* const end = at + text.size();
-    while (at != end && isBlank(*at)) ++at;
+    while (at != end && base::isBlank(*at)) ++at;
     if (at == end || !base::isDigit(*at) || !takeStamp(at, end, stamp) || at == end || *at != ':')
         return false;
-    if (++at != end && !isBlank(*at)) return false;
+    if (++at != end && !base::isBlank(*at)) return false;
     text = {at, static_cast<std::size_t>(end - at)};
     return true;
 }
@@ -162,7 +158,7 @@ bool readFtraceLine(std::string_view text, FtraceLine& line) {
     for (std::size_t open = text.find('['); open != NOWHERE; open = text.find('[', open + 1)) {
         const std::size_t close = text.find(']', open);
         if (close == NOWHERE) break;
-        if (open == 0 || !isBlank(text[open - 1])) continue;
+        if (open == 0 || !base::isBlank(text[open - 1])) continue;
         if (!readAll(text.substr(open + 1, close - open - 1), line.cpu)) continue;
         if (line.cpu < kernel_events::MOST_CPUS && readThread(text.substr(0, open), line) &&
             readRest(text.substr(close + 1), line))

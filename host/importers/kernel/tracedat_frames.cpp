@@ -2,22 +2,16 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <type_traits>
+
+#include "host/base/transfer.h"
 
 namespace host::importers {
 
 static_assert(std::is_trivially_copyable_v<TracedatRecord>);
 
 void TracedatSender::write_i(const void* bytes, std::size_t size) const {
-    const char* at = static_cast<const char*>(bytes);
-    while (size > 0) {
-        const ssize_t done = ::write(m_pipe, at, size);
-        if (done < 0 && errno == EINTR) continue;
-        if (done <= 0) ::_exit(0);
-        at += done;
-        size -= static_cast<std::size_t>(done);
-    }
+    if (base::writeAll(m_pipe, {static_cast<const char*>(bytes), size}) != 0) ::_exit(0);
 }
 
 void TracedatSender::send(TracedatFrame frame, std::uint32_t count) {
