@@ -199,7 +199,7 @@ void benchRecorder(const std::string& pwrhost, double seconds) {
 }
 
 // The number behind `key` in a line of a stream.
-double numberBehind(const std::string& line, const std::string& key) {
+double numberAfter(const std::string& line, const std::string& key) {
     const std::size_t at = line.find(key);
     if (at == std::string::npos) fail("a recording has no " + key);
     return std::strtod(line.c_str() + at + key.size(), nullptr);
@@ -214,16 +214,16 @@ double startupMs(const std::string& pwrhost) {
     std::ifstream stream("run.ndjson");
     std::string line;
     while (std::getline(stream, line) && line.find("\"tscMHz\":") == std::string::npos) continue;
-    const double ticks = numberBehind(line, "\"start\":") - static_cast<double>(before);
-    return ticks / numberBehind(line, "\"tscMHz\":") / 1000;
+    const double ticks = numberAfter(line, "\"start\":") - static_cast<double>(before);
+    return ticks / numberAfter(line, "\"tscMHz\":") / 1000;
 }
 
 // How long a recording takes to begin. What is held is the least of all: other programs only make it longer.
 void benchStartup(const std::string& pwrhost, double atMostMs) {
     constexpr int ROUNDS = 15;
     // Where the kernel does not tell the counter's frequency, it is measured for so long.
-    const bool isTold = access("/sys/devices/system/cpu/cpu0/tsc_freq_khz", R_OK) == 0;
-    const double clockMs = isTold ? 0 : 50;
+    const bool isGiven = access("/sys/devices/system/cpu/cpu0/tsc_freq_khz", R_OK) == 0;
+    const double clockMs = isGiven ? 0 : 50;
     const WorkingFolder folder;
     std::vector<double> times;
     for (int i = 0; i < ROUNDS; ++i) times.push_back(startupMs(pwrhost) - clockMs);

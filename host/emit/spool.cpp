@@ -43,7 +43,7 @@ bool Spool::spill_i() {
 }
 
 bool Spool::replay(const LineSink& sink) {
-    std::vector<char> held(std::max<std::size_t>(m_window, 1));
+    std::vector<char> held(m_written > 0 ? std::max<std::size_t>(m_window, 1) : 0);
     std::size_t kept = 0;  // bytes read and not handed out, which begin with a line's start
     std::uint64_t at = 0;
     const auto handOut = [&](std::string_view text) {

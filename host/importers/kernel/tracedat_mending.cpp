@@ -88,8 +88,9 @@ public:
     }
 
 private:
-    static constexpr int MOST_SECTIONS = 100;                          // of options
-    static constexpr std::uint64_t FARTHEST = std::uint64_t{1} << 42;  // of places in the file
+    static constexpr int MOST_SECTIONS = 100;                            // of options
+    static constexpr std::uint64_t MOST_BYTES = std::uint64_t{1} << 20;  // of one of them
+    static constexpr std::uint64_t FARTHEST = std::uint64_t{1} << 42;    // of places in the file
 
     // Zeros beyond the end.
     template <typename Value>
@@ -132,7 +133,8 @@ private:
             const auto section = get_i<Section>(at);
             m_missing = at;
             if (at + HEAD > m_size || section.size > m_size - at - HEAD) return sections > 0;
-            if (section.id != OPTIONS || (section.flags & COMPRESSED) != 0) return false;
+            if (section.id != OPTIONS || (section.flags & COMPRESSED) != 0 || section.size > MOST_BYTES)
+                return false;
             m_sections = at + HEAD + section.size;
             const std::uint64_t next = readOptions_i(at + HEAD);
             if (next <= at) return false;
