@@ -33,7 +33,7 @@ private:
     VyrtaWriter& m_writer;
 };
 
-// A fresh id: that of an attribute that nothing else uses. `name` gives the host what it is for.
+// A fresh id: that of an attribute that nothing else uses. `name` says to the host what it is for.
 unsigned long drawId(const char* name);
 
 }  // namespace vyrta

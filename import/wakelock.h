@@ -16,7 +16,7 @@ enum WakelockType : std::uint16_t {
     WAKE_UNLOCK_ALL = 4,
 };
 
-// What a sample and the attributes of its entity report a wakelock.
+// What a sample and the attributes of its entity say of a wakelock.
 struct Wakelock {
     const std::string& name;
     std::uint64_t lockTsc;  // ticks

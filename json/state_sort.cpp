@@ -50,7 +50,7 @@ void sortNames(std::vector<std::string>& names, Compare compare) {
         std::stable_sort(names.begin(), names.end(), compare);
 }
 
-// The number of characters to sort after; 0 if the names share none.
+// The number of characters after which to sort; 0 if the names share none.
 std::size_t findPrefixLength(const std::vector<std::string>& names) {
     const std::string& first = names.front();
     if (first.size() < 2) return 1;

@@ -12,7 +12,7 @@ bool isNumeric(const std::string& text);
 //
 // What follows from the way in which the prefix is looked for is part of the document's format:
 // - Prefixes are tried up to one character short of the first name; if all of those are shared, the names are
-//   compared after the whole length of the first name. "C3", "C10", "C2" stay as they are.
+//   compared beyond the whole length of the first name. "C3", "C10", "C2" stay as they are.
 // - A name that is a proper prefix of one before it counts as lacking the prefix (see Trie). "C1E", "C1" and
 //   "C10", "C2", "C1" stay as they are.
 // - The comparison after the prefix is no strict weak order when only some of the rests are numbers. Up to

@@ -19,7 +19,7 @@ void writeText(std::FILE* file, std::string_view text, int& writeError) {
 }
 
 bool finishFile(FilePtr file, const std::string& path, int writeError) {
-    // After a write has failed, fflush and fclose may both succeed: only ferror gives, and no longer why.
+    // After a write has failed, fflush and fclose may both succeed: only ferror shows it, and no longer why.
     errno = 0;
     bool complete = std::ferror(file.get()) == 0;
     int reason = complete ? 0 : writeError != 0 ? writeError : EIO;

@@ -11,8 +11,8 @@ class Plugin;
 
 namespace pwr {
 
-// Reports the host what a plug-in can do. The host reads the fields directly, so their order is part of the
-// binary interface.
+// Describes to the host what a plug-in can do. The host reads the fields directly, so their order is part of
+// the binary interface.
 class PluginCapability {
 public:
     // Bits of m_flags.

@@ -5,7 +5,7 @@
 namespace temporary_name {
 
 // Removes what an earlier run has left under the name, if it is a plain file of this user. It may also be the
-// file of a run that goes on: that keeps its open file, and isTaken gives it. Returns true if nothing lies
+// file of a run that goes on: that keeps its open file, and isTaken says so. Returns true if nothing lies
 // under the name any more; otherwise false, with errno set.
 bool vacate(const char* path);
 

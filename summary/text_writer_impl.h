@@ -46,8 +46,8 @@ public:
     // report that could not be written whole is told by an error line.
     int fini();
 
-    // Return the manager under the combined id, new if there is none yet: `created` gives. The column count
-    // matters only for a new one. Null if memory is short. The engine owns the managers.
+    // Return the manager under the combined id, new if there is none yet: `created` says whether. The column
+    // count matters only for a new one. Null if memory is short. The engine owns the managers.
     TempFileManager* getTempFile(unsigned long key, bool& created, int columnCount);
     TempFileManager* getTempMetricInfoFile(unsigned long key, bool& created, int columnCount);
 

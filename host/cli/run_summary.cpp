@@ -57,7 +57,7 @@ private:
     const pwr::SystemMetadata* m_metadata = nullptr;
 };
 
-// The name without folders and what gives the kind.
+// The name without folders and ending.
 std::string runOf(const std::string& name) {
     std::string run = name.substr(name.rfind('/') + 1);
     for (const char* extension : {".zst", ".gz"})

@@ -50,7 +50,7 @@ BufferedBytes& Input::content() {
 }
 
 void Input::decompress_i() {
-    // Not to wait for a second byte where the first one gives.
+    // Not to wait for a second byte where the first one is enough.
     std::string_view head = m_stored.peek(1);
     if (mayBeCompressed(head)) head = m_stored.peek(MAGIC_SIZE);
     if (!isCompressed(head)) return;

@@ -1,4 +1,4 @@
-// Where the fields of an event stand in its bytes, as the kernel gives in the event's format.
+// Where the fields of an event stand in its bytes, as the event's format gives it.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The list of processes, and what the kernel reports each in one line.
+// The list of processes, and what the kernel says of each in one line.
 #pragma once
 
 #include <dirent.h>

@@ -36,7 +36,7 @@ public:
     bool feedStream(const std::string& name, base::ByteSource& bytes);
 
     // Feeds a line that was made out of an input, of which `bytes` have been read; lines are numbered from 1.
-    // False if it was bad, of which lineError() gives and which is never skipped.
+    // False if it was bad, which lineError() describes and which is never skipped.
     bool feedMade(std::string_view line, std::uint64_t bytes);
     const std::string& lineError() const { return m_reader.error(); }
 

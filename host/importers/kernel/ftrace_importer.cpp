@@ -37,7 +37,7 @@ bool isHead(std::string_view line) {
 }  // namespace
 
 Sniff sniffFtrace(std::string_view head, bool isWhole) {
-    constexpr std::size_t MOST = 3072;  // so much may stand before something that gives
+    constexpr std::size_t MOST = 3072;  // so much may stand before something that shows it
     const bool isLong = head.size() > MOST;
     while (!head.empty()) {
         const bool isEnded = head.find('\n') != NOWHERE;
