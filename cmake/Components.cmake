@@ -36,6 +36,11 @@ elseif(PWR_HARDENING)
     target_link_options(pwr_common INTERFACE LINKER:-z,relro,-z,now)
 endif()
 
+# For folders of the host, which call writers through their virtual tables only and so must not need their type
+# information. Linked after pwr_common, whose options, which turn all checks on, then stand before these.
+add_library(pwr_untyped INTERFACE)
+target_compile_options(pwr_untyped INTERFACE $<$<BOOL:${PWR_SANITIZE}>:-fno-sanitize=vptr>)
+
 # pwr_objects(NAME SOURCE...): a folder's code as objects, for the product that it is part of and its tests. The target
 # is pwr_NAME, as a project that has this one inside may have a NAME of its own; our tests call it NAME.
 function(pwr_objects name)
