@@ -50,15 +50,29 @@ bool completeLength(std::vector<char>& record, const char* end) {
     return true;
 }
 
+// Writes a record that ends at `end`, or says why not with `failure`.
+int writeSized(VyrtaWriter& writer, unsigned long id, std::vector<char>& record, const char* end,
+               const char* failure) {
+    if (!completeLength(record, end)) return VYRTA_FAIL("%s", failure);
+    return writer.writeRecord(id, record.data(), static_cast<unsigned int>(record.size()));
+}
+
 int writeHeader(VyrtaWriter& writer) {
-    if (writer.writeMagicRecord() != 0) return VYRTA_FAIL("Failed to write magic record.\n");
-    if (writer.writeColInfoRecord() != 0) return VYRTA_FAIL("Failed to write collection info record.\n");
-    if (writer.writeSysInfoRecord() != 0) return VYRTA_FAIL("Failed to write system info record.\n");
-    if (writer.writeHardCfgRecord() != 0 || writer.writeHeadMarkerRecord() != 0 ||
-        writer.writePowerThreshold() != 0)
-        return VYRTA_FAIL("Failed to write hardware configuration record.\n");
-    if (writer.writeMetricTypeMetadata() != 0)
-        return VYRTA_FAIL("Failed to write metric class type metadata records.\n");
+    constexpr const char* HARDWARE = "Failed to write hardware configuration record.\n";
+    const struct {
+        int (VyrtaWriter::*write)();
+        const char* failure;
+    } steps[] = {
+        {&VyrtaWriter::writeMagicRecord, "Failed to write magic record.\n"},
+        {&VyrtaWriter::writeColInfoRecord, "Failed to write collection info record.\n"},
+        {&VyrtaWriter::writeSysInfoRecord, "Failed to write system info record.\n"},
+        {&VyrtaWriter::writeHardCfgRecord, HARDWARE},
+        {&VyrtaWriter::writeHeadMarkerRecord, HARDWARE},
+        {&VyrtaWriter::writePowerThreshold, HARDWARE},
+        {&VyrtaWriter::writeMetricTypeMetadata, "Failed to write metric class type metadata records.\n"},
+    };
+    for (const auto& step : steps)
+        if ((writer.*step.write)() != 0) return VYRTA_FAIL("%s", step.failure);
     return 0;
 }
 
@@ -104,8 +118,7 @@ int VyrtaWriter::writeColInfoRecord() {
     out = packing::putZeros(out, 2);
     out = packing::put(out, static_cast<std::uint8_t>(nameLength));
     out = packing::putBytes(out, COLLECTION_NAME, nameLength);
-    if (!completeLength(record, out)) return VYRTA_FAIL("Collection info record size mismatch.\n");
-    return writeRecord(m_systemStoreId, record.data(), static_cast<unsigned int>(record.size()));
+    return writeSized(*this, m_systemStoreId, record, out, "Collection info record size mismatch.\n");
 }
 
 // System info, 34 bytes and the names:
@@ -134,8 +147,7 @@ int VyrtaWriter::writeSysInfoRecord() {
     out = putCounted(out, m_info->platformName);
     out = putCounted(out, m_info->osName);
     out = putCounted(out, std::string());
-    if (!completeLength(record, out)) return VYRTA_FAIL("System info record size mismatch.\n");
-    return writeRecord(m_systemStoreId, record.data(), static_cast<unsigned int>(record.size()));
+    return writeSized(*this, m_systemStoreId, record, out, "System info record size mismatch.\n");
 }
 
 // Hardware configuration, 44 bytes and 4 for each thread:
@@ -179,8 +191,7 @@ int VyrtaWriter::writeHardCfgRecord() {
         out = packing::put(out, static_cast<std::uint8_t>(number));
     out = packing::put(out, m_info->threadCount);
     if (m_info->threads != nullptr) out = packing::putBytes(out, m_info->threads.get(), threadsSize);
-    if (!completeLength(record, out)) return VYRTA_FAIL("Hardware configuration record size mismatch.\n");
-    return writeRecord(m_systemStoreId, record.data(), static_cast<unsigned int>(record.size()));
+    return writeSized(*this, m_systemStoreId, record, out, "Hardware configuration record size mismatch.\n");
 }
 
 // Head marker:
