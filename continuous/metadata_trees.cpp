@@ -73,9 +73,8 @@ Tree makeMetricTree(const pwr::Metric& metric) {
 
     LOG_INFO_TAG(CONTINUOUS_WRITER_TAG, "there are %zu finite values and %zu E-D combos\n",
                  metric.m_legendValues.size(), metric.m_attributeDescriptors.size());
-    std::string text;
     for (const pwr::Data& value : metric.m_legendValues) {
-        text.clear();
+        std::string text;
         value.toFormattedString(text);
         tree->add("States", text);
     }

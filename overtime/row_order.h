@@ -93,7 +93,7 @@ private:
         const Sequence* const next = m_current->next;
         if (next == nullptr) return;
         prefetch(next->tables.data(), CACHE_LINE);
-        if (next->next != nullptr) prefetch(next->next, sizeof(Sequence));
+        prefetch(next->next, sizeof(Sequence));  // all but the current one have a next one
     }
 
     std::vector<std::unique_ptr<Sequence>> m_sequences;

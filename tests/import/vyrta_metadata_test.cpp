@@ -129,10 +129,13 @@ TEST_F(VyrtaMetadata, NeedsItsReferencesFirst) {
 TEST_F(VyrtaMetadata, RefusesAnEntityWithAnotherParent) {
     m_writer.m_systemStoreId = HEADER;
     EXPECT_EQ(m_writer.writeEntityMetadata("core", "core", 7, 1), 0);
+    m_runner.m_environment.m_logLevel = 3;
     EXPECT_EQ(m_writer.writeEntityMetadata("core", "core", 7, 1), 0);
+    m_runner.m_environment.m_logLevel = 2;
     EXPECT_EQ(m_writer.writeEntityMetadata("core", "core", 7, 2), 1);
     EXPECT_EQ(m_writer.writeEntityMetadata("core", "core", 8, -1), 0);
     EXPECT_EQ(m_runner.m_infoLog.text(),
+              "DEBUG: VyrtaWriterPlugin:    Entity 'core' metadata already processed. Skipping...\n"
               "WARNING: VyrtaWriterPlugin:    The saved parent entity id '1' for entity 'core' doesn't match "
               "the new "
               "parent entity id '2'.\n");

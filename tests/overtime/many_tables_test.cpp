@@ -27,7 +27,7 @@ std::string definitions() {
         const std::string id = std::to_string(entity);
         lines += R"({"def":"entity","id":)" + id + R"(,"name":"core)" + id + "\"}\n";
     }
-    for (const char* metric : {"1", "2"})
+    for (const char* metric : {"1", "2", "3"})
         lines += std::string(R"({"def":"metric","id":)") + metric + R"(,"name":"M)" + metric +
                  R"(","type":"SAMPLED_VALUE"})" + "\n";
     return lines;
@@ -69,9 +69,11 @@ TEST(ManyTables, GetTheirRowsInWhateverOrderEntitiesCome) {
     for (int time = 1; time <= 24; ++time) {
         if (time % 4 == 0) std::shuffle(entities.begin(), entities.end(), random);
         const std::vector<int> some(entities.begin(), entities.begin() + 1 + random() % ENTITIES);
-        // The second metric stays away at times, so that the message after a message changes.
+        // The second metric stays away at times and the third comes late, so that the message after a message
+        // changes or is not known.
         stream += sample(1, time, time % 3 == 0 ? some : entities, expected);
         if (time % 5 != 0) stream += sample(2, time, entities, expected);
+        if (time % 5 == 3 && time > 9) stream += sample(3, time, some, expected);
     }
     test::StreamRunner runner;
     runner.m_environment.m_logLevel = 2;
