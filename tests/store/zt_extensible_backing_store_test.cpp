@@ -199,6 +199,7 @@ TEST(ZTExtensibleBackingStore, RefusesWhatLiesBeyondTheData) {
     pair.resetForRead();
     pair.read(4);
     EXPECT_EQ(pair.store().insert(11, "x", 1), -1);
+    EXPECT_EQ(pair.store().insert(5, nullptr, 1), 0);  // nothing to put there: the data stays as it is
     testing::internal::CaptureStderr();
     pair.store().rewind(5);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
