@@ -8,8 +8,8 @@ call fails once, and it fails for ever after. After each run this holds:
   - a result that differs from the run without a fault comes with a non-zero exit status and a line that says why;
   - a fault that hits the files of one writer leaves the files of all others as they were.
 
-Of the pairs of calls, a sample fails together. Of single calls, a sample is interrupted by a signal, and another
-moves half of its bytes, which must change nothing.
+Of the pairs of calls, a sample fails together. Each call is interrupted by a signal, and moves half of its bytes, which
+must change nothing.
 
 A continuous run is also killed behind every call: what then has the final name of a numbered file is complete,
 and another run in the same folder succeeds. A run with all writers is killed behind a sample of its calls, and run
@@ -196,8 +196,8 @@ def main():
     parser.add_argument("injector")
     parser.add_argument("--runtime", default="", help="a sanitizer's runtime library, loaded first")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
-    parser.add_argument("--sample", type=int, default=500, help="how many pairs of calls fail together; of each other "
-                        "kind that is sampled half as many (default %(default)s)")
+    parser.add_argument("--few", action="store_true", help="100 pairs of calls in place of 500, and 50 calls where "
+                        "otherwise all, or 250, are interrupted, cut or followed by a kill")
     parser.add_argument("--only", help="only the scenarios whose name contains this")
     parser.add_argument("--show", type=int, default=20, help="how many problems of a scenario are printed")
     options = parser.parse_args()
@@ -223,14 +223,14 @@ def main():
             if options.only is None or options.only in scenario.name:
                 runner.run_scenario(scenario)
         r = random.Random(2)
-        half = options.sample // 2
+        few = 50 if options.few else None
 
         def pairs(calls):
             return [(a, {"FAULT_ALSO": str(b)}) for a, b in (sorted(r.sample(range(1, calls + 1), 2))
-                                                             for _ in range(options.sample))]
+                                                             for _ in range(100 if options.few else 500))]
 
         def single(mode):
-            return lambda calls: [(n, mode) for n in runner.sampled(range(1, calls + 1), half)]
+            return lambda calls: [(n, mode) for n in runner.sampled(range(1, calls + 1), few)]
         # All transfers at once, too.
         short = single({"FAULT_SHORT": "1"})
         for scenario, points_of in [
@@ -243,7 +243,7 @@ def main():
                 runner.run_scenario(scenario, points_of)
         everyone = Scenario("killed writers", every_kind, replay, "io")
         if options.only is None or options.only in everyone.name:
-            runner.run_killed(everyone, half)
+            runner.run_killed(everyone, few or 250)
         killed = Scenario("killed", every_kind, ["replay", "--quiet", "-w", "json,bin", "-o", "run", "--continuous"], "io")
         if options.only is None or options.only in killed.name:
             runner.run_killed(killed)
