@@ -13,11 +13,7 @@
 bool VyrtaWriterImpl::m_hasData = false;
 
 VyrtaWriterImpl::VyrtaWriterImpl(const std::string& extension)
-    : m_extension(extension), m_file(nullptr), m_valid(true), m_isRefused(false) {}
-
-VyrtaWriterImpl::~VyrtaWriterImpl() {
-    if (m_file != nullptr) std::fclose(m_file);
-}
+    : m_extension(extension), m_valid(true), m_isRefused(false) {}
 
 VyrtaBackingStoreManager* VyrtaWriterImpl::findBackingStore(unsigned long key) const {
     const auto found = m_stores.find(key);
@@ -42,7 +38,7 @@ int VyrtaWriterImpl::fini() {
     m_isRefused = false;
     if (flushStores_i(copyError) != 0) return 1;
     if (!m_valid || !m_hasData || m_file == nullptr) return discardFile_i();
-    const bool finished = finishFile(FilePtr(std::exchange(m_file, nullptr)), m_fileName, copyError);
+    const bool finished = finishFile(std::move(m_file), m_fileName, copyError);
     if (finished && copyError != 0)
         LOG_ERROR("Could not complete %s: %s\n", m_fileName.c_str(), std::strerror(copyError));
     return 0;
@@ -53,12 +49,9 @@ int VyrtaWriterImpl::flushStores_i(int& copyError) {
         const auto first = m_stores.begin();
         VyrtaBackingStoreManager& manager = *first->second;
         if (m_valid) {
-            if (!openFile_i()) {
-                m_file = nullptr;
-                return VYRTA_FAIL("Could not create %s\n", m_fileName.c_str());
-            }
+            if (!openFile_i()) return VYRTA_FAIL("Could not create %s\n", m_fileName.c_str());
             errno = 0;
-            if (manager.flush(m_file) != 0 && manager.m_valid && copyError == 0)
+            if (manager.flush(m_file.get()) != 0 && manager.m_valid && copyError == 0)
                 copyError = errno != 0 ? errno : EIO;
         }
         m_stores.erase(first);
@@ -73,7 +66,8 @@ bool VyrtaWriterImpl::openFile_i() {
     m_isRefused = true;
     pwr::executeOnce<ONCE_OPEN_RESULT>([&] {
         m_isRefused = false;
-        opened = pwr::openFileHandle(&m_file, m_fileName.c_str(), "wb");
+        m_file = openFile(m_fileName, "wb");
+        opened = m_file != nullptr;
     });
     if (m_isRefused)
         LOG_ERROR("%s is not written: a process makes one .pwr file, and an earlier run had it\n",
@@ -82,9 +76,9 @@ bool VyrtaWriterImpl::openFile_i() {
 }
 
 int VyrtaWriterImpl::discardFile_i() {
-    if (std::FILE* const file = std::exchange(m_file, nullptr)) {
+    if (m_file != nullptr) {
         // Closing can fail on a full disk; the file is of no use either way.
-        std::fclose(file);
+        m_file.reset();
         if (std::remove(m_fileName.c_str()) != 0) {
             LOG_ERROR("Failed to remove the .pwr result file \"%s\", the file is unusable.\n",
                       m_fileName.c_str());
