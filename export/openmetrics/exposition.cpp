@@ -40,15 +40,19 @@ std::string itemIdOf(const Series& series) {
     return std::to_string(series.item != nullptr ? series.item->getId() : 0);
 }
 
+std::string allIdsOf(const Series& series) {
+    return std::to_string(series.metric->m_id) + "/" + std::to_string(series.entity->getId()) + "/" +
+           itemIdOf(series);
+}
+
 // What may tell series with the same labels from each other, the shortest that does it first.
 const std::function<std::string(const Series&)> IDS[] = {
     [](const Series& series) { return std::to_string(series.metric->m_id); },
     [](const Series& series) { return std::to_string(series.entity->getId()); },
     itemIdOf,
-    [](const Series& series) {
-        return std::to_string(series.metric->m_id) + "/" + std::to_string(series.entity->getId()) + "/" +
-               itemIdOf(series);
-    },
+    allIdsOf,
+    // A residency's seconds, and those in a state whose name is empty.
+    [](const Series& series) { return allIdsOf(series) + (series.part == Part::State ? "/state" : ""); },
 };
 
 // The ids of series that have the same labels.
