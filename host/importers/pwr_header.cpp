@@ -225,11 +225,11 @@ bool PwrHeader::isNamedBy(std::uint64_t field, const std::vector<PwrAttribute>& 
         return attribute.type == vyrta::ATTRIBUTE_KIND_INFO && attribute.value >= FIRST_WRITER_ID;
     };
     if (attributes.empty() || !isText(attributes.back())) return false;
-    if (field >= FIRST_WRITER_ID) return true;
     const Info* const state = find("field", field);
     const Info* const text = find("nameid_attribute", attributes.back().value);
-    return state != nullptr && text != nullptr && state->name == (text->name.empty() ? "NA" : text->name) &&
-           std::count_if(attributes.begin(), attributes.end(), isText) == 1;
+    if (state == nullptr || text == nullptr) return field >= FIRST_WRITER_ID;
+    if (state->name != (text->name.empty() ? "NA" : text->name)) return false;
+    return field >= FIRST_WRITER_ID || std::count_if(attributes.begin(), attributes.end(), isText) == 1;
 }
 
 }  // namespace host::importers
