@@ -361,6 +361,7 @@ void ZtjsonParts::residency_i(double value) {
         const auto whole = static_cast<std::uint64_t>(std::llround(ticks));
         if (static_cast<double>(whole) * factor == value) return m_line.number(whole);
     }
+    if (ticks * factor == value) return m_line.real(ticks);  // with the sign of a 0
     for (const double end : {0.0, static_cast<double>(INFINITY)})
         if (const double next = std::nextafter(ticks, end); next * factor == value) ticks = next;
     m_line.real(ticks);
