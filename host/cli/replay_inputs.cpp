@@ -102,7 +102,10 @@ bool ReplayInputs::sort_i() {
         return false;
     }
     std::stable_sort(parts.begin(), parts.end(), [](const auto& a, const auto& b) {
-        return std::tie(a.first.place, a.first.placeBehind) < std::tie(b.first.place, b.first.placeBehind);
+        const auto placeOf = [](const importers::PartKey& key) {
+            return std::tie(key.place, key.placeBehind, key.definitions);
+        };
+        return placeOf(a.first) < placeOf(b.first);
     });
     std::transform(parts.begin(), parts.end(), m_inputs.begin(),
                    [](auto& part) { return std::move(part.second); });

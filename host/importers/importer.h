@@ -42,9 +42,10 @@ struct Damage {
 
 // A part of a run that has been written in several files.
 struct PartKey {
-    std::string run;          // the same for all parts of a run
-    std::uint64_t place = 0;  // ascending
-    std::uint64_t placeBehind = 0;
+    std::string run;                         // the same for all parts of a run
+    std::uint64_t place = 0;                 // ascending
+    std::uint64_t placeBehind = 0;           // the same among those of one place
+    std::uint64_t definitions = UINT64_MAX;  // the same again: which come first of those it adds, none last
 };
 
 // Turns one run into lines of a message stream. The parts of the run, mostly one, are read in order.

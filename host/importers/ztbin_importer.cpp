@@ -56,23 +56,24 @@ Sniff sniffZtbin(std::string_view head, bool isWhole) {
 }
 
 // The part with the run's first string comes first; the others by the end of the collection as it was known
-// when they were written, and by their data.
+// when they were written, by their data, and by the strings that they add, which are numbered through the
+// run.
 std::optional<PartKey> placeZtbin(Input& part) {
     PartKey key;
     key.placeBehind = UINT64_MAX;  // without data
     bool hasSystem = false;
-    bool isFirst = false;
     MsgType type{};
     std::string_view payload;
     std::string fault;
     for (BufferedBytes& content = part.content(); peekZtbinRecord(content, type, payload, fault);) {
-        if (type == MsgType::StringStore && at<bin::Index>(payload, bin::STRING_INDEX) == 1) isFirst = true;
+        if (type == MsgType::StringStore && key.definitions == UINT64_MAX)
+            key.definitions = at<bin::Index>(payload, bin::STRING_INDEX);
         if (type == MsgType::SystemMeta) {
             hasSystem = true;
             key.run = std::string(payload.substr(bin::SYSTEM_START, sizeof(std::uint64_t)));
             // Strings keep their indices, so those of names are the same in all parts.
             key.run += payload.substr(bin::SYSTEM_HFM_FREQUENCY);
-            key.place = isFirst ? 0 : at<std::uint64_t>(payload, bin::SYSTEM_STOP) | 1;
+            key.place = key.definitions == 1 ? 0 : at<std::uint64_t>(payload, bin::SYSTEM_STOP) | 1;
         } else if (type == MsgType::MetricData) {
             key.placeBehind = at<std::uint64_t>(payload, bin::DATA_TIMESTAMP);
             break;

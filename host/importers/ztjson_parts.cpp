@@ -63,7 +63,7 @@ void ZtjsonParts::endPart_i() {
 }
 
 // Parts follow each other by the end of the collection as it was known when they were written, and by their
-// data.
+// data; what describes a metric stands before what only has its samples.
 std::optional<PartKey> ZtjsonParts::place(JsonPull& json, std::string key) {
     PartKey place;
     place.placeBehind = UINT64_MAX;  // without data
@@ -80,11 +80,15 @@ std::optional<PartKey> ZtjsonParts::place(JsonPull& json, std::string key) {
             }
             Entry entry;
             readEntry_i(json, entry);
-            if (!entry.isSystem) continue;
+            if (!entry.isSystem) {
+                place.definitions = 0;
+                continue;
+            }
             place.run = runOf_i(entry);
             place.place = numberOf<std::uint64_t>(entry.system, "Collection Stop Timestamp");
         }
     } while (json.nextKey(key));
+    if (place.definitions == 0) place.placeBehind = 0;  // of samples without elements, for others to refer to
     return place.run.empty() ? std::nullopt : std::optional(place);
 }
 
