@@ -1,6 +1,7 @@
 #include "host/compare/run_statistics.h"
 
 #include <cmath>
+#include <ctime>
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -43,6 +44,19 @@ std::string commandText(const std::vector<std::string>& words) {
     std::string text;
     for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
     return text;
+}
+
+// Texts that sort by time: as the collector shows it, else of the clock in the same form.
+std::string startOf(const pwr::SystemMetadata& metadata) {
+    constexpr std::uint64_t SECOND = 1000000000;
+    std::string text = metadata.getCollectionStartTime();
+    if (!text.empty() || metadata.m_collectionTime == 0) return text;
+    const auto seconds = static_cast<std::time_t>(metadata.m_collectionTime / SECOND);
+    std::tm parts{};
+    ::localtime_r(&seconds, &parts);
+    char date[40];
+    text.assign(date, std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &parts));
+    return text + "." + std::to_string(SECOND + metadata.m_collectionTime % SECOND).substr(1);
 }
 
 Machine machineOf(const pwr::SystemMetadata& metadata) {
@@ -134,7 +148,7 @@ double RunStatistics::numberOf_i(const Key& key, const Series& series) const {
 }
 
 void RunStatistics::finish(Run& run) const {
-    run.m_time = m_metadata->getCollectionStartTime();
+    run.m_time = startOf(*m_metadata);
     run.m_machine = machineOf(*m_metadata);
     run.m_numbers.emplace_back("Duration (sec)", m_metadata->getCollectionDurationSec());
     std::unordered_map<std::string, std::size_t> counts;

@@ -122,6 +122,19 @@ def spread_and_drift():
     assert "Spread changed: 1." in out and "interleave" in out, out
 
 
+def recordings_in_order():
+    """Runs follow each other by the clock, also where the collector shows no time, whatever the order of the files."""
+    for group, slope in (("early", 1), ("late", 0)):
+        for i in range(8):
+            lines = [{"def": "entity", "id": 1, "name": "P0"}, {"def": "metric", "id": 2, "name": "Power", "type": "SAMPLED_VALUE"},
+                     {"msg": "system", "tscMHz": 1000, "time": (1_700_000_000 + i) * 10**9, "durationSec": 1},
+                     {"msg": "metric", "metric": 2, "t": 9, "data": [{"e": 1, "v": {"r": 10 + slope * i + i * 3 % 8 / 100}}]}]
+            path = pathlib.Path(f"{group}{i * 5 % 8}.ndjson")
+            path.write_text("".join(json.dumps(line) + "\n" for line in lines))
+    result = as_json(*(f"early{i}.ndjson" for i in range(8)), "--", *(f"late{i}.ndjson" for i in range(8)))
+    assert [(d["group"], d["name"], d["direction"]) for d in result["drift"]] == [("A", "Power_P0", "up")], result
+
+
 def headers():
     """Several headers, titles with commas, repeated names, lines that fit none, CR, groups of several files."""
     pathlib.Path("h.csv").write_bytes((
@@ -300,7 +313,7 @@ def streams():
 def main():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
-        for test in (verdicts, few_runs, spread_and_drift, headers, gates, unusable, inert, noise, streams):
+        for test in (verdicts, few_runs, spread_and_drift, recordings_in_order, headers, gates, unusable, inert, noise, streams):
             test()
 
 
