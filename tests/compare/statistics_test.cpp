@@ -185,6 +185,21 @@ TEST(TrendTest, CountsAllOrdersOfFiftyNumbersWithTies) {
             }
 }
 
+// Beyond 50 numbers, where heavy ties change the variance most.
+TEST(TrendTest, IsCloseToAllOrdersOfMoreNumbers) {
+    std::mt19937 random(10);
+    TrendTest test;
+    for (const std::size_t size : {51U, 70U})
+        for (const double most : {1.0, 4.0, 1000.0})
+            for (const double slope : {0.0, 0.003}) {
+                std::uniform_real_distribution<double> even(0, most);
+                Numbers series(size);
+                for (std::size_t i = 0; i < size; ++i)
+                    series[i] = std::round(even(random) + most * slope * static_cast<double>(i));
+                EXPECT_NEAR(test.test(series).m_p / plainTrendP(series), 1, 0.05) << size << " " << most;
+            }
+}
+
 TEST(TrendTest, TellsTheDirection) {
     TrendTest test;
     Numbers series(60);
