@@ -51,6 +51,9 @@ bool ReplayInputs::recognise_i(importers::Input& input) {
                        importers::kindNames() + " (--from KIND names one)");
         return false;
     }
+    if (kind->make == nullptr && !importers::beginsLikeStream(input.content()))
+        base::complain(input.name() + " looks like no kind of input that is known, and is read as " +
+                       kind->name + "; there are: " + importers::kindNames() + " (--from KIND names one)");
     if (m_kind != nullptr && m_kind != kind) {
         base::complain(input.name() + " is " + kind->name + ", but " + m_inputs.front()->name() + " is " +
                        m_kind->name + ": the inputs of one replay are parts of one run");

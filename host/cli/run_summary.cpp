@@ -102,7 +102,7 @@ bool import(importers::Input& input, const importers::InputKind& kind, stream::S
 
 bool summarise(importers::Input& input, RunSummary& summary, std::string& error) {
     const importers::InputKind* const kind = importers::recogniseKind(input.content());
-    if (kind == nullptr) {
+    if (kind == nullptr || (kind->make == nullptr && !importers::beginsLikeStream(input.content()))) {
         error = input.name() + ": no kind of input that is known; there are: " + importers::kindNames();
         return false;
     }

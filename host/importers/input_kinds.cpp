@@ -86,6 +86,18 @@ const InputKind* recogniseKind(BufferedBytes& content) {
     return nullptr;
 }
 
+bool beginsLikeStream(BufferedBytes& content) {
+    // No more than needed: the rest may not have been written yet.
+    for (std::size_t size = 1; size <= MOST_TO_SNIFF;) {
+        const std::string_view head = content.peek(size);
+        const std::string_view text = withoutBlanks(head);
+        if (!text.empty()) return text.front() == '{' || text.front() == '#';
+        if (head.size() < size) break;
+        size = head.size() + 1;
+    }
+    return true;
+}
+
 std::string kindNames() {
     std::string names;
     for (const InputKind& kind : KINDS) names += (names.empty() ? "" : ", ") + std::string(kind.name);

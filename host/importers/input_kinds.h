@@ -42,6 +42,10 @@ const InputKind* findKind(std::string_view name);
 // counts as a message stream.
 const InputKind* recogniseKind(BufferedBytes& content);
 
+// Whether a content that counts as a message stream begins like one, with an object or a comment, or is
+// blank.
+bool beginsLikeStream(BufferedBytes& content);
+
 // The names of all kinds, with commas between.
 std::string kindNames();
 

@@ -171,6 +171,12 @@ class Inputs(unittest.TestCase):
         self.assertRegex(err, r'^pwrhost: unknown kind of input "tape"; there are: ndjson, .*ztbin')
         (self.work / "noise").write_bytes(bytes(range(128, 256)))
         self.assertRegex(self.run_host("replay", "noise")[2], "no kind of input that is known; there are: ndjson")
+        # Text could be a stream that is wrong in its first line.
+        (self.work / "table.csv").write_text("a,b\n1,2\n")
+        status, _, err = self.run_host("replay", "-w", "raw", "table.csv")
+        self.assertEqual(1, status)
+        self.assertRegex(err, r"no kind of input that is known, and is read as ndjson; there are: ndjson, .*\ntable.csv:1: ")
+        self.assertRegex(self.run_host("info", "table.csv")[2], "no kind of input that is known; there are: ndjson")
 
     def test_quiet_leaves_the_notes_out(self):
         loud = self.run_host("replay", "-w", "raw", "-o", "r", self.made / "run.pwr")[2]
