@@ -66,6 +66,7 @@ std::vector<std::optional<std::string>> Header::columnNames(Reading reading) con
     std::vector<std::optional<std::string>> names;
     names.reserve(fields(reading));
     std::unordered_map<std::string_view, std::size_t> counts;
+    counts.reserve(fields(reading));
     std::unordered_set<std::string> repeated;
     forEachName_i(reading, [&](std::string_view name) {
         if (name == BEGIN || name == TIME) {

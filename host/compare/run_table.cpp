@@ -40,15 +40,18 @@ std::size_t RunTable::comparable() const {
         }));
 }
 
-std::uint32_t RunTable::columnOf_i(const std::string& name) {
-    const auto [place, isNew] = m_index.emplace(name, static_cast<std::uint32_t>(m_columns.size()));
-    if (isNew) m_columns.emplace_back().m_name = name;
-    return place->second;
+std::uint32_t RunTable::columnOf_i(std::string_view name) {
+    if (const auto known = m_index.find(name); known != m_index.end()) return known->second;
+    m_columns.emplace_back().m_name = name;
+    return m_index.emplace(m_columns.back().m_name, static_cast<std::uint32_t>(m_columns.size() - 1))
+        .first->second;
 }
 
 const RunTable::Layout& RunTable::layoutOf_i(const Run& run) {
     Layout& layout = m_layouts[run.m_header][run.m_reading];
     if (!layout.empty()) return layout;
+    layout.reserve(run.m_header->fields(run.m_reading));
+    m_index.reserve(run.m_header->fields(run.m_reading));
     for (const auto& name : run.m_header->columnNames(run.m_reading))
         layout.push_back(name ? columnOf_i(*name) : NO_COLUMN);
     return layout;

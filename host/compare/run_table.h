@@ -6,6 +6,7 @@
 #include <deque>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -52,7 +53,7 @@ private:
     using Layout = std::vector<std::uint32_t>;
     static constexpr std::uint32_t NO_COLUMN = UINT32_MAX;
 
-    std::uint32_t columnOf_i(const std::string& name);
+    std::uint32_t columnOf_i(std::string_view name);
     const Layout& layoutOf_i(const Run& run);
     template <typename Take>
     void forEachCell_i(const Run& run, Take take);
@@ -63,7 +64,7 @@ private:
     std::size_t m_groups;
     std::array<std::size_t, MAX_GROUPS> m_runs{};
     std::deque<Column> m_columns;
-    std::unordered_map<std::string, std::uint32_t> m_index;
+    std::unordered_map<std::string_view, std::uint32_t> m_index;  // by the columns' own names
     std::unordered_map<std::shared_ptr<const Header>, std::array<Layout, 2>> m_layouts;
     std::vector<double> m_numbers;
     std::vector<std::uint16_t> m_numberRuns;
