@@ -155,7 +155,9 @@ void RunStatistics::finish(Run& run) const {
     for (std::size_t i = 0; i < m_series.size(); ++i) {
         const double number = numberOf_i(*m_keys[i], m_series[i]);
         const std::string name = nameOf_i(*m_keys[i], m_series[i]);
-        if (std::isfinite(number)) run.m_numbers.emplace_back(numberedName(name, ++counts[name]), number);
+        // Counted also where a number is missing: the next one of the name has the same place in all runs.
+        const std::size_t place = ++counts[name];
+        if (std::isfinite(number)) run.m_numbers.emplace_back(numberedName(name, place), number);
     }
 }
 
