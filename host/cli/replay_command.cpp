@@ -79,7 +79,7 @@ void feed(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feeder
     try {
         if (inputs.kind().make != nullptr) return import(inputs, isQuiet, feeder, intervalSec);
         for (const auto& input : inputs.inputs())
-            if (!feeder.feedStream(input->name(), input->content())) return;
+            if (!feeder.feedStream(input->name(), input->content(), inputs.doubtOf(*input))) return;
     } catch (const std::bad_alloc&) {
         base::complain("not enough memory to read on behind line " + std::to_string(feeder.lines()));
         feeder.fail();

@@ -32,7 +32,8 @@ bool ReplayInputs::open(const std::vector<std::string>& paths, const base::StopS
 }
 
 bool ReplayInputs::recognise(const std::string& kind) {
-    if (!kind.empty()) {
+    m_isGuessed = kind.empty();
+    if (!m_isGuessed) {
         m_kind = importers::findKind(kind);
         if (m_kind == nullptr)
             base::complain("unknown kind of input \"" + kind + "\"; there are: " + importers::kindNames());
@@ -51,9 +52,6 @@ bool ReplayInputs::recognise_i(importers::Input& input) {
                        importers::kindNames() + " (--from KIND names one)");
         return false;
     }
-    if (kind->make == nullptr && !importers::beginsLikeStream(input.content()))
-        base::complain(input.name() + " looks like no kind of input that is known, and is read as " +
-                       kind->name + "; there are: " + importers::kindNames() + " (--from KIND names one)");
     if (m_kind != nullptr && m_kind != kind) {
         base::complain(input.name() + " is " + kind->name + ", but " + m_inputs.front()->name() + " is " +
                        m_kind->name + ": the inputs of one replay are parts of one run");
@@ -61,6 +59,12 @@ bool ReplayInputs::recognise_i(importers::Input& input) {
     }
     m_kind = kind;
     return true;
+}
+
+std::string ReplayInputs::doubtOf(importers::Input& input) const {
+    if (!m_isGuessed || importers::beginsLikeStream(input.content())) return {};
+    return "; no kind of input that is known begins so, there are: " + importers::kindNames() +
+           " (--from KIND names one)";
 }
 
 // Returns true after a complaint about a file that is given twice.

@@ -22,6 +22,9 @@ public:
 
     const importers::InputKind& kind() const { return *m_kind; }
 
+    // What to say of the first line of a message stream that is bad, besides why: that it may be none at all.
+    std::string doubtOf(importers::Input& input) const;
+
     // In order; each can be read once.
     const std::vector<std::unique_ptr<importers::Input>>& inputs() const { return m_inputs; }
 
@@ -35,6 +38,7 @@ private:
     const base::StopSignal* m_stop = nullptr;
     std::vector<std::unique_ptr<importers::Input>> m_inputs;
     const importers::InputKind* m_kind = nullptr;
+    bool m_isGuessed = false;  // from the content
 };
 
 }  // namespace host::cli

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <new>
+#include <utility>
 
 #include "host/base/complain.h"
 #include "host/base/transfer.h"
@@ -21,7 +22,8 @@ bool InputFeeder::feedMade(std::string_view line, std::uint64_t bytes) {
     return true;
 }
 
-bool InputFeeder::feedStream(const std::string& name, base::ByteSource& bytes) {
+bool InputFeeder::feedStream(const std::string& name, base::ByteSource& bytes, const std::string& doubt) {
+    m_doubt = doubt;
     stream::LineSource source(bytes, &m_stop);
     bool isMoreWanted = false;
     try {
@@ -56,7 +58,8 @@ bool InputFeeder::readLines_i(const std::string& name, stream::LineSource& sourc
 bool InputFeeder::judge_i(const std::string& name, std::uint64_t number, bool isGoodLine) {
     if (isGoodLine) return !m_stop.isRequested();
     fail();
-    const std::string report = name + ":" + std::to_string(number) + ": " + m_reader.error() + "\n";
+    const std::string report =
+        name + ":" + std::to_string(number) + ": " + m_reader.error() + std::exchange(m_doubt, {}) + "\n";
     base::writeAll(STDERR_FILENO, report);
     return m_isForgiving && !m_stop.isRequested();
 }

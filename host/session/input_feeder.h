@@ -31,9 +31,10 @@ public:
     using Keeper = std::function<void(std::string_view line)>;
     void setKeeper(Keeper keeper) { m_keeper = std::move(keeper); }
 
-    // Feeds all lines that `bytes` deliver. Returns true if more is wanted: false after a bad line that is
-    // not skipped, and once the run has been asked to stop.
-    bool feedStream(const std::string& name, base::ByteSource& bytes);
+    // Feeds all lines that `bytes` deliver; `doubt` is added to what is said of the first bad one. Returns
+    // true if more is wanted: false after a bad line that is not skipped, and once the run has been asked to
+    // stop.
+    bool feedStream(const std::string& name, base::ByteSource& bytes, const std::string& doubt = {});
 
     // Feeds a line that was made out of an input, of which `bytes` have been read; lines are numbered from 1.
     // False if it was bad, which lineError() describes and which is never skipped.
@@ -59,6 +60,7 @@ private:
     Watcher m_watcher;
     bool m_isGood = true;
     Keeper m_keeper;
+    std::string m_doubt;
     std::string m_kept;  // the line that is being read, for the keeper
     std::uint64_t m_bytes = 0;
     std::uint64_t m_lines = 0;

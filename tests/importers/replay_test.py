@@ -175,7 +175,8 @@ class Inputs(unittest.TestCase):
         (self.work / "table.csv").write_text("a,b\n1,2\n")
         status, _, err = self.run_host("replay", "-w", "raw", "table.csv")
         self.assertEqual(1, status)
-        self.assertRegex(err, r"no kind of input that is known, and is read as ndjson; there are: ndjson, .*\ntable.csv:1: ")
+        self.assertRegex(err, r"^table.csv:1: bad JSON .*; no kind of input that is known begins so, there are: ndjson, ")
+        self.assertNotIn("no kind", self.run_host("replay", "-w", "raw", "--from", "ndjson", "table.csv")[2])
         self.assertRegex(self.run_host("info", "table.csv")[2], "no kind of input that is known; there are: ndjson")
 
     def test_quiet_leaves_the_notes_out(self):
