@@ -99,10 +99,13 @@ TEST(Devices, deliverWhatSupplyAndSensorFilesHold) {
         {"power, else its average",
          {{{monitor + "power1_average", "9000000\n"},
            {monitor + "power2_average", "1"},
-           {monitor + "power2_input", "4500000"}},
+           {monitor + "power2_input", "4500000"},
+           {monitor + "power3_average", "7000000"},
+           {monitor + "power3_input", ""}},
           {}},
          "Sensor Power",
-         {"1 hwmon3 power1: Power 1 9.000", "1 hwmon3 power2: Power 1 4.500"}},
+         {"1 hwmon3 power1: Power 1 9.000", "1 hwmon3 power2: Power 1 4.500",
+          "1 hwmon3 power3: Power 1 7.000"}},
         {"a fan that stops to answer",
          {{{monitor + "name", "ec"}, {monitor + "fan2_input", "2400\n"}}, {{monitor + "fan2_input", ""}}, {}},
          "Fan Speed",
@@ -133,9 +136,16 @@ TEST(Devices, deliverWhatSupplyAndSensorFilesHold) {
          "Thermal Throttles",
          {"1 CPU0: Core 1 3", "2 CPU0: Core 1 0", "2 CPU0: Package 1 1"}},
         {"frequency as the hardware tells it",
-         {{{cpu + "cpufreq/cpuinfo_avg_freq", "2400000\n"}, {cpu + "cpufreq/cpuinfo_cur_freq", "1"}}, {}},
+         {{{cpu + "cpufreq/scaling_cur_freq", "<unknown>\n"},
+           {cpu + "cpufreq/cpuinfo_avg_freq", "2400000\n"},
+           {cpu + "cpufreq/cpuinfo_cur_freq", "1"}},
+          {}},
          "CPU Frequency",
          {"1 CPU0: Frequency 1 2400.000"}},
+        {"frequency as the firmware tells it",
+         {{{cpu + "cpufreq/cpuinfo_cur_freq", "1100000\n"}}, {}},
+         "CPU Frequency",
+         {"1 CPU0: Frequency 1 1100.000"}},
         {"time at each frequency, in hundredths of a second",
          {{{cpu + "cpufreq/stats/time_in_state", "800000 100\n2400000 7\n"}},
           {{cpu + "cpufreq/stats/time_in_state", "800000 175\n2400000 32\n"}},
@@ -261,14 +271,18 @@ TEST(Devices, deliverTheTopOfProcessesAndTheRest) {
     check({{"times in hundredths of a second",
             {{{"proc/1/stat", processLine(1, "init", 50, 50, 1)},
               {"proc/20/stat", processLine(20, "a) (b", 10, 0, 2)},
-              {"proc/30/stat", processLine(30, "idle", 5, 5, 3)}},
+              {"proc/30/stat", processLine(30, "idle", 5, 5, 3)},
+              {"proc/70/stat", "garbage"}},
              {{"proc/1/stat", processLine(1, "init", 51, 51, 1)},
               {"proc/20/stat", processLine(20, "a) (b", 15, 10, 2)},
               {"proc/44/stat", processLine(44, "new", 3, 0, 600)}},
-             {{"proc/20/stat", processLine(20, "again", 4, 0, 700)}, {"proc/30/stat", ""}}},
+             {{"proc/20/stat", processLine(20, "again", 4, 0, 700)}, {"proc/30/stat", ""}},
+             {{"proc/30/stat", processLine(30, "idle", 5, 6, 3)},
+              {"proc/70/stat", processLine(70, "late", 500, 0, 4)}}},
             "Process CPU Time",
             {"1 a) (b (20): CPU Time 1 150", "1 new (44): CPU Time 1 30", "1 other: CPU Time 1 20",
-             "2 again (20): CPU Time 1 40", "2 other: CPU Time 1 0"}}},
+             "2 again (20): CPU Time 1 40", "2 other: CPU Time 1 0", "3 idle (30): CPU Time 1 10",
+             "3 other: CPU Time 1 0"}}},
           2);
 }
 
@@ -284,10 +298,14 @@ TEST(Devices, deliverTheTopOfControlGroups) {
               {tree + "system.slice/ssh.service/cpu.stat", "usage_usec 1100\n"},
               {tree + "user.slice/cpu.stat", "usage_usec 9\n"}},
              {{tree + "system.slice/ssh.service/cpu.stat", ""},
-              {tree + "user.slice/cpu.stat", "usage_usec 19\n"}}},
+              {tree + "system.slice/cpu.stat", "garbage"},
+              {tree + "user.slice/cpu.stat", "usage_usec 19\n"}},
+             {{tree + "system.slice/ssh.service/cpu.stat", "usage_usec 40\n"},  // another one
+              {tree + "system.slice/cpu.stat", "usage_usec 1750\n"}}},
             "Control Group CPU Time",
             {"1 /system.slice: CPU Time 1 700", "1 /system.slice/ssh.service: CPU Time 1 600",
-             "2 /user.slice: CPU Time 1 10"}},
+             "2 /user.slice: CPU Time 1 10", "3 /system.slice: CPU Time 1 50",
+             "3 /system.slice/ssh.service: CPU Time 1 40"}},
            {"a tree for each controller",
             {{{tree + "cpuacct/job/cpuacct.usage", "5000000\n"}},
              {{tree + "cpuacct/job/cpuacct.usage", "6000999\n"}}},
@@ -304,9 +322,10 @@ TEST(Devices, deliverTheTopOfControlGroups) {
 }
 
 TEST(Devices, countAGraphicsClientOnce) {
-    const auto client = [](int id, int ns) {
-        return "pos: 0\ndrm-driver: i915\ndrm-pdev: 0000:00:02.0\ndrm-client-id: " + std::to_string(id) +
-               "\ndrm-engine-render: " + std::to_string(ns) + " ns\ndrm-engine-capacity-video: 2\n";
+    const auto client = [](int id, int ns, const char* device = "0000:00:02.0") {
+        return "pos: 0\ndrm-driver: i915\ndrm-pdev: " + std::string(device) +
+               "\ndrm-client-id: " + std::to_string(id) + "\ndrm-engine-render: " + std::to_string(ns) +
+               " ns\ndrm-engine-capacity-video: 2\n";
     };
     check({{"two descriptors of one client, two clients of one process",
             {{{"sys/class/drm/card0/uevent", ""},
@@ -322,7 +341,20 @@ TEST(Devices, countAGraphicsClientOnce) {
               {"proc/50/fdinfo/6", client(8, 1500)},
               {"proc/60/fdinfo/9", client(7, 3000000)}}},
             "GPU Engine Time",
-            {"1 shell (50): render 1 2001"}}});
+            {"1 shell (50): render 1 2001"}},
+           {"clients of one number on two devices, one that fails once, and one that another process keeps",
+            {{{"sys/class/drm/card0/uevent", ""},
+              {"proc/50/stat", processLine(50, "shell", 0, 0, 1)},
+              {"proc/50/fdinfo/4", client(7, 900000000)},
+              {"proc/60/stat", processLine(60, "other", 0, 0, 1)},
+              {"proc/60/fdinfo/3", client(7, 900000000)},
+              {"proc/60/fdinfo/4", client(7, 10000, "0000:01:00.0")}},
+             {{"proc/50/fdinfo/4", client(7, 900005000)}, {"proc/60/fdinfo/4", "garbage"}},
+             {{"proc/50/fdinfo/4", ""},
+              {"proc/60/fdinfo/3", client(7, 900008000)},
+              {"proc/60/fdinfo/4", client(7, 30000, "0000:01:00.0")}}},
+            "GPU Engine Time",
+            {"1 shell (50): render 1 5", "2 other (60): render 2 23"}}});
 }
 
 TEST(SuspendWatch, goesOnThroughSleepsWhateverTheCounterDoes) {

@@ -1,6 +1,7 @@
 // CPU time and memory of the control groups that use most of it, in both versions of the kernel's tree.
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "host/base/text.h"
 #include "host/emit/top_metric.h"
@@ -20,7 +21,9 @@ public:
     struct Group {
         SampleFile file;
         std::uint64_t scan = 0;     // in which it was there
+        bool isRead = false;
         std::uint64_t reading = 0;  // as last read
+        bool isReopened = false;    // since then
         emit::TopMetric::Item item{};
         std::size_t value = 0;  // index among the values, from 1
     };
@@ -111,21 +114,30 @@ public:
 private:
     // By how much each rose; a group that was not there at the scan before started at 0.
     void each_i(auto withRise) {
-        const bool isNanoseconds = m_files.file() == "cpuacct.usage";
         for (auto& [path, group] : m_files.groups()) {
-            std::string_view text = group.file.read(m_buffer);
-            constexpr std::string_view key = "usage_usec ";
-            if (!isNanoseconds && text.starts_with(key)) text.remove_prefix(key.size());
             std::uint64_t usec = 0;
-            if (!base::takeUnsigned(text, usec)) {
+            if (!read_i(group, usec)) {
                 group.file.reopen(m_context.root);  // another one of that name may be there
-                group.reading = 0;
+                group.isReopened = true;
                 continue;
             }
-            if (isNanoseconds) usec /= 1000;
+            // Of another one, which started at 0, all is new; of the same one only what it used since.
+            if (std::exchange(group.isReopened, false) && (!group.isRead || usec < group.reading))
+                group.reading = group.isRead ? 0 : usec;
+            group.isRead = true;
             if (usec > group.reading) withRise(group, usec - group.reading);
             group.reading = usec;
         }
+    }
+
+    bool read_i(const GroupFiles::Group& group, std::uint64_t& usec) {
+        std::string_view text = group.file.read(m_buffer);
+        constexpr std::string_view key = "usage_usec ";
+        const bool isNanoseconds = m_files.file() == "cpuacct.usage";
+        if (!isNanoseconds && text.starts_with(key)) text.remove_prefix(key.size());
+        if (!base::takeUnsigned(text, usec)) return false;
+        if (isNanoseconds) usec /= 1000;
+        return true;
     }
 
     SourceContext& m_context;

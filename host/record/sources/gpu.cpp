@@ -180,12 +180,21 @@ public:
 
 private:
     static constexpr std::size_t MOST_SEARCHES = 16;  // of processes in one sample
+    static constexpr std::uint64_t KEPT = 5;          // samples for which a client that is not seen is known
 
+    struct Item {
+        std::size_t index = 0;
+        std::uint64_t time = 0;  // nsec
+    };
     struct Process {
         std::vector<std::string> clients;  // files that report one
         emit::Id entity = 0;
         std::string name;
-        std::map<std::string, std::size_t> items;  // by engine
+        std::map<std::string, Item> items;  // by engine
+        std::uint64_t seen = 0;
+    };
+    struct Client {
+        std::map<std::string, std::uint64_t> times;  // nsec of each engine, as last read
         std::uint64_t seen = 0;
     };
 
@@ -226,21 +235,42 @@ private:
         }
     }
 
-    // The time of each engine of each client, once for all descriptors that share it.
+    // The time of each engine for each process, since its clients were first seen. A client counts once for
+    // all descriptors that share it, and may go from one process to another.
     void each_i(auto withTime) {
         std::set<std::string> counted;
         for (auto& [pid, process] : m_processes) {
-            std::map<std::string, std::uint64_t> engines;
+            std::set<std::string> engines;
             for (const std::string& path : process.clients) {
                 const std::string text = m_context.root.text(path);
                 std::string client;
                 std::map<std::string, std::uint64_t> times;
                 readClient_i(text, client, times);
                 if (times.empty() || !counted.insert(client).second) continue;
-                for (const auto& [engine, time] : times) engines[engine] += time;
+                for (const auto& [engine, rise] : rises_i(m_clients[client], times)) {
+                    item_i(pid, process, engine).time += rise;
+                    engines.insert(engine);
+                }
             }
-            for (const auto& [engine, time] : engines) withTime(item_i(pid, process, engine), time / 1000);
+            for (const std::string& engine : engines) {
+                const Item& item = process.items.at(engine);
+                withTime(item.index, item.time / 1000);
+            }
         }
+        std::erase_if(m_clients, [&](const auto& entry) { return entry.second.seen + KEPT < m_listing; });
+    }
+
+    // By how much a client's times rose since they were read last; they become those that were.
+    std::map<std::string, std::uint64_t> rises_i(Client& client,
+                                                 const std::map<std::string, std::uint64_t>& times) const {
+        std::map<std::string, std::uint64_t> rises;
+        client.seen = m_listing;
+        for (const auto& [engine, time] : times) {
+            std::uint64_t& before = client.times.try_emplace(engine, time).first->second;
+            rises[engine] = time > before ? time - before : 0;
+            before = time;
+        }
+        return rises;
     }
 
     static void readClient_i(std::string_view text, std::string& client,
@@ -259,7 +289,7 @@ private:
         }
     }
 
-    std::size_t item_i(std::uint64_t pid, Process& process, const std::string& engine) {
+    Item& item_i(std::uint64_t pid, Process& process, const std::string& engine) {
         if (process.entity == 0) {
             ProcessStat stat;
             const SampleFile file(m_context.root, "proc/" + std::to_string(pid) + "/stat");
@@ -268,7 +298,7 @@ private:
             process.entity = m_context.define.entity(process.name);
         }
         const auto [item, isNew] = process.items.try_emplace(engine);
-        if (isNew) item->second = m_metric.add(process.entity, engine, {process.name, engine});
+        if (isNew) item->second.index = m_metric.add(process.entity, engine, {process.name, engine});
         return item->second;
     }
 
@@ -276,7 +306,8 @@ private:
     emit::CounterMetric m_metric;
     ProcessFolder m_folder;
     std::map<std::uint64_t, Process> m_processes;
-    std::deque<std::uint64_t> m_waiting;  // to be looked through
+    std::map<std::string, Client> m_clients;  // by device and number
+    std::deque<std::uint64_t> m_waiting;      // to be looked through
     std::uint64_t m_listing = 0;
     std::vector<char> m_buffer;
 };

@@ -1,7 +1,9 @@
 // CPU time of the processes that used most of it.
 #include <unistd.h>
 
+#include <algorithm>
 #include <map>
+#include <utility>
 
 #include "host/emit/top_metric.h"
 #include "host/record/process_stat.h"
@@ -25,7 +27,8 @@ public:
 
     bool prepare() override {
         each_i([](Process&, std::uint64_t) {});
-        if (m_processes.empty()) return false;
+        const auto isKnown = [](const auto& entry) { return entry.second.isKnown; };
+        if (std::none_of(m_processes.begin(), m_processes.end(), isKnown)) return false;
         m_metric.define({});
         if (!m_metric.isWanted()) return true;
         m_descriptor = m_context.define.descriptor("CPU Time");
@@ -51,6 +54,7 @@ public:
 private:
     struct Process {
         SampleFile stat;
+        bool isKnown = false;  // that it could be read once
         std::uint64_t start = 0;
         std::uint64_t jiffies = 0;  // as last read
         std::string name;
@@ -58,19 +62,22 @@ private:
         std::uint64_t seen = 0;  // the reading of all in which it was there
     };
 
-    // Reads all processes. One that is new since the last call has used its time since then.
+    // Reads all processes. One that is new since the last call has used its time since then; one that was
+    // there but could not be read counts from when it can be.
     void each_i(auto withRise) {
         ++m_reading;
         m_folder.each(m_context.root, [&](std::uint64_t pid, std::uint64_t) {
             Process& process = m_processes[pid];
+            const bool wasThere = std::exchange(process.seen, m_reading) != 0;
             ProcessStat stat;
             if (!read_i(pid, process, stat)) return;
-            const bool isSame = process.seen != 0 && process.start == stat.start;
-            const std::uint64_t before = isSame ? process.jiffies : 0;
+            const bool isSame = process.isKnown && process.start == stat.start;
+            const bool isLate = wasThere && !process.isKnown;
+            const std::uint64_t before = isLate ? stat.jiffies : isSame ? process.jiffies : 0;
             const std::uint64_t rise = stat.jiffies > before ? stat.jiffies - before : 0;
+            process.isKnown = true;
             process.start = stat.start;
             process.jiffies = stat.jiffies;
-            process.seen = m_reading;
             if (!isSame || process.name != stat.name) rename_i(process, pid, stat.name);
             withRise(process, rise * m_msecPerJiffy);
         });

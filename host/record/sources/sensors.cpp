@@ -30,16 +30,19 @@ std::unique_ptr<FileValueSource> makeSource(SourceContext& context, const Sensor
     return std::make_unique<FileValueSource>(context, std::move(spec), kind.divisor);
 }
 
-// The file of each sensor by its number: NAME_input, or NAME_average where there is no such.
-std::map<std::uint64_t, std::string> sensorFiles(const Root& root, const std::string& folder,
+// The file of each sensor by its number: NAME_input, or of power NAME_average where that can't be read. The
+// average is listed first.
+std::map<std::uint64_t, std::string> sensorFiles(const SourceContext& context, const std::string& folder,
                                                  std::string_view prefix) {
     std::map<std::uint64_t, std::string> files;
-    for (const std::string& name : root.names(folder, prefix)) {
+    for (const std::string& name : context.root.names(folder, prefix)) {
         std::string_view rest = std::string_view(name).substr(prefix.size());
         std::uint64_t number = 0;
         if (!base::takeUnsigned(rest, number)) continue;
-        if (rest == "_input") files[number] = name;
-        if (rest == "_average") files.try_emplace(number, name);
+        if (rest == "_average" && prefix == "power") files[number] = name;
+        if (rest == "_input" &&
+            (files.count(number) == 0 || WatchedFile(context, folder + name).isReadable()))
+            files[number] = name;
     }
     return files;
 }
@@ -50,7 +53,7 @@ SourcePtr makeSensorSource(SourceContext& context, const SensorKind& kind) {
     const std::string folder = "sys/class/hwmon/";
     for (const std::string& monitor : context.root.names(folder, "hwmon")) {
         const std::string path = folder + monitor + "/";
-        for (const auto& [number, file] : sensorFiles(context.root, path, kind.prefix)) {
+        for (const auto& [number, file] : sensorFiles(context, path, kind.prefix)) {
             const std::string sensor = kind.prefix + std::to_string(number);
             source->addReadable(path + file, [&, &path = path] {
                 const std::string label = context.root.text(path + sensor + "_label");
