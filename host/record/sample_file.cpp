@@ -2,7 +2,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -38,26 +40,51 @@ bool isNaturallyLess(const std::string& a, const std::string& b) {
     return std::pair(trailingNumber(a), a) < std::pair(trailingNumber(b), b);
 }
 
+bool isSameFolder(int folder, const char* path) {
+    struct stat one {};
+    struct stat other {};
+    return ::fstat(folder, &one) == 0 && ::stat(path, &other) == 0 && one.st_dev == other.st_dev &&
+           one.st_ino == other.st_ino;
+}
+
+long openConfined(int folder, const char* path, int flags) {
+    open_how how{};
+    how.flags = static_cast<std::uint64_t>(flags);
+    how.resolve = RESOLVE_IN_ROOT;
+    return ::syscall(SYS_openat2, folder, path, &how, sizeof how);
+}
+
+// Kernels before 5.6 can't.
+bool canConfine() {
+    return base::Descriptor(static_cast<int>(openConfined(AT_FDCWD, ".", O_PATH | O_CLOEXEC))).isOpen();
+}
+
+// Any file that is renamed meanwhile, by whomever, can make the kernel give up on a path with "..".
+constexpr int MOST_TRIES = 100;
+
 }  // namespace
 
 Root::Root(const std::string& folder)
     : m_path(folder),
-      m_folder(::openat(base::userFolder(), folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+      m_folder(::openat(base::userFolder(), folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
+      m_isThisMachine(isOpen() && isSameFolder(m_folder.get(), "/")),
+      m_isConfined(isOpen() && !m_isThisMachine && canConfine()) {}
 
-bool Root::isThisMachine() const {
-    struct stat own {};
-    struct stat here {};
-    return ::stat("/", &own) == 0 && ::fstat(m_folder.get(), &here) == 0 && own.st_dev == here.st_dev &&
-           own.st_ino == here.st_ino;
+base::Descriptor Root::open_i(const std::string& path, int flags) const {
+    if (!m_isConfined) return base::Descriptor(::openat(m_folder.get(), path.c_str(), flags));
+    long file = -1;
+    errno = EAGAIN;
+    for (int tries = MOST_TRIES; tries > 0 && file < 0 && errno == EAGAIN; --tries)
+        file = openConfined(m_folder.get(), path.c_str(), flags);
+    return base::Descriptor(static_cast<int>(file));
 }
 
 base::Descriptor Root::open(const std::string& path) const {
-    return base::Descriptor(
-        ::openat(m_folder.get(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    return open_i(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
 base::Descriptor Root::openFolder(const std::string& path) const {
-    return base::Descriptor(::openat(m_folder.get(), path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return open_i(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
 std::string Root::text(const std::string& path) const {
@@ -104,7 +131,10 @@ std::vector<std::string> Root::folders(const std::string& folder) const {
 
 std::string Root::link(const std::string& path) const {
     char target[4096];
-    const ssize_t length = ::readlinkat(m_folder.get(), path.c_str(), target, sizeof target);
+    const base::Descriptor link =
+        m_isConfined ? open_i(path, O_PATH | O_NOFOLLOW | O_CLOEXEC) : base::Descriptor();
+    const ssize_t length = m_isConfined ? ::readlinkat(link.get(), "", target, sizeof target)
+                                        : ::readlinkat(m_folder.get(), path.c_str(), target, sizeof target);
     return length <= 0 ? std::string() : std::string(target, static_cast<std::size_t>(length));
 }
 

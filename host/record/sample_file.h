@@ -20,9 +20,10 @@ public:
 
     // Whether it is the machine's own root, so that the kernel may be asked too; else it is a copy of another
     // machine's files.
-    bool isThisMachine() const;
+    bool isThisMachine() const { return m_isThisMachine; }
 
-    // Opens a file or folder by its path relative to the root; not open, with errno set, on failure.
+    // Opens a file or folder by its path relative to the root; not open, with errno set, on failure. Links of
+    // another machine's files lead to no file of this one.
     base::Descriptor open(const std::string& path) const;
     base::Descriptor openFolder(const std::string& path) const;
 
@@ -39,8 +40,12 @@ public:
     std::string link(const std::string& path) const;
 
 private:
+    base::Descriptor open_i(const std::string& path, int flags) const;
+
     std::string m_path;
     base::Descriptor m_folder;
+    bool m_isThisMachine;
+    bool m_isConfined;  // that links can't leave the root
 };
 
 // A file that is opened once and read again and again from its start: one system call per sample.

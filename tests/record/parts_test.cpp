@@ -1,7 +1,9 @@
 // The recorder's parts that are easiest to break on their own: texts, topology, the spool.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "host/base/text.h"
@@ -89,6 +91,23 @@ TEST(Machine, isLabelledByItsOwnFilesAlone) {
         if (node.type == NodeType::Thread) cpus.push_back(node.id);
     EXPECT_THAT(cpus, ElementsAre(0, 2));
     EXPECT_NE(readMachine(Root("/"), 1000.0).host, "");
+}
+
+TEST(Root, keepsLinksOfAnotherMachineInside) {
+    if (syscall(SYS_openat2, AT_FDCWD, ".", nullptr, 0) < 0 && errno == ENOSYS)
+        GTEST_SKIP() << "the kernel can't keep links inside of a folder";
+    const simulation::Folder folder;
+    folder.put("proc/meminfo", "of the other\n");
+    for (const auto& [name, target] :
+         {std::pair("absolute", "/proc/meminfo"), std::pair("gone", "/proc/uptime"),
+          std::pair("up", "../../../../../../../../proc/uptime")})
+        std::filesystem::create_symlink(target, folder.path() / name);
+    const Root root(folder.path().string());
+    EXPECT_EQ(root.text("absolute"), "of the other");
+    EXPECT_EQ(root.text("gone") + root.text("up"), "");
+    EXPECT_EQ(root.link("gone"), "/proc/uptime");
+    EXPECT_TRUE(root.names("../..", "dev").empty());
+    EXPECT_NE(Root("/").text("proc/uptime"), "");
 }
 
 TEST(SystemClock, waitsAndHearsSignals) {
