@@ -1,6 +1,7 @@
 #include "host/record/part_processes.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,20 +21,46 @@ namespace host::record {
 
 namespace {
 
-// Hands out the lines of a pipe until it ends; false when they are not wanted.
-bool feedLines(int file, const emit::LineSink& sink) {
-    std::string held;
+struct Pipe {
+    base::Descriptor reading;
+    base::Descriptor writing;
+
+    bool open() {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+        reading = base::Descriptor(ends[0]);
+        writing = base::Descriptor(ends[1]);
+        return true;
+    }
+};
+
+// Adds what can be read to `held`. Returns its length, 0 at the end, less after an error.
+ssize_t readMore(int file, std::string& held) {
     char buffer[65536];
-    for (;;) {
-        const ssize_t n = ::read(file, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return n == 0;
-        held.append(buffer, static_cast<std::size_t>(n));
+    ssize_t n = 0;
+    while ((n = ::read(file, buffer, sizeof buffer)) < 0 && errno == EINTR) {
+    }
+    if (n > 0) held.append(buffer, static_cast<std::size_t>(n));
+    return n;
+}
+
+// Holds what comes through a pipe, so that its writer need not wait, until `go` can be read.
+void holdLines(int file, int go, std::string& held) {
+    pollfd files[] = {{go, POLLIN, 0}, {file, POLLIN, 0}};
+    while (::poll(files, 2, -1) < 0 || files[0].revents == 0)
+        if (files[1].revents != 0 && readMore(file, held) <= 0) files[1].fd = -1;
+}
+
+// Hands out the lines that are held and then those of a pipe until it ends; false when they are not wanted.
+bool feedLines(int file, std::string held, const emit::LineSink& sink) {
+    ssize_t more = 1;
+    for (; more > 0; more = readMore(file, held)) {
         std::size_t start = 0;
         for (std::size_t end; (end = held.find('\n', start)) != std::string::npos; start = end + 1)
             if (!sink(std::string_view(held).substr(start, end - start))) return false;
         held.erase(0, start);
     }
+    return more == 0;
 }
 
 std::string suffixOf(unsigned number) {
@@ -65,22 +92,26 @@ PartProcesses::~PartProcesses() {
 }
 
 void PartProcesses::deliver(Part& part) {
-    start_i([&part](const emit::LineSink& sink) { return part.deliver(sink); });
+    std::string nothing;
+    start_i([&nothing](int go) { readMore(go, nothing); },
+            [&part](const emit::LineSink& sink) { return part.deliver(sink); });
 }
 
 emit::LineSink PartProcesses::open() {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) {
+    Pipe lines;
+    if (!lines.open()) {
         m_warn(std::string("Unable to start a part: ") + std::strerror(errno));
         m_status = base::EXIT_ERROR;
         return [](std::string_view) { return false; };
     }
-    base::Descriptor reading(ends[0]);
-    m_lines = base::Descriptor(ends[1]);
-    start_i([&](const emit::LineSink& sink) {
-        m_lines = base::Descriptor();  // the recorder's end, whose closing ends the part
-        return feedLines(reading.get(), sink);
-    });
+    m_lines = std::move(lines.writing);
+    std::string held;
+    start_i(
+        [&](int go) {
+            m_lines = base::Descriptor();  // the recorder's end, whose closing ends the part
+            holdLines(lines.reading.get(), go, held);
+        },
+        [&](const emit::LineSink& sink) { return feedLines(lines.reading.get(), std::move(held), sink); });
     return [this](std::string_view line) {
         return base::writeAll(m_lines.get(), std::string(line) + "\n") == 0;
     };
@@ -90,24 +121,37 @@ void PartProcesses::close() {
     m_lines = base::Descriptor();
 }
 
-void PartProcesses::start_i(const std::function<bool(const emit::LineSink&)>& feed) {
+void PartProcesses::start_i(const std::function<void(int)>& await,
+                            const std::function<bool(const emit::LineSink&)>& feed) {
     const std::string suffix = suffixOf(++m_number);
-    int ends[2];
-    pid_t process = -1;
-    if (::pipe2(ends, O_CLOEXEC) == 0) {
-        base::Descriptor reading(ends[0]);
-        const base::Descriptor writing(ends[1]);
-        process = ::fork();
-        if (process == 0) {
-            const int status = work_i(suffix, feed, writing.get());
-            std::fflush(nullptr);
-            ::_exit(status);
-        }
-        if (process > 0) m_running.push_back({process, suffix, std::move(reading)});
+    Pipe report;
+    Pipe go;
+    const pid_t process = report.open() && go.open() ? ::fork() : -1;
+    if (process < 0) {
+        m_warn("Unable to start part " + suffix.substr(1) + ": " + std::strerror(errno));
+        m_status = base::EXIT_ERROR;
+        return;
     }
-    if (process > 0) return;
-    m_warn("Unable to start part " + suffix.substr(1) + ": " + std::strerror(errno));
-    m_status = base::EXIT_ERROR;
+    if (process == 0) {
+        go.writing = base::Descriptor();
+        m_running.clear();  // so that the end of the recorder ends every wait
+        await(go.reading.get());
+        const int status = work_i(suffix, feed, report.writing.get());
+        std::fflush(nullptr);
+        ::_exit(status);
+    }
+    m_running.push_back({process, suffix, std::move(report.reading), std::move(go.writing)});
+    letBegin_i();
+}
+
+void PartProcesses::letBegin_i() {
+    std::size_t onDisk = m_complete.size();
+    for (Running& part : m_running) {
+        if (part.go.isOpen() && m_keep != 0 && onDisk > m_keep) return;
+        ++onDisk;
+        if (part.go.isOpen()) base::writeAll(part.go.get(), "g");
+        part.go = base::Descriptor();
+    }
 }
 
 int PartProcesses::work_i(const std::string& suffix, const std::function<bool(const emit::LineSink&)>& feed,
@@ -135,6 +179,7 @@ void PartProcesses::reap(bool wait) {
         if (ended == 0) return;
         complete_i(m_running.front(), ended < 0 ? 0x100 : status);
         m_running.pop_front();
+        letBegin_i();
     }
 }
 

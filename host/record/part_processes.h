@@ -41,7 +41,8 @@ public:
     emit::LineSink open();
     void close();
 
-    // Takes note of parts that are complete; `wait`: of all.
+    // Takes note of parts that are complete; `wait`: of all. To be called now and then: a part begins its
+    // files only when no more than those that stay, and itself, are on disk.
     void reap(bool wait = false);
 
     // 0, or the worst of what the parts ended with: 2 where something failed, 1 for an error.
@@ -52,9 +53,13 @@ private:
         pid_t process;
         std::string suffix;
         base::Descriptor report;  // where its files are named
+        base::Descriptor go;      // a byte lets it begin; not open: it has begun
     };
 
-    void start_i(const std::function<bool(const emit::LineSink&)>& feed);
+    // `await` returns when the descriptor that it is given can be read; both are called in the new process.
+    void start_i(const std::function<void(int)>& await,
+                 const std::function<bool(const emit::LineSink&)>& feed);
+    void letBegin_i();
     int work_i(const std::string& suffix, const std::function<bool(const emit::LineSink&)>& feed, int report);
     void complete_i(Running& part, int waitStatus);
     void removeOldest_i();
