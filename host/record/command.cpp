@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -28,6 +29,7 @@ int reasonAgainst(const std::string& path) {
 
 // As execvp looks for a program.
 int searchPath(const std::string& name) {
+    if (name.empty()) return ENOENT;
     if (name.find('/') != std::string::npos) return reasonAgainst(name);
     const char* const folders = std::getenv("PATH");
     std::string_view left = folders != nullptr ? folders : "/bin:/usr/bin";
@@ -120,6 +122,7 @@ int Command::status() const {
 std::string Command::text_i() const {
     std::string text;
     for (const std::string& word : m_words) text += (text.empty() ? "" : " ") + word;
+    std::replace(text.begin(), text.end(), '\n', ' ');  // of scripts that stand in an argument: it is one line
     return text;
 }
 

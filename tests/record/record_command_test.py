@@ -6,6 +6,7 @@ usage: record_command_test.py PWRHOST TREE STREAM
 import json
 import os
 import pathlib
+import pty
 import re
 import resource
 import signal
@@ -163,25 +164,54 @@ class RecordCommand(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stderr)
 
     def test_a_command_is_recorded_and_its_status_is_that_of_the_run(self):
-        cases = [(["sh", "-c", "exit 3", "--", "-x"], 3), (["sh", "-c", "kill -9 $$"], 128 + 9),
-                 (["./nosuch"], 127), (["."], 126), (["true"], 0)]
+        cases = [(["sh", "-c", "exit 3", "--", "-x"], 3), (["sh", "-c", "kill -9 $$"], 128 + 9), (["true"], 0),
+                 (["sh", "-c", "sleep 15 >/dev/null 2>&1 &\nexit 2"], 2), (["./nosuch"], 127), ([""], 127), (["."], 126)]
         for command, status in cases:
+            start = time.monotonic()
             done = pwrhost(self.work, "record", "--root", TREE, "--", *command)
             self.assertEqual(done.returncode, status, done.stderr)
+            self.assertLess(time.monotonic() - start, 12, "waited for a child of the command")
             (self.work / "run.csv").exists() == (status not in (126, 127)) or self.fail(command)
             if status not in (126, 127):
                 report = (self.work / "run.csv").read_text()
-                self.assertIn("Command: " + " ".join(command), report)
-                row = report[report.index("Command Summary"):].splitlines()[3].split(",")
+                self.assertRegex(report, r"(?m)^" + re.escape("Command: " + " ".join(command).replace("\n", " ")) + " *$")
+                title, _, line = report[report.index("Command Summary"):].splitlines()[1:4]
+                self.assertEqual(re.split(" *, ", title), [
+                    "Process", "Exit Status", "Signal", "Wall Time (s)", "User Time (s)", "System Time (s)",
+                    "Maximum Resident Size (KiB)", "Page Faults", "Context Switches"])
+                row = line.split(",")
                 self.assertRegex(row[0], command[0] + r" \(\d+\)")
                 self.assertEqual([int(row[1]), int(row[2])], [status, max(0, status - 128)])
                 (self.work / "run.csv").unlink()
+        for word, status in (("true", 1), ("false; exit 4", 4)):  # the recorder's own counts if the command gave 0
+            done = pwrhost(self.work, "record", "--root", TREE, "--save", "/dev/full", "--", "sh", "-c", word)
+            self.assertEqual(done.returncode, status)
+
+    def test_what_a_terminal_sends_reaches_the_command_once_and_the_recorder_waits(self):
+        for key, name in ((b"\x03", "INT"), (b"\x1c", "QUIT")):
+            script = f"n=0; trap 'n=$((n+1))' {name}; echo ready; sleep 30; sleep 0.2; exit 1$n"
+            process, terminal = pty.fork()
+            if process == 0:
+                os.chdir(self.work)
+                os.execv(PWRHOST, [PWRHOST, "record", "--quiet", "--root", TREE, "--", "sh", "-c", script])
+            said = b""
+            while b"ready" not in said:
+                said += os.read(terminal, 1000)
+            time.sleep(0.3)
+            os.write(terminal, key)
+            _, status = os.waitpid(process, 0)
+            os.close(terminal)
+            self.assertEqual(os.waitstatus_to_exitcode(status), 11)
+            self.assertIn("Command Summary", (self.work / "run.csv").read_text())
+            (self.work / "run.csv").unlink()
 
     def test_a_command_gets_what_the_recorder_was_given(self):
         shown = "import os, resource, signal; print(signal.getsignal(signal.SIGPIPE).name, signal.getsignal(" \
                 "signal.SIGXFSZ).name, signal.pthread_sigmask(0, []), resource.getrlimit(7)[0], os.getcwd())"
         plain = [sys.executable, "-S", "-c", "import signal; signal.signal(signal.SIGPIPE, signal.SIG_DFL); " + shown]
-        limit = lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (500, 1000))
+        def limit():
+            resource.setrlimit(resource.RLIMIT_NOFILE, (500, 1000))
+            signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGUSR2, signal.SIGHUP])
         own = subprocess.run(plain[:3] + [shown], cwd=self.work, capture_output=True, text=True, preexec_fn=limit)
         recorded = pwrhost(self.work, "record", "-w", "none", "--", *plain[:3], shown, preexec_fn=limit)
         self.assertEqual((recorded.returncode, recorded.stdout), (0, own.stdout), recorded.stderr)
@@ -222,10 +252,22 @@ class RecordCommand(unittest.TestCase):
         self.assertEqual(states["GPU Busy"], ("gpu", "0", "absent: no such file"))
 
     def test_parts_are_whole_runs_that_follow_each_other(self):
+        foreign = ("run.0000.csv", "run.0099.csv", "run.csv", "run.0001.bak")
         for more in ((), ("--continuous", "--flush-every", "0.1")):
-            done = pwrhost(self.work, "record", "--root", TREE, "-w", "sum,json", "--rotate", "250ms", "--seconds", "1.2",
-                           "--keep", "2", "--save", "s.jsonl", *more)
-            self.assertEqual(done.returncode, 0, done.stderr)
+            for name in foreign:
+                (self.work / name).write_text("another run's")
+            process = subprocess.Popen([PWRHOST, "record", "--quiet", "--root", TREE, "-w", "sum,json", "--rotate", "250ms",
+                                        "--seconds", "1.6", "--keep", "2", "--save", "s.jsonl", *more], cwd=self.work,
+                                       stderr=subprocess.DEVNULL)
+            most = 0
+            while process.poll() is None:
+                most = max(most, sum(name.startswith("s.") for name in os.listdir(self.work)))
+                time.sleep(0.005)
+            self.assertEqual(process.returncode, 0)
+            self.assertLessEqual(most, 3)
+            for name in foreign:
+                self.assertEqual((self.work / name).read_text(), "another run's")
+                (self.work / name).unlink()
             names = sorted(contents(self.work))
             reports = [name for name in names if name.endswith(".csv")]
             self.assertEqual(len(reports), 2, names)
@@ -258,15 +300,28 @@ class RecordCommand(unittest.TestCase):
             done = pwrhost(self.work, "record", "--preset", name, env=environment)
             self.assertEqual(done.returncode, 1)
             self.assertIn(text, done.stderr)
+        (folder / "idle.conf").write_text("metrics = Forks\n")  # in front of the one that comes with the program
+        done = pwrhost(self.work, "record", "--preset", "idle", "--root", TREE, "--list", env=environment)
+        self.assertEqual(re.findall(r"(?m)^\S+ +(.*?)  .* on  ", done.stdout), ["Forks"])
         for name in ("idle", "battery", "server"):  # those that come with the program
             done = pwrhost(self.work, "record", "--preset", name, "--seconds", "0.1", "-w", "none", "--root", TREE)
             self.assertEqual((done.returncode, done.stderr), (0, ""))
 
     def test_the_file_for_a_monitoring_system_holds_the_sums_of_the_stream(self):
-        done = pwrhost(self.work, "record", "-w", "none", "--seconds", "0.6", "--flush-every", "0.2", "--prom", "f.prom",
-                       "--save", "s")
-        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        seen = set()
+        process = subprocess.Popen([PWRHOST, "record", "--quiet", "-w", "openmetrics", "--seconds", "0.6", "--flush-every",
+                                    "0.2", "--prom", "f.prom", "--save", "s"], cwd=self.work,
+                                   stderr=subprocess.DEVNULL, preexec_fn=lambda: os.umask(0o027))
+        while process.poll() is None:
+            seen.update(name for name in os.listdir(self.work) if name.endswith(".prom"))
+        self.assertEqual((process.returncode, seen), (0, {"f.prom"}))
+        self.assertEqual((self.work / "f.prom").stat().st_mode & 0o777, 0o640)
         text = (self.work / "f.prom").read_text()
+        writer = (self.work / "run.om").read_text()
+        self.assertEqual(re.findall(r"(?m)^# TYPE (\S+)", text), [
+            name + "_total" * (kind == "counter") for name, kind in re.findall(r"(?m)^# TYPE (\S+) (\S+)$", writer)])
+        self.assertLessEqual(set(re.findall(r'[{,](\w+)="', text)), {"group", "entity", "item", "state", "bound", "id"})
+        (self.work / "run.om").unlink()
         for absent in ("# UNIT", "# EOF", "host=", "run="):
             self.assertNotIn(absent, text)
         self.assertIn("# TYPE context_switches_total counter\n", text)
