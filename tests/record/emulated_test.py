@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Lets sensors and upower look at the same emulated devices as a recording does: emulated_test.py PWRHOST
+"""Lets sensors, upower and perf look at the same emulated devices as a recording does: emulated_test.py PWRHOST
 
-Machines that tests run on seldom have a battery or fans; umockdev gives other programs a sys of its own making.
+Machines that tests run on seldom have a battery or fans; umockdev gives other programs a sys of its own making. Nor do
+they count energy: two clocks of the kernel, one for each CPU, are given out as such counters below a sys of which a part
+is covered.
 """
 import os
 import pathlib
@@ -34,14 +36,45 @@ def description():
     return text + "P: /devices/platform/chip.0\nE: SUBSYSTEM=platform\n"
 
 
+LOOK = pathlib.Path(__file__).with_name("interop_test.py")
+EVENTS = pathlib.Path("/sys/bus/event_source/devices")
+JOULES_PER_NSEC = {"pkg": 2.5e-8, "psys": 6e-8}  # 25 and 60 W
+
+
+def look_at_energy(pwrhost):
+    """In a space of mounts of its own."""
+    subprocess.run(["mount", "-t", "tmpfs", "none", EVENTS], check=True)
+    cpus = min(os.cpu_count(), 2)
+    files = {"type": 1, "cpumask": ",".join(map(str, range(cpus))), "format/event": "config:0-7"}
+    for config, (name, scale) in enumerate(JOULES_PER_NSEC.items()):
+        event = f"events/energy-{name}"
+        files |= {event: f"event={config:#04x}", event + ".unit": "Joules", event + ".scale": scale}
+    for name, text in files.items():
+        path = EVENTS / "power" / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(f"{text}\n")
+    done = subprocess.run([sys.executable, LOOK, pwrhost, "2", "/", "OtherEyes.test_perf_sees_the_same_energy"],
+                          stderr=subprocess.PIPE, text=True)
+    print(done.stderr)
+    return done.returncode != 0 or "skipped" in done.stderr
+
+
+def emulate_energy(pwrhost):
+    """Only who may do anything can cover a part of sys and count on a whole CPU."""
+    if os.geteuid() != 0 or not shutil.which("perf") or not EVENTS.exists() or any(
+            pathlib.Path("/sys/class/powercap").glob("*/energy_uj")):
+        print("no energy is emulated here")
+        return 0
+    return subprocess.run(["unshare", "--mount", sys.executable, __file__, pwrhost, "energy"], timeout=120).returncode
+
+
 def inside(pwrhost):
     """With the emulated devices, and a bus that upower takes for the system's."""
     environment = {**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": os.environ["DBUS_SESSION_BUS_ADDRESS"]}
     daemon = subprocess.Popen([UPOWER_DAEMON], env=environment, stderr=subprocess.DEVNULL)
     try:
         subprocess.run(["gdbus", "wait", "--session", "--timeout", "30", "org.freedesktop.UPower"], check=True)
-        look = pathlib.Path(__file__).with_name("interop_test.py")
-        done = subprocess.run([sys.executable, look, pwrhost, "2", os.environ["UMOCKDEV_DIR"], *TESTS], env=environment,
+        done = subprocess.run([sys.executable, LOOK, pwrhost, "2", os.environ["UMOCKDEV_DIR"], *TESTS], env=environment,
                               stderr=subprocess.PIPE, text=True)
         print(done.stderr)
         return done.returncode != 0 or "skipped" in done.stderr
@@ -51,6 +84,8 @@ def inside(pwrhost):
 
 
 def main():
+    if "energy" in sys.argv[2:]:
+        return look_at_energy(sys.argv[1])
     if "DBUS_SESSION_BUS_ADDRESS" in os.environ and "UMOCKDEV_DIR" in os.environ:
         return inside(sys.argv[1])
     missing = [name for name in ("umockdev-run", "dbus-run-session", "gdbus", "sensors", "upower", UPOWER_DAEMON)
@@ -58,6 +93,8 @@ def main():
     if missing:
         print("skipped: there is no", ", ".join(missing))
         return 77
+    if emulate_energy(sys.argv[1]) != 0:
+        return 1
     with tempfile.TemporaryDirectory() as folder:
         devices = pathlib.Path(folder, "devices")
         devices.write_text(description())
