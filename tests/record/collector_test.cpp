@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <set>
+
 #include "tests/record/simulation.h"
 
 namespace {
@@ -174,8 +176,28 @@ TEST(Collector, samplesEachSourceAtItsOwnIntervalAndAllAtTheEnd) {
     recording.m_root.put("sys/class/hwmon/hwmon0/fan1_input", "2000");
     recording.m_root.put("proc/stat", "ctxt 1\n");
     EXPECT_EQ(recording.m_options.selection.addInterval("HWMON=1250", recording.m_options.intervalMs), "");
-    recording.m_options.selection.setMetrics({"Battery*", "Fan Speed", "Context Switche?"}, {});
+    // One of each source that is sampled every second unless the user says otherwise.
+    const char* const slow[] = {
+        "Battery Capacity", "Cooling Device State", "Control Group Memory", "Device Runtime Power",
+        "GPU Busy",         "Process CPU Time"};
+    recording.m_root.put("sys/class/thermal/cooling_device0/cur_state", "1");
+    recording.m_root.put("sys/fs/cgroup/cgroup.controllers", "");
+    recording.m_root.put("sys/fs/cgroup/a/memory.current", "4096");
+    for (const auto& [name, text] :
+         {std::pair("status", "active"), std::pair("active_time", "1"), std::pair("suspended_time", "1")})
+        recording.m_root.put(std::string("sys/devices/a/power/runtime_") + name, text);
+    recording.m_root.put("sys/class/drm/card0/device/gpu_busy_percent", "1");
+    recording.m_root.put("proc/1/stat", "1 (init) S 0 1 1 0 -1 0 0 0 0 0 7 7 0 0 20 0 1 0 1 1 1");
+    std::vector<std::string> metrics(std::begin(slow), std::end(slow));
+    metrics.insert(metrics.end(), {"Fan Speed", "Context Switche?"});
+    recording.m_options.selection.setMetrics(metrics, {});
     recording.record();
+    for (const char* metric : slow) {
+        std::set<std::string> times;
+        for (const std::string& text : recording.elements(metric))
+            times.insert(text.substr(0, text.find(' ')));
+        EXPECT_THAT(times, ElementsAre("1000", "2000", "2550")) << metric;
+    }
     EXPECT_THAT(recording.elements("Battery Capacity"),
                 ElementsAre("1000 BAT0: Capacity 1000 50.000", "2000 BAT0: Capacity 1000 50.000",
                             "2550 BAT0: Capacity 550 50.000"));
@@ -184,7 +206,7 @@ TEST(Collector, samplesEachSourceAtItsOwnIntervalAndAllAtTheEnd) {
                             "2550 hwmon0 fan1: Speed 50 2000.000"));
     EXPECT_EQ(recording.elements("Context Switches").size(), 9U);
     EXPECT_THAT(recording.elements("Load Average"), IsEmpty());
-    EXPECT_EQ(count(recording.m_lines, "\"def\":\"metric\""), 3U);
+    EXPECT_EQ(count(recording.m_lines, "\"def\":\"metric\""), metrics.size());
 }
 
 TEST(Collector, splitsSamplesThatAreTooLargeForOneRecord) {
