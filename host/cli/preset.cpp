@@ -47,8 +47,9 @@ std::string findFile(const std::string& name) {
     return {};
 }
 
-// Why the line is wrong; empty if it is not.
-std::string takeLine(CLI::App& command, const std::string& line, const std::set<std::string>& given) {
+// Why the line is wrong; empty if it is not. `taken` is the option that it sets.
+std::string takeLine(CLI::App& command, const std::string& line, const std::set<std::string>& given,
+                     std::string& taken) {
     const std::size_t sign = line.find('=');
     if (sign == std::string::npos) return "expected \"option = value\"";
     const std::string name(base::trimmed(std::string_view(line).substr(0, sign)));
@@ -60,6 +61,7 @@ std::string takeLine(CLI::App& command, const std::string& line, const std::set<
     try {
         option->add_result(value);
         option->run_callback();
+        taken = "--" + name;
     } catch (const CLI::Error& problem) {
         return problem.what();
     }
@@ -76,7 +78,7 @@ std::set<std::string> givenOptions(const CLI::App& command) {
 
 }  // namespace
 
-bool applyPreset(CLI::App& command, const std::string& name) {
+bool applyPreset(CLI::App& command, const std::string& name, PresetPlaces& places) {
     const std::string path = findFile(name);
     if (path.empty()) return false;
     std::ifstream file(path);
@@ -86,11 +88,13 @@ bool applyPreset(CLI::App& command, const std::string& name) {
         ++number;
         const std::string_view text = base::trimmed(line);
         if (text.empty() || text.front() == '#') continue;
-        if (const std::string why = takeLine(command, std::string(text), given); !why.empty()) {
-            base::complain(
-                std::string(path).append(":").append(std::to_string(number)).append(": ").append(why));
+        const std::string place = path + ":" + std::to_string(number);
+        std::string option;
+        if (const std::string why = takeLine(command, std::string(text), given, option); !why.empty()) {
+            base::complain(place + ": " + why);
             return false;
         }
+        if (!option.empty()) places[option].push_back(place);
     }
     return true;
 }

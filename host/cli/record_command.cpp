@@ -43,6 +43,7 @@ struct Words {
     std::string preset;
     std::vector<std::string> command;
     bool isList = false;
+    PresetPlaces places;  // of the options that a preset gave
 };
 
 struct RecordCommandOptions {
@@ -51,30 +52,36 @@ struct RecordCommandOptions {
     Words m_words;
 };
 
-bool refuse(const std::string& option, const std::string& why) {
-    base::complain(option + ": " + why);
+// Of options that may be repeated `index` says which.
+bool refuse(const Words& words, const std::string& option, const std::string& why, std::size_t index = 0) {
+    const auto places = words.places.find(option);
+    const bool isOfPreset = places != words.places.end() && index < places->second.size();
+    base::complain((isOfPreset ? places->second[index] + ": " : "") + option + ": " + why);
     return false;
 }
 
-bool readSeconds(const char* option, const std::string& text, bool isZeroGood, double& seconds) {
+bool readSeconds(const Words& words, const char* option, const std::string& text, bool isZeroGood,
+                 double& seconds) {
     if (text.empty()) return true;
     const auto length = base::parseDuration(text);
-    if (!length || (*length == 0 && !isZeroGood)) return refuse(option, base::notADuration(text));
+    if (!length || (*length == 0 && !isZeroGood)) return refuse(words, option, base::notADuration(text));
     seconds = *length;
     return true;
 }
 
-bool readTop(const std::string& text, std::size_t& top) {
-    std::string_view left = text;
+bool readTop(const Words& words, std::size_t& top) {
+    std::string_view left = words.top;
     std::uint64_t number = 0;
     const bool isNumber = base::takeUnsigned(left, number) && left.empty();
-    if (!isNumber && text != "all") return refuse("--top", "not a number or \"all\": \"" + text + "\"");
+    if (!isNumber && words.top != "all")
+        return refuse(words, "--top", "not a number or \"all\": \"" + words.top + "\"");
     top = number;
     return true;
 }
 
 // "1h" or "100M".
-bool readRotation(const std::string& text, record::RecordOptions& options) {
+bool readRotation(const Words& words, record::RecordOptions& options) {
+    const std::string& text = words.rotate;
     if (text.empty()) return true;
     std::string_view left = text;
     std::uint64_t number = 0;
@@ -84,29 +91,31 @@ bool readRotation(const std::string& text, record::RecordOptions& options) {
     else if (base::takeUnsigned(left, number) && left.size() == 1 && number <= 1'000'000'000)
         options.rotateBytes = number << (10 * (unit + 1));
     return options.isRotated() ||
-           refuse("--rotate",
+           refuse(words, "--rotate",
                   "neither a length of time nor a number of bytes, as 1h or 100M: \"" + text + "\"");
 }
 
 bool readTrace(const Words& words, record::TraceOptions& trace) {
     if (words.trace.empty())
-        return !trace.isSummary || refuse("--trace-summary", "there is no --trace that it could be of");
+        return !trace.isSummary ||
+               refuse(words, "--trace-summary", "there is no --trace that it could be of");
     const std::string why = trace.setSets(words.trace);
-    return why.empty() || refuse("--trace", why);
+    return why.empty() || refuse(words, "--trace", why);
 }
 
 // What is said in words, as values. False after a complaint.
 bool readWords(const Words& words, record::RecordOptions& options) {
-    if (!readSeconds("--seconds", words.seconds, true, options.seconds) ||
-        !readSeconds("--flush-every", words.flushEvery, false, options.flushEverySec) ||
-        !readTop(words.top, options.top) || !readRotation(words.rotate, options))
+    if (!readSeconds(words, "--seconds", words.seconds, true, options.seconds) ||
+        !readSeconds(words, "--flush-every", words.flushEvery, false, options.flushEverySec) ||
+        !readTop(words, options.top) || !readRotation(words, options))
         return false;
-    for (const std::string& interval : words.intervals)
-        if (const auto why = options.selection.addInterval(interval, options.intervalMs); !why.empty())
-            return refuse("--interval", why);
+    for (std::size_t i = 0; i < words.intervals.size(); ++i)
+        if (const auto why = options.selection.addInterval(words.intervals[i], options.intervalMs);
+            !why.empty())
+            return refuse(words, "--interval", why, i);
     if (!words.sources.empty())
         if (const auto why = options.selection.setSources(words.sources); !why.empty())
-            return refuse("--sources", why);
+            return refuse(words, "--sources", why);
     if (const auto why = options.selection.setMetrics(words.metrics, words.excluded); !why.empty()) {
         base::complain(why);
         return false;
@@ -128,16 +137,16 @@ bool checkCommand(const RecordCommandOptions& options) {
         base::complain("unknown word " + command.front() + "; a command stands behind --");
         return false;
     }
-    if (!options.m_words.seconds.empty())
-        return refuse("--seconds", "a command says itself how long it runs");
-    if (options.m_run.m_output == "-") return refuse("--output", "standard output is the command's");
-    if (options.m_record.save == "-") return refuse("--save", "standard output is the command's");
+    const Words& words = options.m_words;
+    if (!words.seconds.empty()) return refuse(words, "--seconds", "a command says itself how long it runs");
+    if (options.m_run.m_output == "-") return refuse(words, "--output", "standard output is the command's");
+    if (options.m_record.save == "-") return refuse(words, "--save", "standard output is the command's");
     return true;
 }
 
 int runParts(RecordCommandOptions& options, session::Run& run, const emit::LineSink& deliver) {
     if (options.m_run.m_output == "-" || options.m_record.save == "-")
-        return refuse("--rotate", "parts can't share standard output"), base::EXIT_ERROR;
+        return refuse(options.m_words, "--rotate", "parts can't share standard output"), base::EXIT_ERROR;
     const record::Deliverer deliverer{[&](const std::string& suffix) { return run.begin(suffix); }, deliver,
                                       [&] { return run.end(); }, [&] { return run.results(); }};
     if (options.m_words.command.empty()) return record::recordInParts(options.m_record, deliverer);
@@ -295,7 +304,8 @@ void addRecordCommand(CLI::App& program, Command& chosen, const std::vector<std:
     command->callback([&chosen, options, command] {
         chosen = [options, command] {
             const std::string& preset = options->m_words.preset;
-            if (!preset.empty() && !applyPreset(*command, preset)) return int{base::EXIT_ERROR};
+            if (!preset.empty() && !applyPreset(*command, preset, options->m_words.places))
+                return int{base::EXIT_ERROR};
             return runRecord(*options);
         };
     });

@@ -296,7 +296,9 @@ class RecordCommand(unittest.TestCase):
             self.assertEqual({line["name"] for line in lines if line.get("def") == "metric"}, metrics)
             self.assertTrue((self.work / "run.txt").exists())
         (folder / "bad.conf").write_text("seconds = 1\nspeed = 3\n")
-        for name, text in (("bad", 'bad.conf:2: unknown option "speed"'), ("none", "there is no preset none")):
+        (folder / "late.conf").write_text("seconds = 1\ninterval = 5\n\ninterval = foo=3\n")
+        for name, text in (("bad", 'bad.conf:2: unknown option "speed"'), ("none", "there is no preset none"),
+                           ("late", 'late.conf:4: --interval: unknown source "foo"')):
             done = pwrhost(self.work, "record", "--preset", name, env=environment)
             self.assertEqual(done.returncode, 1)
             self.assertIn(text, done.stderr)
