@@ -72,9 +72,9 @@ bool readSeconds(const Words& words, const char* option, const std::string& text
 bool readTop(const Words& words, std::size_t& top) {
     std::string_view left = words.top;
     std::uint64_t number = 0;
-    const bool isNumber = base::takeUnsigned(left, number) && left.empty();
+    const bool isNumber = base::takeUnsigned(left, number) && left.empty() && number > 0;
     if (!isNumber && words.top != "all")
-        return refuse(words, "--top", "not a number or \"all\": \"" + words.top + "\"");
+        return refuse(words, "--top", "not a number above 0 or \"all\": \"" + words.top + "\"");
     top = number;
     return true;
 }

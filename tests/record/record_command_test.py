@@ -232,7 +232,8 @@ class RecordCommand(unittest.TestCase):
             (["true"], "unknown word true"), (["--"], "no command"), (["--sources", "CPU, foo"], 'unknown source "foo"'),
             (["--metrics", "cpu*"], "nothing is left"), (["--exclude", "*"], "nothing is left"),
             (["--interval", "disk=0"], "milliseconds"), (["--interval", "disc=5"], 'unknown source "disc"'),
-            (["--top", "some"], "--top"), (["--seconds", "3 weeks"], "seconds"), (["--rotate", "0M"], "neither a length"),
+            (["--top", "some"], "--top"), (["--top", "0"], "--top"), (["--seconds", "3 weeks"], "seconds"),
+            (["--rotate", "0M"], "neither a length"),
             (["--rotate", "5X"], "neither a length"), (["--keep", "0"], "not in range 1 to"),
             (["--rotate", "1h", "--output", "-"], "standard output"), (["--output", "-", "--", "true"], "--output")):
             done = pwrhost(self.work, "record", *words)
