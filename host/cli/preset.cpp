@@ -88,10 +88,10 @@ bool applyPreset(CLI::App& command, const std::string& name, PresetPlaces& place
         ++number;
         const std::string_view text = base::trimmed(line);
         if (text.empty() || text.front() == '#') continue;
-        const std::string place = path + ":" + std::to_string(number);
+        const std::string place = std::string(path).append(":").append(std::to_string(number));
         std::string option;
         if (const std::string why = takeLine(command, std::string(text), given, option); !why.empty()) {
-            base::complain(place + ": " + why);
+            base::complain(std::string(place).append(": ").append(why));
             return false;
         }
         if (!option.empty()) places[option].push_back(place);

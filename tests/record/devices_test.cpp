@@ -253,11 +253,14 @@ TEST(Devices, deliverTheLinesOfTables) {
             "LOC: 4 Local timer interrupts\nERR: 0\n"}},
           {{"proc/interrupts",
             "      CPU0  CPU1\n 24: 15 130 PCI-MSI 512000-edge  nvme0q1, nvme0q2\n"
-            "LOC: 4 8 Local timer interrupts\nERR: 0\n"}}},
+            "LOC: 4 8 Local timer interrupts\nERR: 0\n"}},
+          {{"proc/interrupts", "garbage\n"}},
+          {{"proc/interrupts", "      CPU0\n 24: 19 PCI-MSI 512000-edge  nvme0q1, nvme0q2\n"}}},
          "Interrupt Lines",
          {"1 System: 24 ahci[0000:00:17.0] 1 10", "1 System: LOC Local timer interrupts 1 10",
           "1 System: other 1 0", "2 System: 24 nvme0q1; nvme0q2 1 30",
-          "2 System: LOC Local timer interrupts 1 1", "2 System: other 1 0"}},
+          "2 System: LOC Local timer interrupts 1 1", "2 System: other 1 0",
+          "4 System: 24 nvme0q1; nvme0q2 2 4", "4 System: other 2 0"}},
         {"soft interrupts",
          {{{"proc/softirqs",
             "                    CPU0       CPU1\n          HI:          1          2\n"

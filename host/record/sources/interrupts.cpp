@@ -45,7 +45,7 @@ public:
           m_file(context, "proc/interrupts") {}
 
     bool prepare() override {
-        if (!m_file.isReadable() || !update_i() || m_table.count() == 0) return false;
+        if (!m_file.isReadable() || !update_i()) return false;
         m_metric.define({m_context.system});
         if (m_metric.isWanted()) m_metric.other(m_context.system, m_context.define.descriptor("other"));
         return true;
@@ -75,7 +75,7 @@ private:
         std::string_view text;
         if (!m_file.readText(text, m_buffer)) return false;
         m_table.update(text);
-        return true;
+        return m_table.count() > 0;
     }
 
     emit::TopMetric::Item& item_i(const InterruptTable::Line& line) {
@@ -103,7 +103,7 @@ public:
           m_file(context, "proc/softirqs") {}
 
     bool prepare() override {
-        if (!m_file.isReadable() || !update_i() || m_table.count() == 0) return false;
+        if (!m_file.isReadable() || !update_i()) return false;
         for (std::size_t i = 0; i < m_table.count(); ++i) {
             const std::string& kind = m_table.lines()[i].label;
             m_items[kind] = m_metric.add(m_context.system, kind, {kind});
@@ -136,7 +136,7 @@ private:
         std::string_view text;
         if (!m_file.readText(text, m_buffer)) return false;
         m_table.update(text);
-        return true;
+        return m_table.count() > 0;
     }
 
     SourceContext& m_context;
