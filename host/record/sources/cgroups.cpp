@@ -20,7 +20,7 @@ class GroupFiles {
 public:
     struct Group {
         SampleFile file;
-        std::uint64_t scan = 0;     // in which it was there
+        std::uint64_t scan = 0;  // in which it was there
         bool isRead = false;
         std::uint64_t reading = 0;  // as last read
         bool isReopened = false;    // since then
