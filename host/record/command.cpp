@@ -122,8 +122,8 @@ int Command::status() const {
 std::string Command::text_i() const {
     std::string text;
     for (const std::string& word : m_words) text += (text.empty() ? "" : " ") + word;
-    std::replace(text.begin(), text.end(), '\n',
-                 ' ');  // of scripts that stand in an argument: it is one line
+    // Of scripts that stand in an argument: it is to be one line.
+    std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
 }
 
