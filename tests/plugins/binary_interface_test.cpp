@@ -116,6 +116,15 @@ TEST(BinaryInterface, FieldsOfHandles) {
     EXPECT_EQ(sizeof(pwr::EntityHandle), 184u + 72 + 8 + 24);
 }
 
+TEST(BinaryInterface, ObjectsThatTheWritersMake) {
+    EXPECT_EQ(offsetOf(&pwr::Data::m_type), 0u);
+    EXPECT_EQ(sizeof(pwr::Data), 40u);
+    EXPECT_EQ(offsetOf(&pwr::DataDescriptorBuilder::m_attributes), 64u);
+    EXPECT_EQ(sizeof(pwr::DataDescriptorBuilder), 136u);
+    EXPECT_EQ(sizeof(pwr::RealFormatter), 16u);
+    EXPECT_EQ(sizeof(pwr::Tokenizer), 64u);
+}
+
 TEST(BinaryInterface, FieldsOfMetrics) {
     EXPECT_EQ(offsetOf(&pwr::Metric::Sample::timestamp), 0u);
     EXPECT_EQ(offsetOf(&pwr::Metric::Sample::elements), 8u);
