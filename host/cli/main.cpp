@@ -24,9 +24,15 @@ void openStandardStreams() {
         if (::fcntl(descriptor, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) < 0) return;
 }
 
-// Complains and returns true if the first word is no command: the parser only says that one is missing.
-bool isUnknownCommand(const CLI::App& program, const std::vector<std::string>& words) {
-    if (words.size() < 2 || words[1].empty() || words[1][0] == '-') return false;
+// Complains and returns true if the first word is no command and no option of the program: the parser only
+// says that a command is missing.
+bool isUnknown(const CLI::App& program, const std::vector<std::string>& words) {
+    if (words.size() < 2 || words[1].empty() || words[1] == "--") return false;
+    if (words[1][0] == '-') {
+        if (program.get_option_no_throw(words[1]) != nullptr) return false;
+        host::base::complain("unknown option \"" + words[1] + "\"; those of a command stand behind it");
+        return true;
+    }
     std::string known;
     for (const CLI::App* command : program.get_subcommands({})) {
         if (command->get_name() == words[1]) return false;
@@ -55,7 +61,7 @@ int main(int argc, char** argv) try {
     host::cli::addInfoCommand(program, chosen);
     host::cli::addCompareCommand(program, chosen, words);
     host::cli::addCompletionCommand(program, chosen);
-    if (isUnknownCommand(program, words)) return host::base::EXIT_ERROR;
+    if (isUnknown(program, words)) return host::base::EXIT_ERROR;
     try {
         program.parse(host::cli::countParsedWords(words), argv);
     } catch (const CLI::ParseError& problem) {

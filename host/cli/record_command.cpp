@@ -182,7 +182,9 @@ int runWithProm(RecordCommandOptions& options) {
 }
 
 int runRecord(RecordCommandOptions& options) {
-    if (!readWords(options.m_words, options.m_record) || !checkCommand(options)) return base::EXIT_ERROR;
+    if (!readWords(options.m_words, options.m_record) || !checkCommand(options) ||
+        !checkStandardOutput(options.m_run, options.m_record.save))
+        return base::EXIT_ERROR;
     if (options.m_words.isList) return record::listSources(options.m_record);
     if (!options.m_words.command.empty())
         if (const int status = record::Command(options.m_words.command).check(); status != 0) return status;

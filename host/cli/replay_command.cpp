@@ -162,7 +162,11 @@ void addReplayCommand(CLI::App& program, Command& chosen) {
     command->add_option("INPUT", options->m_inputs, "Files, the parts of one run; - is standard input")
         ->required();
     command->callback([&chosen, options] {
-        chosen = [options] { return readInterval(*options) ? replay(*options) : base::EXIT_ERROR; };
+        chosen = [options]() -> int {
+            if (!readInterval(*options) || !checkStandardOutput(options->m_run, options->m_save))
+                return base::EXIT_ERROR;
+            return replay(*options);
+        };
     });
 }
 

@@ -5,9 +5,22 @@
 #include <cstdlib>
 #include <string>
 
+#include "host/base/complain.h"
 #include "host/base/instant.h"
 
 namespace host::cli {
+
+namespace {
+
+constexpr std::uint64_t MOST_POINTS = 1000000000;
+
+}  // namespace
+
+bool checkStandardOutput(const session::RunOptions& options, const std::string& save) {
+    if (options.m_output != "-" || save != "-") return true;
+    base::complain("--output and --save: standard output takes a result or the stream, not both");
+    return false;
+}
 
 void addRunOptions(CLI::App& command, session::RunOptions& options) {
     command
@@ -49,7 +62,7 @@ void addRunOptions(CLI::App& command, session::RunOptions& options) {
             "Most points that the page of \"html\" holds; beyond that a point stands for several samples "
             "(2000000)")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(std::uint64_t{1}, MOST_POINTS));
     command
         .add_option("--log-level", options.m_logLevel,
                     "Log lines shown: 0 fatal, 1 error, 2 warning, 3 debug, 4 info")

@@ -52,7 +52,10 @@ class Cli(unittest.TestCase):
                 status, out, err = self.run_host(*args)
                 self.assertEqual((1, ""), (status, out))
                 self.assertNotEqual("", err)
-        self.assertRegex(self.run_host("bogus", "--help")[2], '^pwrhost: unknown command "bogus"; there are: list, ')
+        for args, said in [(["bogus", "--help"], 'pwrhost: unknown command "bogus"; there are: list, '),
+                           (["--bogus", "list"], 'pwrhost: unknown option "--bogus"; '),
+                           (["replay", "--max-points", "x", "good"], "--max-points: Value x not in range 1 to 1000000000\n")]:
+            self.assertEqual(said, self.run_host(*args)[2][:len(said)])
         self.assertEqual(0, self.run_host("--help")[0])
         self.assertEqual(0, self.run_host("replay", "--help")[0])
 
@@ -221,11 +224,15 @@ class Cli(unittest.TestCase):
                 self.assertEqual((0, b""), (done.returncode, done.stderr))
                 self.assertEqual((self.work / file).read_bytes(), done.stdout)
         before = sorted(os.listdir(self.work))
-        for args in [["-w", "sum,raw"], ["-w", "json", "--continuous"], ["-w", "phm-csv", KINDS]]:
+        one = "-o - takes exactly one writer"
+        both = "standard output takes a result or the stream, not both"
+        for said, *args in [(one, "replay", "-w", "sum,raw", "good"), (one, "replay", "-w", "json", "--continuous", "good"),
+                            (one, "replay", "-w", "phm-csv", KINDS), (both, "replay", "--save", "-", "good"),
+                            (both, "record", "--save", "-", "--seconds", "9")]:
             with self.subTest(args=args):
-                status, out, err = self.run_host("replay", "-o", "-", *args, *([] if KINDS in args else ["good"]))
+                status, out, err = self.run_host(*args, "-o", "-")
                 self.assertEqual((1, ""), (status, out))
-                self.assertIn("-o - takes exactly one writer", err)
+                self.assertIn(said, err)
         self.assertEqual(before, sorted(os.listdir(self.work)))
 
     def test_order_of_the_report(self):
