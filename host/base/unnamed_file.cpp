@@ -7,13 +7,13 @@
 
 namespace host::base {
 
-Descriptor makeUnnamedFile() {
-    Descriptor file(::open(".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+Descriptor makeUnnamedFile(const std::string& folder) {
+    Descriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (file.isOpen()) return file;
     // File systems without unnamed files: one that loses its name at once.
-    char name[] = "./.pwrhost_XXXXXX";
-    file = Descriptor(::mkostemp(name, O_CLOEXEC));
-    if (file.isOpen()) ::unlink(name);
+    std::string name = folder + "/.pwrhost_XXXXXX";
+    file = Descriptor(::mkostemp(name.data(), O_CLOEXEC));
+    if (file.isOpen()) ::unlink(name.c_str());
     return file;
 }
 

@@ -20,7 +20,6 @@
 #include "host/record/command.h"
 #include "host/record/list_sources.h"
 #include "host/record/part_processes.h"
-#include "host/record/places.h"
 #include "host/record/record.h"
 #include "host/session/run.h"
 
@@ -198,8 +197,8 @@ int runChecked(RecordCommandOptions& options) {
     // The recorder hears signals itself while it collects; one that comes later must not cost the files.
     const base::StopSignal stop;
     session::Run run;
-    if (!run.open(options.m_run) || !record::checkPlaces(options.m_run.m_writers, options.m_run.m_output))
-        return base::EXIT_ERROR;
+    options.m_run.m_needsPlaces = true;  // better told now than after an hour of measuring
+    if (!run.open(options.m_run)) return base::EXIT_ERROR;
     if (!options.m_run.m_order.empty()) options.m_record.order = emit::orderLine(options.m_run.m_order);
     std::uint64_t number = 0;
     const auto deliver = [&](std::string_view line) {

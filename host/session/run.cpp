@@ -16,6 +16,7 @@
 #include "host/model/registry.h"
 #include "host/session/label_list.h"
 #include "host/session/order_file.h"
+#include "host/session/places.h"
 #include "host/session/writer_list.h"
 
 namespace host::session {
@@ -36,12 +37,6 @@ void setOpenFilesLimit(rlim_t reserve) {
 
 std::string plural(std::size_t count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-std::string folderOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 // Where the folder of temporary files may be made, best first.
@@ -103,6 +98,9 @@ bool Run::open(const RunOptions& options) {
         return false;
     }
     if (!selectWriters_i() || !checkStandardOutput_i()) return false;
+    if (m_options.m_needsPlaces && !m_isToStandardOutput &&
+        !checkPlaces(m_delivery.writers(), m_options.m_output))
+        return false;
     if (!m_delivery.writers().empty() && !makeWorkFolder_i()) return false;
     if (!openLogs_i()) return false;
     m_delivery.setStart(options.m_start);

@@ -29,7 +29,8 @@ struct RunOptions {
     std::string m_log;       // empty: standard error
     std::string m_statuses;  // empty: none
     std::string m_temp;  // folder for the folder of temporary files; empty: TMPDIR, else beside the output
-    bool m_isQuiet = false;  // no list of files at the end
+    bool m_isQuiet = false;      // no list of files at the end
+    bool m_needsPlaces = false;  // refused if a result has no place that may be written
 };
 
 // One run from opening the plug-in library to giving it back. Between begin and end the process works in a

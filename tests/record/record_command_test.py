@@ -150,12 +150,19 @@ class RecordCommand(unittest.TestCase):
 
     def test_places_that_may_not_be_written_are_told_before_anything_is_measured(self):
         closed = self.work / "closed"
-        closed.mkdir(0o555)
+        closed.mkdir()
+        (closed / "run.ztjson").touch()
+        (closed / "run.ztjson").chmod(0o666)
+        closed.chmod(0o555)
         self.work.chmod(0o777)
-        for output in ("nowhere/run", str(closed / "run")):
-            done = pwrhost(self.work, "record", "-w", "sum,json", "--seconds", "9", "-o", output, user=UNPRIVILEGED)
+        for folder, output, writers, told in ((self.work, "nowhere/run", "sum,json", "nowhere"), (self.work, "/proc/run", "json", "/proc"),
+                                              (self.work, str(closed / "run"), "sum,json", str(closed)),
+                                              (closed, str(self.work / "run"), "sum, Auto", ".")):
+            done = pwrhost(folder, "record", "-w", writers, "--seconds", "9", "-o", output, user=UNPRIVILEGED)
             self.assertEqual(done.returncode, 1)
-            self.assertRegex(done.stderr, "cannot write to the output folder .*" + pathlib.Path(output).parent.name)
+            self.assertIn("cannot write to the output folder " + told + ": ", done.stderr)
+        done = pwrhost(self.work, "record", "-w", "json", "--seconds", "0.1", "-o", str(closed / "run"), user=UNPRIVILEGED)
+        self.assertEqual(done.returncode, 0, done.stderr)
         done = pwrhost(self.work, "record", "-w", "sum,raw", "--temp", str(closed), "--seconds", "9", user=UNPRIVILEGED)
         self.assertEqual((done.returncode, done.stderr.count("\n")), (1, 1), done.stderr)
         self.assertIn("the writers' temporary files", done.stderr)
