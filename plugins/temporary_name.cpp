@@ -1,6 +1,7 @@
 #include "plugins/temporary_name.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,6 +42,15 @@ bool vacate(const char* path) {
     }
     closeAndKeepReason(descriptor);
     return isFree;
+}
+
+// Where nothing can be locked, nobody else does.
+bool claim(int descriptor) {
+    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+void release(int descriptor) {
+    flock(descriptor, LOCK_UN);
 }
 
 bool isTaken(int descriptor, const char* path) {

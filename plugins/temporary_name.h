@@ -9,6 +9,11 @@ namespace temporary_name {
 // under the name any more; otherwise false, with errno set.
 bool vacate(const char* path);
 
+// Takes the open file for this process alone until it is released or closed. False if another process has
+// taken it.
+bool claim(int descriptor);
+void release(int descriptor);
+
 // True if somebody else has taken the name of the open file for a file of his own.
 bool isTaken(int descriptor, const char* path);
 

@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::size_t NAME_SIZE = 32;
 constexpr std::size_t ERROR_TEXT_SIZE = 256;
+constexpr int CREATION_ATTEMPTS = 10;
 
 // Tags of what is told once per process.
 enum OnceTag { TOO_MANY_FILES_ONCE = 1000, NO_SPACE_ONCE = 1001, READ_ONLY_ONCE = 1002 };
@@ -85,9 +86,15 @@ void closeAndRemove(TempFile& file) {
 
 // The file is new, so that nobody else has it open.
 FilePtr createFile(const std::string& path) {
-    // Where the name cannot be freed, opening says why.
-    temporary_name::vacate(path.c_str());
-    return openFile(path, "wb");
+    for (int i = 0; i < CREATION_ATTEMPTS; ++i) {
+        // Where the name cannot be freed, opening says why.
+        temporary_name::vacate(path.c_str());
+        FilePtr file = openFile(path, "wb");
+        // Another run may have made it in between.
+        if (file == nullptr || temporary_name::claim(fileno(file.get()))) return file;
+    }
+    errno = EEXIST;
+    return nullptr;
 }
 
 }  // namespace
@@ -199,6 +206,8 @@ bool TempFileManager::reopen_i(TempFile& source) {
     if (source.file == nullptr) return false;
     struct stat written {};
     fstat(fileno(source.file.get()), &written);
+    // Closing alone does not, while a program that the host has started holds the file open, too.
+    temporary_name::release(fileno(source.file.get()));
     if (std::fclose(source.file.release()) != 0) {
         m_incomplete = true;
         reportLoss("write", source.path, m_title, errno);
@@ -213,11 +222,12 @@ bool TempFileManager::reopen_i(TempFile& source) {
     struct stat found {};
     const bool isSame = fstat(fileno(source.file.get()), &found) == 0 && found.st_dev == written.st_dev &&
                         found.st_ino == written.st_ino;
+    const bool isOurs = isSame && temporary_name::claim(fileno(source.file.get()));
     // After a failed write a part of a cell may follow.
-    if (isSame && (m_incomplete || static_cast<std::uint64_t>(found.st_size) <= source.size)) return true;
+    if (isOurs && (m_incomplete || static_cast<std::uint64_t>(found.st_size) <= source.size)) return true;
     LOG_ERROR("Cannot read temp output file: %s, table: %s, error: another run has written it\n",
               source.path.c_str(), m_title.c_str());
     source.file.reset();
-    if (isSame) removeFile(source.path);
+    if (isOurs) removeFile(source.path);
     return false;
 }

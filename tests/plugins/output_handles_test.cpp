@@ -1,9 +1,14 @@
 // What the writers ask of the host's handles of files: which names, which calls, in what order, and what is
 // left in them. A host may do more by these calls than ours does.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -59,6 +64,7 @@ std::map<std::string, std::unique_ptr<RecordingHandle>> s_handles;
 
 std::set<std::string> s_opened;
 int s_openError = 0;  // with which opening fails
+std::function<void(const char* path)> s_beforeOpening;
 
 }  // namespace
 
@@ -75,6 +81,7 @@ pwr::Logger* __wrap__ZNK17PluginEnvironment19getFileOutputHandleEPKc(const Plugi
 bool __wrap__ZN3pwr14openFileHandleEPP8_IO_FILEPKcS4_(std::FILE** file, const char* path, const char* mode);
 bool __wrap__ZN3pwr14openFileHandleEPP8_IO_FILEPKcS4_(std::FILE** file, const char* path, const char* mode) {
     const std::string name = path;
+    if (s_beforeOpening) std::exchange(s_beforeOpening, nullptr)(path);
     s_opened.insert((name.starts_with("tmp___") ? "temporary" : name) + " " + mode);
     *file = s_openError == 0 ? std::fopen(path, mode) : nullptr;
     if (s_openError != 0) errno = s_openError;
@@ -177,6 +184,34 @@ TEST(OutputFiles, ThatCannotBeOpenedAreToldByReason) {
         for (const auto& line : runner.m_errorLog.m_lines) EXPECT_EQ(line.m_level, 1);
         EXPECT_EQ(runner.m_infoLog.text(), "");
     }
+}
+
+// A run of the same names begins or ends between two calls of this one.
+TEST(OutputFiles, AreNotSharedWithAnotherRun) {
+    int theirs = -1;
+    std::string name;
+    const auto take = [&](const char* path) {
+        name = path;
+        theirs = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        EXPECT_EQ(flock(theirs, LOCK_EX | LOCK_NB), 0);
+    };
+    test::StreamRunner runner;
+    s_beforeOpening = take;
+    TempFileManager manager(1);
+    EXPECT_TRUE(manager.hasFile());
+    EXPECT_EQ(write(theirs, "theirs", 6), 6);
+    EXPECT_EQ(manager.pushString(nullptr, "a", 0), 0);
+    EXPECT_EQ(std::filesystem::file_size(name), 5U);
+    close(theirs);
+
+    s_beforeOpening = take;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> report(std::tmpfile(), std::fclose);
+    manager.flush(report.get(), ",");
+    close(theirs);
+    EXPECT_EQ(std::ftell(report.get()), 2);  // the title and the end
+    EXPECT_EQ(runner.m_errorLog.text(), "ERROR: Cannot read temp output file: " + name +
+                                            ", table: , error: another run has written it\n");
+    std::remove(name.c_str());
 }
 
 TEST(OutputHandles, HaveNamesOfUpTo1023Bytes) {
