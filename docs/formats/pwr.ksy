@@ -40,7 +40,7 @@ types:
         doc: TSC ticks, like all times
       - id: start_time
         type: u8
-        doc: the collector's clock value divided by 100
+        doc: in units of 100 ns, the collector's clock value in ns (of pwrhost since 1970 in UTC) divided by 100
   untimed:
     seq:
       - id: length
