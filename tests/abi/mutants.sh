@@ -34,4 +34,7 @@ fresh
 echo 'extern "C" __attribute__((visibility("default"))) void* createPlugins() { return nullptr; }' |
     g++ -shared -fPIC -x c++ - -o "$work/build/lib/libwriter_plugins.so"
 mutant "a lost export" "destroyPlugins"
-echo "all three are noticed"
+fresh
+printf 'class PWR_HOST_API Added {\n};\n' >>"$work/source/pwr/quantity.h"
+mutant "a class that the description leaves out" "does not name Added"
+echo "all four are noticed"
