@@ -38,6 +38,7 @@ Annotation annotationOf(const pwr::Data& data, const Value& value, std::string& 
         annotation.real = value.low;
     } else if (data.m_type != pwr::DATA_NONE) {
         annotation.kind = Annotation::Kind::Text;
+        text.clear();
         if (value.kind == ValueKind::Text)
             text = value.text;
         else
@@ -168,6 +169,7 @@ void PerfettoRun::transition_i(Track& track, const pwr::DataElement& element, st
         ++m_leftOut;
         return;
     }
+    m_text.clear();
     if (m_value.kind == ValueKind::Number || m_value.kind == ValueKind::Range)
         element.getValue()->toFormattedString(m_text);
     else
