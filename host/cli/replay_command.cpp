@@ -110,8 +110,9 @@ int replay(const ReplayOptions& options) {
     const base::StopSignal stop;
     ReplayInputs inputs;
     if (!inputs.open(options.m_inputs, stop)) return base::EXIT_ERROR;
+    if (!options.m_kind.empty() && !inputs.setKind(options.m_kind)) return base::EXIT_ERROR;
     session::Run run;
-    if (!run.open(options.m_run) || !inputs.recognise(options.m_kind)) return base::EXIT_ERROR;
+    if (!run.open(options.m_run) || !inputs.recognise()) return base::EXIT_ERROR;
     session::InputFeeder feeder(run.reader(), stop, options.m_isForgiving);
     std::unique_ptr<emit::SaveFile> save;
     if (!openSave(options.m_save, save, feeder)) return base::EXIT_ERROR;

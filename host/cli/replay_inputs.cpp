@@ -31,17 +31,18 @@ bool ReplayInputs::open(const std::vector<std::string>& paths, const base::StopS
     return true;
 }
 
-bool ReplayInputs::recognise(const std::string& kind) {
-    m_isGuessed = kind.empty();
-    if (!m_isGuessed) {
-        m_kind = importers::findKind(kind);
-        if (m_kind == nullptr)
-            base::complain("unknown kind of input \"" + kind + "\"; there are: " + importers::kindNames());
-        if (m_kind == nullptr) return false;
-    } else if (!std::all_of(m_inputs.begin(), m_inputs.end(),
-                            [this](auto& input) { return recognise_i(*input); })) {
+bool ReplayInputs::setKind(const std::string& kind) {
+    m_kind = importers::findKind(kind);
+    if (m_kind != nullptr) return true;
+    base::complain("unknown kind of input \"" + kind + "\"; there are: " + importers::kindNames());
+    return false;
+}
+
+bool ReplayInputs::recognise() {
+    m_isGuessed = m_kind == nullptr;
+    if (m_isGuessed &&
+        !std::all_of(m_inputs.begin(), m_inputs.end(), [this](auto& input) { return recognise_i(*input); }))
         return false;
-    }
     return m_inputs.size() == 1 || sort_i();
 }
 

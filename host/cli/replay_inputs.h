@@ -16,9 +16,13 @@ public:
     // complaint.
     bool open(const std::vector<std::string>& paths, const base::StopSignal& stop);
 
-    // Finds out what kind they are of, unless `kind` says so, and puts the parts of a run in order. Returns
+    // Says what kind they are of, whatever they look like. Returns false after a complaint if there is none
+    // of that name.
+    bool setKind(const std::string& kind);
+
+    // Finds out what kind they are of, unless that is said, and puts the parts of a run in order. Returns
     // false after a complaint: unknown kinds, different kinds or runs.
-    bool recognise(const std::string& kind);
+    bool recognise();
 
     const importers::InputKind& kind() const { return *m_kind; }
 

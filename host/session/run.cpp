@@ -247,7 +247,7 @@ int Run::end() {
 // A user who asks for all that can be had does without what cannot.
 bool Run::isRefused_i() const {
     const auto& writers = m_delivery.writers();
-    return m_options.m_writers != "all" &&
+    return !WriterList(m_options.m_writers).isAll() &&
            std::any_of(writers.begin(), writers.end(), [](const auto& writer) { return writer.m_isRefused; });
 }
 

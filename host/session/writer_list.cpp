@@ -30,15 +30,14 @@ WriterList::WriterList(const std::string& text) {
 bool WriterList::select(const PluginLibraries& libraries, std::vector<WriterPlugin*>& chosen,
                         std::string& error) const {
     if (isNone()) return true;
-    const bool isAll = m_names.size() == 1 && m_names.contains("all");
     std::set<std::string> wanted = m_names;
     std::string known;
     for (WriterPlugin* writer : libraries.writers()) {
         const std::string& name = PluginLibrary::capabilityOf(*writer).m_name;
         known += (known.empty() ? "" : ", ") + name;
-        if (wanted.erase(inLowerCase(name)) != 0 || isAll) chosen.push_back(writer);
+        if (wanted.erase(inLowerCase(name)) != 0 || isAll()) chosen.push_back(writer);
     }
-    if (isAll || wanted.empty()) return true;
+    if (isAll() || wanted.empty()) return true;
     error = "unknown writer \"" + *wanted.begin() + "\"; there are: " + known;
     return false;
 }

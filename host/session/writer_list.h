@@ -15,6 +15,7 @@ public:
     explicit WriterList(const std::string& text);
 
     bool isNone() const { return m_names.size() == 1 && m_names.contains("none"); }
+    bool isAll() const { return m_names.size() == 1 && m_names.contains("all"); }
 
     // Fills `chosen` with the writers of the libraries that are meant, in the libraries' order. Returns false
     // with `error` set if one is unknown.

@@ -162,9 +162,11 @@ class Cli(unittest.TestCase):
         for name in ("log", "statuses"):
             (self.work / name).write_text("from an earlier run\n")
         for wrong in [["-w", "foo"], ["--order", "none"], ["--plugins", "none"], ["-o", "-"],
-                      ["--temp", "none"]]:
+                      ["--temp", "none"], ["--from", "none"], ["-o", "none/run"]]:
             with self.subTest(wrong=wrong):
-                status = self.replay("-w", "all", "--log", "log", "--statuses", "statuses", *wrong, "good")[0]
+                command = ["record", "--seconds", "9"] if wrong == ["-o", "none/run"] else ["replay", "good"]
+                status = self.run_host(*command, "--plugins", PROBE, "-w", "all", "--log", "log", "--statuses", "statuses",
+                                       *wrong)[0]
                 self.assertEqual(1, status)
         for name in ("log", "statuses"):
             self.assertEqual("from an earlier run\n", (self.work / name).read_text())
@@ -192,6 +194,10 @@ class Cli(unittest.TestCase):
         (self.work / "slow").write_text('{"msg":"system","tscMHz":1000,"cpuMHz":0}\n' + TEXT)
         reason = "Invalid CPU frequency: 0Hz"
         self.assertIn(reason, self.run_host("replay", "--quiet", "-w", "vyrta", "slow")[2])
+        # A user who asks for all, however it is written, does without.
+        (self.work / "timeless").write_text('{"msg":"system","tscMHz":1000,"cpuMHz":1000}\n' + TEXT)
+        for writers, status in [("openmetrics", 1), (" ALL ", 0)]:
+            self.assertEqual(status, self.run_host("replay", "--quiet", "-w", writers, "timeless")[0])
         at_level_2 = self.run_host("replay", "--quiet", "-w", "vyrta", "--log-level", "2", "slow")[2]
         self.assertEqual(1, at_level_2.count(reason))
 
