@@ -56,6 +56,7 @@ void import(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feed
     const auto importer = inputs.kind().make({output, note, warn, [&] { feeder.fail(); }, intervalSec});
     if (inputs.kind().lost != nullptr) note(inputs.kind().lost);
     for (const auto& part : inputs.inputs()) {
+        if (part.get() != input) bytesBefore += input->content().bytesRead();
         input = part.get();
         importers::Damage damage;
         const std::string& error = part->content().error();  // of reading or of the compression
@@ -65,7 +66,6 @@ void import(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feed
         if (!isGood && error.empty()) report(part->name(), damage);
         if (!isGood) feeder.fail();
         if (!isGood || part->isStopped()) break;
-        bytesBefore += part->content().bytesRead();
     }
     if (!output.isOpen()) return;
     importer->finish();

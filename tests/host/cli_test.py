@@ -250,6 +250,9 @@ class Cli(unittest.TestCase):
         self.check(0, f"\r100 %, {size:.1f} MB, 2 lines\n", self.replay("-w", "none", "--progress", "good"))
         self.check(0, f"\r{size:.1f} MB, 2 lines\n", self.replay("-w", "none", "--progress", "-", stdin=GOOD))
         self.check(0, "", self.replay("-w", "none", "--no-progress", "good"))
+        # An importer has lines to give when all inputs are read.
+        trace = pathlib.Path(KINDS).parents[1] / "traces" / "busy.txt.gz"
+        self.assertIn("\r100 %", self.replay("-w", "none", "--progress", str(trace))[2])
 
     def test_progress_fits_the_terminal(self):
         ours, theirs = pty.openpty()
