@@ -99,6 +99,7 @@ void Part::prepare() {
 void Part::addSources_i() {
     std::vector<std::string> wanted;
     std::set<std::string> present;
+    std::set<std::string> forbidden;
     SourcePtr trace = makeTrace_i();
     for (const SourceInfo& info : sourceTable()) {
         if (!m_options.selection.wants(info)) continue;
@@ -107,7 +108,10 @@ void Part::addSources_i() {
         if (std::find(wanted.begin(), wanted.end(), info.name) == wanted.end())
             wanted.emplace_back(info.name);
         SourcePtr source = info.make(*m_context);
-        if (!source->prepare()) continue;
+        if (!source->prepare()) {
+            if (source->isForbidden()) forbidden.insert(info.name);
+            continue;
+        }
         present.insert(info.name);
         const double intervalMs = m_options.selection.intervalMs(info, m_options.intervalMs);
         m_sources.push_back({std::move(source), ticks_i(intervalMs)});
@@ -115,7 +119,7 @@ void Part::addSources_i() {
     if (trace)
         m_sources.push_back({std::move(trace), ticks_i(std::min(m_options.intervalMs, MOST_TRACE_MS))});
     for (const std::string& name : wanted)
-        if (present.count(name) == 0) m_absent.push_back(name);
+        if (present.count(name) == 0) (forbidden.count(name) == 0 ? m_absent : m_forbidden).push_back(name);
 }
 
 // Null if none is wanted, or there is none to be had.
@@ -287,6 +291,7 @@ void Part::writeHead_i(emit::Report& report) {
                   " samples every " + shortestText(m_options.intervalMs) + " msec" +
                   (m_reason.empty() ? "" : ", ended early by " + m_reason));
     if (!m_absent.empty()) report.note("Not offered by this machine: " + joined(m_absent));
+    if (!m_forbidden.empty()) report.note("May not be read by this user: " + joined(m_forbidden));
     report.note("Residencies in raw results are ticks of the time stamp counter, " +
                 base::fixedText(m_clock.ticksPerUsec(), 3) + " of which are one usec");
 }

@@ -117,7 +117,8 @@ private:
     std::unique_ptr<Cpus> m_cpus;
     std::unique_ptr<SourceContext> m_context;
     std::vector<Active> m_sources;
-    std::vector<std::string> m_absent;  // sources that this machine has nothing of
+    std::vector<std::string> m_absent;     // sources that this machine has nothing of
+    std::vector<std::string> m_forbidden;  // those that only others may read
     std::vector<std::function<void(emit::Report&)>> m_additions;
 
     std::int64_t m_wallStart = 0;  // nanoseconds since 1970

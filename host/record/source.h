@@ -47,6 +47,9 @@ public:
     // Finds what the machine has and defines it. False: there is nothing of the kind, and no further call.
     virtual bool prepare() = 0;
 
+    // After prepare gave false: the machine has it, but this user may not read it, which has been said.
+    virtual bool isForbidden() const { return false; }
+
     // Reads the counters that the first sample counts from.
     virtual void baseline(std::uint64_t ticks) = 0;
 

@@ -95,6 +95,9 @@ class RecordCommand(unittest.TestCase):
         done = pwrhost(self.work, "record", "--root", "tree", "--seconds", "0.1", user=UNPRIVILEGED)
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertEqual(done.stderr.count("energy counters may not be read"), 1, done.stderr)
+        report = (self.work / "run.csv").read_text()
+        self.assertRegex(report, "(?m)^Not offered by this machine: cpu, idle, frequency, temperature, ")
+        self.assertRegex(report, "(?m)^May not be read by this user: energy *$")
 
     def test_a_file_of_the_package_that_may_not_be_read_is_told(self):
         tree = self.work / "tree"

@@ -73,6 +73,8 @@ public:
         return true;
     }
 
+    bool isForbidden() const override { return m_isForbidden; }
+
     void baseline(std::uint64_t ticks) override {
         m_metric.baseline(ticks);
         read_i([&](Domain& domain, std::uint64_t energy) { m_metric.start(domain.item, energy); },
