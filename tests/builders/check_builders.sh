@@ -61,9 +61,10 @@ CMAKE
         ;;
     reproducible)
         # Two folders of different length, and of different names on the way.
+        git -C "$source" ls-files -z | tar -C "$source" --null -T - -cf "$work/source.tar"
         for folder in "$work/one" "$work/another/place/two"; do
             mkdir -p "$folder"
-            git -C "$source" ls-files -z | tar -C "$source" --null -T - -cf - | tar -C "$folder" -xf -
+            tar -C "$folder" -xf "$work/source.tar"
             quietly cmake -G Ninja -S "$folder" -B "$folder/build" -DCMAKE_BUILD_TYPE=Release \
                 -DPWR_BUILD_TESTS=OFF -DPWR_BUILD_BENCH=OFF
             quietly cmake --build "$folder/build" --target writer_plugins export_plugins pwrhost
