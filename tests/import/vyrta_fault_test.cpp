@@ -23,7 +23,8 @@ using testing::HasSubstr;
 const char DEFINITIONS[] = R"({"def":"entity","id":1,"name":"Core"}
 {"def":"descriptor","id":2,"name":"C0"}
 {"def":"metric","id":8,"name":"Small","type":"SAMPLED_DELTA"}
-{"def":"metric","id":9,"name":"Large","type":"SAMPLED_DELTA"})";
+{"def":"metric","id":9,"name":"Large","type":"SAMPLED_DELTA"}
+{"def":"metric","id":10,"name":"Last","type":"SAMPLED_DELTA"})";
 
 // What a run leaves behind.
 struct Result {
@@ -175,6 +176,7 @@ TEST_F(VyrtaFaults, ABlockThatCannotBeReadLeavesNothingOfItself) {
     const Result result = run(m_folder, [](test::StreamRunner& runner, VyrtaWriter& writer) {
         runner.feed(sample(8, 200));
         feedLarge(runner);
+        runner.feed(sample(10, 1000000000));
         pwr::ZTExtensibleBackingStore& store = *writer.m_impl->findBackingStore(9)->m_store;
         store.resetForRead();
         fs::resize_file(store.getPath(), pwr::ZTExtensibleBackingStore::WINDOW_LIMIT + 1);
