@@ -17,8 +17,8 @@
 namespace {
 
 namespace fs = std::filesystem;
-using testing::StartsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 const char DEFINITIONS[] = R"({"def":"entity","id":1,"name":"Core"}
 {"def":"descriptor","id":2,"name":"C0"}
@@ -251,8 +251,9 @@ TEST_F(VyrtaFaults, ALaterRunOfTheProcessStartsAfresh) {
         runner.m_environment.m_logLevel = 1;
         runner.m_errorLog.m_lines.clear();
     });
-    EXPECT_THAT(result.log, StartsWith("ERROR: later.pwr is not written: a process makes one .pwr file, and an "
-                                       "earlier run had it\nNote: "));
+    EXPECT_THAT(result.log,
+                StartsWith("ERROR: later.pwr is not written: a process makes one .pwr file, and an "
+                           "earlier run had it\nNote: "));
     EXPECT_EQ(result.statuses, "");
     EXPECT_TRUE(result.hasFile);
     EXPECT_EQ(result.others, 0U);
