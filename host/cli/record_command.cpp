@@ -188,7 +188,8 @@ int runRecord(RecordCommandOptions& options) {
     if (!options.m_words.command.empty())
         if (const int status = record::Command(options.m_words.command).check(); status != 0) return status;
     options.m_record.continuous = options.m_run.m_isContinuous;
-    if (options.m_run.m_isQuiet) options.m_record.progress = false;
+    options.m_record.isQuiet = options.m_run.m_isQuiet;
+    if (options.m_record.isQuiet) options.m_record.progress = false;
     return options.m_words.prom.empty() ? runChecked(options) : runWithProm(options);
 }
 

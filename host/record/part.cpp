@@ -92,7 +92,8 @@ void Part::prepare() {
     emitting.isWanted = [this](const std::string& metric) { return m_options.selection.wantsMetric(metric); };
     m_context = std::make_unique<SourceContext>(
         SourceContext{emitting, m_root, m_devices, *m_cpus, m_stat, system,
-                      bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_options.top, m_own, m_warn});
+                      bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_options.top, m_own, m_warn,
+                      m_options.isQuiet ? Warn([](const std::string&) {}) : m_warn});
     addSources_i();
 }
 

@@ -31,6 +31,7 @@ struct RecordOptions {
 
     bool isRotated() const { return rotateSec > 0 || rotateBytes > 0; }
 
+    bool isQuiet = false;   // no notes of what the sources see, on standard error
     bool progress = false;  // show on standard error how far the collection is
 };
 

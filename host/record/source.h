@@ -30,12 +30,15 @@ struct SourceContext : emit::Context {
     const Root& root;
     DeviceFolders& devices;  // at the start
     Cpus& cpus;
-    const StatFile& stat;                          // as of this sample
-    emit::Id system;                               // entity of the machine as a whole
-    std::uint64_t bootTicks;                       // that clock when the kernel started, 0 if unknown
-    std::size_t top;                               // of many alike so many are in a sample; 0: all
-    const OwnState& own;                           // as of this sample
-    std::function<void(const std::string&)> warn;  // a line for the user, without its line end
+    const StatFile& stat;     // as of this sample
+    emit::Id system;          // entity of the machine as a whole
+    std::uint64_t bootTicks;  // that clock when the kernel started, 0 if unknown
+    std::size_t top;          // of many alike so many are in a sample; 0: all
+    const OwnState& own;      // as of this sample
+    // Tell the user something in a line, without its line end: that something asked for fails, and what may
+    // stay untold.
+    std::function<void(const std::string&)> warn;
+    std::function<void(const std::string&)> note;
 };
 
 // The calls come in this order: prepare, baseline, sample any number of times, finish, report. Time stamps

@@ -41,7 +41,7 @@ void WatchedFile::fail_i() {
     const int reason = errno;
     if (++m_failures < MOST_FAILURES) return;
     m_dropped = true;
-    m_context->warn(m_file.path() + " can't be read any more and is left out from here on: " +
+    m_context->note(m_file.path() + " can't be read any more and is left out from here on: " +
                     (reason != 0 ? std::strerror(reason) : "it holds nothing usable"));
 }
 

@@ -123,7 +123,7 @@ private:
             m_tables[topic].isThere = true;
             take(file.read(m_buffer));
         } else if (isForbidden && m_isStart && exists_i(path)) {
-            m_context.warn(std::string(m_tables[topic].name) + ": " + path + " may not be read: run as root");
+            m_context.note(std::string(m_tables[topic].name) + ": " + path + " may not be read: run as root");
         }
     }
 

@@ -58,7 +58,7 @@ private:
     void warnOfOffline_i() {
         const std::size_t online = m_context.stat.cpus().size();
         if (online == m_online) return;
-        m_context.warn(std::to_string(online) + " CPUs are online now, " + std::to_string(m_online) +
+        m_context.note(std::to_string(online) + " CPUs are online now, " + std::to_string(m_online) +
                        " before");
         m_online = online;
     }

@@ -64,7 +64,7 @@ public:
         if (m_domains.empty() && m_context.root.isThisMachine()) addEvents_i();
         if (m_domains.empty() && m_events.empty()) {
             if (m_isForbidden)
-                m_context.warn(
+                m_context.note(
                     "energy counters may not be read: run as root, or let a group read "
                     "sys/class/powercap/*/energy_uj as the udev example does");
             return false;
@@ -160,7 +160,7 @@ private:
 
     void warnOfSetBack_i(Domain& domain) {
         if (!std::exchange(domain.isReported, true))
-            m_context.warn("the energy counter of " + domain.name +
+            m_context.note("the energy counter of " + domain.name +
                            " was set back, not gone round; it is counted from zero");
     }
 
