@@ -61,8 +61,9 @@ def look_at_energy(pwrhost):
 
 def emulate_energy(pwrhost):
     """Only who may do anything can cover a part of sys and count on a whole CPU."""
-    if os.geteuid() != 0 or not shutil.which("perf") or not EVENTS.exists() or any(
-            pathlib.Path("/sys/class/powercap").glob("*/energy_uj")):
+    may = subprocess.run(["unshare", "--mount", "sh", "-c", f"perf stat -a -e cpu-clock true && mount -t tmpfs none {EVENTS}"],
+                         capture_output=True)
+    if may.returncode != 0 or any(pathlib.Path("/sys/class/powercap").glob("*/energy_uj")):
         print("no energy is emulated here")
         return 0
     return subprocess.run(["unshare", "--mount", sys.executable, __file__, pwrhost, "energy"], timeout=120).returncode
