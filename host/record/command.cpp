@@ -13,6 +13,7 @@
 #include "host/base/complain.h"
 #include "host/base/descriptor.h"
 #include "host/base/inherited.h"
+#include "host/base/pipe.h"
 #include "host/base/text.h"
 
 namespace host::record {
@@ -68,24 +69,22 @@ int Command::start() {
     words.push_back(nullptr);
     // What an ignored signal leaves behind can't be waited for.
     std::signal(SIGCHLD, SIG_DFL);
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) return warn(m_words.front(), errno);
-    const base::Descriptor reading(ends[0]);
-    base::Descriptor writing(ends[1]);
+    base::Pipe pipe;
+    if (!pipe.open()) return warn(m_words.front(), errno);
     m_start = std::chrono::steady_clock::now();
     m_pid = ::fork();
     if (m_pid == 0) {
         base::Inherited::get().restore();
         ::execvp(words[0], words.data());
         const int reason = errno;
-        if (::write(writing.get(), &reason, sizeof reason) < 0) ::_exit(NOT_EXECUTABLE);
+        if (::write(pipe.writing.get(), &reason, sizeof reason) < 0) ::_exit(NOT_EXECUTABLE);
         ::_exit(NOT_FOUND);
     }
     if (m_pid < 0) return warn(m_words.front(), errno);
-    writing = base::Descriptor();
+    pipe.writing = base::Descriptor();
     int reason = 0;
     ssize_t length = 0;
-    while ((length = ::read(reading.get(), &reason, sizeof reason)) < 0 && errno == EINTR) {
+    while ((length = ::read(pipe.reading.get(), &reason, sizeof reason)) < 0 && errno == EINTR) {
     }
     if (length <= 0) return 0;
     wait();

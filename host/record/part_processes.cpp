@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/base/exit_status.h"
+#include "host/base/pipe.h"
 #include "host/base/text.h"
 #include "host/base/transfer.h"
 #include "host/base/user_folder.h"
@@ -20,19 +21,6 @@
 namespace host::record {
 
 namespace {
-
-struct Pipe {
-    base::Descriptor reading;
-    base::Descriptor writing;
-
-    bool open() {
-        int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0) return false;
-        reading = base::Descriptor(ends[0]);
-        writing = base::Descriptor(ends[1]);
-        return true;
-    }
-};
 
 // Adds what can be read to `held`. Returns its length, 0 at the end, less after an error.
 ssize_t readMore(int file, std::string& held) {
@@ -47,8 +35,10 @@ ssize_t readMore(int file, std::string& held) {
 // Holds what comes through a pipe, so that its writer need not wait, until `go` can be read.
 void holdLines(int file, int go, std::string& held) {
     pollfd files[] = {{go, POLLIN, 0}, {file, POLLIN, 0}};
-    while (::poll(files, 2, -1) < 0 || files[0].revents == 0)
+    while (files[0].revents == 0) {
+        if (::poll(files, 2, -1) < 0) continue;
         if (files[1].revents != 0 && readMore(file, held) <= 0) files[1].fd = -1;
+    }
 }
 
 // Hands out the lines that are held and then those of a pipe until it ends; false when they are not wanted.
@@ -98,7 +88,7 @@ void PartProcesses::deliver(Part& part) {
 }
 
 emit::LineSink PartProcesses::open() {
-    Pipe lines;
+    base::Pipe lines;
     if (!lines.open()) {
         m_warn(std::string("Unable to start a part: ") + std::strerror(errno));
         m_status = base::EXIT_ERROR;
@@ -124,8 +114,8 @@ void PartProcesses::close() {
 void PartProcesses::start_i(const std::function<void(int)>& await,
                             const std::function<bool(const emit::LineSink&)>& feed) {
     const std::string suffix = suffixOf(++m_number);
-    Pipe report;
-    Pipe go;
+    base::Pipe report;
+    base::Pipe go;
     const pid_t process = report.open() && go.open() ? ::fork() : -1;
     if (process < 0) {
         m_warn("Unable to start part " + suffix.substr(1) + ": " + std::strerror(errno));

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/base/descriptor.h"
+#include "host/base/pipe.h"
 #include "host/importers/kernel/tracedat_mending.h"
 #include "host/importers/kernel/tracedat_reader.h"
 #include "host/importers/seekable_content.h"
@@ -32,11 +33,10 @@ public:
     // False, with errno set, if there can't be one.
     bool start(int file, std::uint64_t end) {
         constexpr int PIPE_BYTES = 1 << 20;
-        int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0) return false;
-        m_pipe = base::Descriptor(ends[0]);
-        base::Descriptor sending(ends[1]);
-        ::fcntl(ends[1], F_SETPIPE_SZ, PIPE_BYTES);
+        base::Pipe pipe;
+        if (!pipe.open()) return false;
+        m_pipe = std::move(pipe.reading);
+        ::fcntl(pipe.writing.get(), F_SETPIPE_SZ, PIPE_BYTES);
         m_pid = ::fork();
         if (m_pid != 0) return m_pid > 0;
         m_pipe = base::Descriptor();
@@ -45,7 +45,7 @@ public:
         ::dup2(nowhere.get(), STDOUT_FILENO);
         ::dup2(nowhere.get(), STDERR_FILENO);
         for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGXCPU}) std::signal(signal, SIG_DFL);
-        readTracedat("/proc/self/fd/" + std::to_string(file), end, sending.get());
+        readTracedat("/proc/self/fd/" + std::to_string(file), end, pipe.writing.get());
         ::_exit(0);
     }
 
