@@ -3,6 +3,7 @@
 #include <charconv>
 #include <chrono>
 #include <cstddef>
+#include <ctime>
 
 #include "host/base/text.h"
 
@@ -96,6 +97,14 @@ std::optional<std::uint64_t> parseInstant(std::string_view text) {
     const std::uint64_t instant = static_cast<std::uint64_t>(seconds) * SECOND + nanoseconds;
     if (instant == 0) return std::nullopt;  // which stands for no time at all
     return instant;
+}
+
+std::string localTimeText(std::uint64_t nanoseconds) {
+    const auto seconds = static_cast<std::time_t>(nanoseconds / SECOND);
+    std::tm parts{};
+    ::localtime_r(&seconds, &parts);
+    char text[40];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts)};
 }
 
 }  // namespace host::base

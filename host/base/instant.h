@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace host::base {
@@ -10,5 +11,8 @@ namespace host::base {
 // since 1970-01-01 00:00 UTC, "1795252016.5". Returns nanoseconds since then, of which further digits are
 // dropped, or nothing if the text is neither, or not between 1970 and 2262.
 std::optional<std::uint64_t> parseInstant(std::string_view text);
+
+// The same point in local time to the second, as "2026-11-21 10:06:56".
+std::string localTimeText(std::uint64_t nanoseconds);
 
 }  // namespace host::base

@@ -1,11 +1,11 @@
 #include "host/compare/run_statistics.h"
 
 #include <cmath>
-#include <ctime>
 #include <optional>
 #include <unordered_map>
 #include <utility>
 
+#include "host/base/instant.h"
 #include "pwr/messages.h"
 #include "pwr/system_metadata.h"
 
@@ -49,14 +49,10 @@ std::string commandText(const std::vector<std::string>& words) {
 // Texts that sort by time: as the collector shows it, else of the clock in the same form.
 std::string startOf(const pwr::SystemMetadata& metadata) {
     constexpr std::uint64_t SECOND = 1000000000;
-    std::string text = metadata.getCollectionStartTime();
+    const std::string text = metadata.getCollectionStartTime();
     if (!text.empty() || metadata.m_collectionTime == 0) return text;
-    const auto seconds = static_cast<std::time_t>(metadata.m_collectionTime / SECOND);
-    std::tm parts{};
-    ::localtime_r(&seconds, &parts);
-    char date[40];
-    text.assign(date, std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &parts));
-    return text + "." + std::to_string(SECOND + metadata.m_collectionTime % SECOND).substr(1);
+    return base::localTimeText(metadata.m_collectionTime) + "." +
+           std::to_string(SECOND + metadata.m_collectionTime % SECOND).substr(1);
 }
 
 Machine machineOf(const pwr::SystemMetadata& metadata) {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <set>
 #include <utility>
 
+#include "host/base/instant.h"
 #include "host/base/text.h"
 #include "host/emit/json_line.h"
 #include "host/record/trace/trace_source.h"
@@ -24,14 +24,6 @@ constexpr std::size_t MOST_ATTRIBUTES = 2048;
 
 // Rings of the trace are emptied at least this often.
 constexpr double MOST_TRACE_MS = 1000.0;
-
-std::string localTime(std::int64_t wallNanoseconds) {
-    const std::time_t seconds = wallNanoseconds / 1'000'000'000;
-    std::tm parts{};
-    char text[40];
-    localtime_r(&seconds, &parts);
-    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts));
-}
 
 // The stream holds version numbers with the last part first, in fields of 8, 8 and 16 bits.
 void addVersion(emit::JsonLine& line, const char* key, const std::array<unsigned, 3>& version) {
@@ -268,7 +260,7 @@ void Part::writeSystem_i(emit::Output& output, std::uint64_t stop) {
     line.member(key::HFM_MHZ, m_machine.highMHz).member(key::CPU_MHZ, m_machine.cpuMHz);
     line.member(key::START, m_start).member(key::STOP, stop).member(key::TIME, m_wallStart);
     line.list(key::COMMAND, m_options.command).member(key::DURATION_SEC, seconds_i(stop - m_start));
-    line.member(key::START_TIME, localTime(m_wallStart));
+    line.member(key::START_TIME, base::localTimeText(static_cast<std::uint64_t>(m_wallStart)));
     line.member(key::CODE_NAME,
                 m_machine.vendor + " family " + std::to_string(family) + " model " + std::to_string(model));
     line.member(key::NATIVE_MODEL, m_machine.modelName).member(key::PCH_NAMES, m_machine.chipset);
@@ -287,7 +279,7 @@ void Part::writeHead_i(emit::Report& report) {
                   base::fixedText(m_clock.ticksPerUsec(), 3) + " MHz time stamp counter");
     report.header("System: " + m_machine.host + ", " + m_machine.osName + ", kernel " + m_machine.osVersion +
                   " " + m_machine.osType);
-    report.header("Collection: " + localTime(m_wallStart) + ", " +
+    report.header("Collection: " + base::localTimeText(static_cast<std::uint64_t>(m_wallStart)) + ", " +
                   base::fixedText(seconds_i(m_stop - m_start), 2) + " s, " + std::to_string(m_samples) +
                   " samples every " + shortestText(m_options.intervalMs) + " msec" +
                   (m_reason.empty() ? "" : ", ended early by " + m_reason));
