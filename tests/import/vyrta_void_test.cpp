@@ -108,14 +108,16 @@ TEST_F(VyrtaVoid, OverflowOfASampleVoidsItsMetric) {
         }
 }
 
-// The same for each kind of attribute, with a list that is full or has one place.
-TEST_F(VyrtaVoid, OverflowIsToldForEachKindOfAttribute) {
-    feed(R"({"def":"attribute","id":1,"name":"process","type":3}
+const char HANDLES[] = R"({"def":"attribute","id":1,"name":"process","type":3}
 {"def":"attribute","id":2,"name":"thread","type":4}
 {"def":"attribute","id":3,"name":"label","type":5}
 {"def":"process","id":4,"pid":7,"path":"p"}
 {"def":"thread","id":5,"pid":7,"tid":8}
-{"def":"pair","id":6,"info":"i"})");
+{"def":"pair","id":6,"info":"i"})";
+
+// The same for each kind of attribute, with a list that is full or has one place.
+TEST_F(VyrtaVoid, OverflowIsToldForEachKindOfAttribute) {
+    feed(HANDLES);
     sendSystem();
     m_writer.m_legacyFormat = true;  // which needs no note
     const auto handle = [](unsigned long id) {
@@ -212,13 +214,8 @@ TEST_F(VyrtaVoid, NumbersWithoutTheirQuantityAreLost) {
 
 // The block of the header takes no more records, so nothing can be defined: every step says what it lacks.
 TEST_F(VyrtaVoid, NothingIsDefinedInAHeaderThatIsVoid) {
-    feed(R"({"def":"attribute","id":1,"name":"process","type":3}
-{"def":"attribute","id":2,"name":"thread","type":4}
-{"def":"attribute","id":3,"name":"label","type":5}
-{"def":"process","id":4,"pid":7,"path":"p"}
-{"def":"thread","id":5,"pid":7,"tid":8}
-{"def":"pair","id":6,"info":"i"}
-{"def":"entity","id":10,"name":"Core"}
+    feed(HANDLES);
+    feed(R"({"def":"entity","id":10,"name":"Core"}
 {"def":"entity","id":11,"name":"locker","attributes":[[1,{"h":4}]]}
 {"def":"entity","id":12,"name":"locking thread","attributes":[[2,{"h":5}]]}
 {"def":"entity","id":13,"name":"parent"}
