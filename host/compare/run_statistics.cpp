@@ -49,7 +49,7 @@ std::string commandText(const std::vector<std::string>& words) {
 // Texts that sort by time: as the collector shows it, else of the clock in the same form.
 std::string startOf(const pwr::SystemMetadata& metadata) {
     constexpr std::uint64_t SECOND = 1000000000;
-    const std::string text = metadata.getCollectionStartTime();
+    std::string text = metadata.getCollectionStartTime();
     if (!text.empty() || metadata.m_collectionTime == 0) return text;
     return base::localTimeText(metadata.m_collectionTime) + "." +
            std::to_string(SECOND + metadata.m_collectionTime % SECOND).substr(1);
