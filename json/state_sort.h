@@ -15,8 +15,7 @@ bool isNumeric(const std::string& text);
 //   compared beyond the whole length of the first name. "C3", "C10", "C2" stay as they are.
 // - A name that is a proper prefix of one before it counts as lacking the prefix (see Trie). "C1E", "C1" and
 //   "C10", "C2", "C1" stay as they are.
-// - The comparison after the prefix is no strict weak order when only some of the rests are numbers. Up to
-// 16
+// - The comparison after the prefix is no strict weak order when only some of the rests are numbers. Up to 16
 //   names go through std::sort, whose result then is kept; more go through std::stable_sort, which stays
 //   inside the list whatever the comparison says.
 void sortStates(std::vector<std::string>& states);

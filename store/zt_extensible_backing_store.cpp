@@ -147,6 +147,7 @@ std::uint64_t ZTExtensibleBackingStore::windowThatEndsAt(std::uint64_t position)
     return position > m_bufferSize ? position - m_bufferSize : 0;
 }
 
+// Puts the window into the file. It stays where it is: only a caller that has filled it anew moves it.
 bool ZTExtensibleBackingStore::flush_i() {
     if (!m_dirty) return true;
     errno = 0;
@@ -161,7 +162,6 @@ bool ZTExtensibleBackingStore::flush_i() {
         report("write error while flushing to disk!\n");
         return false;
     }
-    m_windowStart = m_writeHead;
     m_dirty = false;
     return true;
 }
@@ -204,7 +204,6 @@ bool ZTExtensibleBackingStore::extendWindow_i() {
         return true;
     }
     if (!flush_i()) return false;
-    // A window that was not dirty moves all the same.
     m_windowStart = m_writeHead;
     return true;
 }

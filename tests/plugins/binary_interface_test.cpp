@@ -64,6 +64,7 @@ TEST(BinaryInterface, FieldsOfTheFrame) {
     EXPECT_EQ(offsetOf(&Plugin::m_capabilities), 48u);
     EXPECT_EQ(offsetOf(&Plugin::m_text), 72u);
     EXPECT_EQ(sizeof(WriterPlugin), 104u);
+    EXPECT_EQ(WriterPlugin::STATUS_REFUSED, 2);
 
     EXPECT_EQ(offsetOf(&pwr::PluginCapability::m_name), 8u);
     EXPECT_EQ(offsetOf(&pwr::PluginCapability::m_description), 40u);

@@ -235,6 +235,8 @@ TEST_F(StoreFault, KeepsWhatIsInMemoryWhenTheDiskIsFull) {
     }
     EXPECT_THAT(log(), StartsWith("2WARNING: write error while flushing to disk!\n: errnum=27: "));
     EXPECT_EQ(store.write("g", 1), -1);
+    EXPECT_EQ(log(), "2WARNING: seekg error: errnum=0: Success\n");
+    EXPECT_EQ(store.insert(16, "x", 1), -1);
     EXPECT_EQ(store.size(), 16u);
     testing::internal::CaptureStderr();
     store.resetForRead();
