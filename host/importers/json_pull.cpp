@@ -177,13 +177,22 @@ double JsonPull::number() {
     return value;
 }
 
-std::uint64_t JsonPull::whole() {
+template <typename Integer>
+Integer JsonPull::whole_i() {
     const std::string_view word = word_i();
-    std::uint64_t value = 0;
+    Integer value = 0;
     const auto result = std::from_chars(word.data(), word.data() + word.size(), value);
     if (!failed() && (result.ec != std::errc() || result.ptr != word.data() + word.size()))
         fail("no whole number where one should be");
     return value;
+}
+
+std::uint64_t JsonPull::whole() {
+    return whole_i<std::uint64_t>();
+}
+
+std::int64_t JsonPull::signedWhole() {
+    return whole_i<std::int64_t>();
 }
 
 std::string JsonPull::scalar() {

@@ -38,6 +38,7 @@ public:
     std::string text();
     double number();
     std::uint64_t whole();
+    std::int64_t signedWhole();
     std::string scalar();  // a text, or a number as it stands
     bool truth();
 
@@ -56,6 +57,8 @@ private:
     bool enter_i(char bracket);
     bool goOn_i(char bracket);
     std::string_view word_i();
+    template <typename Integer>
+    Integer whole_i();
     void appendText_i(std::string& out);
     void appendEscape_i(std::string& out);
     bool codeUnit_i(std::uint32_t& unit);

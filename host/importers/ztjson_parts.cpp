@@ -125,7 +125,7 @@ void ZtjsonParts::readEntry_i(JsonPull& json, Entry& entry) {
         } else if (key == "Name") {
             entry.name = json.text();
         } else if (key == "ID") {
-            entry.id = static_cast<std::int64_t>(json.number());
+            entry.id = json.signedWhole();
         } else if (key == "Type") {
             entry.type = json.text();
         } else if (key == "Quantity") {
@@ -151,7 +151,7 @@ ZtjsonParts::Record ZtjsonParts::readRecord_i(JsonPull& json) {
     json.enterObject();
     while (json.nextKey(key)) {
         if (key == "ID")
-            record.id = static_cast<std::int64_t>(json.number());
+            record.id = json.signedWhole();
         else if (key == "Entity")
             record.entity = json.text();
         else if (key == "Descriptor")

@@ -4,6 +4,7 @@ import gzip
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -119,6 +120,15 @@ class Inputs(unittest.TestCase):
                     self.assertRegex(err, "^" + message)
                 if case != "cut":
                     self.assertIn(f" {samples} samples", self.run_host("info", "unnamed")[1])
+
+    def test_the_number_of_a_metric_is_whole(self):
+        part = self.inputs()["part"].read_text()
+        for wrong in ("null", "", "1.5", "1e99", "99999999999999999999"):
+            with self.subTest(id=wrong):
+                (self.work / "part.ztjson").write_text(re.sub(r'"ID":\d+', f'"ID":{wrong}', part, count=1))
+                status, _, err = self.run_host("replay", "-w", "none", "part.ztjson")
+                self.assertEqual(1, status)
+                self.assertRegex(err, r"(?m)^part.ztjson: offset \d+: no whole number where one should be$")
 
     def test_no_cut_and_no_flipped_byte_is_worse_than_an_error(self):
         for kind in ("ztbin", "ztjson", "pwr", "part"):
