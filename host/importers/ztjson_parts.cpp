@@ -27,6 +27,13 @@ void readOneOrMore(JsonPull& json, Read read) {
     while (json.nextItem()) read();
 }
 
+// The number of a metric, of 32 bits, or -1, which stands for the machine. It is written as a signed one.
+std::int64_t idOf(JsonPull& json) {
+    const std::int64_t id = json.signedWhole();
+    if (id < INT32_MIN || id > UINT32_MAX) json.fail("no number of a metric is " + std::to_string(id));
+    return id;
+}
+
 }  // namespace
 
 void ZtjsonParts::read(JsonPull& json, std::string key) {
@@ -125,7 +132,7 @@ void ZtjsonParts::readEntry_i(JsonPull& json, Entry& entry) {
         } else if (key == "Name") {
             entry.name = json.text();
         } else if (key == "ID") {
-            entry.id = json.signedWhole();
+            entry.id = idOf(json);
         } else if (key == "Type") {
             entry.type = json.text();
         } else if (key == "Quantity") {
@@ -151,7 +158,7 @@ ZtjsonParts::Record ZtjsonParts::readRecord_i(JsonPull& json) {
     json.enterObject();
     while (json.nextKey(key)) {
         if (key == "ID")
-            record.id = json.signedWhole();
+            record.id = idOf(json);
         else if (key == "Entity")
             record.entity = json.text();
         else if (key == "Descriptor")
