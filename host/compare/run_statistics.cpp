@@ -72,13 +72,15 @@ void RunStatistics::metric(const pwr::Metric& metric) {
         const auto ticks = static_cast<double>(element->getDuration());
         const std::optional<double> number = numberOf(*element->getValue());
         Key key(&metric, element->getEntity(), element->getDescriptor(), std::string());
+        bool isCounted = true;
         if (metric.m_metricType == pwr::Metric::TRACED_VALUE_TRANSITION) {
             m_entityTicks[{&metric, element->getEntity()}] += ticks;
             if (!number) element->getValue()->toFormattedString(std::get<3>(key));
         } else if (metric.m_metricType != pwr::Metric::TRACED_EVENT && (!number || !std::isfinite(*number))) {
-            continue;
+            isCounted = false;
         }
-        Series& series = seriesOf_i(std::move(key));
+        Series& series = seriesOf_i(std::move(key));  // also without a number: others of its name count on
+        if (!isCounted) continue;
         series.m_count += 1;
         series.m_ticks += ticks;
         series.m_isNumeric = series.m_isNumeric || number.has_value();

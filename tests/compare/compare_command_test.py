@@ -280,6 +280,7 @@ def streams():
                 {"def": "metric", "id": 14, "name": "Wakeup", "type": "TRACED_EVENT"},
                 {"def": "entity", "id": 4, "name": "twin"}, {"def": "entity", "id": 5, "name": "twin"},
                 {"def": "metric", "id": 15, "name": "Count", "type": "SAMPLED_DELTA"},
+                {"def": "metric", "id": 16, "name": "Heat", "type": "SAMPLED_VALUE"},
                 {"msg": "system", "id": 1, "host": host, "tscMHz": 1000, "durationSec": 4, "startTime": "t"},
                 *({"msg": "metric", "metric": 10, "t": t, "data": [{"e": 1, "dur": 1, "v": {"r": power + t}}]}
                   for t in (1, 2, 3)),
@@ -291,6 +292,7 @@ def streams():
                                                                  {"e": 1, "dur": 100, "v": {"s": "off"}}]},
                 {"msg": "metric", "metric": 14, "t": 9, "data": [{"e": 1}, {"e": 1}]},
                 {"msg": "metric", "metric": 15, "t": 9, "data": [{"e": 4, "v": {"u": 1}}, {"e": 5, "dur": 10**9, "v": {"u": 3}}]},
+                {"msg": "metric", "metric": 16, "t": 9, "data": [{"e": 4, "v": {"r": "nan"}}, {"e": 5, "v": {"r": 7}}]},
             ):
                 file.write(json.dumps(line) + "\n")
         return path
@@ -300,11 +302,11 @@ def streams():
     found = columns_of(*group_a, "--", *group_b)
     wanted = {"Duration (sec)": 4, "Power_P0 (W)": 12.25, "Energy_P0 (W)": 1.5, "Idle_P0_C1 (%)": 25,
               "Idle_P0_C6 (%)": 70, "State_P0_on (%)": 75, "State_P0_off (%)": 25, "Wakeup_P0 (1/s)": 0.5,
-              "Count_twin (1/s) #2": 3}  # the rate of the first twin is not known
+              "Count_twin (1/s) #2": 3, "Heat_twin #2": 7}  # those of the first twin are not known
     assert {name: round(column["medianA"], 9) for name, column in found.items()} == wanted, found
     assert found["Power_P0 (W)"]["verdict"] == "differs"
     lines = compare(*group_a, "--", *group_b)[1].splitlines()
-    assert lines[0] == "1 of 9 columns differ; 6 + 6 runs" and "left" in lines[1] and "right" in lines[1], lines
+    assert lines[0] == "1 of 10 columns differ; 6 + 6 runs" and "left" in lines[1] and "right" in lines[1], lines
     # The binary trace of a stream has the same numbers in single precision.
     for i in (0, 1):
         subprocess.run([PWRHOST, "replay", "--plugins", PLUGINS, "-w", "bin", "-o", f"t{i}", group_a[i]], check=True, capture_output=True)
