@@ -1,8 +1,6 @@
 #include "host/record/list_sources.h"
 
-#include <fcntl.h>
 #include <glob.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -42,7 +40,8 @@ Found findMetrics(const RecordOptions& options, const Root& root) {
     everything.selection = Selection();
     NoClock clock;
     const OwnState own;
-    Part part(everything, root, clock, own, [](const std::string&) {});
+    const auto ignore = [](const std::string&) {};
+    Part part(everything, root, clock, own, ignore, ignore);
     part.prepare();
     const auto& metrics = part.definitions().metrics();
     return {metrics.begin(), metrics.end()};
@@ -57,9 +56,11 @@ std::string reasonOf(const MetricInfo& metric, const Root& root) {
         glob_t found{};
         if (::glob((root.path() + "/" + path).c_str(), 0, nullptr, &found) == 0) {
             errno = 0;
-            const int file = ::open(found.gl_pathv[0], O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-            reason = file < 0 ? std::strerror(errno) : "nothing usable in its files";
-            if (file >= 0) ::close(file);
+            const base::Descriptor file =
+                root.open(std::string(found.gl_pathv[0]).substr(root.path().size() + 1));
+            reason = file.isOpen()    ? "nothing usable in its files"
+                     : errno == EXDEV ? "a link leads out of the root"
+                                      : std::strerror(errno);
         }
         ::globfree(&found);
     }

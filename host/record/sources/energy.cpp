@@ -1,4 +1,5 @@
 // Energy that the power domains have used, and the limits of their power.
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -137,7 +138,10 @@ private:
             const std::uint64_t number = std::strtoull(config.c_str() + 6, nullptr, 0);
             for (const unsigned cpu : *cpus) {
                 PerfCounter counter(static_cast<std::uint32_t>(unit), number, cpu);
-                if (!counter.isOpen()) continue;
+                if (!counter.isOpen()) {
+                    m_isForbidden = m_isForbidden || errno == EACCES || errno == EPERM;
+                    continue;
+                }
                 const std::string title =
                     cpus->size() == 1 ? name : std::string(name) + " " + Cpus::name(cpu);
                 const std::size_t item =
