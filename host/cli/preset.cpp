@@ -1,7 +1,9 @@
 #include "host/cli/preset.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -82,6 +84,12 @@ bool applyPreset(CLI::App& command, const std::string& name, PresetPlaces& place
     const std::string path = findFile(name);
     if (path.empty()) return false;
     std::ifstream file(path);
+    file.peek();  // a folder can be opened, but not read
+    if (!file.is_open() || file.bad()) {
+        base::complain(path + ": " + std::strerror(errno));
+        return false;
+    }
+    file.clear();
     const std::set<std::string> given = givenOptions(command);
     std::size_t number = 0;
     for (std::string line; std::getline(file, line);) {

@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -21,6 +23,7 @@
 #include "host/record/list_sources.h"
 #include "host/record/part_processes.h"
 #include "host/record/record.h"
+#include "host/session/places.h"
 #include "host/session/run.h"
 
 namespace host::cli {
@@ -143,6 +146,15 @@ bool checkCommand(const RecordCommandOptions& options) {
     return true;
 }
 
+// Whether all is there that the recording needs besides the places of its results. Complains if it is not.
+bool isReady(const record::RecordOptions& options) {
+    if (!record::checkRoot(options)) return false;
+    const std::string save = options.isRotated() ? record::partName(options.save, ".0001") : options.save;
+    if (save.empty() || save == "-" || session::hasPlace(save)) return true;
+    base::complain("Unable to create " + save + ": " + std::strerror(errno));
+    return false;
+}
+
 int runParts(RecordCommandOptions& options, session::Run& run, const emit::LineSink& deliver) {
     if (options.m_run.m_output == "-" || options.m_record.save == "-")
         return refuse(options.m_words, "--rotate", "parts can't share standard output"), base::EXIT_ERROR;
@@ -199,7 +211,8 @@ int runChecked(RecordCommandOptions& options) {
     const base::StopSignal stop;
     session::Run run;
     options.m_run.m_needsPlaces = true;  // better told now than after an hour of measuring
-    if (!run.open(options.m_run)) return base::EXIT_ERROR;
+    options.m_run.m_isInParts = options.m_record.isRotated();
+    if (!run.open(options.m_run, [&] { return isReady(options.m_record); })) return base::EXIT_ERROR;
     if (!options.m_run.m_order.empty()) options.m_record.order = emit::orderLine(options.m_run.m_order);
     std::uint64_t number = 0;
     const auto deliver = [&](std::string_view line) {

@@ -86,12 +86,11 @@ void feed(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feeder
     }
 }
 
-// Keeps the stream in a file, if the user wants one. Returns false after a complaint.
-bool openSave(const std::string& path, std::unique_ptr<emit::SaveFile>& file, session::InputFeeder& feeder) {
+// Opens the file that keeps the stream, if the user wants one. Returns false after a complaint.
+bool openSave(const std::string& path, std::unique_ptr<emit::SaveFile>& file) {
     if (path.empty()) return true;
     file = std::make_unique<emit::SaveFile>(path);
     if (!file->isGood()) base::complain(file->error());
-    feeder.setKeeper([&file](std::string_view line) { file->append(line); });
     return file->isGood();
 }
 
@@ -112,10 +111,11 @@ int replay(const ReplayOptions& options) {
     if (!inputs.open(options.m_inputs, stop)) return base::EXIT_ERROR;
     if (!options.m_kind.empty() && !inputs.setKind(options.m_kind)) return base::EXIT_ERROR;
     session::Run run;
-    if (!run.open(options.m_run) || !inputs.recognise()) return base::EXIT_ERROR;
-    session::InputFeeder feeder(run.reader(), stop, options.m_isForgiving);
     std::unique_ptr<emit::SaveFile> save;
-    if (!openSave(options.m_save, save, feeder)) return base::EXIT_ERROR;
+    const auto isReady = [&] { return inputs.recognise() && openSave(options.m_save, save); };
+    if (!run.open(options.m_run, isReady)) return base::EXIT_ERROR;
+    session::InputFeeder feeder(run.reader(), stop, options.m_isForgiving);
+    if (save != nullptr) feeder.setKeeper([&save](std::string_view line) { save->append(line); });
     const bool isProgressShown = options.m_isProgressShown && !options.m_run.m_isQuiet;
     Progress progress(isProgressShown, inputs.totalSize());
     if (isProgressShown)

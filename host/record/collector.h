@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "host/record/clock.h"
@@ -43,6 +44,7 @@ private:
     void rotate_i();
     void endPart_i();
     emit::LineSink sink_i();
+    Warn notes_i();
     double seconds_i(std::uint64_t ticks) const;
     std::uint64_t ticks_i(double seconds) const;
 
@@ -54,6 +56,7 @@ private:
     std::function<bool()> m_onStart;
     std::function<void(emit::Report&)> m_onReport;
     OwnState m_own;
+    std::set<std::string> m_told;  // notes of the sources
     std::unique_ptr<Part> m_part;
     PartProcesses* m_parts = nullptr;
 

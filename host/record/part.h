@@ -23,8 +23,10 @@ using Warn = std::function<void(const std::string&)>;
 // finish, deliver. A run of several parts begins each where the one before has stopped.
 class Part {
 public:
-    // `warn` gets the lines for the user, without line ends. All that is referred to outlives this object.
-    Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Warn warn);
+    // `warn` gets the lines for the user, without line ends, `note` what the sources tell of the machine. All
+    // that is referred to outlives this object.
+    Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Warn warn,
+         Warn note);
     Part(const Part&) = delete;
     Part& operator=(const Part&) = delete;
     ~Part();
@@ -105,6 +107,7 @@ private:
     Clock& m_clock;
     const OwnState& m_own;
     Warn m_warn;
+    Warn m_note;
 
     emit::Spool m_spool;
     emit::LineSink m_tee;       // empty: no copy

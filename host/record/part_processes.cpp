@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -114,9 +115,10 @@ void PartProcesses::close() {
 void PartProcesses::start_i(const std::function<void(int)>& await,
                             const std::function<bool(const emit::LineSink&)>& feed) {
     const std::string suffix = suffixOf(++m_number);
-    base::Pipe report;
+    // Not a pipe: nobody reads the names before the process has ended, and they may be many.
+    base::Descriptor report(::memfd_create("names", MFD_CLOEXEC));
     base::Pipe go;
-    const pid_t process = report.open() && go.open() ? ::fork() : -1;
+    const pid_t process = report.isOpen() && go.open() ? ::fork() : -1;
     if (process < 0) {
         m_warn("Unable to start part " + suffix.substr(1) + ": " + std::strerror(errno));
         m_status = base::EXIT_ERROR;
@@ -126,11 +128,11 @@ void PartProcesses::start_i(const std::function<void(int)>& await,
         go.writing = base::Descriptor();
         m_running.clear();  // so that the end of the recorder ends every wait
         await(go.reading.get());
-        const int status = work_i(suffix, feed, report.writing.get());
+        const int status = work_i(suffix, feed, report.get());
         std::fflush(nullptr);
         ::_exit(status);
     }
-    m_running.push_back({process, suffix, std::move(report.reading), std::move(go.writing)});
+    m_running.push_back({process, suffix, std::move(report), std::move(go.writing)});
     letBegin_i();
 }
 
@@ -180,9 +182,12 @@ void PartProcesses::complete_i(Running& part, int waitStatus) {
                std::to_string(WTERMSIG(waitStatus)));
     if (status != 0 && m_status != base::EXIT_ERROR) m_status = status;
     std::vector<std::string> files;
+    ::lseek(part.report.get(), 0, SEEK_SET);  // the process that has written them shared the place
     const std::string names = base::readAll(part.report.get());
     std::string_view left = names;
     for (std::string_view line; base::takeLine(left, line);) files.emplace_back(line);
+    // A part that has made nothing takes no other's place.
+    if (files.empty()) return;
     m_complete.push_back(std::move(files));
     while (m_keep != 0 && m_complete.size() > m_keep) removeOldest_i();
 }

@@ -28,6 +28,10 @@ bool isOpen(const Root& root, const Warn& warn) {
 
 }  // namespace
 
+bool checkRoot(const RecordOptions& options) {
+    return isOpen(Root(options.root), warner(options));
+}
+
 RecordResult recordMachine(const RecordOptions& options, const emit::LineSink& sink) {
     const Warn warn = warner(options);
     const Root root(options.root);

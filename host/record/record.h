@@ -18,6 +18,9 @@ enum class RecordResult {
     Failed,      // an input or output error of the recorder's own, reported on standard error
 };
 
+// Complains and returns false if there is no folder where the machine's files are to be looked for.
+bool checkRoot(const RecordOptions& options);
+
 // Collects for as long as `options` say and delivers to `sink`. SIGINT, SIGTERM and SIGHUP end the
 // collection, not the delivery; both are blocked while the collection goes on and are as they were when the
 // call returns.

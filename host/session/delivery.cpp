@@ -21,6 +21,10 @@ void Delivery::add(WriterPlugin& plugin) {
     m_writers.push_back(std::move(writer));
 }
 
+void Delivery::remove(const std::string& name) {
+    std::erase_if(m_writers, [&](const Writer& writer) { return writer.m_name == name; });
+}
+
 void Delivery::setObserver(std::function<void(const StatusRecord&)> observer) {
     m_observer = std::move(observer);
 }

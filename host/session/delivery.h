@@ -39,6 +39,9 @@ public:
     // Adds a plug-in of a writer library, which must outlive this object.
     void add(WriterPlugin& plugin);
 
+    // Takes a writer back, if it was added. It must not have been started.
+    void remove(const std::string& name);
+
     // Called for every status that is not 0.
     void setObserver(std::function<void(const StatusRecord&)> observer);
 

@@ -1,5 +1,6 @@
 #include "host/session/places.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -17,17 +18,31 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-bool checkPlaces(const std::vector<Delivery::Writer>& writers, const std::string& output) {
+bool hasPlace(const std::string& file, bool isExact) {
+    struct stat status {};
+    if (isExact && ::stat(file.c_str(), &status) == 0) {
+        const bool isFolder = S_ISDIR(status.st_mode);
+        if (!isFolder && ::access(file.c_str(), W_OK) == 0) return true;
+        if (isFolder) errno = EISDIR;
+        // One's own that may not be written is replaced, by writers that can.
+        if (isFolder || status.st_uid != ::geteuid()) return false;
+    }
+    return base::makeUnnamedFile(folderOf(file)).isOpen();
+}
+
+bool checkPlaces(const std::vector<Delivery::Writer>& writers, const std::string& output, bool isNumbered) {
     for (const Delivery::Writer& writer : writers) {
-        // All runs of a folder share this one.
-        const std::string file = writer.m_name == "auto"
-                                     ? "Automation_Summary.csv"
-                                     : output + PluginLibrary::capabilityOf(*writer.m_plugin).m_extension;
-        const std::string folder = folderOf(file);
-        if (base::makeUnnamedFile(folder).isOpen()) continue;
-        const int reason = errno;
-        if (::access(file.c_str(), W_OK) == 0) continue;
-        base::complain("cannot write to the output folder " + folder + ": " + std::strerror(reason));
+        const bool isShared = writer.m_name == "auto";
+        // These two make more than one file.
+        const bool isExact =
+            isShared || (!isNumbered && writer.m_name != "phm-csv" && writer.m_name != "long");
+        const std::string file =
+            isShared ? AUTOMATION_FILE : output + PluginLibrary::capabilityOf(*writer.m_plugin).m_extension;
+        if (hasPlace(file, isExact)) continue;
+        const std::string reason = std::strerror(errno);
+        const bool isThere = isExact && ::access(file.c_str(), F_OK) == 0;
+        base::complain("cannot write " + (isThere ? file : "to the output folder " + folderOf(file)) + ": " +
+                       reason + (isShared && !isThere ? std::string(" (for ") + AUTOMATION_FILE + ")" : ""));
         return false;
     }
     return true;

@@ -81,7 +81,7 @@ Run::~Run() {
     if (m_statuses != nullptr) std::fclose(m_statuses);
 }
 
-bool Run::open(const RunOptions& options) {
+bool Run::open(const RunOptions& options, const std::function<bool()>& isReady) {
     m_options = options;
     if (m_options.m_output.ends_with('/')) m_options.m_output += "run";
     setOpenFilesLimit(DESCRIPTORS_FOR_THE_END);
@@ -98,11 +98,9 @@ bool Run::open(const RunOptions& options) {
         return false;
     }
     if (!selectWriters_i() || !checkStandardOutput_i()) return false;
-    if (m_options.m_needsPlaces && !m_isToStandardOutput &&
-        !checkPlaces(m_delivery.writers(), m_options.m_output))
-        return false;
+    if (m_options.m_needsPlaces && !m_isToStandardOutput && !checkPlaces_i()) return false;
     if (!m_delivery.writers().empty() && !makeWorkFolder_i()) return false;
-    if (!openLogs_i()) return false;
+    if (!openLogs_i(isReady)) return false;
     m_delivery.setStart(options.m_start);
     m_delivery.setObserver([this](const StatusRecord& record) { writeStatus_i(record); });
     // At level 1 the lines that say why a writer refuses everything are not shown.
@@ -164,12 +162,24 @@ bool Run::makeWorkFolder_i() {
     return false;
 }
 
+// A user who asks for all that can be had does without the file that all runs of a folder share.
+bool Run::checkPlaces_i() {
+    if (WriterList(m_options.m_writers).isAll() && !hasPlace(AUTOMATION_FILE)) {
+        base::complain(std::string("auto is left out: cannot write ") + AUTOMATION_FILE + ": " +
+                       std::strerror(errno));
+        m_delivery.remove("auto");
+    }
+    return checkPlaces(m_delivery.writers(), m_options.m_output,
+                       m_options.m_isContinuous || m_options.m_isInParts);
+}
+
 // Empties no file before all can be opened.
-bool Run::openLogs_i() {
+bool Run::openLogs_i(const std::function<bool()>& isReady) {
     if (!m_log->open(m_options.m_log)) {
         base::complain("cannot open the log " + m_options.m_log + ": " + std::strerror(errno));
         return false;
     }
+    if (isReady && !isReady()) return false;
     if (!m_options.m_statuses.empty()) {
         m_statuses = std::fopen(m_options.m_statuses.c_str(), "we");
         if (m_statuses == nullptr) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +32,7 @@ struct RunOptions {
     std::string m_temp;  // folder for the folder of temporary files; empty: TMPDIR, else beside the output
     bool m_isQuiet = false;      // no list of files at the end
     bool m_needsPlaces = false;  // refused if a result has no place that may be written
+    bool m_isInParts = false;    // begun several times, each with a suffix
 };
 
 // One run from opening the plug-in library to giving it back. Between begin and end the process works in a
@@ -40,9 +42,9 @@ public:
     Run();
     ~Run();
 
-    // Checks the options and opens everything that they name. Returns false after a complaint; no writer has
-    // been touched then, and no file emptied.
-    bool open(const RunOptions& options);
+    // Checks the options and opens everything that they name. `isReady`, if given, is asked before a file is
+    // emptied. Returns false after a complaint, of this or of `isReady`; no writer has been touched then.
+    bool open(const RunOptions& options, const std::function<bool()>& isReady = {});
 
     // Starts the writers. Returns false after a complaint if there is no folder to work in. With a `suffix`,
     // which is put after the output name, this is one of several processes forked from the one that called
@@ -65,7 +67,8 @@ public:
 private:
     bool selectWriters_i();
     bool readOrder_i(const std::string& path);
-    bool openLogs_i();
+    bool checkPlaces_i();
+    bool openLogs_i(const std::function<bool()>& isReady);
     bool makeWorkFolder_i();
     bool checkStandardOutput_i();
     void tellWhoCannotFlush_i() const;

@@ -161,10 +161,12 @@ class Cli(unittest.TestCase):
     def test_nothing_is_emptied_before_the_command_line_is_checked(self):
         for name in ("log", "statuses"):
             (self.work / name).write_text("from an earlier run\n")
-        for wrong in [["-w", "foo"], ["--order", "none"], ["--plugins", "none"], ["-o", "-"],
-                      ["--temp", "none"], ["--from", "none"], ["-o", "none/run"]]:
+        (self.work / "zeros").write_bytes(bytes(4))
+        for wrong in [["-w", "foo"], ["--order", "none"], ["--plugins", "none"], ["-o", "-"], ["--temp", "none"], ["--from", "none"],
+                      ["-o", "none/run"], ["zeros"], ["--save", "none/s"]]:
             with self.subTest(wrong=wrong):
-                command = ["record", "--seconds", "9"] if wrong == ["-o", "none/run"] else ["replay", "good"]
+                input_of = {"zeros": []}.get(wrong[0], ["good"])
+                command = ["record", "--seconds", "9"] if wrong == ["-o", "none/run"] else ["replay", *input_of]
                 status = self.run_host(*command, "--plugins", PROBE, "-w", "all", "--log", "log", "--statuses", "statuses",
                                        *wrong)[0]
                 self.assertEqual(1, status)

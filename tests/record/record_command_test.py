@@ -32,6 +32,11 @@ def contents(folder):
     return {p.name: p.read_bytes() for p in pathlib.Path(folder).iterdir()}
 
 
+# Where this runs in the background of a script, what a terminal sends would be ignored from the start.
+for number in (signal.SIGINT, signal.SIGQUIT, signal.SIGHUP):
+    signal.signal(number, signal.SIG_DFL)
+
+
 class RecordCommand(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
@@ -164,8 +169,29 @@ class RecordCommand(unittest.TestCase):
             done = pwrhost(folder, "record", "-w", writers, "--seconds", "9", "-o", output, user=UNPRIVILEGED)
             self.assertEqual(done.returncode, 1)
             self.assertIn("cannot write to the output folder " + told + ": ", done.stderr)
-        done = pwrhost(self.work, "record", "-w", "json", "--seconds", "0.1", "-o", str(closed / "run"), user=UNPRIVILEGED)
+        one_file = ("record", "-w", "json", "-o", str(closed / "run"))
+        done = pwrhost(self.work, *one_file, "--seconds", "0.1", user=UNPRIVILEGED)
         self.assertEqual(done.returncode, 0, done.stderr)
+        for numbered in ("--continuous", "--rotate=1s"):
+            done = pwrhost(self.work, *one_file, "--seconds", "9", numbered, user=UNPRIVILEGED)
+            self.assertEqual((done.returncode, done.stderr.count("output folder " + str(closed))), (1, 1), done.stderr)
+        (self.work / "root's.csv").touch(0o644)
+        (self.work / "folder.ztjson").mkdir()
+        occupied = [("root's", "root's.csv: Permission denied"), ("folder", "folder.ztjson: Is a directory")]
+        for output, told in occupied[UNPRIVILEGED is None:]:
+            done = pwrhost(self.work, "record", "-w", "sum,json", "--seconds", "9", "-o", output, user=UNPRIVILEGED)
+            self.assertEqual((done.returncode, done.stderr), (1, "pwrhost: cannot write " + told + "\n"))
+        done = pwrhost(closed, "record", "-w", "all", "-o", str(self.work / "all"), "--seconds", "0.1", user=UNPRIVILEGED)
+        self.assertEqual((done.returncode, done.stderr.count("auto is left out: cannot write")), (0, 1), done.stderr)
+        good = (self.work / "all.csv").read_bytes()
+        log = self.work / "log"
+        log.write_text("of an earlier run")
+        log.chmod(0o666)
+        for options, told in ((["--save", "closed/s"], "Unable to create closed/s: "), (["--root", "no"], "Unable to open no: "),
+                              (["--save", "closed/s", "--rotate", "1h"], "Unable to create closed/s.0001: ")):
+            done = pwrhost(self.work, "record", "-o", "all", "--log", "log", "--seconds", "9", *options, user=UNPRIVILEGED)
+            self.assertEqual((done.returncode, done.stderr.count(told)), (1, 1), done.stderr)
+            self.assertEqual(((self.work / "all.csv").read_bytes(), log.read_text()), (good, "of an earlier run"))
         done = pwrhost(self.work, "record", "-w", "sum,raw", "--temp", str(closed), "--seconds", "9", user=UNPRIVILEGED)
         self.assertEqual((done.returncode, done.stderr.count("\n")), (1, 1), done.stderr)
         self.assertIn("the writers' temporary files", done.stderr)
@@ -308,7 +334,8 @@ class RecordCommand(unittest.TestCase):
             self.assertTrue((self.work / "run.txt").exists())
         (folder / "bad.conf").write_text("seconds = 1\nspeed = 3\n")
         (folder / "late.conf").write_text("seconds = 1\ninterval = 5\n\ninterval = foo=3\n")
-        for name, text in (("bad", 'bad.conf:2: unknown option "speed"'), ("none", "there is no preset none"),
+        (folder / "folder.conf").mkdir()
+        for name, text in (("folder", "folder.conf: Is a directory"), ("bad", 'bad.conf:2: unknown option "speed"'), ("none", "there is no preset none"),
                            ("late", 'late.conf:4: --interval: unknown source "foo"')):
             done = pwrhost(self.work, "record", "--preset", name, env=environment)
             self.assertEqual(done.returncode, 1)
