@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -17,6 +16,7 @@
 
 #include "host/base/complain.h"
 #include "host/base/exit_status.h"
+#include "host/base/pipe.h"
 #include "host/base/transfer.h"
 #include "host/cli/prom_text.h"
 #include "host/session/run.h"
@@ -151,17 +151,14 @@ bool PromFile::open(const std::string& path, const std::vector<std::string>& plu
     }
     if (!replaceFile(absolute, "")) return false;
     std::string folder = (fs::temp_directory_path(error) / "pwrhost_XXXXXX").string();
-    std::array<int, 2> lines{-1, -1};
-    std::array<int, 2> ends{-1, -1};
-    if (::mkdtemp(folder.data()) == nullptr || ::pipe2(lines.data(), O_CLOEXEC) != 0 ||
-        ::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    base::Pipe lines;
+    base::Pipe ends;
+    if (::mkdtemp(folder.data()) == nullptr || !lines.open() || !ends.open()) {
         base::complain("cannot make a folder for temporary files: " + std::string(std::strerror(errno)));
         return false;
     }
-    base::Descriptor read(lines[0]);
-    base::Descriptor written(ends[1]);
-    m_lines = base::Descriptor(lines[1]);
-    m_ends = base::Descriptor(ends[0]);
+    m_lines = std::move(lines.writing);
+    m_ends = std::move(ends.reading);
     // What an ignored signal leaves behind can't be waited for.
     std::signal(SIGCHLD, SIG_DFL);
     m_process = ::fork();
@@ -169,7 +166,7 @@ bool PromFile::open(const std::string& path, const std::vector<std::string>& plu
         m_lines = base::Descriptor();
         // The recording ends it, not what ends the recording.
         for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) std::signal(signal, SIG_IGN);
-        const int status = makeParts(absolute, folder, read.get(), written.get(), plugins);
+        const int status = makeParts(absolute, folder, lines.reading.get(), ends.writing.get(), plugins);
         fs::remove_all(folder, error);
         ::_exit(status);
     }
