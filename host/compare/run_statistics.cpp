@@ -46,6 +46,11 @@ std::string commandText(const std::vector<std::string>& words) {
     return text;
 }
 
+bool isSampled(const pwr::Metric& metric) {
+    return metric.m_metricType != pwr::Metric::TRACED_VALUE_TRANSITION &&
+           metric.m_metricType != pwr::Metric::TRACED_EVENT;
+}
+
 // Texts that sort by time: as the collector shows it, else of the clock in the same form.
 std::string startOf(const pwr::SystemMetadata& metadata) {
     constexpr std::uint64_t SECOND = 1000000000;
@@ -72,15 +77,12 @@ void RunStatistics::metric(const pwr::Metric& metric) {
         const auto ticks = static_cast<double>(element->getDuration());
         const std::optional<double> number = numberOf(*element->getValue());
         Key key(&metric, element->getEntity(), element->getDescriptor(), std::string());
-        bool isCounted = true;
         if (metric.m_metricType == pwr::Metric::TRACED_VALUE_TRANSITION) {
             m_entityTicks[{&metric, element->getEntity()}] += ticks;
             if (!number) element->getValue()->toFormattedString(std::get<3>(key));
-        } else if (metric.m_metricType != pwr::Metric::TRACED_EVENT && (!number || !std::isfinite(*number))) {
-            isCounted = false;
         }
         Series& series = seriesOf_i(std::move(key));  // also without a number: others of its name count on
-        if (!isCounted) continue;
+        if (isSampled(metric) && !(number && std::isfinite(*number))) continue;
         series.m_count += 1;
         series.m_ticks += ticks;
         series.m_isNumeric = series.m_isNumeric || number.has_value();
