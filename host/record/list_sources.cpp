@@ -40,8 +40,8 @@ Found findMetrics(const RecordOptions& options, const Root& root) {
     everything.selection = Selection();
     NoClock clock;
     const OwnState own;
-    const auto ignore = [](const std::string&) {};
-    Part part(everything, root, clock, own, ignore, ignore);
+    Part part(
+        everything, root, clock, own, [](const std::string&) {}, true);
     part.prepare();
     const auto& metrics = part.definitions().metrics();
     return {metrics.begin(), metrics.end()};
@@ -58,9 +58,7 @@ std::string reasonOf(const MetricInfo& metric, const Root& root) {
             errno = 0;
             const base::Descriptor file =
                 root.open(std::string(found.gl_pathv[0]).substr(root.path().size() + 1));
-            reason = file.isOpen()    ? "nothing usable in its files"
-                     : errno == EXDEV ? "a link leads out of the root"
-                                      : std::strerror(errno);
+            reason = file.isOpen() ? "nothing usable in its files" : std::strerror(errno);
         }
         ::globfree(&found);
     }
