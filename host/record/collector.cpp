@@ -18,13 +18,6 @@ Collector::Collector(const RecordOptions& options, const Root& root, Clock& cloc
 
 Collector::~Collector() = default;
 
-// What sources tell, each part's anew, is told once.
-Warn Collector::notes_i() {
-    return [this](const std::string& text) {
-        if (!m_options.isQuiet && m_told.insert(text).second) m_warn(text);
-    };
-}
-
 double Collector::seconds_i(std::uint64_t ticks) const {
     return static_cast<double>(ticks) / m_clock.ticksPerUsec() / 1e6;
 }
@@ -36,7 +29,7 @@ std::uint64_t Collector::ticks_i(double seconds) const {
 
 RecordResult Collector::run() {
     if (!m_output.open()) return RecordResult::Failed;
-    m_part = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_warn, notes_i());
+    m_part = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_warn, true);
     m_part->prepare();
     if (!begin_i()) return RecordResult::NotStarted;
     Progress progress(m_options.progress, m_options.seconds);
@@ -71,7 +64,7 @@ bool Collector::isPartFull_i() const {
 
 // The next part begins at the tick at which this one stops, with counters read at the same time.
 void Collector::rotate_i() {
-    auto next = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_warn, notes_i());
+    auto next = std::make_unique<Part>(m_options, m_root, m_clock, m_own, m_warn, false);
     next->prepare();
     const std::uint64_t now = std::max(m_clock.ticks(), m_part->lastSample() + 1);
     m_own.cpuUsec = m_clock.cpuUsec();

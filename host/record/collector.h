@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
 
 #include "host/record/clock.h"
@@ -44,7 +43,6 @@ private:
     void rotate_i();
     void endPart_i();
     emit::LineSink sink_i();
-    Warn notes_i();
     double seconds_i(std::uint64_t ticks) const;
     std::uint64_t ticks_i(double seconds) const;
 
@@ -56,7 +54,6 @@ private:
     std::function<bool()> m_onStart;
     std::function<void(emit::Report&)> m_onReport;
     OwnState m_own;
-    std::set<std::string> m_told;  // notes of the sources
     std::unique_ptr<Part> m_part;
     PartProcesses* m_parts = nullptr;
 

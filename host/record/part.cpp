@@ -53,13 +53,13 @@ std::uint64_t bootTicks(const Root& root, std::uint64_t now, double ticksPerUsec
 }  // namespace
 
 Part::Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Warn warn,
-           Warn note)
+           bool isFirst)
     : m_options(options),
       m_root(root),
       m_clock(clock),
       m_own(own),
       m_warn(std::move(warn)),
-      m_note(std::move(note)),
+      m_isFirst(isFirst),
       m_output([this](std::string_view line) {
           m_bytes += line.size() + 1;
           if (m_tee) m_tee(line);
@@ -84,9 +84,12 @@ void Part::prepare() {
     m_cpus = std::make_unique<Cpus>(m_definitions, m_machine.topology);
     emit::Context emitting{m_definitions, m_output, ticksPerUsec, MOST_ATTRIBUTES};
     emitting.isWanted = [this](const std::string& metric) { return m_options.selection.wantsMetric(metric); };
-    m_context = std::make_unique<SourceContext>(SourceContext{
-        emitting, m_root, m_devices, *m_cpus, m_stat, system,
-        bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_options.top, m_own, m_warn, m_note});
+    const auto note = [this](const std::string& text) {
+        if (!m_options.isQuiet && (m_isFirst || m_samples > 0)) m_warn(text);
+    };
+    m_context = std::make_unique<SourceContext>(
+        SourceContext{emitting, m_root, m_devices, *m_cpus, m_stat, system,
+                      bootTicks(m_root, m_clock.ticks(), ticksPerUsec), m_options.top, m_own, m_warn, note});
     addSources_i();
 }
 

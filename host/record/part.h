@@ -23,10 +23,10 @@ using Warn = std::function<void(const std::string&)>;
 // finish, deliver. A run of several parts begins each where the one before has stopped.
 class Part {
 public:
-    // `warn` gets the lines for the user, without line ends, `note` what the sources tell of the machine. All
-    // that is referred to outlives this object.
+    // `warn` gets the lines for the user, without line ends. A part that is not the first tells no more what
+    // its sources find at its start. All that is referred to outlives this object.
     Part(const RecordOptions& options, const Root& root, Clock& clock, const OwnState& own, Warn warn,
-         Warn note);
+         bool isFirst);
     Part(const Part&) = delete;
     Part& operator=(const Part&) = delete;
     ~Part();
@@ -107,7 +107,7 @@ private:
     Clock& m_clock;
     const OwnState& m_own;
     Warn m_warn;
-    Warn m_note;
+    bool m_isFirst;
 
     emit::Spool m_spool;
     emit::LineSink m_tee;       // empty: no copy

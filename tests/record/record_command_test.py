@@ -100,9 +100,19 @@ class RecordCommand(unittest.TestCase):
         done = pwrhost(self.work, "record", "--root", "tree", "--seconds", "0.1", user=UNPRIVILEGED)
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertEqual(done.stderr.count("energy counters may not be read"), 1, done.stderr)
+        parts = pwrhost(self.work, "record", "--root", "tree", "--seconds", "0.4", "--rotate", "100ms", "-o", "part", user=UNPRIVILEGED)
+        self.assertEqual((parts.returncode, parts.stderr.count("energy counters may not be read")), (0, 1), parts.stderr)
+        self.assertTrue((self.work / "part.0002.csv").exists())
         report = (self.work / "run.csv").read_text()
         self.assertRegex(report, "(?m)^Not offered by this machine: cpu, idle, frequency, temperature, ")
         self.assertRegex(report, "(?m)^May not be read by this user: energy *$")
+
+    def test_the_list_follows_no_link_out_of_the_root(self):
+        (self.work / "tree").mkdir()
+        (self.work / "tree/proc").symlink_to(TREE + "/proc")
+        listed = pwrhost(self.work, "record", "--root", "tree", "--list").stdout
+        memory = next(line for line in listed.splitlines() if " Available Memory " in line)
+        self.assertRegex(memory, " on | absent: No such file or directory ")  # on: before Linux 5.6, and in some containers
 
     def test_a_file_of_the_package_that_may_not_be_read_is_told(self):
         tree = self.work / "tree"
