@@ -253,14 +253,17 @@ const fields = {
   'select-to': {get: ({selection}) => selection?.to, set: x => setSelection(Math.min(x, state.selection?.from ?? full.from), x)},
 };
 
-const showFields = (...ids) => (ids.length ? ids : Object.keys(fields)).forEach(id => { $(id).value = fields[id].get(state) ?? ''; });
+// A text that differs from what was shown last is being typed: it stays until it is entered or left.
+const showField = id => { $(id).value = $(id).defaultValue = fields[id].get(state) ?? ''; };
+const showFields = () => Object.keys(fields).filter(id => $(id).value === $(id).defaultValue).forEach(showField);
 
 function enterField(id) {
+  $(id).defaultValue = $(id).value;
   const text = $(id).value.trim(), number = Number(text);
   if (id === 'filter') applyFilter();
   else if (text && Number.isFinite(number)) fields[id].set(number, state.view);
   else if (!text && id.startsWith('select')) setSelection();
-  else showFields();
+  else showField(id);
 }
 
 function applyFilter() {
@@ -348,7 +351,7 @@ function listenToPlot(canvas) {
 for (const id of ['filter', ...Object.keys(fields)])
   $(id).addEventListener('keydown', event => { if (event.key === 'Enter') enterField(id); });
 // What was not entered goes with the focus, in time for programs that clear a field, leave it and come back.
-const restore = ({target: {id}}) => { if (fields[id] && $(id) !== document.activeElement) showFields(id); };
+const restore = ({target: {id}}) => { if (fields[id] && $(id) !== document.activeElement) showField(id); };
 addEventListener('focusout', event => setTimeout(restore, event.target.value ? 0 : 5000, event));
 $('filter').addEventListener('input', applyFilter);
 for (const [id, act] of Object.entries({reset, copy: copyTable, clear: () => setSelection()}))

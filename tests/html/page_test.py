@@ -145,6 +145,19 @@ class PageTest(unittest.TestCase):
         self.browser.enter("#filter", "wd")
         self.assertEqual(self.browser.run(READ_FIELDS)[:2], ["0.30000000000000004", "0.4"], "keys in a field move nothing")
 
+    def test_answers_leave_alone_what_is_being_typed(self):
+        self.open()
+        self.browser.run("""
+            const [from, to] = ['select-from', 'select-to'].map(id => document.getElementById(id));
+            from.value = '0.5';
+            from.dispatchEvent(new KeyboardEvent('keydown', {key: 'Enter'}));
+            to.value = '0.7';""")
+        self.browser.settle()
+        self.assertEqual(self.browser.run(READ_FIELDS)[2:4], ["0.5", "0.7"])
+        self.browser.run("document.getElementById('select-to').dispatchEvent(new KeyboardEvent('keydown', {key: 'Enter'}))")
+        self.browser.settle()
+        self.check_table(self.stream, 0.5, 0.7)
+
     def test_mouse(self):
         self.open()
         begin, end = (float(text) for text in self.browser.run(READ_FIELDS)[:2])
