@@ -56,16 +56,11 @@ bool returnToRecord(pwr::ZTExtensibleBackingStore& store, MemoryBlock& chunk, st
     return false;
 }
 
-// A cell that is exactly the token ends its row, too.
-bool isToken(std::string_view text) {
-    return text.size() == ROW_COMPLETE_TOKEN.size() && text.front() == ROW_COMPLETE_TOKEN.front();
-}
-
 // How many of the first `length` bytes of some rows are whole rows.
 std::uint64_t wholeRowsOf(const char* rows, std::uint64_t length) {
     std::uint64_t whole = 0;
     spooled_text::takeWhole({rows, length}, [&](std::string_view text) {
-        if (isToken(text)) whole = static_cast<std::uint64_t>(text.data() + text.size() - rows);
+        if (endsRow(text)) whole = static_cast<std::uint64_t>(text.data() + text.size() - rows);
     });
     return whole;
 }
@@ -264,25 +259,13 @@ std::int32_t BackingStoreWrapper::printRows_i(TablePrinter& printer, int reason)
     return status;
 }
 
-// Prints the whole records of a chunk and returns their length. All cells of a run pass here: its own walk
-// takes 1.6 % fewer of the run's instructions than spooled_text::takeWhole.
+// Prints the whole records of a chunk and returns their length.
 std::uint64_t BackingStoreWrapper::printRecords_i(TablePrinter& printer, const char* chunk,
                                                   std::uint64_t length) const {
     const bool isShown = isLogged(LogLevel::Info, TEXT_WRITER_TAG);
-    std::uint64_t offset = 0;
-    while (length - offset >= LENGTH_SIZE) {
-        const auto textLength = packing::get<std::uint32_t>(chunk + offset);
-        if (length - offset - LENGTH_SIZE < textLength) break;
-        const char* const text = chunk + offset + LENGTH_SIZE;
-        offset += LENGTH_SIZE + textLength;
-        if (isShown) LOG_INFO_TAG(TEXT_WRITER_TAG, "Read %s\n", std::string(text, textLength).c_str());
-        if (isToken({text, textLength})) {
-            printer.endRow();
-        } else if (length - offset >= TablePrinter::SLACK) {
-            printer.cell(text, textLength);
-        } else {
-            printer.cellWithoutSlack({text, textLength});
-        }
-    }
-    return offset;
+    const std::size_t printed = isShown ? 0 : printer.records(chunk, length);
+    return printed + spooled_text::takeWhole({chunk + printed, length - printed}, [&](std::string_view text) {
+               if (isShown) LOG_INFO_TAG(TEXT_WRITER_TAG, "Read %s\n", std::string(text).c_str());
+               printer.record(text);
+           });
 }

@@ -47,14 +47,26 @@ public:
     // cost least in the order of their columns.
     std::int32_t pushCell(std::string_view value, std::uint16_t column) {
         if (column >= m_columnWidths.size()) return refuseCell_i(column);
-        std::uint64_t& width = m_columnWidths[column];
-        if (value.size() > width) width = value.size();
+        widen_i(column, value);
         if (column != m_row.count() || m_isScattered || !m_row.hasRoomFor(value.size())) {
             pushElsewhere_i(value, column);
         } else {
             m_row.append(value);
         }
         return 0;
+    }
+
+    // Puts the cells of the first two columns, as two calls of pushCell would.
+    void pushStart(const overtime::RowStart& start) {
+        if (m_columnWidths.size() < overtime::RowStart::CELLS || m_row.count() != 0 || m_isScattered ||
+            !m_row.hasRoomFor(start.records().size())) {
+            pushCell(start.first(), 0);
+            pushCell(start.second(), 1);
+            return;
+        }
+        widen_i(0, start.first());
+        widen_i(1, start.second());
+        m_row.append(start);
     }
 
     // Does nothing and returns 0.
@@ -83,6 +95,9 @@ public:
     int writeError() const { return m_writeError; }
 
 private:
+    void widen_i(std::size_t column, std::string_view value) {
+        if (value.size() > m_columnWidths[column]) m_columnWidths[column] = value.size();
+    }
     std::int32_t refuseCell_i(std::uint16_t column) const;
     void pushElsewhere_i(std::string_view value, std::size_t column);
     void append_i(std::string_view value);

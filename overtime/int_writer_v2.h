@@ -245,6 +245,18 @@ private:
         }
     };
 
+    // The latest start of a row: most tables of a message begin their rows alike.
+    struct LatestStart {
+        bool isSet = false;
+        std::uint64_t sampleCount = 0;
+        std::uint64_t timestamp = 0;
+        overtime::RowStart cells;
+
+        bool isOf(std::uint64_t aCount, std::uint64_t aTimestamp) const {
+            return isSet && sampleCount == aCount && timestamp == aTimestamp;
+        }
+    };
+
     std::int32_t printTables_i();
     void addRows_i(const pwr::Metric& metric);
     std::int32_t writeSampledDeltaMetric(const pwr::Metric& metric);
@@ -277,6 +289,7 @@ private:
     const std::string& timeText_i(std::uint64_t timestamp, TimeConversion conversion);
     const std::string& durationText_i(std::uint64_t ticks);
     const std::string& sampleText_i(std::uint64_t sampleCount);
+    [[gnu::noinline]] void renewRowStart_i(std::uint64_t sampleCount, std::uint64_t timestamp);
 
     FlatMap<TableKey, TableInfo*> m_tableCache;
     FlatMap<std::uint64_t, const pwr::DataDescriptor*> m_stateCache;  // by address of the handle
@@ -287,5 +300,6 @@ private:
     LatestText m_timeTexts[2];                                        // by TimeConversion
     LatestText m_durationText;
     LatestText m_sampleText;
+    LatestStart m_rowStart;
     std::string m_attributeCell;
 };

@@ -14,15 +14,35 @@ namespace overtime {
 
 using spooled_text::LENGTH_SIZE;
 
-// Writes a text after its length and returns the place after it. The caller answers for the room.
-inline char* putRecord(char* out, std::string_view text) {
-    out = packing::put(out, static_cast<std::uint32_t>(text.size()));
-    if (text.size() <= 2 * STRIDE) {
-        copyShort(out, text.data(), text.size());
-        return out + text.size();
-    }
-    return packing::putBytes(out, text.data(), text.size());
+// Writes a text and returns the place after it. The caller answers for the room.
+inline char* putText(char* out, std::string_view text) {
+    if (text.size() > 2 * STRIDE) return packing::putBytes(out, text.data(), text.size());
+    copyShort(out, text.data(), text.size());
+    return out + text.size();
 }
+
+// The same for a text after its length.
+inline char* putRecord(char* out, std::string_view text) {
+    return putText(packing::put(out, static_cast<std::uint32_t>(text.size())), text);
+}
+
+// The first two cells of a row as they are spooled, for all tables whose rows begin alike.
+class RowStart {
+public:
+    static constexpr std::size_t CELLS = 2;
+
+    void set(std::string_view first, std::string_view second) {
+        m_records.resize(2 * LENGTH_SIZE + first.size() + second.size());
+        putRecord(putRecord(m_records.data(), first), second);
+    }
+
+    std::string_view first() const { return spooled_text::textAt(m_records.data()); }
+    std::string_view second() const { return spooled_text::textAt(first().data() + first().size()); }
+    std::string_view records() const { return m_records; }
+
+private:
+    std::string m_records = std::string(CELLS * LENGTH_SIZE, '\0');
+};
 
 // The row that is being built, as it will be spooled: one record per column, from the first on. Lies in
 // memory that is its owner's.
@@ -46,6 +66,12 @@ public:
     void append(std::string_view text) {
         m_out = putRecord(m_out, text);
         ++m_count;
+    }
+
+    // Begins the row, which has no record yet and room for these.
+    void append(const RowStart& start) {
+        m_out = putText(m_out, start.records());
+        m_count = RowStart::CELLS;
     }
 
     // Replaces the text of an early column by one of the same length. Returns false if it isn't one.

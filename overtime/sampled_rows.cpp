@@ -161,8 +161,22 @@ std::string IntWriterV2::lateTitle_i(const SampledMessage& message, const pwr::D
 
 void IntWriterV2::beginSampledRow_i(TableInfo& table, std::uint64_t timestamp) {
     ++table.sampleCount;
-    table.store.pushCell(sampleText_i(table.sampleCount), table.sampled.sampleColumn);
-    table.store.pushCell(timeText_i(timestamp, TimeConversionMicroseconds), table.sampled.timeColumn);
+    if (!m_rowStart.isOf(table.sampleCount, timestamp)) renewRowStart_i(table.sampleCount, timestamp);
+    const SampledDataColumnIndices& columns = table.sampled;
+    if (columns.sampleColumn == 0 && columns.timeColumn == 1) {
+        table.store.pushStart(m_rowStart.cells);
+    } else {
+        table.store.pushCell(m_rowStart.cells.first(), columns.sampleColumn);
+        table.store.pushCell(m_rowStart.cells.second(), columns.timeColumn);
+    }
+}
+
+void IntWriterV2::renewRowStart_i(std::uint64_t sampleCount, std::uint64_t timestamp) {
+    m_rowStart.isSet = false;
+    m_rowStart.cells.set(sampleText_i(sampleCount), timeText_i(timestamp, TimeConversionMicroseconds));
+    m_rowStart.sampleCount = sampleCount;
+    m_rowStart.timestamp = timestamp;
+    m_rowStart.isSet = true;
 }
 
 // Pushes an element's value and then its duration: where column numbers begin anew, the order counts.

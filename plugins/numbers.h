@@ -20,21 +20,23 @@ inline Integer truncateSaturated(Real value) {
 
 // Reads a single number as a real: what convertToReal and toReal give, without a copy of the value. Returns
 // false and leaves `number` alone if the value is of another kind.
+//
+// What is read into is not set before: processors take the number that was stored here for the one that the
+// host has stored through its pointer since, and begin again when they find out.
 inline bool readNumber(const pwr::Data& value, double& number) {
-    unsigned long unsignedNumber = 0;
-    long signedNumber = 0;
+    unsigned long unsignedNumber;
+    long signedNumber;
     switch (value.m_type) {
         case pwr::DATA_UINT:
-            value.toUInt(unsignedNumber);
+            if (value.toUInt(unsignedNumber) != 0) return false;
             number = static_cast<double>(unsignedNumber);
             return true;
         case pwr::DATA_INT:
-            value.toInt(signedNumber);
+            if (value.toInt(signedNumber) != 0) return false;
             number = static_cast<double>(signedNumber);
             return true;
         case pwr::DATA_REAL:
-            value.toReal(number);
-            return true;
+            return value.toReal(number) == 0;
         default:
             return false;
     }

@@ -18,6 +18,7 @@ constexpr std::size_t CHUNK = 1048576;
 
 struct PlainTable {
     std::string defaultValue;
+    std::string delimiter;
     std::vector<std::string> titles;
     std::vector<std::size_t> widths;
     std::vector<std::vector<std::string>> rows;
@@ -42,7 +43,7 @@ struct PlainTable {
         cells.resize(titles.size(), defaultValue);
         std::string text;
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            if (i != 0) text += ", ";
+            if (i != 0) text += delimiter + " ";
             if (cells[i].size() < widths[i]) text.append(widths[i] - cells[i].size(), ' ');
             text += cells[i];
         }
@@ -51,7 +52,7 @@ struct PlainTable {
     std::string print(const std::string& title) const {
         std::string text = title + "\n" + line(titles);
         // A row from before the first column has no cell that could go without a delimiter.
-        for (const auto& row : rows) text += (row.empty() ? ", " : "") + line(row);
+        for (const auto& row : rows) text += (row.empty() ? delimiter + " " : "") + line(row);
         return text + "\n";
     }
 };
@@ -59,8 +60,10 @@ struct PlainTable {
 // A row store and the plain table that it must print like.
 class Pair {
 public:
-    explicit Pair(const std::string& defaultValue = "n/a") : m_store("Title", defaultValue) {
+    explicit Pair(const std::string& defaultValue = "n/a", const std::string& delimiter = ",")
+        : m_store("Title", defaultValue) {
         m_plain.defaultValue = defaultValue;
+        m_plain.delimiter = delimiter;
     }
     void addColumn(const std::string& title) {
         EXPECT_EQ(m_store.addColumn(title), m_plain.titles.size());
@@ -70,13 +73,20 @@ public:
         EXPECT_EQ(m_store.pushCell(text, static_cast<std::uint16_t>(column)), 0);
         m_plain.push(text, column);
     }
+    void pushStart(const std::string& first, const std::string& second) {
+        overtime::RowStart start;
+        start.set(first, second);
+        m_store.pushStart(start);
+        m_plain.push(first, 0);
+        m_plain.push(second, 1);
+    }
     void complete() {
         m_store.rowComplete();
         m_plain.complete();
     }
     std::string printed() {
         std::FILE* const file = std::tmpfile();
-        EXPECT_EQ(m_store.flush(file, ",", false), 0);
+        EXPECT_EQ(m_store.flush(file, m_plain.delimiter, false), 0);
         std::string text(static_cast<std::size_t>(std::ftell(file)), '\0');
         std::rewind(file);
         EXPECT_EQ(std::fread(text.data(), 1, text.size(), file), text.size());
@@ -115,15 +125,22 @@ TEST_F(RowStore, PrintsRandomTablesLikeAPlainOne) {
     for (unsigned seed = 1; seed <= 40; ++seed) {
         SCOPED_TRACE(seed);
         std::minstd_rand random(seed);
-        Pair pair(seed % 3 == 0 ? "" : seed % 3 == 1 ? "n/a" : "a default value that is rather long");
+        Pair pair(seed % 3 == 0   ? ""
+                  : seed % 3 == 1 ? "n/a"
+                                  : "a default value that is rather long",
+                  seed % 5 == 0 ? std::string(seed / 2, '|') : ",");
         const std::size_t longest = seed % 4 == 0 ? 3000 : 20 + seed;
         for (int step = 0; step < 2000; ++step) {
             const auto action = random() % 16;
             if (action == 0 && pair.columns() < 30) pair.addColumn(textOf(random() % 30, random));
             if (action == 1) pair.complete();
-            if (action > 1 && pair.columns() != 0)
+            if (action == 2 && pair.columns() > 1) {
+                pair.pushStart(textOf(random() % 8, random),
+                               textOf(random() % (random() % 4 == 0 ? 60 : 12), random));
+            } else if (action > 1 && pair.columns() != 0) {
                 pair.push(textOf(random() % (random() % 8 == 0 ? longest : 12), random),
                           random() % pair.columns());
+            }
         }
         if (pair.columns() != 0) pair.check();
     }

@@ -144,6 +144,7 @@ TEST(Times, AreThoseOfTheLatestFrequency) {
     metric.m_sample = &sample;
     for (const float frequency : {1000.0F, 500.0F}) {
         metadata.m_tscFrequency = frequency;
+        ++metric.m_id;
         EXPECT_EQ(writer.writeMessage(system), 0);
         EXPECT_EQ(writer.writeMessage(metric), 0);
     }
@@ -151,8 +152,40 @@ TEST(Times, AreThoseOfTheLatestFrequency) {
     std::ostringstream text;
     text << std::ifstream("run_trace.csv").rdbuf();
     EXPECT_NE(text.str().find("1,                   8.00,          2.00"), std::string::npos) << text.str();
-    EXPECT_NE(text.str().find("2,                  16.00,          4.00"), std::string::npos) << text.str();
+    EXPECT_NE(text.str().find("1,                  16.00,          4.00"), std::string::npos) << text.str();
     std::filesystem::remove("run_trace.csv");
+}
+
+// Where a table has other columns already, all that comes before the values goes to its first one.
+TEST(TablesOfTwoTypes, KeepTheColumnsOfTheFirst) {
+    const test::StreamRunner runner;
+    PhmTextWriter writer;
+    ASSERT_EQ(writer.init("run", false), 0);
+    host::model::SystemMetadata metadata;
+    metadata.m_tscFrequency = 1000.0F;
+    pwr::SystemMessage system;
+    system.m_metadata = &metadata;
+    EXPECT_EQ(writer.writeMessage(system), 0);
+    const host::model::Entity entity(1, host::model::HandleTexts("E"), "E", 1, nullptr);
+    const host::model::Descriptor state(2, host::model::HandleTexts("S"));
+    host::model::Element element;
+    element.m_entity = &entity;
+    element.m_duration = 2000000;
+    pwr::Metric::Sample sample{8000, {&element}};
+    host::model::Metric metric;
+    metric.m_sample = &sample;
+    metric.m_metricType = pwr::Metric::TRACED_VALUE_TRANSITION;
+    element.m_value.setHandle(&state);
+    EXPECT_EQ(writer.writeMessage(metric), 0);
+    metric.m_metricType = pwr::Metric::SAMPLED_RESIDENCY;
+    element.m_value.setUInt(1000000);
+    EXPECT_EQ(writer.writeMessage(metric), 0);
+    EXPECT_EQ(writer.fini(), 0);
+    std::ostringstream text;
+    text << std::ifstream("run_phm.csv").rdbuf();
+    EXPECT_NE(text.str().find("\n    2.00,                  n/a, n/a, n/a,           n/a, 1000.00\n"),
+              std::string::npos)
+        << text.str();
 }
 
 }  // namespace
