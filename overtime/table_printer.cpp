@@ -14,13 +14,13 @@ TablePrinter::TablePrinter(std::FILE* file, std::span<const std::uint64_t> width
     : m_file(file),
       m_first(widths.data()),
       m_last(m_first + widths.size()),
-      m_separatorText(delimiter + " " + BLANKS),
+      m_separatorText(delimiter + " " + std::string(BLANKS)),
       m_separator(m_separatorText.data(), delimiter.size() + 1),
       m_defaultValue(defaultValue),
       m_writeError(writeError),
       m_buffer(new (std::nothrow) char[BUFFER_SIZE]),
       m_end(m_buffer == nullptr ? nullptr : m_buffer.get() + BUFFER_SIZE),
-      m_at{m_buffer.get(), m_first, {BLANKS, 0}} {}
+      m_at{m_buffer.get(), m_first, NO_LEAD} {}
 
 void TablePrinter::drain() {
     if (m_buffer == nullptr) return;
@@ -57,7 +57,7 @@ void TablePrinter::header(const std::vector<std::string>& titles) {
 
 void TablePrinter::beginRow() {
     m_at.next = m_first;
-    m_at.lead = {BLANKS, 0};
+    m_at.lead = NO_LEAD;
 }
 
 void TablePrinter::cell(std::string_view text) {
@@ -118,7 +118,7 @@ const char* TablePrinter::cells(const char* record, const char* lastStart) {
         if (static_cast<std::ptrdiff_t>(size) > end - out) break;
         const std::size_t start = size - text.size();
         std::memcpy(out, lead.data(), STRIDE);  // with blanks after it, which mostly are all
-        for (std::size_t i = STRIDE; i < start; i += STRIDE) std::memcpy(out + i, BLANKS, STRIDE);
+        for (std::size_t i = STRIDE; i < start; i += STRIDE) std::memcpy(out + i, BLANKS.data(), STRIDE);
         copyStrides(out + start, text.data(), text.size());
         out += size;
         ++next;

@@ -47,7 +47,8 @@ private:
     // Cells are copied in strides: this many bytes after a cell's text must be readable.
     static constexpr std::size_t SLACK = STRIDE;
     static constexpr std::size_t BUFFER_SIZE = 1 << 16;
-    static constexpr const char* BLANKS = "                ";
+    static constexpr std::string_view BLANKS = "                ";
+    static constexpr std::string_view NO_LEAD = BLANKS.substr(0, 0);
 
     // Where printing stands. The loop over all cells has it in the processor's registers.
     struct Cursor {
