@@ -191,23 +191,34 @@ TEST_F(RowStore, ReadsTextsThatAreLongerThanTheChunk) {
 }
 
 TEST_F(RowStore, TellsHowItReads) {
-    Pair pair;
-    pair.addColumn("A");
-    pair.push("short", 0);
-    pair.complete();
-    pair.push(std::string(CHUNK, 'x'), 0);
-    pair.complete();
-    m_runner.m_environment.m_logLevel = 4;
-    pair.printed();
-    std::vector<std::string> lines;
-    for (const auto& line : m_runner.m_infoLog.m_lines)
-        lines.push_back(line.m_text.size() > 200 ? "(long)" : line.m_text);
-    EXPECT_THAT(lines,
+    const auto linesOf = [&](const std::string& first, const std::string& second) {
+        Pair pair;
+        pair.addColumn("A");
+        for (const std::string& text : {first, second}) {
+            pair.push(text, 0);
+            pair.complete();
+        }
+        m_runner.m_environment.m_logLevel = 4;
+        m_runner.m_infoLog.m_lines.clear();
+        pair.printed();
+        m_runner.m_environment.m_logLevel = 2;
+        std::vector<std::string> lines;
+        for (const auto& line : m_runner.m_infoLog.m_lines)
+            lines.push_back(line.m_text.size() > 200 ? "(long)" : line.m_text);
+        return lines;
+    };
+    EXPECT_THAT(linesOf("short", std::string(CHUNK, 'x')),
                 ElementsAre("INFO: Column width=1048576\n", "INFO: Read 1048576 bytes from store\n",
                             "INFO: Read short\n", "INFO: Read \n\n",
                             "INFO: Rewinding store by 1048562 bytes to read complete string\n",
                             "INFO: Doubling buffer size to 1048576 bytes to get the next complete string\n",
                             "INFO: Read 1048585 bytes from store\n", "(long)", "INFO: Read \n\n"));
+    // A chunk that ends in the length of a text.
+    EXPECT_THAT(linesOf(std::string(CHUNK - 11, 'x'), "short"),
+                ElementsAre("INFO: Column width=1048565\n", "INFO: Read 1048576 bytes from store\n", "(long)",
+                            "INFO: Read \n\n", "INFO: \n",
+                            "INFO: Rewinding store by 2 bytes to read next complete string\n",
+                            "INFO: Read 14 bytes from store\n", "INFO: Read short\n", "INFO: Read \n\n"));
 }
 
 TEST_F(RowStore, RefusesWhatItHasNoPlaceFor) {
