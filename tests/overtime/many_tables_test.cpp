@@ -188,4 +188,24 @@ TEST(TablesOfTwoTypes, KeepTheColumnsOfTheFirst) {
         << text.str();
 }
 
+TEST(Rates, AreRefusedWithoutAConversion) {
+    test::StreamRunner runner;
+    runner.m_environment.m_logLevel = 2;
+    IntWriterV2 writer;
+    const host::model::Entity entity(1, host::model::HandleTexts("E"), "E", 1, nullptr);
+    host::model::Element element;
+    element.m_entity = &entity;
+    element.m_value.setUInt(1);
+    pwr::Metric::Sample sample{1000, {&element}};
+    host::model::Metric metric;
+    metric.m_sample = &sample;
+    const host::model::Quantity quantity(1);
+    metric.m_quantity = &quantity;
+    EXPECT_EQ(
+        writer.writeSampledGeneric(metric, 1, IntWriterV2::CalculationInstantaneousRate, nullptr, "", "n/a"),
+        1);
+    EXPECT_EQ(runner.m_infoLog.text(),
+              "WARNING: Rate conversion is not specified. Unable to calculate rate.\n");
+}
+
 }  // namespace

@@ -253,6 +253,27 @@ TEST(PhmFault, TellsWhenGroupsShareAFile) {
         EXPECT_TRUE(fs::remove(name)) << name;
 }
 
+TEST(PhmFault, TellsWhenTheMetadataDoNotFit) {
+    test::StreamRunner runner;
+    PhmTextWriter writer;
+    runner.add(writer);
+    runner.begin();
+    const std::string legend(1000, 'x');
+    ASSERT_TRUE(runner.feed(R"({"msg":"system","tscMHz":1000}
+{"def":"entity","id":10,"name":"core0"}
+{"def":"metric","id":1,"name":"M","type":"SAMPLED_VALUE","legend":[{"s":")" +
+                            legend + "\"}]}\n" + sample(1, 1000, "text")))
+        << runner.m_error;
+    {
+        const Limit full(RLIMIT_FSIZE, 700);
+        runner.finish();
+    }
+    EXPECT_EQ(runner.m_errorLog.text(), "ERROR: Could not complete run_meta_phm.csv: File too large\n");
+    EXPECT_THAT(runner.m_statuses, ElementsAre(HasSubstr("fini,1")));
+    EXPECT_THAT(contentOf("run_phm.csv"), HasSubstr("text"));
+    for (const char* name : {"run_phm.csv", "run_meta_phm.csv"}) EXPECT_TRUE(fs::remove(name)) << name;
+}
+
 // The tables of a metric lie in the file of the group that it had last.
 TEST(PhmGroups, AreThoseOfTheLatestMessage) {
     for (const char* name : {"run_first_phm.csv", "run_second_phm.csv"}) fs::remove(name);
