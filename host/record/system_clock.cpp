@@ -67,6 +67,7 @@ SystemClock::SystemClock(const Root& root, Command* command)
         if (!base::Inherited::get().isIgnored(SIGQUIT)) sigaddset(&m_ending, SIGQUIT);
     }
     pthread_sigmask(SIG_BLOCK, &m_ending, &m_previous);
+    m_signals = base::Descriptor(::signalfd(-1, &m_ending, SFD_CLOEXEC | SFD_NONBLOCK));
 
     std::uint64_t kilohertz = 0;
     if (SampleFile(root, "sys/devices/system/cpu/cpu0/tsc_freq_khz").readUnsigned(kilohertz) && kilohertz > 0)
@@ -127,13 +128,13 @@ bool SystemClock::waitUntil(std::uint64_t ticks) {
 
 void SystemClock::wakeOn(int descriptor) {
     m_wakeOn = descriptor;
-    if (descriptor >= 0 && !m_signals.isOpen())
-        m_signals = base::Descriptor(::signalfd(-1, &m_ending, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
-// As sigtimedwait; a wait that something to be read has ended returns -1 like one whose time is over.
+// As sigtimedwait, which would lift the block of the signals while it waits: whoever starts the recorder
+// could not see then whether it takes them. A wait that something to be read has ended returns -1 like one
+// whose time is over.
 int SystemClock::takeSignal_i(siginfo_t& signal, const timespec& timeout, bool& isReadable) const {
-    if (m_wakeOn < 0) return sigtimedwait(&m_ending, &signal, &timeout);
+    if (!m_signals.isOpen()) return sigtimedwait(&m_ending, &signal, &timeout);
     constexpr timespec NONE{0, 0};
     pollfd files[] = {{m_signals.get(), POLLIN, 0}, {m_wakeOn, POLLIN, 0}};
     isReadable = ::ppoll(files, 2, &timeout, nullptr) > 0 && files[1].revents != 0;

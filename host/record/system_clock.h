@@ -45,7 +45,7 @@ private:
     sigset_t m_previous;  // the mask to go back to
     int m_signal = 0;     // the one that came
     int m_wakeOn = -1;
-    base::Descriptor m_signals;  // readable when one has come; while there is a descriptor to wake on
+    base::Descriptor m_signals;  // readable when one has come
 };
 
 }  // namespace host::record

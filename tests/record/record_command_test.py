@@ -28,6 +28,16 @@ def pwrhost(folder, *words, **more):
                           timeout=120, **more)
 
 
+def await_takes(process, number):
+    """Until the recorder takes a signal for the end of its collection, which it has blocked for as long as it does."""
+    end = time.monotonic() + 60
+    while not int(re.search(r"(?m)^SigBlk:\s*(\S+)", pathlib.Path(f"/proc/{process.pid}/status").read_text())[1], 16) >> (number - 1) & 1:
+        if time.monotonic() > end:
+            process.kill()
+        assert process.poll() is None, "the recorder does not take the signal"
+        time.sleep(0.01)
+
+
 def contents(folder):
     return {p.name: p.read_bytes() for p in pathlib.Path(folder).iterdir()}
 
@@ -150,6 +160,7 @@ class RecordCommand(unittest.TestCase):
             process = subprocess.Popen([PWRHOST, "record", "-w", "sum,json", "--seconds", "0", "--root", TREE],
                                        cwd=self.work, stderr=subprocess.PIPE, text=True)
             time.sleep(0.5)
+            await_takes(process, number)
             process.send_signal(number)
             _, told = process.communicate(timeout=60)
             self.assertEqual(process.returncode, 0, told)
