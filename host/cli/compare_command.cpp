@@ -167,7 +167,7 @@ void addCompareCommand(CLI::App& program, Command& chosen, const std::vector<std
         ->add_option("--top", options->m_top,
                      "Show at most so many columns, strongest first (default: 20; all with html; csv and "
                      "json always hold all)")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0, 1'000'000'000));
     command->add_option("--alpha", options->m_alpha, "Level of the adjusted p (default: 0.05)");
     command->add_option("--min-change", options->m_minChange, "Least change of interest (default: 1%)");
     command

@@ -41,8 +41,8 @@ std::optional<Rule> parseRule(const std::string& text) {
     if (limit.starts_with('+')) direction = Rule::Up;
     if (limit.starts_with('-')) direction = Rule::Down;
     if (direction != Rule::Either) limit.erase(0, 1);
-    // The sign is the direction; there is no second one.
-    if (!limit.ends_with('%') || limit.starts_with('+') || limit.starts_with('-')) return std::nullopt;
+    // The sign is the direction: there is no second one, nor one that a blank hides.
+    if (!limit.ends_with('%') || limit.find_first_of("+- \t") == 0) return std::nullopt;
     const std::optional<double> fraction = parsePercentage(limit);
     if (!fraction) return std::nullopt;
     return Rule{text, text.substr(0, colon), direction, *fraction};

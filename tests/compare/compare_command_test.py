@@ -160,7 +160,7 @@ def gates():
     for rule, status in (("up*:+3%", 1), ("up*:-3%", 0), ("up*:3%", 1), ("up*:+30%", 0), ("down*:-3%", 1),
                          ("down*:+3%", 0), ("zero:+99999%", 1), ("zero:-3%", 0), ("flat:+0%", 0), ("tiny:+0%", 0),
                          ("UP*:+3%", 2), ("few:+3%", 2), ("words:3%", 2), ("onlyA:3%", 2), ("no such:3%", 2),
-                         ("up*:+3", 2), ("up*", 2)):
+                         ("up*:+3", 2), ("up*", 2), ("down*: +3%", 2), ("up*:+ 3%", 2)):
         found, out, errors = compare("--fail", rule, *files)
         assert found == status, (rule, found, errors)
         assert (out == "") == (status == 2), rule
@@ -194,7 +194,7 @@ def unusable():
         ([good], "--"), ([good, "--"], "--"), (["--", good], ""), ([], ""), (["--format", "xml", good, "--", good], "xml"),
         (["--alpha", "2", good, "--", good], "alpha"), (["--alpha", "x", good, "--", good], "x"),
         (["--min-change", "much", good, "--", good], "much"), (["--wrong", good, "--", good], "wrong"),
-        (["--top", "-1", good, "--", good], "top"), (["--aa", good], "good.csv"), (["--aa", good, "--", good], "--aa"),
+        (["--top", "-1", good, "--", good], "--top: Value -1 not in range 0 to 1000000000"), (["--aa", good], "good.csv"), (["--aa", good, "--", good], "--aa"),
         (["--aa", "--fail", "x:3%", "many.csv"], "--fail"),
     ]
     for words, named in cases:
