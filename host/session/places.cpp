@@ -21,11 +21,9 @@ std::string folderOf(const std::string& path) {
 bool hasPlace(const std::string& file, bool isExact) {
     struct stat status {};
     if (isExact && ::stat(file.c_str(), &status) == 0) {
-        const bool isFolder = S_ISDIR(status.st_mode);
-        if (!isFolder && ::access(file.c_str(), W_OK) == 0) return true;
-        if (isFolder) errno = EISDIR;
-        // One's own that may not be written is replaced, by writers that can.
-        if (isFolder || status.st_uid != ::geteuid()) return false;
+        if (!S_ISDIR(status.st_mode)) return ::access(file.c_str(), W_OK) == 0;
+        errno = EISDIR;
+        return false;
     }
     return base::makeUnnamedFile(folderOf(file)).isOpen();
 }
