@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <map>
 #include <optional>
 #include <set>
@@ -28,16 +29,20 @@ std::string_view cpuinfoValue(std::string_view text, std::string_view key) {
     return {};
 }
 
+// The kernel's numbers of this kind are of type int, as are those of a topology in the stream.
+std::optional<unsigned> ifInt(std::uint64_t value) {
+    if (value > std::numeric_limits<int>::max()) return std::nullopt;
+    return static_cast<unsigned>(value);
+}
+
 std::optional<unsigned> toNumber(std::string_view text) {
     std::uint64_t value = 0;
-    if (!base::takeUnsigned(text, value)) return std::nullopt;
-    return static_cast<unsigned>(value);
+    return base::takeUnsigned(text, value) ? ifInt(value) : std::nullopt;
 }
 
 std::optional<unsigned> numberIn(const Root& root, const std::string& path) {
     std::uint64_t value = 0;
-    if (!SampleFile(root, path).readUnsigned(value)) return std::nullopt;
-    return static_cast<unsigned>(value);
+    return SampleFile(root, path).readUnsigned(value) ? ifInt(value) : std::nullopt;
 }
 
 // Value of NAME=value or NAME="value".
