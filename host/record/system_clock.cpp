@@ -69,8 +69,10 @@ SystemClock::SystemClock(const Root& root, Command* command)
     pthread_sigmask(SIG_BLOCK, &m_ending, &m_previous);
     m_signals = base::Descriptor(::signalfd(-1, &m_ending, SFD_CLOEXEC | SFD_NONBLOCK));
 
+    // What ticks is this machine's counter, whatever a capture of another one tells.
     std::uint64_t kilohertz = 0;
-    if (SampleFile(root, "sys/devices/system/cpu/cpu0/tsc_freq_khz").readUnsigned(kilohertz) && kilohertz > 0)
+    if (m_sees && SampleFile(root, "sys/devices/system/cpu/cpu0/tsc_freq_khz").readUnsigned(kilohertz) &&
+        kilohertz > 0)
         m_ticksPerUsec = static_cast<double>(kilohertz) / 1000.0;
     else
         m_ticksPerUsec = measuredFrequency();

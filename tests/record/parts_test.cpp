@@ -49,7 +49,7 @@ TEST(Text, listsCpus) {
 }
 
 // The nodes of a topology as "type id parent", types by their first letters.
-std::vector<std::string> topologyOf(const std::vector<std::array<int, 4>>& places) {
+std::vector<std::string> topologyOf(const std::vector<std::array<std::int64_t, 4>>& places) {
     const simulation::Folder folder;
     folder.put("sys/devices/system/cpu/online", "0-" + std::to_string(places.size() - 1));
     const char* names[] = {"physical_package_id", "die_id", "cluster_id", "core_id"};
@@ -77,6 +77,9 @@ TEST(Machine, tellsItsTopology) {
     // One cluster that is the package; cores of two dies with the same number.
     EXPECT_THAT(topologyOf({{0, 0, 3, 0}, {0, 1, 3, 0}}),
                 ElementsAre("P0 -1", "C0 0", "T0 1", "C0 0", "T1 3"));
+    // Numbers that cannot be those of a kernel.
+    EXPECT_THAT(topologyOf({{-1, 0, 0, 2147483647}, {1LL << 40, -1, 2147483648, 4294967295}}),
+                ElementsAre("P0 -1", "C1 0", "T1 1", "C2147483647 0", "T0 3"));
 }
 
 TEST(Machine, isLabelledByItsOwnFilesAlone) {
@@ -125,10 +128,11 @@ TEST(SystemClock, waitsAndHearsSignals) {
     raise(SIGINT);  // too late to end anything, and no reason to die when the clock goes
 }
 
-TEST(SystemClock, takesTheFrequencyThatTheKernelTells) {
+TEST(SystemClock, isThatOfTheRunningMachineForACaptureToo) {
     const simulation::Folder folder;
-    folder.put("sys/devices/system/cpu/cpu0/tsc_freq_khz", "2112005\n");
-    EXPECT_EQ(SystemClock(Root(folder.path().string())).ticksPerUsec(), 2112.005);
+    folder.put("sys/devices/system/cpu/cpu0/tsc_freq_khz", "99112005\n");
+    const double here = SystemClock(Root("/")).ticksPerUsec();
+    EXPECT_NEAR(SystemClock(Root(folder.path().string())).ticksPerUsec(), here, here / 100);
 }
 
 TEST(PerfCounter, counts) {
