@@ -5,6 +5,7 @@ An example that stands behind a line "<!-- shows FILE -->" is part of that file,
 text (in which a middle dot is a trailing blank), or bytes as xxd prints them. One that begins with "$ " is a command
 for the file, with what it prints. And what pages refer to is there.
 """
+import os
 import pathlib
 import re
 import subprocess
@@ -33,7 +34,8 @@ def shows_bytes(dump, file):
 def shows_command(example, file):
     command, _, printed = example.partition("\n")
     words = command.removeprefix("$ ")
-    done = subprocess.run(["bash", "-ec", words], cwd=file.parent, capture_output=True, text=True)
+    done = subprocess.run(["bash", "-ec", words], cwd=file.parent, capture_output=True, text=True,
+                          env={**os.environ, "LC_ALL": "C.UTF-8"})
     return file.name in words and lines_of(done.stdout) == lines_of(printed) and not done.stderr
 
 
