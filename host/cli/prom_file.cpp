@@ -145,8 +145,11 @@ int makeParts(const std::string& path, const fs::path& folder, int lines, int en
 bool PromFile::open(const std::string& path, const std::vector<std::string>& plugins) {
     std::error_code error;
     const std::string absolute = fs::absolute(path, error).string();
-    if (fs::is_directory(absolute, error)) {
-        base::complain("cannot write " + path + ": Is a directory");
+    const fs::file_status there = fs::status(absolute, error);
+    // A device would be replaced, too.
+    if (fs::exists(there) && !fs::is_regular_file(there)) {
+        base::complain("cannot write " + path +
+                       (fs::is_directory(there) ? ": Is a directory" : ": Not a regular file"));
         return false;
     }
     if (!replaceFile(absolute, "")) return false;

@@ -386,10 +386,12 @@ class RecordCommand(unittest.TestCase):
         series = 'context_switches_total{group="kernel",entity="System",item="Context Switches"} '
         self.assertIn(f"{series}{total}\n", text)
         self.assertEqual(sorted(contents(self.work)), ["f.prom", "s"])
-        for path, why in (("no/f.prom", "No such file"), (".", "Is a directory")):
-            done = pwrhost(self.work, "record", "--seconds", "9", "--prom", path)
+        os.mkfifo(self.work / "special")  # as a device, of which nobody wants to lose one
+        for path, why in (("no/f.prom", "No such file"), (".", "Is a directory"), ("special", "Not a regular file")):
+            done = pwrhost(self.work, "record", "--seconds", "0.1", "--prom", path)
             self.assertEqual(done.returncode, 1)
             self.assertIn(why, done.stderr)
+        self.assertTrue((self.work / "special").is_fifo())
 
     def test_a_command_runs_on_over_the_parts(self):
         for more in ((), ("--continuous", "--flush-every", "0.1")):
