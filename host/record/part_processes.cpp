@@ -6,10 +6,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "host/base/exit_status.h"
@@ -137,7 +139,7 @@ void PartProcesses::start_i(const std::function<void(int)>& await,
 }
 
 void PartProcesses::letBegin_i() {
-    std::size_t onDisk = m_complete.size();
+    std::size_t onDisk = m_ended.size();
     for (Running& part : m_running) {
         if (part.go.isOpen() && m_keep != 0 && onDisk > m_keep) return;
         ++onDisk;
@@ -188,15 +190,21 @@ void PartProcesses::complete_i(Running& part, int waitStatus) {
     for (std::string_view line; base::takeLine(left, line);) files.emplace_back(line);
     // A part that has made nothing takes no other's place.
     if (files.empty()) return;
-    m_complete.push_back(std::move(files));
-    while (m_keep != 0 && m_complete.size() > m_keep) removeOldest_i();
+    m_ended.push_back({std::move(files), status != 0});
+    while (m_keep != 0 && m_ended.size() > m_keep) removeOne_i();
 }
 
-void PartProcesses::removeOldest_i() {
-    for (const std::string& file : m_complete.front())
+// The oldest part goes; but on a disk that is full one part after the other fails, and must not cost the good
+// ones: the oldest of those that failed goes then, unless it is the latest.
+void PartProcesses::removeOne_i() {
+    const auto latest = std::prev(m_ended.end());
+    const auto failed =
+        std::find_if(m_ended.begin(), latest, [](const Ended& part) { return part.hasFailed; });
+    const auto part = failed != latest ? failed : m_ended.begin();
+    for (const std::string& file : part->files)
         if (::unlinkat(base::userFolder(), file.c_str(), 0) != 0 && errno != ENOENT)
             m_warn("Unable to remove " + file + ": " + std::strerror(errno));
-    m_complete.pop_front();
+    m_ended.erase(part);
 }
 
 }  // namespace host::record

@@ -28,7 +28,8 @@ std::string partName(const std::string& path, const std::string& suffix);
 
 class PartProcesses {
 public:
-    // `save` keeps the streams, if it is not empty; `keep` complete parts stay, 0: all.
+    // `save` keeps the streams, if it is not empty; `keep` parts stay, 0: all. Those that failed go before
+    // those that are good.
     PartProcesses(Deliverer deliverer, std::string save, std::size_t keep, Warn warn);
     PartProcesses(const PartProcesses&) = delete;
     PartProcesses& operator=(const PartProcesses&) = delete;
@@ -56,13 +57,18 @@ private:
         base::Descriptor go;      // a byte lets it begin; not open: it has begun
     };
 
+    struct Ended {
+        std::vector<std::string> files;
+        bool hasFailed;
+    };
+
     // `await` returns when the descriptor that it is given can be read; both are called in the new process.
     void start_i(const std::function<void(int)>& await,
                  const std::function<bool(const emit::LineSink&)>& feed);
     void letBegin_i();
     int work_i(const std::string& suffix, const std::function<bool(const emit::LineSink&)>& feed, int report);
     void complete_i(Running& part, int waitStatus);
-    void removeOldest_i();
+    void removeOne_i();
 
     Deliverer m_deliverer;
     std::string m_save;
@@ -71,7 +77,7 @@ private:
     unsigned m_number = 0;
     base::Descriptor m_lines;  // to the part that is open
     std::deque<Running> m_running;
-    std::deque<std::vector<std::string>> m_complete;  // files of each part
+    std::deque<Ended> m_ended;  // those with files
     int m_status = 0;
 };
 

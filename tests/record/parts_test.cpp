@@ -6,6 +6,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <set>
+
 #include "host/base/text.h"
 #include "host/base/utf8.h"
 #include "host/emit/spool.h"
@@ -183,6 +185,33 @@ TEST(Parts, nameAnyNumberOfFiles) {
     for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
         left += entry.path().filename().string().find(".0002") != std::string::npos ? 1 : 2000;
     EXPECT_EQ(left, 1500U) << "those of the first part, or of one that has given way to a part without files";
+}
+
+TEST(Parts, thatFailGoBeforeGoodOnes) {
+    signal(SIGPIPE, SIG_IGN);
+    const simulation::Folder folder;
+    const std::string statuses = "002220020";  // what each part ends with
+    std::string file;
+    char status = '0';
+    const auto begin = [&](const std::string& suffix) {
+        file = folder.path() / ("run" + suffix);
+        status = statuses.at(static_cast<std::size_t>(std::stoi(suffix.substr(1))) - 1);
+        std::ofstream(file) << "x";
+        return true;
+    };
+    PartProcesses parts({begin, [](std::string_view) { return true; }, [&] { return status - '0'; },
+                         [&] { return std::vector<std::string>{file}; }},
+                        "", 2, [](const std::string& text) { ADD_FAILURE() << text; });
+    // The parts that are left after each.
+    for (const char* left : {"1", "12", "23", "24", "25", "26", "67", "78", "79"}) {
+        parts.open()("line");
+        parts.close();
+        parts.reap(true);
+        std::set<char> found;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+            found.insert(entry.path().string().back());
+        EXPECT_EQ(std::string(found.begin(), found.end()), left);
+    }
 }
 
 std::vector<std::string> replayed(Spool& spool) {
