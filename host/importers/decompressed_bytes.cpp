@@ -13,7 +13,18 @@ namespace {
 
 constexpr std::string_view ZSTD_MAGIC("\x28\xB5\x2F\xFD", 4);
 constexpr std::string_view GZIP_MAGIC("\x1F\x8B\x08", 3);
+constexpr std::string_view SKIPPED_MAGIC("\x2A\x4D\x18",
+                                         3);  // of a frame to skip, behind a byte 0x50 to 0x5F
 constexpr std::size_t BUFFER_SIZE = std::size_t{128} * 1024;
+
+// The first byte of a frame to skip, which programs that compress in parallel put before each of data.
+bool maySkip(std::string_view head) {
+    return !head.empty() && (static_cast<unsigned char>(head.front()) & 0xF0U) == 0x50U;
+}
+
+bool isZstd(std::string_view head) {
+    return head.starts_with(ZSTD_MAGIC) || (maySkip(head) && head.substr(1).starts_with(SKIPPED_MAGIC));
+}
 
 // What the two have in common: a buffer of compressed bytes.
 class Decompressed : public base::ByteSource {
@@ -22,8 +33,10 @@ public:
 
     std::size_t read(char* to, std::size_t size) override {
         while (m_error.empty() && !m_isAtEnd) {
-            if (m_begin == m_end && !fill_i()) break;
+            if (m_begin == m_end && !m_isMoreInside && !fill_i()) break;
             const std::size_t got = step_i(to, size);
+            // What the decompressor still holds stands before the end of a file that is cut.
+            m_isMoreInside = got == size && !isBetweenFrames_i();
             if (got > 0) return got;
         }
         return 0;
@@ -62,6 +75,7 @@ private:
 
     std::uint64_t m_offset = 0;  // in the file of the buffer's begin
     bool m_isAtEnd = false;
+    bool m_isMoreInside = false;
     std::string m_error;
 };
 
@@ -130,15 +144,15 @@ private:
 }  // namespace
 
 bool mayBeCompressed(std::string_view head) {
-    return head.starts_with(ZSTD_MAGIC.front()) || head.starts_with(GZIP_MAGIC.front());
+    return head.starts_with(ZSTD_MAGIC.front()) || head.starts_with(GZIP_MAGIC.front()) || maySkip(head);
 }
 
 bool isCompressed(std::string_view head) {
-    return head.starts_with(ZSTD_MAGIC) || head.starts_with(GZIP_MAGIC);
+    return isZstd(head) || head.starts_with(GZIP_MAGIC);
 }
 
 std::unique_ptr<base::ByteSource> decompress(base::ByteSource& compressed, std::string_view head) {
-    if (head.starts_with(ZSTD_MAGIC)) return std::make_unique<ZstdBytes>(compressed);
+    if (isZstd(head)) return std::make_unique<ZstdBytes>(compressed);
     return std::make_unique<GzipBytes>(compressed);
 }
 

@@ -34,7 +34,8 @@ bool InputFeeder::feedStream(const std::string& name, base::ByteSource& bytes, c
         fail();
     }
     if (source.error().empty()) return isMoreWanted;
-    base::complain("cannot read the stream " + name + ": " + source.error());
+    const std::string report = name + ": " + source.error() + "\n";
+    base::writeAll(STDERR_FILENO, report);
     fail();
     return false;
 }

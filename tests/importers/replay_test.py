@@ -121,6 +121,18 @@ class Inputs(unittest.TestCase):
                 if case != "cut":
                     self.assertIn(f" {samples} samples", self.run_host("info", "unnamed")[1])
 
+    def test_a_cut_stream_is_told_like_any_other_input(self):
+        packed = gzip.compress(self.inputs()["ndjson"].read_bytes())[:-20]
+        (self.work / "cut").write_bytes(packed)
+        self.assertEqual((1, "", f"cut: offset {len(packed)}: the compressed data ends early\n"),
+                         self.run_host("replay", "-w", "none", "cut"))
+
+    def test_a_frame_of_zstd_that_is_to_be_skipped_may_come_first(self):
+        source = self.inputs()["ndjson"]
+        self.run_host("replay", "-w", "none", "--save", "packed.zst", source)
+        (self.work / "unnamed").write_bytes(b"\x50\x2a\x4d\x18\x03\0\0\0abc" + (self.work / "packed.zst").read_bytes())
+        self.assertEqual(self.stream_of(source), self.stream_of("unnamed"))
+
     def test_the_number_of_a_metric_is_whole(self):
         part = self.inputs()["part"].read_text()
         for wrong in ("null", "", "1.5", "1e99", "99999999999999999999", "4294967306"):
