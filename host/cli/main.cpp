@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <exception>
+#include <iostream>
 #include <new>
 #include <string>
 #include <vector>
@@ -65,7 +66,11 @@ int main(int argc, char** argv) try {
     try {
         program.parse(host::cli::countParsedWords(words), argv);
     } catch (const CLI::ParseError& problem) {
-        if (program.exit(problem) == 0) return host::base::EXIT_GOOD;
+        if (program.exit(problem) == 0) {
+            if (std::cout.flush()) return host::base::EXIT_GOOD;
+            host::base::complain("cannot write to standard output");
+            return host::base::EXIT_ERROR;
+        }
         // Its status 1 is a verdict.
         return program.got_subcommand("compare") ? host::base::EXIT_FAILED : host::base::EXIT_ERROR;
     }

@@ -212,6 +212,13 @@ class Cli(unittest.TestCase):
                    self.run_host("replay", "-w", "sum,auto", "good"))
         self.check(0, "", self.run_host("replay", "-w", "sum,auto", "--quiet", "good"))
 
+    def test_what_cannot_be_printed_is_an_error(self):
+        for words in (["--version"], ["--help"], ["replay", "--help"], ["list"], ["completion", "zsh"], ["info", "good"]):
+            with self.subTest(words=words), open("/dev/full", "wb") as full:
+                done = subprocess.run([PWRHOST, *words], cwd=self.work, stdout=full, stderr=subprocess.PIPE, timeout=60)
+                self.assertEqual(1, done.returncode)
+                self.assertRegex(done.stderr, b"^pwrhost: cannot write ")
+
     def test_show_reads_standard_input(self):
         self.run_host("replay", "-w", "bin", "good")
         shown = self.run_host("show", "run.ztbin")
