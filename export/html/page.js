@@ -12,7 +12,7 @@ const STATISTICS = ['count', 'skipped', 'mean', 'min', 'max', 'total', 'share', 
 // From the collection's start, or what comes first, to its end, or behind what comes last.
 function fullView() {
   const [first, last, length] = [run.first, run.last, run.length].map(ticks => ticks / ticksPerSecond);
-  if (!lanes.length) return {from: 0, to: length || 1};
+  if (!lanes.length) return {from: 0, to: Number.isFinite(length) && length || 1};
   const end = Math.max(length, last), before = Math.max(0.02 * (end - first), 1e-3);
   const from = first > end / 2 ? first - before : Math.min(first, 0);
   return {from, to: end > last ? end : last + 1e-3 * (last - from || 1)};

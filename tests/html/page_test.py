@@ -220,6 +220,10 @@ class PageTest(unittest.TestCase):
         self.assertIn("no samples", self.browser.run("return document.body.innerText"))
         self.assertNotIn("UTC", self.browser.run("return document.getElementById('head').textContent"))
         self.assertEqual(self.browser.console(), [])
+        timeless = streams.of_all_kinds()
+        timeless.system.update(tscMHz=0, stop=streams.START + 10**9)
+        self.open(replay(timeless, self.folder.name, "timeless"))
+        self.assertEqual(self.browser.run(READ_FIELDS), ["0", "1", "", "", ""])
 
 
 if __name__ == "__main__":
