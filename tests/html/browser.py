@@ -145,7 +145,9 @@ class Browser:
             file.write(base64.b64decode(self.call("GET", "/screenshot")))
 
     def console(self):
-        return [entry for entry in self.call("POST", "/se/log", {"type": "browser"})]
+        """What pages said, but for the browser's own one, which may still be loading when the first test begins."""
+        return [entry for entry in self.call("POST", "/se/log", {"type": "browser"})
+                if not entry["message"].startswith("chrome://")]
 
     def requests(self):
         """The addresses of all requests, but for the pages that were opened."""
