@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/base/complain.h"
@@ -16,8 +17,10 @@
 #include "host/cli/run_options.h"
 #include "host/emit/save_file.h"
 #include "host/importers/input_kinds.h"
+#include "host/session/delivery.h"
 #include "host/session/input_feeder.h"
 #include "host/session/run.h"
+#include "host/stream/stream_reader.h"
 
 namespace host::cli {
 
@@ -86,6 +89,32 @@ void feed(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feeder
     }
 }
 
+// Text that does not begin like a stream gives nothing: results of other runs are not to make room for that.
+// Returns false after a complaint about its first line.
+bool mayGiveAnything(const ReplayOptions& options, const ReplayInputs& inputs, const base::StopSignal& stop) {
+    importers::Input& first = *inputs.inputs().front();
+    if (inputs.kind().make != nullptr || options.m_isForgiving) return true;
+    const std::string doubt = inputs.doubtOf(first);
+    if (doubt.empty()) return true;
+    session::Delivery delivery;
+    stream::StreamReader reader(delivery);
+    session::InputFeeder(reader, stop, false).feedStream(first.name(), first.content(), doubt);
+    return false;
+}
+
+// Returns false after a complaint about a file that is to be written at once, and is an input.
+bool keepsInputs(const ReplayOptions& options, const ReplayInputs& inputs) {
+    const std::pair<const char*, const std::string&> written[] = {{"--save ", options.m_save},
+                                                                  {"--log ", options.m_run.m_log},
+                                                                  {"--statuses ", options.m_run.m_statuses}};
+    for (const auto& [option, path] : written) {
+        if (!inputs.contain(path)) continue;
+        base::complain(option + path + ": this file is read");
+        return false;
+    }
+    return true;
+}
+
 // Opens the file that keeps the stream, if the user wants one. Returns false after a complaint.
 bool openSave(const std::string& path, std::unique_ptr<emit::SaveFile>& file) {
     if (path.empty()) return true;
@@ -112,7 +141,10 @@ int replay(const ReplayOptions& options) {
     if (!options.m_kind.empty() && !inputs.setKind(options.m_kind)) return base::EXIT_ERROR;
     session::Run run;
     std::unique_ptr<emit::SaveFile> save;
-    const auto isReady = [&] { return inputs.recognise() && openSave(options.m_save, save); };
+    const auto isReady = [&] {
+        return keepsInputs(options, inputs) && inputs.recognise() && mayGiveAnything(options, inputs, stop) &&
+               openSave(options.m_save, save);
+    };
     if (!run.open(options.m_run, isReady)) return base::EXIT_ERROR;
     session::InputFeeder feeder(run.reader(), stop, options.m_isForgiving);
     if (save != nullptr) feeder.setKeeper([&save](std::string_view line) { save->append(line); });

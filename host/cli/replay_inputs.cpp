@@ -1,6 +1,7 @@
 #include "host/cli/replay_inputs.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <set>
@@ -66,6 +67,17 @@ std::string ReplayInputs::doubtOf(importers::Input& input) const {
     if (!m_isGuessed || importers::beginsLikeStream(input.content())) return {};
     return "; no kind of input that is known begins so, there are: " + importers::kindNames() +
            " (--from KIND names one)";
+}
+
+bool ReplayInputs::contain(const std::string& path) const {
+    struct stat file {};
+    if (::stat(path.c_str(), &file) != 0 || !S_ISREG(file.st_mode)) return false;
+    return std::any_of(m_inputs.begin(), m_inputs.end(), [&](const auto& input) {
+        struct stat status {};
+        const int result =
+            input->name() == "-" ? ::fstat(STDIN_FILENO, &status) : ::stat(input->name().c_str(), &status);
+        return result == 0 && status.st_dev == file.st_dev && status.st_ino == file.st_ino;
+    });
 }
 
 // Returns true after a complaint about a file that is given twice.

@@ -29,6 +29,9 @@ public:
     // What to say of the first line of a message stream that is bad, besides why: that it may be none at all.
     std::string doubtOf(importers::Input& input) const;
 
+    // Whether one of them is the file of that name, which writing there would destroy.
+    bool contain(const std::string& path) const;
+
     // In order; each can be read once.
     const std::vector<std::unique_ptr<importers::Input>>& inputs() const { return m_inputs; }
 

@@ -201,6 +201,25 @@ class Inputs(unittest.TestCase):
         self.assertNotIn("no kind", self.run_host("replay", "-w", "raw", "--from", "ndjson", "table.csv")[2])
         self.assertRegex(self.run_host("info", "table.csv")[2], "no kind of input that is known; there are: ndjson")
 
+    def test_what_is_no_input_costs_no_result_and_no_input(self):
+        self.run_host("replay", "-w", "sum,raw,html", "--start", "2026-01-01T00:00:00Z", self.made / "run.ndjson")
+        stream = (self.made / "run.ndjson").read_bytes()
+        for name in ("saved", "other name"):
+            (self.work / name).write_bytes(stream)
+        (self.work / "link").hardlink_to(self.work / "saved")
+        before = {path.name: path.read_bytes() for path in self.work.iterdir()}
+        for words, said in [(["run.csv"], "run.csv:2: bad JSON"), (["run.html"], "run.html:1: bad JSON"),
+                            (["--save", "saved", "run.html"], "run.html:1: bad JSON"),
+                            *((["--" + option, "saved", "saved"], f"--{option} saved: this file is read")
+                              for option in ("save", "log", "statuses")),
+                            (["--save", "./link", "other name", "saved"], "--save ./link: this file is read")]:
+            with self.subTest(words=words):
+                status, _, err = self.run_host("replay", "-w", "sum,raw,html", *words)
+                self.assertEqual(1, status)
+                self.assertIn(said, err)
+                self.assertEqual(before, {path.name: path.read_bytes() for path in self.work.iterdir()})
+        self.assertEqual((1, "", "run.html: no kind of input"), (*(told := self.run_host("info", "run.html"))[:2], told[2][:26]))
+
     def test_quiet_leaves_the_notes_out(self):
         loud = self.run_host("replay", "-w", "raw", "-o", "r", self.made / "run.pwr")[2]
         self.assertIn("not in a .pwr file", loud)
