@@ -56,7 +56,11 @@ void import(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feed
     const auto note = [&](const std::string& text) {
         if (!isQuiet) base::complain(input->name() + ": " + text);
     };
-    const auto importer = inputs.kind().make({output, note, warn, [&] { feeder.fail(); }, intervalSec});
+    const auto fail = [&](const std::string& why) {
+        if (!why.empty()) base::complain(input->name() + ": " + why);
+        feeder.fail();
+    };
+    const auto importer = inputs.kind().make({output, note, warn, fail, intervalSec});
     if (inputs.kind().lost != nullptr) note(inputs.kind().lost);
     for (const auto& part : inputs.inputs()) {
         if (part.get() != input) bytesBefore += input->content().bytesRead();

@@ -23,8 +23,9 @@ struct ImportTarget {
     // Takes a line for the user that names the input itself.
     std::function<void(const std::string&)> tell = [](const std::string&) {};
 
-    // Makes the run one that has failed, though it goes on: a piece of the content was bad and left out.
-    std::function<void()> fail = [] {};
+    // Makes the run one that has failed, though it goes on, as a piece of the content was bad and left out.
+    // Takes the sentence that says why; empty if that has been told.
+    std::function<void(const std::string&)> fail = [](const std::string&) {};
 
     // Seconds between samples that do not tell their time.
     double intervalSec = 5;

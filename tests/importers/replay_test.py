@@ -225,6 +225,11 @@ class Inputs(unittest.TestCase):
         self.assertIn("not in a .pwr file", loud)
         quiet = self.run_host("replay", "--quiet", "-w", "raw", "-o", "r", self.made / "run.pwr")
         self.assertEqual((0, ""), (quiet[0], quiet[2]))
+        for kind, text, why in [("sadf", "{}", "not a single sample is in it"), ("ftrace", "x\n", "not a single event is in it")]:
+            (self.work / "other").write_text(text)
+            failed = self.run_host("replay", "--quiet", "-w", "none", "--from", kind, "other")
+            self.assertEqual(1, failed[0])
+            self.assertIn(f"pwrhost: other: {why}\n", failed[2])
 
     def test_commands_of_the_page(self):
         """As they are printed, in one folder, and the files that they promise."""

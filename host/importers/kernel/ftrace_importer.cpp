@@ -80,8 +80,10 @@ bool FtraceImporter::read(Input& part, Damage&) {
 
 void FtraceImporter::finish() {
     for (std::uint32_t cpu = 0; cpu < m_losses.size(); ++cpu) tellLoss_i(cpu, m_builder.tally().stop());
-    if (m_builder.tally().events() == 0) m_target.note("not a single event is in it");
-    if (m_builder.tally().events() == 0 || m_builder.tally().malformed > 0) m_target.fail();
+    if (m_builder.tally().events() == 0)
+        m_target.fail("not a single event is in it");
+    else if (m_builder.tally().malformed > 0)
+        m_target.fail({});
     m_builder.finish();
 }
 

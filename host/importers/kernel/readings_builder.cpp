@@ -97,9 +97,7 @@ bool ReadingsBuilder::deliver_i(std::string_view line) {
 
 void ReadingsBuilder::deliver_i(emit::Spool& spool) {
     spool.replay([this](std::string_view line) { return deliver_i(line); });
-    if (spool.error().empty()) return;
-    m_target.note(spool.error());
-    m_target.fail();
+    if (!spool.error().empty()) m_target.fail(spool.error());
 }
 
 void ReadingsBuilder::finish(SystemDescription system, bool isWallClock) {

@@ -41,10 +41,7 @@ bool SadfImporter::read(Input& part, Damage& damage) {
     JsonPull json(part.content());
     document_i(json);
     if (json.failed()) damage = {part.content().offset(), json.fault()};
-    if (m_builder.samples() == 0 && !json.failed()) {
-        m_target.note("not a single sample is in it");
-        m_target.fail();
-    }
+    if (m_builder.samples() == 0 && !json.failed()) m_target.fail("not a single sample is in it");
     return !json.failed();
 }
 

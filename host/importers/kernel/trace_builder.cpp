@@ -44,9 +44,7 @@ void TraceBuilder::deliver_i(emit::Spool& spool) {
         m_target.lines.write(line);
         return m_target.lines.isOpen();
     });
-    if (spool.error().empty()) return;
-    m_target.note(spool.error());
-    m_target.fail();
+    if (!spool.error().empty()) m_target.fail(spool.error());
 }
 
 void TraceBuilder::writeSystem_i() {

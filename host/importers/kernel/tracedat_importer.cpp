@@ -204,8 +204,10 @@ void TracedatImporter::record_i(const TracedatRecord& record) {
 }
 
 void TracedatImporter::finish() {
-    if (m_builder.tally().events() == 0) m_target.note("not a single event is in it");
-    if (m_builder.tally().events() == 0 || m_builder.tally().malformed > 0) m_target.fail();
+    if (m_builder.tally().events() == 0)
+        m_target.fail("not a single event is in it");
+    else if (m_builder.tally().malformed > 0)
+        m_target.fail({});
     m_builder.finish();
 }
 

@@ -169,7 +169,7 @@ bool TurbostatImporter::read(Input& part, Damage&) {
     m_target.tell(part.name() + ": " + std::to_string(m_lines) + " lines: " + std::to_string(m_mapped) +
                   " mapped, 0 unknown, " + std::to_string(m_malformed) + " malformed, " +
                   std::to_string(m_other) + " other, 0 lost");
-    if (m_malformed > 0 || m_mapped == 0) m_target.fail();
+    if (m_malformed > 0 || m_mapped == 0) m_target.fail({});
     return true;
 }
 
