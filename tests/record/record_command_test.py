@@ -269,10 +269,10 @@ class RecordCommand(unittest.TestCase):
 
     def test_signals_that_are_sent_are_passed_on_to_the_command(self):
         for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
-            script = f"trap 'exit 5' {number.name[3:]}; while :; do sleep 0.05; done"
+            script = f"trap 'exit 5' {number.name[3:]}; echo ready; while :; do sleep 0.05; done"
             process = subprocess.Popen([PWRHOST, "record", "--quiet", "--root", TREE, "--", "sh", "-c", script], cwd=self.work,
-                                       stderr=subprocess.PIPE, text=True)
-            time.sleep(0.6)
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+            self.assertEqual(process.stdout.readline(), "ready\n")
             process.send_signal(number)
             _, told = process.communicate(timeout=60)
             self.assertEqual((process.returncode, told), (5, ""))
