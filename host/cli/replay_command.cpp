@@ -1,5 +1,6 @@
 #include <unistd.h>
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <string>
@@ -93,11 +94,19 @@ void feed(const ReplayInputs& inputs, bool isQuiet, session::InputFeeder& feeder
     }
 }
 
-// Text that does not begin like a stream gives nothing: results of other runs are not to make room for that.
-// Returns false after a complaint about its first line.
+bool isNamedLikeResult(const std::string& input, const std::string& output) {
+    const auto plain = [](const std::string& path) {
+        return std::filesystem::absolute(path).lexically_normal().string();
+    };
+    return plain(input).starts_with(plain(output.ends_with('/') ? output + "run" : output));
+}
+
+// A result that is given by mistake gives nothing, and is not to be lost for that. Returns false after a
+// complaint about its first line.
 bool mayGiveAnything(const ReplayOptions& options, const ReplayInputs& inputs, const base::StopSignal& stop) {
     importers::Input& first = *inputs.inputs().front();
     if (inputs.kind().make != nullptr || options.m_isForgiving) return true;
+    if (!isNamedLikeResult(first.name(), options.m_run.m_output)) return true;
     const std::string doubt = inputs.doubtOf(first);
     if (doubt.empty()) return true;
     session::Delivery delivery;
