@@ -39,6 +39,7 @@ bool Samples::add(const pwr::Metric& metric) {
         return true;
     }
     m_stamp = toMilliseconds(*time);
+    m_duration.reset();
     m_metric = &metric;
     m_kind = &kindOf_i(metric);
     auto* place = m_places.placesOf(&metric, sample.elements.size());
@@ -74,11 +75,19 @@ std::uint32_t Samples::sourceOf_i(const Source& source) {
     return number - 1;
 }
 
-Samples::Interval Samples::intervalOf_i(const pwr::DataElement& element) const {
+// The elements of a sample mostly have one interval.
+Samples::Interval Samples::intervalOf_i(const pwr::DataElement& element) {
+    if (element.getDuration() != m_duration) {
+        m_duration = element.getDuration();
+        m_begin = beginOf_i(*m_duration);
+    }
+    return {m_begin, m_stamp};
+}
+
+std::int64_t Samples::beginOf_i(std::uint64_t duration) const {
     const std::uint64_t end = m_metric->getData().timestamp;
-    const std::uint64_t begin = end - std::min(end, element.getDuration());
-    const auto time = m_clock.wallNanoseconds(begin);
-    return {time ? toMilliseconds(*time) : INT64_MIN, m_stamp};
+    const auto time = m_clock.wallNanoseconds(end - std::min(end, duration));
+    return time ? toMilliseconds(*time) : INT64_MIN;
 }
 
 Outcome Samples::addElement_i(const pwr::DataElement& element, std::uint32_t source) {

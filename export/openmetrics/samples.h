@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -94,7 +95,8 @@ private:
     Outcome addNumber_i(SourcePart part, double value, Interval interval);
     Outcome addRange_i(std::uint32_t source, Interval interval);
     Outcome addState_i(std::uint32_t source, std::uint64_t duration, Interval interval);
-    Interval intervalOf_i(const pwr::DataElement& element) const;
+    Interval intervalOf_i(const pwr::DataElement& element);
+    std::int64_t beginOf_i(std::uint64_t duration) const;
     std::uint32_t sourceOf_i(const Source& source);
     Kind& kindOf_i(const pwr::Metric& metric);
     std::uint32_t stateNumber_i();
@@ -117,8 +119,10 @@ private:
     // Of the sample that is being taken.
     const pwr::Metric* m_metric = nullptr;
     Kind* m_kind = nullptr;
-    std::int64_t m_stamp = 0;  // milliseconds since 1970
-    Value m_value;             // of the element
+    std::int64_t m_stamp = 0;                 // milliseconds since 1970
+    std::optional<std::uint64_t> m_duration;  // of the latest element that was asked for
+    std::int64_t m_begin = 0;                 // of its interval, as m_stamp
+    Value m_value;                            // of the element
     std::string m_text;
 };
 
