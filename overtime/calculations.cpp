@@ -8,7 +8,6 @@ namespace {
 constexpr double MICROSECONDS_PER_SECOND = 1000000.0;
 constexpr double PERCENT = 100.0;
 
-// `ticks` is best not set before, as in readNumber.
 bool readTicks(const pwr::Data& value, unsigned long& ticks) {
     return value.m_type == pwr::DATA_UINT && value.toUInt(ticks) == 0;
 }
@@ -46,7 +45,7 @@ std::int32_t IntWriterV2::calculateRate_i(const SampledMessage& message, const p
     }
     const double seconds = static_cast<double>(duration) / (m_timestampFrequency * MICROSECONDS_PER_SECOND);
     const double factor = message.rateFactor / seconds;
-    double number;
+    double number = 0.0;
     if (readNumber(value, number)) {
         m_realFormatter.format(m_cell, pwr::Data(number * factor));
         return 0;
@@ -60,7 +59,7 @@ std::int32_t IntWriterV2::calculateRate_i(const SampledMessage& message, const p
 
 std::int32_t IntWriterV2::calculatePercentage_i(const SampledMessage& message, const pwr::Data& value,
                                                 std::uint64_t duration) {
-    unsigned long ticks;
+    unsigned long ticks = 0;
     if (!readTicks(value, ticks)) {
         LOG_WARNING_TAG(
             message.logTag,
@@ -73,7 +72,7 @@ std::int32_t IntWriterV2::calculatePercentage_i(const SampledMessage& message, c
 }
 
 std::int32_t IntWriterV2::calculateTime_i(const SampledMessage& message, const pwr::Data& value) {
-    unsigned long ticks;
+    unsigned long ticks = 0;
     if (!readTicks(value, ticks)) {
         LOG_WARNING_TAG(
             message.logTag,

@@ -20,23 +20,21 @@ inline Integer truncateSaturated(Real value) {
 
 // Reads a single number as a real: what convertToReal and toReal give, without a copy of the value. Returns
 // false and leaves `number` alone if the value is of another kind.
-//
-// What is read into is not set before: processors take the number that was stored here for the one that the
-// host has stored through its pointer since, and begin again when they find out.
 inline bool readNumber(const pwr::Data& value, double& number) {
-    unsigned long unsignedNumber;
-    long signedNumber;
+    unsigned long unsignedNumber = 0;
+    long signedNumber = 0;
     switch (value.m_type) {
         case pwr::DATA_UINT:
-            if (value.toUInt(unsignedNumber) != 0) return false;
+            value.toUInt(unsignedNumber);
             number = static_cast<double>(unsignedNumber);
             return true;
         case pwr::DATA_INT:
-            if (value.toInt(signedNumber) != 0) return false;
+            value.toInt(signedNumber);
             number = static_cast<double>(signedNumber);
             return true;
         case pwr::DATA_REAL:
-            return value.toReal(number) == 0;
+            value.toReal(number);
+            return true;
         default:
             return false;
     }

@@ -197,7 +197,7 @@ RealFormatter::RealFormatter(int width, int precision) : m_width(width), m_preci
 RealFormatter::~RealFormatter() = default;
 
 void RealFormatter::format(std::string& out, const Data& value) const {
-    double number;
+    double number = 0;
     if (!readNumber(value, number)) return formatOther(out, value, m_width, m_precision);
     out.clear();
     host::model::appendReal(out, number, m_width, m_precision);
