@@ -14,19 +14,21 @@ bool readTicks(const pwr::Data& value, unsigned long& ticks) {
 
 }  // namespace
 
-// Puts a value over `duration` ticks into m_cell, as the table shows it.
-std::int32_t IntWriterV2::calculate_i(const SampledMessage& message, const pwr::Data& value,
-                                      std::uint64_t duration) {
-    switch (message.calculation) {
+IntWriterV2::Calculate IntWriterV2::calculateOf_i(Calculations calculation) {
+    switch (calculation) {
         case CalculationInstantaneousRate:
-            return calculateRate_i(message, value, duration);
+            return &IntWriterV2::calculateRate_i;
         case CalculationResidencyPercentage:
-            return calculatePercentage_i(message, value, duration);
+            return &IntWriterV2::calculatePercentage_i;
         case CalculationResidencyTime:
-            return calculateTime_i(message, value);
+            return &IntWriterV2::calculateTime_i;
         case CalculationNone:
             break;
     }
+    return &IntWriterV2::calculateNothing_i;
+}
+
+std::int32_t IntWriterV2::calculateNothing_i(const SampledMessage&, const pwr::Data& value, std::uint64_t) {
     m_cell.clear();
     value.toFormattedString(m_cell);
     return 0;
@@ -71,7 +73,8 @@ std::int32_t IntWriterV2::calculatePercentage_i(const SampledMessage& message, c
     return 0;
 }
 
-std::int32_t IntWriterV2::calculateTime_i(const SampledMessage& message, const pwr::Data& value) {
+std::int32_t IntWriterV2::calculateTime_i(const SampledMessage& message, const pwr::Data& value,
+                                          std::uint64_t) {
     unsigned long ticks = 0;
     if (!readTicks(value, ticks)) {
         LOG_WARNING_TAG(

@@ -139,11 +139,17 @@ protected:
     // For a derived writer, which registers its capability and reads the settings itself.
     IntWriterV2(const std::string& id, const std::string& extension);
 
+    struct SampledMessage;
+
+    // Puts a value over so many ticks into m_cell, as the table shows it. Returns 0, or 1 after a warning.
+    using Calculate = std::int32_t (IntWriterV2::*)(const SampledMessage&, const pwr::Data&, std::uint64_t);
+
     // What is the same for all elements of a sampled message.
     struct SampledMessage {
         const pwr::Metric& metric;
         std::uint64_t tableIndex;
         Calculations calculation;
+        Calculate calculate;
         const pwr::Quantity* quantity;
         const std::string& titleSuffix;
         const std::string& defaultValue;
@@ -193,7 +199,9 @@ protected:
     }
     void pushWrapped_i(std::uint64_t duration, const CellPlace& place);
     void pushDuration_i(std::uint64_t duration, TableInfo& table);
-    std::int32_t calculate_i(const SampledMessage& message, const pwr::Data& value, std::uint64_t duration);
+    std::int32_t calculate_i(const SampledMessage& message, const pwr::Data& value, std::uint64_t duration) {
+        return (this->*message.calculate)(message, value, duration);
+    }
 
     const pwr::DataDescriptor* stateOf_i(const pwr::Data& value);
     std::int32_t addTracedColumns_i(const pwr::Metric& metric, const pwr::DataElement& element,
@@ -278,11 +286,15 @@ private:
     void pushAttributes_i(const pwr::AttributeValueManager& attributes,
                           FlatMap<std::uint64_t, std::uint16_t>& columns, BackingStoreWrapper& store);
 
+    static Calculate calculateOf_i(Calculations calculation);
+    std::int32_t calculateNothing_i(const SampledMessage& message, const pwr::Data& value,
+                                    std::uint64_t duration);
     std::int32_t calculateRate_i(const SampledMessage& message, const pwr::Data& value,
                                  std::uint64_t duration);
     std::int32_t calculatePercentage_i(const SampledMessage& message, const pwr::Data& value,
                                        std::uint64_t duration);
-    std::int32_t calculateTime_i(const SampledMessage& message, const pwr::Data& value);
+    std::int32_t calculateTime_i(const SampledMessage& message, const pwr::Data& value,
+                                 std::uint64_t duration);
     void formatTicks_i(std::uint64_t ticks, TimeConversion conversion, std::string& out) const;
     void formatTime_i(std::uint64_t timestamp, TimeConversion conversion, std::string& out) const;
 

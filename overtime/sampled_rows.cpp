@@ -18,8 +18,9 @@ IntWriterV2::SampledMessage IntWriterV2::sampledMessage_i(const pwr::Metric& met
                                                           const std::string& titleSuffix,
                                                           const std::string& defaultValue,
                                                           const char* logTag) const {
-    SampledMessage message{metric,       tableIndex, calculation, quantity, titleSuffix,
-                           defaultValue, logTag,     true,        1.0};
+    SampledMessage message{metric,   tableIndex,  calculation,  calculateOf_i(calculation),
+                           quantity, titleSuffix, defaultValue, logTag,
+                           true,     1.0};
     if (calculation == CalculationInstantaneousRate && metric.m_quantity != nullptr) {
         const pwr::Quantity* rateQuantity = nullptr;
         message.hasRate = metric.m_quantity->getRateConversion(rateQuantity, message.rateFactor) == 0;
@@ -31,6 +32,32 @@ std::string IntWriterV2::sampledUnits_i(Calculations calculation, const pwr::Qua
     if (calculation == CalculationResidencyPercentage) return " (%)";
     if (calculation == CalculationResidencyTime) return " (usec)";
     return unitsSuffix(quantity);
+}
+
+// A part of its one caller's loop, as all elements pass here.
+[[gnu::always_inline]] inline std::int32_t IntWriterV2::writeSampledElement_i(const SampledMessage& message,
+                                                                              std::uint64_t timestamp,
+                                                                              const pwr::DataElement& element,
+                                                                              Place& place) {
+    const pwr::EntityHandle* const entity = element.getEntity();
+    if (!place.isOf(entity, element.getDescriptor()) && !findPlace_i(message, element, place)) return 1;
+    TableInfo& table = *place.target.table;
+    if (table.lastMessage != m_messageCount) {
+        table.lastMessage = m_messageCount;
+        table.hasDuration = false;
+        beginSampledRow_i(table, timestamp);
+        m_order.add(table);
+    }
+    const std::uint64_t duration = element.getDuration();
+    if (calculate_i(message, *element.getValue(), duration) != 0) return 1;
+    const bool isWrapped = hasWrappedColumns(table);
+    if (isWrapped) pushWrapped_i(duration, place.target);
+    if (!isWrapped) pushDuration_i(duration, table);
+    if (message.metric.m_hasEntityAttributes) {
+        pushAttributes_i(*entity, table.sampled.attributeColumns, table.store);
+    }
+    if (!isWrapped) table.store.pushCell(m_cell, place.target.column);
+    return 0;
 }
 
 std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::uint64_t tableIndex,
@@ -51,29 +78,6 @@ std::int32_t IntWriterV2::writeSampledGeneric(const pwr::Metric& metric, std::ui
         if (writeSampledElement_i(message, sample.timestamp, *sample.elements[i], places[i]) != 0) return 1;
     }
     for (TableInfo* table : m_order.end()) table->store.rowComplete();
-    return 0;
-}
-
-std::int32_t IntWriterV2::writeSampledElement_i(const SampledMessage& message, std::uint64_t timestamp,
-                                                const pwr::DataElement& element, Place& place) {
-    const pwr::EntityHandle* const entity = element.getEntity();
-    if (!place.isOf(entity, element.getDescriptor()) && !findPlace_i(message, element, place)) return 1;
-    TableInfo& table = *place.target.table;
-    if (table.lastMessage != m_messageCount) {
-        table.lastMessage = m_messageCount;
-        table.hasDuration = false;
-        beginSampledRow_i(table, timestamp);
-        m_order.add(table);
-    }
-    const std::uint64_t duration = element.getDuration();
-    if (calculate_i(message, *element.getValue(), duration) != 0) return 1;
-    const bool isWrapped = hasWrappedColumns(table);
-    if (isWrapped) pushWrapped_i(duration, place.target);
-    if (!isWrapped) pushDuration_i(duration, table);
-    if (message.metric.m_hasEntityAttributes) {
-        pushAttributes_i(*entity, table.sampled.attributeColumns, table.store);
-    }
-    if (!isWrapped) table.store.pushCell(m_cell, place.target.column);
     return 0;
 }
 
