@@ -92,7 +92,7 @@ std::int32_t IntWriterV2::writeMessage(const pwr::SystemMessage& message) {
     m_timestampFrequency = static_cast<double>(message.m_metadata->m_tscFrequency);
     for (LatestText& text : m_timeTexts) text.isSet = false;
     m_durationText.isSet = false;
-    m_rowStart.isSet = false;
+    m_rowStart.sampleCount = 0;
     if (m_timestampFrequency != 0) return 0;
     LOG_WARNING_TAG(
         TEXT_WRITER_TAG,

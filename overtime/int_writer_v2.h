@@ -255,13 +255,12 @@ private:
 
     // The latest start of a row: most tables of a message begin their rows alike.
     struct LatestStart {
-        bool isSet = false;
-        std::uint64_t sampleCount = 0;
+        std::uint64_t sampleCount = 0;  // counted from 1; 0: none
         std::uint64_t timestamp = 0;
         overtime::RowStart cells;
 
         bool isOf(std::uint64_t aCount, std::uint64_t aTimestamp) const {
-            return isSet && sampleCount == aCount && timestamp == aTimestamp;
+            return sampleCount == aCount && timestamp == aTimestamp;
         }
     };
 

@@ -176,11 +176,10 @@ void IntWriterV2::beginSampledRow_i(TableInfo& table, std::uint64_t timestamp) {
 }
 
 void IntWriterV2::renewRowStart_i(std::uint64_t sampleCount, std::uint64_t timestamp) {
-    m_rowStart.isSet = false;
+    m_rowStart.sampleCount = 0;  // should the next line fail
     m_rowStart.cells.set(sampleText_i(sampleCount), timeText_i(timestamp, TimeConversionMicroseconds));
     m_rowStart.sampleCount = sampleCount;
     m_rowStart.timestamp = timestamp;
-    m_rowStart.isSet = true;
 }
 
 // Pushes an element's value and then its duration: where column numbers begin anew, the order counts.
