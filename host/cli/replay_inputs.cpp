@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -19,6 +20,17 @@ std::unique_ptr<importers::Input> openInput(const std::string& path, const base:
     auto input = importers::Input::open(path, &stop, error);
     if (input == nullptr) base::complain(error);
     return input;
+}
+
+// What tells a file from all others.
+using FileId = std::pair<dev_t, ino_t>;
+
+// None if the input can't be asked any more.
+std::optional<FileId> fileOf(const std::string& input) {
+    struct stat status {};
+    const int result = input == "-" ? ::fstat(STDIN_FILENO, &status) : ::stat(input.c_str(), &status);
+    if (result != 0) return std::nullopt;
+    return FileId(status.st_dev, status.st_ino);
 }
 
 }  // namespace
@@ -73,20 +85,16 @@ bool ReplayInputs::contain(const std::string& path) const {
     struct stat file {};
     if (::stat(path.c_str(), &file) != 0 || !S_ISREG(file.st_mode)) return false;
     return std::any_of(m_inputs.begin(), m_inputs.end(), [&](const auto& input) {
-        struct stat status {};
-        const int result =
-            input->name() == "-" ? ::fstat(STDIN_FILENO, &status) : ::stat(input->name().c_str(), &status);
-        return result == 0 && status.st_dev == file.st_dev && status.st_ino == file.st_ino;
+        return fileOf(input->name()) == FileId(file.st_dev, file.st_ino);
     });
 }
 
 // Returns true after a complaint about a file that is given twice.
 bool ReplayInputs::isAnyTwice_i() const {
-    std::set<std::pair<dev_t, ino_t>> files;
+    std::set<FileId> files;
     for (const auto& input : m_inputs) {
-        struct stat status {};
-        if (::stat(input->name().c_str(), &status) != 0) continue;
-        if (files.emplace(status.st_dev, status.st_ino).second) continue;
+        const std::optional<FileId> file = fileOf(input->name());
+        if (!file || files.insert(*file).second) continue;
         base::complain(input->name() + " is given twice");
         return true;
     }

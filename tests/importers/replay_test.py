@@ -218,6 +218,10 @@ class Inputs(unittest.TestCase):
                 self.assertEqual(1, status)
                 self.assertIn(said, err)
                 self.assertEqual(before, {path.name: path.read_bytes() for path in self.work.iterdir()})
+        with open(self.work / "saved", "rb") as saved:
+            done = subprocess.run([PWRHOST, "replay", "-w", "none", "--save", "saved", "-"], cwd=self.work, stdin=saved, capture_output=True)
+        self.assertEqual((1, b"pwrhost: --save saved: this file is read\n"), (done.returncode, done.stderr))
+        self.assertEqual(stream, (self.work / "saved").read_bytes())
         self.assertEqual((1, "", "run.html: no kind of input"), (*(told := self.run_host("info", "run.html"))[:2], told[2][:26]))
 
     def test_quiet_leaves_the_notes_out(self):
